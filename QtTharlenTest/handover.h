@@ -1,0 +1,87 @@
+// The hand-over between the servo thread and the graphical thread: three small types, none of which
+// ever blocks or allocates on the servo side.
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstddef>
+
+/// A value that both threads read and write. Relaxed: each load and store is whole, nothing orders it
+/// against other values, so a mixed reading of two of them costs one tick or one frame.
+/// Any thread.
+template <class T>
+class Shared {
+public:
+    constexpr Shared(T value = T{}) noexcept : m_value(value) {}
+    Shared(const Shared&) = delete;
+    T operator=(T value) noexcept {
+        m_value.store(value, std::memory_order_relaxed);
+        return value;
+    }
+    Shared& operator=(const Shared&) = delete;
+    operator T() const noexcept { return m_value.load(std::memory_order_relaxed); }
+    T load() const noexcept { return m_value.load(std::memory_order_relaxed); }
+
+private:
+    std::atomic<T> m_value;
+    static_assert(std::atomic<T>::is_always_lock_free, "a shared value must not hide a lock");
+};
+
+/// An array of shared values. Elements are whole; the array can be read half written.
+/// copy() gives the plain buffer that the device library wants. Any thread.
+template <class T, std::size_t N>
+class SharedArray {
+public:
+    Shared<T>& operator[](std::size_t i) noexcept { return m_values[i]; }
+    const Shared<T>& operator[](std::size_t i) const noexcept { return m_values[i]; }
+    static constexpr std::size_t size() noexcept { return N; }
+
+    std::array<T, N> copy() const noexcept {
+        std::array<T, N> plain;
+        for (std::size_t i = 0; i < N; ++i)
+            plain[i] = m_values[i];
+        return plain;
+    }
+    /// Takes the first N elements of a plain buffer.
+    void store(const T* plain) noexcept {
+        for (std::size_t i = 0; i < N; ++i)
+            m_values[i] = plain[i];
+    }
+    void fill(T value) noexcept {
+        for (std::size_t i = 0; i < N; ++i)
+            m_values[i] = value;
+    }
+
+private:
+    std::array<Shared<T>, N> m_values;
+};
+
+/// A queue of one writing and one reading thread, bounded and without locks. A full queue refuses.
+/// push() on the writing thread, pop() on the reading one.
+template <class T, std::size_t N>
+class BoundedQueue {
+    static_assert((N & (N - 1)) == 0, "size is a power of two");
+
+public:
+    bool push(const T& item) noexcept {
+        const std::size_t tail = m_tail.load(std::memory_order_relaxed);
+        if (tail - m_head.load(std::memory_order_acquire) == N)
+            return false;
+        m_items[tail & (N - 1)] = item;
+        m_tail.store(tail + 1, std::memory_order_release);
+        return true;
+    }
+    bool pop(T& item) noexcept {
+        const std::size_t head = m_head.load(std::memory_order_relaxed);
+        if (head == m_tail.load(std::memory_order_acquire))
+            return false;
+        item = m_items[head & (N - 1)];
+        m_head.store(head + 1, std::memory_order_release);
+        return true;
+    }
+
+private:
+    std::array<T, N> m_items{};
+    std::atomic<std::size_t> m_head{0};
+    std::atomic<std::size_t> m_tail{0};
+};
