@@ -6,21 +6,22 @@
 #include <atomic>
 #include <cstddef>
 
-/// A value that both threads read and write. Relaxed: each load and store is whole, nothing orders it
-/// against other values, so a mixed reading of two of them costs one tick or one frame.
-/// Any thread.
+/// A value that both threads read and write. Each load and store is whole; two values can still be read
+/// from different moments, which costs one tick or one frame. A store releases and a load acquires, so a
+/// tick that sees a raised flag also sees what was built before it was raised; on x86-64 both are plain
+/// moves. Any thread.
 template <class T>
 class Shared {
 public:
     constexpr Shared(T value = T{}) noexcept : m_value(value) {}
     Shared(const Shared&) = delete;
     T operator=(T value) noexcept {
-        m_value.store(value, std::memory_order_relaxed);
+        m_value.store(value, std::memory_order_release);
         return value;
     }
     Shared& operator=(const Shared&) = delete;
-    operator T() const noexcept { return m_value.load(std::memory_order_relaxed); }
-    T load() const noexcept { return m_value.load(std::memory_order_relaxed); }
+    operator T() const noexcept { return m_value.load(std::memory_order_acquire); }
+    T load() const noexcept { return m_value.load(std::memory_order_acquire); }
 
 private:
     std::atomic<T> m_value;
@@ -55,6 +56,14 @@ public:
 private:
     std::array<Shared<T>, N> m_values;
 };
+
+/// One field of a record that the device library refreshes on the servo thread. Any thread.
+template <class T>
+T loadRelaxed(const T& field) noexcept {
+    T value;
+    __atomic_load(&field, &value, __ATOMIC_RELAXED);
+    return value;
+}
 
 /// A queue of one writing and one reading thread, bounded and without locks. A full queue refuses.
 /// push() on the writing thread, pop() on the reading one.

@@ -160,7 +160,7 @@ public:
 /// The live connection of an open device. Owned by the library.
 ///
 /// The library's servo thread refreshes the image while others read it: read the fields one by one
-/// with an atomic load (see loadRelaxed in servostate.h). Two fields can be a tick apart.
+/// with an atomic load (__ATOMIC_RELAXED will do). Two fields can be a tick apart.
 class CIOConnection {
 public:
     virtual ~CIOConnection() = default;

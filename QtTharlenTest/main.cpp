@@ -1,0 +1,13 @@
+// Process entry. No command-line option is read.
+#include <QApplication>
+#include <QCoreApplication>
+
+#include "qttharlentest.h"
+
+int main(int argc, char** argv) {
+    QCoreApplication::addLibraryPath(".");
+    QApplication application(argc, argv);
+    qtTharlenTest window;
+    window.show();
+    return QApplication::exec();
+}

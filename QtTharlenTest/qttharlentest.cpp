@@ -1,0 +1,233 @@
+// The main window's construction, start-up order, teardown and closing.
+#include "qttharlentest.h"
+
+#include <QCloseEvent>
+#include <QFont>
+#include <QGraphicsTextItem>
+#include <QMessageBox>
+#include <QPen>
+#include <limits>
+
+#include "qttharlendraw.h"
+#include "qttharlenhapticrenderer.h"
+#include "servostate.h"
+
+bool checkForProcess(char*) { return false; }
+
+qtTharlenTest::qtTharlenTest(QWidget* parent, Qt::WindowFlags flags) : QMainWindow(parent, flags) {
+    ui.setupUi(this);
+    connectServoOptions();
+    ui.frame11->hide();
+    numAccumErrors = 0;
+    csTharlenID = -1;
+    dateTimeTimer = newTimer(&qtTharlenTest::displayDateTime);
+    dateTimeTimer->start(1000);
+    servoRate = 0;
+    onInitTharlenTest();
+}
+
+/// Hands the options that the servo thread needs over to it, as they change. The record follows the combo
+/// box by the signal that comes before the one that opens the device.
+void qtTharlenTest::connectServoOptions() {
+    connect(ui.m_cmbTHARLeN, QOverload<int>::of(&QComboBox::currentIndexChanged), this,
+            &qtTharlenTest::selectRecord);
+    const auto handOver = [this] {
+        sendForceChecked = ui.sendForce_checkBox->isChecked() || ui.sendForce_checkBox_2->isChecked();
+    };
+    connect(ui.sendForce_checkBox, &QCheckBox::toggled, this, handOver);
+    connect(ui.sendForce_checkBox_2, &QCheckBox::toggled, this, handOver);
+    handOver();
+}
+
+QTimer* qtTharlenTest::newTimer(void (qtTharlenTest::*slot)()) {
+    auto* timer = new QTimer(this);
+    connect(timer, &QTimer::timeout, this, slot);
+    return timer;
+}
+
+// The order matters: the first device is opened while the combo box is filled, before the servo loop object
+// and the scenes exist.
+bool qtTharlenTest::onInitTharlenTest() {
+    setModes(false, false, false);
+    onInitWidgetItems();
+    onTestModeSelection();
+    m_nDevices = 0;
+    m_nCounter = 0;
+    calibCounter = 0;
+    m_bIsUSBDevice = m_bIs6DOF = m_bIsBlockDevice = m_bIs1394Device = false;
+    m_bIsLodrin = m_bIsPirka = m_bIsCorvale = false;
+    m_nUnit = ~0UL;
+    m_bDoAutoTests = false;
+    m_pCalibration = nullptr;
+    m_pConnection = nullptr;
+    setApplicationCredentials();
+    LoadConfigurations();
+    createServoLoop();
+    updateServoLoopRate();
+    tharlenRenderer = new qtTharlenDraw(-1, ui.glDrawWidget1);
+    ui.error_browser->clear();
+    clearTestState();
+    createTimersAndScenes();
+    createPlots();
+    sample.fill(0.0f);
+    initReportData();
+    traceEncOutFile = nullptr;
+    traceGimbOutFile = nullptr;
+    return true;
+}
+
+void qtTharlenTest::clearTestState() {
+    clearAxisState();
+    force_dac_values.fill(0);
+    passivityTestForce.fill(0);
+    jointVelocity.fill(0);
+    clearSwitchCounters();
+    passivityGain = 0.0f;
+}
+
+/// What each device starts from, axis by axis. The extremes start so that the first sample replaces both.
+void qtTharlenTest::clearAxisState() {
+    for (int i = 0; i < 6; ++i) {
+        m_forceToSend[i] = 0;
+        m_torqueToSend[i] = 0;
+        m_lMinEncoderVal[i] = std::numeric_limits<long>::max();
+        m_lMaxEncoderVal[i] = std::numeric_limits<long>::min();
+        m_lMinForceVal[i] = 200.0f;
+        m_lMaxForceVal[i] = -200.0f;
+        for (float* temperatures : {motorTemperature, prevMotorATemperature, windingTemperature,
+                                    prevWindingTemperature, statorTemperature, prevStatorTemperature,
+                                    shutdownTemperature, prevShutdownTemperature, cooldownTemperature,
+                                    prevCooldownTemperature})
+            temperatures[i] = 0;
+    }
+    encoderTestEncoders.fill(0);
+}
+
+void qtTharlenTest::clearSwitchCounters() {
+    stylusSwitchCounterOn = presenceSwitchCounterOn = extraSwitchCounterOn = inkwellSwitchCounterOn = 0;
+    stylusSwitchCounterOff = presenceSwitchCounterOff = extraSwitchCounterOff = inkwellSwitchCounterOff = 0;
+}
+
+void qtTharlenTest::createTimersAndScenes() {
+    selectionTimer = newTimer(&qtTharlenTest::updateTharlenGraphic);
+    connect(ui.tabWidget, &QTabWidget::currentChanged, this, &qtTharlenTest::onTabChange);
+    hapticBoxRenderer = new qtTharlenHapticRenderer(csTharlenID, ui.boxTest_glWin);
+    passivityBoxRenderer = new qtTharlenHapticRenderer(csTharlenID, ui.passivity_widget);
+    filtersRenderer = new qtTharlenHapticRenderer(csTharlenID, ui.filters_render);
+    // The passivity branch of the servo tick has no label to write to: its gain is shown with each frame.
+    connect(passivityBoxRenderer->graphicTimer, &QTimer::timeout, this,
+            [this] { ui.gain_label->setText(QString::number(passivityGain)); });
+    forceProgressTimer = newTimer(&qtTharlenTest::forceProgressUpdate);
+    checkCalibTimer = newTimer(&qtTharlenTest::updateOrdaCorvaleCalib);
+    encoderGuiUpdateTimer = newTimer(&qtTharlenTest::updateReadEncoderTab);
+    tempGuiUpdateTimer = newTimer(&qtTharlenTest::monitorTemperature);
+    connect(tempGuiUpdateTimer, &QTimer::timeout, this, &qtTharlenTest::updateForceDisplay);
+    forceCheckTimer = newTimer(&qtTharlenTest::checkForcePass);
+    ampsGuiUpdateTimer = newTimer(&qtTharlenTest::onCycleAmpsTab);
+    cycleAmpsTimer = new QTimer(this);
+    calibDetailTimer = newTimer(&qtTharlenTest::updateCalibrationData);
+    frictionTestTimer = new QTimer(this);
+    connect(frictionTestTimer, &QTimer::timeout, this, &qtTharlenTest::runFrictionTest);
+    capstanTestRefTimer = new QTimer(this);
+    connect(capstanTestRefTimer, &QTimer::timeout, this, &qtTharlenTest::runCapstanTest_ref);
+    capstanTestTimer = new QTimer(this);
+    connect(capstanTestTimer, &QTimer::timeout, this, &qtTharlenTest::runCapstanTest_verify);
+    servoRateGraphicTimer = newTimer(&qtTharlenTest::updateServoLoopRateProgress);
+    errorDisplayTimer = newTimer(&qtTharlenTest::displayError);
+    errorDisplayTimer->start(500);
+    motorTempTimer = newTimer(&qtTharlenTest::getMotorTemperature);
+    gimbEncTestTimer = newTimer(&qtTharlenTest::runGimbalEncoderTest);
+    connect(ui.listWidget, &QListWidget::currentItemChanged, this, &qtTharlenTest::changePage);
+}
+
+void qtTharlenTest::createPlots() {
+    linePlotScene = new QGraphicsScene(0, 0, 600, 300, this);
+    linePlotScene->setSceneRect(ui.graphicsView_3->rect());
+    for (QLineF** line : {&motor1_linePlot, &motor2_linePlot, &motor3_linePlot, &motor1_windingPlot,
+                          &motor1_statorPlot, &motor2_windingPlot, &motor2_statorPlot, &motor3_windingPlot,
+                          &motor3_statorPlot})
+        *line = new QLineF;
+    frictionPlotScene = new QGraphicsScene(0, 0, 5000, 300, this);
+    frictionPlotScene->setSceneRect(ui.friction_plot->rect());
+    velocityLine = new QLineF;
+    histogramScene = new QGraphicsScene(-120, -60, 5000, 120, this);
+    histogramScene->setSceneRect(ui.graphicsView->rect());
+    histogramRect = new QRectF;
+
+    drawHistogramMark();
+    QGraphicsView* view = ui.graphicsView;
+    view->setScene(histogramScene);
+    view->setRenderHint(QPainter::Antialiasing);
+    view->setViewportUpdateMode(QGraphicsView::BoundingRectViewportUpdate);
+    view->setBackgroundBrush(QBrush(Qt::black, Qt::SolidPattern));
+    view->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    view->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    view->show();
+}
+
+void qtTharlenTest::onInitWidgetItems() {
+    ui.tabWidget->setCurrentIndex(0);
+    for (int i = ui.tabWidget->count(); i >= 1; --i)
+        ui.tabWidget->removeTab(i);
+    ui.back_button->setEnabled(false);
+    ui.user_radioButton->setChecked(true);
+    ui.manuf_password->setEnabled(false);
+    ui.passText->setEnabled(false);
+    currentTabIndex = 0;
+    ui.tabWidget->setCurrentIndex(currentTabIndex);
+    onInitTabItems();
+    disableTestTabs();
+}
+
+void qtTharlenTest::closeEvent(QCloseEvent* event) {
+    const bool onSummary = ui.tabWidget->tabText(ui.tabWidget->currentIndex()) == "Summary";
+    if (!manufMode || onSummary) {
+        event->accept();
+        return;
+    }
+    const auto answer = QMessageBox::question(
+        this, "Testing Interrupted",
+        "Are you sure ? Closing the app now will not save the Test Reports.\nPress YES to close and NO to continue "
+        "testing. ",
+        QMessageBox::Yes | QMessageBox::No);
+    if (answer == QMessageBox::Yes)
+        event->accept();
+    else
+        event->ignore();
+}
+
+// Servo traffic stops before anything that ServoLoopCallBack reaches is destroyed.
+qtTharlenTest::~qtTharlenTest() {
+    if (csTharlenID >= 0) {
+        disable_tharlen_forces_no_wait(csTharlenID);
+        if (isServoLoopRunning())
+            stopServoLoop();
+        if (!isServoLoopRunning())
+            disable_tharlen(csTharlenID);
+        deleteDeviceRecords(m_nDevices);
+        delete tharlenRenderer;
+        delete hapticBoxRenderer;
+        delete passivityBoxRenderer;
+        delete filtersRenderer;
+        for (QTimer* timer :
+             {servoRateGraphicTimer, forceProgressTimer, checkCalibTimer, encoderGuiUpdateTimer, calibDetailTimer,
+              ampsGuiUpdateTimer, cycleAmpsTimer, tempGuiUpdateTimer, frictionTestTimer, capstanTestRefTimer,
+              capstanTestTimer, gimbEncTestTimer, errorDisplayTimer, motorTempTimer, dateTimeTimer, selectionTimer,
+              forceCheckTimer})
+            delete timer;
+    }
+    // A loop can run without a device, where opening one threw; no tick may reach a window that is gone.
+    if (isServoLoopRunning())
+        stopServoLoop();
+    releaseOwned();
+}
+
+/// What the window owns beside its children.
+void qtTharlenTest::releaseOwned() {
+    deleteDeviceRecords(20);
+    for (QLineF* line : {motor1_linePlot, motor2_linePlot, motor3_linePlot, motor1_windingPlot, motor1_statorPlot,
+                         motor2_windingPlot, motor2_statorPlot, motor3_windingPlot, motor3_statorPlot, velocityLine})
+        delete line;
+    delete histogramRect;
+    delete repData;
+}

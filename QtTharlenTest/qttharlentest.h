@@ -1,0 +1,431 @@
+// qtTharlenTest: the one main window. It owns all test state, the form, every timer and the scenes.
+//
+// Everything runs on the graphical thread unless marked [S]: those functions run on the servo thread, and
+// what they touch is a Shared value (handover.h). Each subject has a file of its own: what a tab does is
+// in qttharlentest_<subject>.cpp.
+#pragma once
+
+#include <QFile>
+#include <QGraphicsScene>
+#include <QLineF>
+#include <QMainWindow>
+#include <QRectF>
+#include <QString>
+#include <QTextStream>
+#include <QTimer>
+
+#include "device/tharlenio.h"
+#include "handover.h"
+#include "tharlenDefines.h"
+#include "ui_qttharlentest.h"
+
+class qtTharlenDraw;
+class qtTharlenHapticRenderer;
+
+/// Runs once a servo tick, on the servo thread, with the main window as user data. Always returns 0.
+int ServoLoopCallBack(void* pUserData);
+
+/// Left from a check for a running copy; returns false at once and nothing calls it.
+bool checkForProcess(char* pProcName);
+
+class qtTharlenTest : public QMainWindow {
+    Q_OBJECT
+
+public:
+    explicit qtTharlenTest(QWidget* parent = nullptr, Qt::WindowFlags flags = Qt::WindowFlags());
+    ~qtTharlenTest() override;
+
+    // --- Device and command buffers ---
+    Shared<int> csTharlenID{-1};                ///< handle of the open device, -1 when none
+    float m_forceToSend[6]{};                   ///< N
+    SharedArray<long, 6> force_dac_values;      ///< the default servo branch sends these, DAC counts
+    float m_torqueToSend[6]{};                  ///< N mm
+    SharedArray<float, 3> forceProgress;        ///< box force as limited, N; no display reads it
+    SharedArray<float, 3> lastDacValue;         ///< last motor command, percent of 32768
+    Ui::qtTharlenTestClass ui;
+    SharedArray<float, 6> m_fVoltsToSend;       ///< V
+    SharedArray<float, 6> m_fVoltsSent;         ///< V, as the library sent them
+    float hapticUpdateRate = 0;                 ///< Hz
+    Shared<float> instHapticUpdateRate;         ///< Hz, of the last tick
+
+    // --- Errors ---
+    QTimer* errorDisplayTimer = nullptr;
+    QString errorMessage;     ///< the latest error line; under errorMessageSync
+    int numAccumErrors = 0;   ///< errors since the last clearing; under errorMessageSync
+
+    // --- Plots ---
+    QGraphicsScene* linePlotScene = nullptr;
+    QLineF* motor1_linePlot = nullptr;
+    QLineF* motor2_linePlot = nullptr;
+    QLineF* motor3_linePlot = nullptr;
+    QLineF* motor1_windingPlot = nullptr;
+    QLineF* motor1_statorPlot = nullptr;
+    QLineF* motor2_windingPlot = nullptr;
+    QLineF* motor2_statorPlot = nullptr;
+    QLineF* motor3_windingPlot = nullptr;
+    QLineF* motor3_statorPlot = nullptr;
+    QGraphicsScene* frictionPlotScene = nullptr;
+    QLineF* velocityLine = nullptr;
+
+    // --- Model and selection ---
+    long servoRate = 0;                         ///< Hz
+    Shared<double> m_pinchValue;                ///< raw reading, taken on the servo thread
+    // These flags carry no information: all logic asks the predicates below.
+    bool m_bIsCorvale = false;
+    bool m_bIsPirka = false;
+    bool m_bIsLodrin = false;
+    bool m_bIsVeska = false;
+    bool m_bIsVeska3Button = false;
+    bool m_bIs1394Device = false;
+    bool m_bIsBlockDevice = false;
+    bool m_bIs6DOF = false;
+    bool m_bIs2DOF = false;
+    bool m_bIsUSBDevice = false;
+    int currentTabIndex = 0;                    ///< written at start-up, read for no decision
+    CTHARLeNMgr m_mgr;
+    CTHARLeNDevice* m_aDevices[20] = {};
+    qtTharlenDraw* tharlenRenderer = nullptr;
+    qtTharlenHapticRenderer* hapticBoxRenderer = nullptr;
+    qtTharlenHapticRenderer* passivityBoxRenderer = nullptr;
+    qtTharlenHapticRenderer* filtersRenderer = nullptr;
+    int m_nDevices = 0;
+    bool m_bDoAutoTests = false;
+
+    // --- Limits ---
+    CONFIG_DATA_CORVALE m_cdCorvale = corvaleLimits();
+    CONFIG_DATA_PIRKA m_cdPirka = pirkaLimits();
+    CONFIG_DATA_LODRIN m_cdLodrin = lodrinLimits();
+
+    // Fields only: nothing reads or writes them.
+    bool m_bHandlingError = false;
+    bool m_bFatalError = false;
+    char m_szErrorText[2048] = {};
+
+    // --- Report ---
+    REPORTDATA* repData = nullptr;
+    QFile* testReportFile = nullptr;
+    QTextStream resultStream;
+    QTimer* dateTimeTimer = nullptr;
+    unsigned long m_nUnit = 0;
+    int prevIndex = 0;
+    QString hardwareRev;
+    QString hardwareSerial;
+    char m_szNumber[12] = {};
+    QString m_acsCredentials[4];                ///< the second element is the device chosen at start-up
+
+    // --- Calibration ---
+    QTimer* selectionTimer = nullptr;
+    QTimer* checkCalibTimer = nullptr;
+    int validCalibType = 0;
+    float calibCounter = 0;                     ///< ticks of checkCalibTimer
+    AXIS_SENSOR_DATA* mpSensorData = nullptr;   ///< three axes, the library's
+    SENSOR_DATA* repFlagData[3] = {};
+    bool bFlagPass[3] = {};
+    bool bGapPass[4] = {};
+    bool bFlagPassRev7[7] = {};
+    QString flagDataString[3];
+    QString rev7FlagDataString[7];
+    QString GapDataString[4];
+
+    // --- Encoders and switches ---
+    QTimer* encoderGuiUpdateTimer = nullptr;
+    long m_lMinEncoderVal[6] = {};              ///< counts
+    long m_lMaxEncoderVal[6] = {};              ///< counts
+    int stylusSwitchState = 0;
+    int stylusSwitchCounterOn = 0;
+    int stylusSwitchCounterOff = 0;
+    int presenceSwitchState = 0;
+    int presenceSwitchCounterOn = 0;
+    int presenceSwitchCounterOff = 0;
+    int extraSwitchState = 0;
+    int extraSwitchCounterOn = 0;
+    int extraSwitchCounterOff = 0;
+    int inkwellSwitchState = 0;
+    int inkwellSwitchCounterOn = 0;
+    int inkwellSwitchCounterOff = 0;
+    QTimer* calibDetailTimer = nullptr;
+    CIOConnection* m_pConnection = nullptr;
+    CTHARLeNAutoCalibration* m_pCalibration = nullptr;
+    REPORTDATA m_rd;                            ///< a second record, of which only asdData is used
+
+    // --- Closed-loop encoder test ---
+    float m_nCounter = 0;                       ///< ticks of calibDetailTimer
+    int n_axis = 0;
+    int iGimbalR1 = 0;
+    int iGimbalR2 = 0;
+    int iGimbalR3 = 0;
+    int iTemperature = 0;
+    int CntGimbalRs = 0;
+    int CntGimbalOverFlow = 0;
+    int CntTemperature = 0;
+    int CntTemperatureOverFlow = 0;
+    bool CollectControl = false;
+    bool b_PositionControl = false;
+    QFile* traceEncOutFile = nullptr;
+    QTextStream traceEncStream;
+    QFile* traceGimbOutFile = nullptr;
+    QTextStream traceGimbEncStream;
+    QTimer* gimbEncTestTimer = nullptr;
+
+    // --- Amplifiers and forces ---
+    QTimer* ampsGuiUpdateTimer = nullptr;
+    QTimer* cycleAmpsTimer = nullptr;           ///< made, but never connected or started
+    float motorTemp[6] = {};                    ///< normalised, 1.0 is the limit
+    float motorTempinDegrees[6] = {};           ///< degrees Celsius
+    QTimer* tempGuiUpdateTimer = nullptr;
+    QTimer* forceCheckTimer = nullptr;
+    float m_lMinForceVal[6] = {};               ///< DAC counts, in spite of the name
+    float m_lMaxForceVal[6] = {};               ///< DAC counts
+
+    // --- Friction and capstan ---
+    QTimer* frictionTestTimer = nullptr;
+    QTimer* capstanTestTimer = nullptr;
+    QTimer* capstanTestRefTimer = nullptr;
+
+    // --- Box and servo rate ---
+    QTimer* forceProgressTimer = nullptr;
+    QTimer* servoRateGraphicTimer = nullptr;
+    QTimer* histoGramTimer = nullptr;           ///< declared; no timer is ever made for it
+    Shared<float> minUpdateRate;                ///< Hz
+    Shared<float> maxUpdateRate;                ///< Hz
+    float updateRateStdDev = 0;
+    float varUpdateRate = 0;                    ///< Hz squared
+    float meanUpdateRate = 0;                   ///< Hz
+    float stdDevUpdateRate = 0;                 ///< Hz
+    int numSamplesUpdateRate = 0;
+    QGraphicsScene* histogramScene = nullptr;
+    QRectF* histogramRect = nullptr;
+
+    // --- Modes ---
+    Shared<bool> manufMode;                     ///< read by the box test on the servo thread
+    bool encoderTestMode = false;
+    bool performanceTestMode = false;
+
+    // --- Performance pages ---
+    double* memoryLoadInt[10] = {};
+    bool releaseProcess = false;
+    QTimer* motorTempTimer = nullptr;
+    Shared<float> passivityGain;                ///< N/mm
+
+    // --- Start-up and wizard ---
+    bool onInitTharlenTest();
+    void onInitWidgetItems();
+    void onInitTabItems();
+    void enableTestTabs();
+    void disableTestTabs();
+
+    // --- Device selection ---
+    bool LoadConfigurations();
+    void DumpConfigurations();
+    void setApplicationCredentials();
+    // Asked of the selected device's record at each call. A type 9 device is a Nolva and counts as a
+    // Stelmar too, and so does type 4: the callers depend on the combination. [any thread]
+    bool isCorvale() const;
+    bool is6dof() const;
+    bool isOrda() const;
+    bool isCNolvaDevice() const;
+    bool isAnyStelmar() const;
+    bool isHighForceDevice() const;
+    bool hasInkwell() const;
+    const CTHARLeNDevice* selectedDevice() const { return m_selectedDevice; }
+
+    // --- Servo thread ---
+    /// Turns a library status into a dated line; see the table in qttharlentest_errors.cpp. Any thread.
+    void accumulateErrors(int nErr);
+    /// Wall forces of the box test for a position (mm) and the last motor commands (DAC counts): three
+    /// forces, N, valid until the next call. All zero for a negative handle. [S]
+    float* calcForce(int tharlen_id, float* pPos, long* plastDac);
+    /// Counts pop-throughs and drops the force after one; edits `devForce` (3, N) in place. [S]
+    void checkBoxTest(int tharlen_id, float* devForce);
+    /// Wall forces of the passivity cube: three, N, valid until the next call. The position is read
+    /// here; `pPos` is not used. [S]
+    float* calcCustomForce(int tharlen_id, float* pPos);
+    /// Copies the position into the filters scene. [S]
+    void filterNrender(int tharlen_id);
+    /// Adds one sample to the period. Returns 1. [S]
+    int sampleHapticUpdateRate();
+
+    // --- Report ---
+    void initReportData();
+    void resetReportData();
+
+    // Declarations only, from a time of limit files: no implementation and no caller.
+    bool ReadCorvaleConfigurationFile(QString fileName);
+    bool WriteCorvaleConfigurationFile(QString fileName);
+    bool ReadLodrinConfigurationFile(QString fileName);
+    bool WriteLodrinConfigurationFile(QString fileName);
+    void ReadFlagAndGapWidths(QString fileName);
+    int readOrdaConfigurationFile(QString fileName);
+    QString GetBoardSerialNumber();
+    QString getAppVersion();
+
+public slots:
+    // Wizard
+    void onTabChange(int index);
+    void gotoPrevTab();
+    void gotoNextTab();
+    void onTestModeSelection();
+    void closeTestApplication();
+    void changePage(QListWidgetItem* current, QListWidgetItem* previous);
+    void onClickTestAnotherDevice();  ///< connected to nothing
+    void updateServoLoopRate();
+
+    // Device selection
+    int OnSelChangeTHARLeN();
+    void updateName();
+    void updateSerial(int id);
+    void updateTharlenGraphic();
+
+    // Errors
+    void displayError();
+    void clearErrorBrowser();
+    void displayDateTime();
+
+    // Box test
+    void forceProgressUpdate();
+
+    // Calibration
+    void onClickCalibrateButton();
+    void onClickCalibrate();       ///< connected to nothing
+    int onClickCalibratePinch();   ///< connected to nothing
+    void updateOrdaCorvaleCalib();
+    void updateCalibrationData();
+    void onClickLoseCalibration();
+    void onClickUpdateCalibration();
+
+    // Encoders
+    void updateReadEncoderTab();
+    void initEncoderTest();
+    void stopEncoderTest();
+    void initGimbalEncoderTest();
+    void stopGimbalEncoderTest();
+    void runGimbalEncoderTest();
+
+    // Amplifiers and forces
+    void onCycleAmpsTab();
+    void onForceSlidersChange();
+    void onClickResetForces();
+    void resetForceSliders();
+    void monitorTemperature();
+    void updateForceDisplay();
+    void checkForcePass();
+
+    // Friction and capstan
+    void onClickStartFrictionTest();
+    int runFrictionTest();
+    void onClickStartCapstanTest();
+    void onClickVerifyCapstanTest();
+    int runCapstanTest_ref();
+    int runCapstanTest_verify();
+
+    // Servo rate
+    void startServoLoopRateTest();
+    void stopServoLoopRateTest();
+    void updateServoLoopRateProgress();
+    void clearHistogram();
+
+    // Performance pages
+    void startServoLoopPerformance();
+    void stopServoLoopPerformance();
+    void loadProcessor();
+    void releaseProcessor();
+    void loadMemory();
+    void releaseMemory();
+    void startResolutionTest();
+    void stopResolutionTest();
+    void command_motor_dac();
+    void clear_dac_value();
+    void clearForces();
+    void commandForces();                ///< connected to nothing
+    void startWorkspaceRecord();
+    void stopWorkspaceRecord();
+    void startLinePlot();
+    void stopLinePlot();
+    void getMotorTemperature();
+    void startFrictionPerformanceTest();  ///< connected to nothing
+    void stopFrictionPerformanceTest();   ///< connected to nothing
+    void onPassivitySliderChange(int value);  ///< connected to nothing
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+
+private:
+    // Start-up, a step of onInitTharlenTest each
+    QTimer* newTimer(void (qtTharlenTest::*slot)());
+    void clearTestState();
+    void createTimersAndScenes();
+    void createPlots();
+    void connectServoOptions();
+    void drawHistogramMark();
+    void clearAxisState();
+    void clearSwitchCounters();
+    void releaseOwned();
+
+    // One tick's activities [S]
+    friend int ServoLoopCallBack(void* pUserData);
+    void boxBranch(int id);
+    void passivityBranch(int id);
+    void voltageBranch(int id);
+    void servoRateBranch(int id);
+    void performanceForceBranch(int id);
+    void frictionPerformanceBranch(int id);
+    void defaultBranch(int id);
+
+    // Box force, a step of calcForce each [S]
+    float boxForceLimit(int id) const;
+    float boxStiffness(float maxGain) const;
+    void enableForcesOutsideBox(int id);
+    void wallForces(float gain);
+    void limitUserForce(int id, float limit);
+    void limitStelmarForce(float limit);
+    float m_boxForce[3]{};      ///< what calcForce returns, N
+    float m_passivityForce[3]{};  ///< what calcCustomForce returns, N
+
+    // Wizard: what each tab does on entry and on any other tab
+    void updateWizardButtons(int index);
+    void enterMode();
+    void enterSelect();
+    void leaveSelect();
+    void enterCalibrate();
+    void leaveCalibrate();
+    void enterReadEncoder();
+    void leaveReadEncoder();
+    void enterCalibrationDetails();
+    void leaveCalibrationDetails();
+    void enterEncoderTest();
+    void leaveEncoderTest();
+    void enterCycleAmps();
+    void leaveCycleAmps();
+    void enterTestForces();
+    void leaveTestForces();
+    void enterBoxTest();
+    void leaveBoxTest();
+    void enterServoloop();
+    void leaveServoloop();
+    void enterSummary();
+    void enterPerformanceTesting();
+    void leavePerformanceTesting();
+    void enterPassivityPage();
+    void leavePassivityPage();
+    void enterFiltersPage();
+    void leaveFiltersPage();
+    void passAdvancedModeGate();
+    void setModes(bool manufacturing, bool encoderTest, bool performance);
+    QString boxTestInstruction() const;
+
+    /// Inserts a page as a tab, or leaves it where it is if that is its place already. Enables it.
+    void placeTab(int index, QWidget* page, const QString& icon, const QString& text);
+
+    // Device selection, a step of OnSelChangeTHARLeN each
+    int openFirstDevice(const QString& name);
+    int changeDevice(const QString& name);
+    void closePreviousDevice();
+    int reportOpenFailure(int status);
+    void showOpenDevice(int handle);
+    void selectRecord(int comboIndex);
+    void deleteDeviceRecords(int count);
+
+    /// The record behind the combo box's index, for both threads; null when there is none.
+    Shared<const CTHARLeNDevice*> m_selectedDevice{nullptr};
+};

@@ -1,0 +1,220 @@
+// The haptic boxes: wall forces and pop-through on the servo thread, bars and verdict on the graphical one.
+//
+// The box has walls at plus and minus 20 mm on each axis, the passivity cube at 40 mm. A wall is a spring
+// without damping.
+#include <cmath>
+
+#include "qttharlenhapticrenderer.h"
+#include "qttharlentest.h"
+#include "restyle.h"
+#include "servostate.h"
+
+namespace {
+
+constexpr double kBoxWall = 20.0;        ///< mm
+constexpr double kPassivityWall = 40.0;  ///< mm
+constexpr double kFullDac = 32768.0;    ///< DAC counts
+constexpr int kMaxBrokeTicks = 3;        ///< ticks over the limit that make a pop-through
+
+float sumOfSquares(const float* force) {
+    return force[0] * force[0] + force[1] * force[1] + force[2] * force[2];
+}
+
+/// Spring force of the walls on one axis, N, and the position (mm) held at the wall. The difference and the
+/// product are taken in double and stored as float.
+float wallForce(double wall, double gain, Shared<float>& position) {
+    const double where = position;
+    if (where > wall) {
+        position = static_cast<float>(wall);
+        return static_cast<float>((wall - where) * gain);
+    }
+    if (where < -wall) {
+        position = static_cast<float>(-wall);
+        return static_cast<float>((-wall - where) * gain);
+    }
+    return 0.0f;
+}
+
+}  // namespace
+
+// The device's velocity takes no part: the walls have no damping.
+float* qtTharlenTest::calcForce(int tharlen_id, float* pPos, long* plastDac) {
+    const float maxGain = get_tharlen_nominal_max_stiffness(tharlen_id);
+    for (float& force : m_boxForce)
+        force = 0;
+    if (tharlen_id < 0)
+        return m_boxForce;
+    const float nominalMaxForce = boxForceLimit(tharlen_id);
+    float velo[3] = {};
+    get_tharlen_vel(tharlen_id, velo);
+    hapticBoxRenderer->pPos.store(pPos);
+    hapticBoxRenderer->m_afBoxStiffness = boxStiffness(maxGain);
+    enableForcesOutsideBox(tharlen_id);
+    if (manufMode)
+        hapticBoxRenderer->m_PopThruRequirement = isCorvale() ? m_cdCorvale.nWallTransitions
+                                                  : isOrda()  ? m_cdLodrin.nWallTransitions
+                                                              : 3;
+    wallForces(hapticBoxRenderer->m_afBoxStiffness * maxGain);
+    if (!manufMode)
+        limitUserForce(tharlen_id, nominalMaxForce);
+    for (int i = 0; i < 3; ++i)
+        lastDacValue[i] = static_cast<float>(std::fabs(static_cast<double>(plastDac[i]) * 100.0 / kFullDac));
+    if (isAnyStelmar() || is6dof())
+        limitStelmarForce(nominalMaxForce);
+    if (manufMode)
+        checkBoxTest(tharlen_id, m_boxForce);
+    return m_boxForce;
+}
+
+/// The nominal limit of the device's forces in the box, N. [S]
+float qtTharlenTest::boxForceLimit(int id) const {
+    if (isOrda() || isCorvale() || isCNolvaDevice())
+        return get_tharlen_nominal_max_force(id);
+    const float continuous = get_tharlen_nominal_max_continuous_force(id);
+    return isHighForceDevice() ? continuous : static_cast<float>(continuous * 4.0);
+}
+
+/// Stiffness factor of the walls; the gain is this times the nominal maximum stiffness. Where the factor is
+/// that stiffness itself the gain is its square, which is meant. [S]
+float qtTharlenTest::boxStiffness(float maxGain) const {
+    float stiffness = maxGain;
+    if (isCorvale() && selectedDevice()->m_nCardType == 6)
+        stiffness = 0.7f;
+    else if (manufMode && (isAnyStelmar() || is6dof()))
+        stiffness = 1.0f;
+    if (isOrda())
+        stiffness = 0.5f;
+    if (isCNolvaDevice())
+        stiffness = manufMode ? 0.5f : 0.8f;
+    return stiffness;
+}
+
+void qtTharlenTest::enableForcesOutsideBox(int id) {
+    for (int i = 0; i < 3; ++i) {
+        if (is_tharlen_forces_enabled(id) != 0)
+            continue;
+        const double position = hapticBoxRenderer->pPos[i];
+        if (position < -kBoxWall || position > kBoxWall)
+            enable_tharlen_forces(id);
+    }
+}
+
+void qtTharlenTest::wallForces(float gain) {
+    for (int i = 0; i < 3; ++i)
+        m_boxForce[i] = wallForce(kBoxWall, gain, hapticBoxRenderer->pPos[i]);
+}
+
+/// User mode. A Corvale is protected by switching forces off, others by limiting: of the chain only the first
+/// test that holds acts, so that one axis is limited a tick, the positive side first. This is meant. [S]
+void qtTharlenTest::limitUserForce(int id, float limit) {
+    if (isCorvale()) {
+        if (sumOfSquares(m_boxForce) > limit * limit)
+            disable_tharlen_forces(id);
+        else
+            enable_tharlen_forces(id);
+        return;
+    }
+    for (const float side : {limit, -limit}) {
+        for (int i = 0; i < 3; ++i) {
+            const bool past = side > 0 ? m_boxForce[i] > side : m_boxForce[i] < side;
+            if (!past)
+                continue;
+            m_boxForce[i] = side;
+            forceProgress[i] = side;
+            return;
+        }
+    }
+    forceProgress.store(m_boxForce);
+}
+
+/// Each axis on its own, so the direction of the force is not kept. [S]
+void qtTharlenTest::limitStelmarForce(float limit) {
+    const float resultantForce = std::sqrt(sumOfSquares(m_boxForce));
+    if (!(resultantForce > limit))
+        return;
+    for (float& force : m_boxForce) {
+        if (force > limit)
+            force = limit;
+        if (force < -limit)
+            force = -limit;
+    }
+}
+
+// The ticks over the limit need not be consecutive: they are counted within one excursion, until the force is
+// zero again. A corner counts for each of its walls.
+void qtTharlenTest::checkBoxTest(int tharlen_id, float* devForce) {
+    float nominalMaxForce = boxForceLimit(tharlen_id);
+    if (isCNolvaDevice())
+        nominalMaxForce = static_cast<float>(nominalMaxForce / 1.03);
+    float cPos[3] = {};
+    get_tharlen_pos(tharlen_id, cPos);
+
+    qtTharlenHapticRenderer& box = *hapticBoxRenderer;
+    if (devForce[0] == 0 && devForce[1] == 0 && devForce[2] == 0) {
+        box.m_bBrokeOutOfBox = false;
+        box.m_nBrokeBoxTicks = 0;
+    }
+    if (box.m_bBrokeOutOfBox) {
+        for (int i = 0; i < 3; ++i)
+            devForce[i] = 0;
+    } else {
+        forceProgress.store(devForce);
+    }
+    if (!manufMode || !(sumOfSquares(devForce) > nominalMaxForce * nominalMaxForce))
+        return;
+
+    box.m_nBrokeBoxTicks = box.m_nBrokeBoxTicks + 1;
+    if (box.m_nBrokeBoxTicks < kMaxBrokeTicks)
+        return;
+    box.m_bBrokeOutOfBox = true;
+    for (int i = 0; i < 3; ++i) {
+        if (cPos[i] > kBoxWall)
+            box.m_nWallTransitions[2 * i] = box.m_nWallTransitions[2 * i] + 1;
+        else if (cPos[i] < -kBoxWall)
+            box.m_nWallTransitions[2 * i + 1] = box.m_nWallTransitions[2 * i + 1] + 1;
+    }
+}
+
+// Forces come on when the stylus first crosses a wall. There is no limit and no pop-through.
+float* qtTharlenTest::calcCustomForce(int tharlen_id, float*) {
+    const float gain = passivityGain;
+    get_tharlen_nominal_max_force(tharlen_id);
+    float velo[3] = {};
+    get_tharlen_vel(tharlen_id, velo);
+    float position[3] = {};
+    get_tharlen_pos(tharlen_id, position);
+    qtTharlenHapticRenderer& scene = *passivityBoxRenderer;
+    scene.pPos.store(position);
+    scene.m_afBoxStiffness = 1.0f;
+    for (int i = 0; i < 3; ++i) {
+        const bool outside = position[i] < -kPassivityWall || position[i] > kPassivityWall;
+        if (is_tharlen_forces_enabled(tharlen_id) == 0 && outside)
+            enable_tharlen_forces(tharlen_id);
+    }
+    for (int i = 0; i < 3; ++i)
+        m_passivityForce[i] = wallForce(kPassivityWall, gain * scene.m_afBoxStiffness, scene.pPos[i]);
+    return m_passivityForce;
+}
+
+void qtTharlenTest::forceProgressUpdate() {
+    const float nMaxForce = get_tharlen_nominal_max_force(csTharlenID);
+    QProgressBar* const bars[3] = {ui.xForceBar, ui.yForceBar, ui.zForceBar};
+    QLabel* const labels[3] = {ui.x_force, ui.y_force, ui.z_force};
+    for (int i = 0; i < 3; ++i) {
+        const float percent = lastDacValue[i];
+        bars[i]->setValue(static_cast<int>(percent));
+        showText(labels[i], QString::number(nMaxForce * (32768.0 * percent / 100.0) / 32768.0, 'g', 2));
+    }
+    if (!manufMode)
+        return;
+    const bool passed = hapticBoxRenderer->m_bPassTest;
+    showText(ui.boxTest_status, passed ? "PASS" : "");
+    showStyle(ui.boxTest_status, passed ? kPassStyle : kNotYetStyle);
+    repData->bBoxPass = passed;
+    if (passed) {
+        placeTab(11, ui.tab_11, "./Resources/servorate.png", "Servoloop");
+        placeTab(12, ui.tab_12, "./Resources/summary.png", "Summary");
+    }
+    // The operator can always go on: the report carries the failure.
+    ui.next_button->setEnabled(true);
+}

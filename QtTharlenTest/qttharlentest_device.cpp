@@ -1,0 +1,191 @@
+// Device selection: finding the configured devices, opening the chosen one and starting the servo loop on it,
+// and the questions about its model.
+#include <cstring>
+#include <exception>
+#include <iostream>
+
+#include "qttharlendraw.h"
+#include "qttharlentest.h"
+#include "servostate.h"
+
+// --- Predicates: the low 32 bits of the record's fields -------------------------------------------
+
+namespace {
+
+bool hasModelType(const CTHARLeNDevice* device, int type) {
+    return device && static_cast<int>(device->m_nModelType) == type;
+}
+
+}  // namespace
+
+bool qtTharlenTest::isCorvale() const { return hasModelType(selectedDevice(), 3); }
+bool qtTharlenTest::is6dof() const { return hasModelType(selectedDevice(), 4); }
+bool qtTharlenTest::isOrda() const { return hasModelType(selectedDevice(), 5); }
+bool qtTharlenTest::isCNolvaDevice() const { return hasModelType(selectedDevice(), 9); }
+bool qtTharlenTest::isAnyStelmar() const { return selectedDevice() && !isOrda() && !isCorvale(); }
+bool qtTharlenTest::isHighForceDevice() const {
+    return selectedDevice() && static_cast<int>(selectedDevice()->m_nHighForce) == 1;
+}
+bool qtTharlenTest::hasInkwell() const { return isOrda() || isCNolvaDevice(); }
+
+/// Follows the combo box: both threads ask the record that is selected here.
+void qtTharlenTest::selectRecord(int comboIndex) {
+    m_selectedDevice = comboIndex >= 0 && comboIndex < 20 ? m_aDevices[comboIndex] : nullptr;
+}
+
+// --- Configured devices ----------------------------------------------------------------------------
+
+void qtTharlenTest::setApplicationCredentials() { ui.version_label->setText(get_library_version()); }
+
+// A device that cannot be read gets no item; from there on the combo box and m_aDevices differ in their
+// indices, and nothing corrects for that. The first item opens its device at once (OnSelChangeTHARLeN).
+bool qtTharlenTest::LoadConfigurations() {
+    m_nDevices = m_mgr.EnumerateTHARLeNs(m_aDevices);
+    if (m_nDevices == 0)
+        return false;
+    if (MANUFACTURING_LODRIN) {
+        m_acsCredentials[1] = "Default Device";
+        return true;
+    }
+    for (int i = 0; i < m_nDevices; ++i) {
+        if (m_aDevices[i] && m_aDevices[i]->Read())
+            ui.m_cmbTHARLeN->addItem(QString::fromLatin1(m_aDevices[i]->m_szName), QVariant());
+    }
+    ui.m_cmbTHARLeN->setCurrentIndex(0);
+    m_acsCredentials[1] = ui.m_cmbTHARLeN->currentText();
+    updateName();
+    return true;
+}
+
+void qtTharlenTest::DumpConfigurations() { deleteDeviceRecords(20); }
+
+void qtTharlenTest::deleteDeviceRecords(int count) {
+    m_selectedDevice = nullptr;
+    for (int i = 0; i < count; ++i) {
+        delete m_aDevices[i];
+        m_aDevices[i] = nullptr;
+    }
+}
+
+// --- Opening ---------------------------------------------------------------------------------------
+
+int qtTharlenTest::OnSelChangeTHARLeN() {
+    const QString name = ui.m_cmbTHARLeN->currentText().trimmed();
+    ui.textBrowser->clear();
+    ui.hardwareSerial_lineedit->clear();
+    ui.hardwareSerial_label->clear();
+    ui.hardwareRev_label->clear();
+    ui.tharlenModel_lineedit->clear();
+    disableTestTabs();
+    csTharlenID = -1;
+
+    const bool change = prevTharlenID >= 0;
+    if (change)
+        closePreviousDevice();
+    if (!selectedDevice())
+        return reportOpenFailure(-1);
+    // The name is compared as it stands: one with blanks at its ends never matches the trimmed text, and is
+    // then not opened.
+    const bool matches = name == QString::fromLatin1(selectedDevice()->m_szName);
+    if (matches && (change || prevTharlenID == -1)) {
+        const int status = change ? changeDevice(name) : openFirstDevice(name);
+        if (status < 0)
+            return status;
+    }
+    enableTestTabs();
+    clearErrorBrowser();
+    return 0;
+}
+
+// No callback runs on a closed handle: the loop stops first. After a failed open this closes the last good
+// handle a second time.
+void qtTharlenTest::closePreviousDevice() {
+    ui.textBrowser->append("Changing selected Device now...");
+    stopServoLoop();
+    disable_tharlen(prevTharlenID);
+    ui.textBrowser->clear();
+}
+
+/// No device was open. An exception of init_tharlen passes on. The first ticks can run with handle -1.
+int qtTharlenTest::openFirstDevice(const QString& name) {
+    const int handle = init_tharlen(name.toLatin1().constData());
+    if (handle < 0)
+        return reportOpenFailure(handle);
+    ui.glDrawWidget1->show();
+    ui.textBrowser->append("Device initialization OK...");
+    const int status = startServoLoop(ServoLoopCallBack, this);
+    if (status < 0) {
+        ui.textBrowser->append("Error starting ServoLoop\n");
+        return status;
+    }
+    ui.textBrowser->append("Servo Loop started...");
+    csTharlenID = handle;
+    showOpenDevice(handle);
+    ui.hardwareRev_label->update();
+    return 0;
+}
+
+/// A device was open. An exception of init_tharlen ends here: its text goes to standard error and the flow
+/// goes on with no handle.
+int qtTharlenTest::changeDevice(const QString& name) {
+    int handle = -1;
+    int status = 0;
+    try {
+        status = handle = init_tharlen(name.toLatin1().constData());
+    } catch (const std::exception& error) {
+        std::cerr << error.what() << std::endl;
+        status = -status;
+    }
+    if (status < 0)
+        return reportOpenFailure(status);
+    ui.glDrawWidget1->show();
+    ui.textBrowser->append("Device initialization OK...");
+    csTharlenID = handle;
+    status = startServoLoop(ServoLoopCallBack, this);
+    if (status < 0) {
+        ui.textBrowser->append("Error starting ServoLoop\n");
+        return status;
+    }
+    showOpenDevice(handle);
+    return 0;
+}
+
+int qtTharlenTest::reportOpenFailure(int status) {
+    ui.glDrawWidget1->hide();
+    ui.textBrowser->append("Device initialization problem...");
+    ui.textBrowser->append("Please check the Device connections..");
+    ui.textBrowser->append("Also check if your Device Setup is correct");
+    csTharlenID = -1;
+    return status;
+}
+
+void qtTharlenTest::showOpenDevice(int handle) {
+    ui.glDrawWidget1->show();
+    if (tharlenRenderer)
+        tharlenRenderer->changeTharlenInstance(csTharlenID);
+    hardwareRev = QString::number(get_hardware_rev(handle));
+    ui.hardwareRev_label->setText(hardwareRev);
+    updateSerial(handle);
+    prevTharlenID = handle;
+}
+
+// --- Identity --------------------------------------------------------------------------------------
+
+void qtTharlenTest::updateName() { ui.lineEdit_name->update(); }
+
+// The suffix comes first, so that a high-force device shows its raw model string.
+void qtTharlenTest::updateSerial(int id) {
+    hardwareSerial = QString::fromLatin1(get_hardware_serial_number(id));
+    ui.hardwareSerial_lineedit->setText(hardwareSerial);
+    ui.hardwareSerial_label->setText(hardwareSerial);
+    QString model = get_tharlen_model_type(id);
+    if (isHighForceDevice())
+        model += " (High Force Model)";
+    if (model == "THARLEN Orda")
+        model = "Nolva";
+    else if (model == "THARLEN Corvale")
+        model = "Nolva X";
+    ui.tharlenModel_lineedit->setText(model);
+}
+
+void qtTharlenTest::updateTharlenGraphic() { tharlenRenderer->changeTharlenInstance(csTharlenID); }

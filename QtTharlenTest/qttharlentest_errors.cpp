@@ -1,0 +1,93 @@
+// Device errors on their way from the servo thread to the error browser.
+#include <QDateTime>
+#include <ctime>
+
+#include "datetext.h"
+#include "qttharlentest.h"
+#include "servostate.h"
+
+namespace {
+
+struct ErrorText {
+    int code;
+    const char* text;
+};
+
+// -31, -28 and -5 read the same, and -32 and -29 name two driver packages: both are meant.
+constexpr ErrorText kErrorTexts[] = {
+    {-32, "Setup Error: Try unplugging and replugging in the device.\n"
+          "Consult the Nolva Device Drivers documentation."},
+    {-31, "Communication Error: Check the Device connection and Setup."},
+    {-30, "Setup Error: Check the base address and adapter number."},
+    {-29, "Setup Error: Check the Parallel Port EPP/ECP settings.\n"
+          "Consult the THARLeN Device Drivers documentation."},
+    {-28, "Communication Error: Check the Device connection and Setup."},
+    {-13, "Device Warning: Device exceeded max velocity."},
+    {-5, "Communication Error: Check the Device connection and Setup."},
+    {-4, "Device Fault: Check that the remote switch is enabled\n"
+         "and/or Device is connected properly."},
+    {-2, "Device Warning: Maximum force exceeded on the haptic device."},
+    {-1, "Device Warning: One or more of the Device motors are warm.\n"
+         "Please wait until they are cool to the touch."},
+};
+
+constexpr int kCommunicationError = -5;
+constexpr int kMostAccumulatedErrors = 1000;
+
+const char* errorText(int code) {
+    for (const ErrorText& error : kErrorTexts) {
+        if (error.code == code)
+            return error.text;
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+// In spite of the name a new error replaces the last one. The date is made on every call and outside the
+// lock; only an error itself builds a string.
+void qtTharlenTest::accumulateErrors(int nErr) {
+    char date[kDateTextSize];
+    const std::size_t length = dateText(std::time(nullptr), date);
+    const ErrorMessageLock lock;
+    const char* text = errorText(nErr);
+    if (!text)
+        return;
+    errorMessage = QString::fromUtf8(date, static_cast<int>(length)) + " : " + text;
+    ++numAccumErrors;
+}
+
+// The message is not emptied after it was shown: one error is shown again twice a second until something
+// clears it, and while there is none an empty line is.
+void qtTharlenTest::displayError() {
+    const ErrorMessageLock lock;
+    if (numAccumErrors > kMostAccumulatedErrors) {
+        clearErrorBrowser();
+        numAccumErrors = 0;
+    }
+    ui.error_browser->append(errorMessage);
+}
+
+void qtTharlenTest::clearErrorBrowser() {
+    const ErrorMessageLock lock;
+    errorMessage.clear();
+    ui.error_browser->clear();
+}
+
+void qtTharlenTest::displayDateTime() {
+    // The date goes nowhere: currentDateTime_label stays empty.
+    const QString dateAndTime = QDateTime::currentDateTime().toString("MMMM-dd-yyyy  hh:mm:ss:AP");
+    Q_UNUSED(dateAndTime)
+
+    QString lines;
+    for (const float force : passivityTestForce.copy())
+        lines += QString::asprintf("%f  \n", static_cast<double>(force));
+    lines += QString::asprintf("%f  \n", static_cast<double>(passivityGain));
+    if (ui.passivityTest_browser->toPlainText() != lines)
+        ui.passivityTest_browser->setText(lines);
+
+    if (ui.tabWidget->currentIndex() < 1)
+        clearErrorBrowser();
+    else if (csTharlenID < 0)
+        accumulateErrors(kCommunicationError);
+}

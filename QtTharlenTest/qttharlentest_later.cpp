@@ -1,0 +1,56 @@
+// Slots that the form or a timer names and whose tabs show but do not act yet. Each moves to its tab's own
+// file together with its body; none of them reports a result.
+#include "qttharlentest.h"
+
+// Calibration
+void qtTharlenTest::onClickCalibrateButton() {}
+void qtTharlenTest::updateOrdaCorvaleCalib() {}
+void qtTharlenTest::updateCalibrationData() {}
+void qtTharlenTest::onClickLoseCalibration() {}
+void qtTharlenTest::onClickUpdateCalibration() {}
+
+// Encoders
+void qtTharlenTest::updateReadEncoderTab() {}
+void qtTharlenTest::initEncoderTest() {}
+void qtTharlenTest::stopEncoderTest() {}
+void qtTharlenTest::initGimbalEncoderTest() {}
+void qtTharlenTest::stopGimbalEncoderTest() {}
+void qtTharlenTest::runGimbalEncoderTest() {}
+
+// Amplifiers and forces
+void qtTharlenTest::onCycleAmpsTab() {}
+void qtTharlenTest::onForceSlidersChange() {}
+void qtTharlenTest::monitorTemperature() {}
+void qtTharlenTest::updateForceDisplay() {}
+void qtTharlenTest::checkForcePass() {}
+
+// Friction and capstan
+void qtTharlenTest::onClickStartFrictionTest() {}
+int qtTharlenTest::runFrictionTest() { return 0; }
+void qtTharlenTest::onClickStartCapstanTest() {}
+void qtTharlenTest::onClickVerifyCapstanTest() {}
+int qtTharlenTest::runCapstanTest_ref() { return 0; }
+int qtTharlenTest::runCapstanTest_verify() { return 0; }
+
+// Servo rate
+void qtTharlenTest::startServoLoopRateTest() {}
+void qtTharlenTest::updateServoLoopRateProgress() {}
+void qtTharlenTest::clearHistogram() {}
+
+// Performance pages
+void qtTharlenTest::startServoLoopPerformance() {}
+void qtTharlenTest::stopServoLoopPerformance() {}
+void qtTharlenTest::loadProcessor() {}
+void qtTharlenTest::releaseProcessor() {}
+void qtTharlenTest::loadMemory() {}
+void qtTharlenTest::releaseMemory() {}
+void qtTharlenTest::startResolutionTest() {}
+void qtTharlenTest::stopResolutionTest() {}
+void qtTharlenTest::command_motor_dac() {}
+void qtTharlenTest::clear_dac_value() {}
+void qtTharlenTest::clearForces() {}
+void qtTharlenTest::startWorkspaceRecord() {}
+void qtTharlenTest::stopWorkspaceRecord() {}
+void qtTharlenTest::startLinePlot() {}
+void qtTharlenTest::stopLinePlot() {}
+void qtTharlenTest::getMotorTemperature() {}

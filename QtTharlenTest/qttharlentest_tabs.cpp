@@ -1,0 +1,195 @@
+// What each tab starts on entry and stops on any other tab. The leaving actions run at every change of tab,
+// whether or not their test was on. Tab numbers are literal: where an optional tab is absent they fall on
+// another one, which is meant.
+#include "qttharlenhapticrenderer.h"
+#include "qttharlentest.h"
+#include "servostate.h"
+
+namespace {
+
+void stopIfActive(QTimer* timer) {
+    if (timer->isActive())
+        timer->stop();
+}
+
+}  // namespace
+
+// --- Mode and Select -------------------------------------------------------------------------------
+
+void qtTharlenTest::enterMode() {
+    if (isServoLoopRunning())
+        stopServoLoop();
+    ui.glDrawWidget1->hide();
+    disableTestTabs();
+}
+
+void qtTharlenTest::enterSelect() {
+    if (manufMode)
+        ui.tabWidget->setTabEnabled(0, false);
+    if (isServoLoopRunning())
+        return;
+    if (OnSelChangeTHARLeN() >= 0) {
+        selectionTimer->start(30);
+        enableTestTabs();
+    } else {
+        disableTestTabs();
+        ui.error_browser->append("Selected Device cannot be initialized !");
+    }
+}
+
+void qtTharlenTest::leaveSelect() { stopIfActive(selectionTimer); }
+
+// --- Calibration -----------------------------------------------------------------------------------
+
+void qtTharlenTest::enterCalibrate() {
+    if (manufMode)
+        ui.tabWidget->setTabEnabled(1, false);
+    ui.calibrate_textbrowser1->clear();
+    ui.calibrate_textbrowser2->clear();
+    if (csTharlenID >= 0)
+        enable_tharlen_velocity_check(csTharlenID, 0);
+}
+
+void qtTharlenTest::leaveCalibrate() {
+    if (csTharlenID >= 0)
+        enable_tharlen_velocity_check(csTharlenID, 1);
+    startCalibTest = false;
+    stopIfActive(checkCalibTimer);
+}
+
+void qtTharlenTest::enterCalibrationDetails() {}
+
+void qtTharlenTest::leaveCalibrationDetails() { stopIfActive(calibDetailTimer); }
+
+// --- Encoders --------------------------------------------------------------------------------------
+
+void qtTharlenTest::enterReadEncoder() {
+    if (csTharlenID < 0)
+        return;
+    ui.encoderStatus_select->setVisible(manufMode);
+    ui.gimbalStatus_select->setVisible(manufMode);
+    ui.switchStatus_select->setVisible(manufMode);
+    if (!manufMode)
+        return;
+    ui.tabWidget->setTabEnabled(2, false);
+    if (encoderTestMode)
+        placeTab(5, ui.tab_5, "", "Encoder Test");
+}
+
+void qtTharlenTest::leaveReadEncoder() { stopIfActive(encoderGuiUpdateTimer); }
+
+void qtTharlenTest::enterEncoderTest() {}
+
+void qtTharlenTest::leaveEncoderTest() { startEncoderTest = false; }
+
+// --- Motors ----------------------------------------------------------------------------------------
+
+void qtTharlenTest::enterCycleAmps() {
+    if (manufMode)
+        ui.tabWidget->setTabEnabled(3, false);
+}
+
+// Twice where the test was on, which is meant.
+void qtTharlenTest::leaveCycleAmps() {
+    if (csTharlenID >= 0)
+        disable_tharlen_forces(csTharlenID);
+    if (!ampsGuiUpdateTimer->isActive())
+        return;
+    disable_tharlen_forces(csTharlenID);
+    ampsGuiUpdateTimer->stop();
+}
+
+void qtTharlenTest::enterTestForces() {
+    if (manufMode)
+        ui.tabWidget->setTabEnabled(4, false);
+}
+
+void qtTharlenTest::leaveTestForces() {
+    onClickResetForces();
+    if (tempGuiUpdateTimer->isActive()) {
+        disable_tharlen_forces(csTharlenID);
+        tempGuiUpdateTimer->stop();
+    }
+    stopIfActive(forceCheckTimer);
+}
+
+// --- Box -------------------------------------------------------------------------------------------
+
+QString qtTharlenTest::boxTestInstruction() const {
+    if (!manufMode)
+        return "Slowly move the cursor and feel all the faces and edges of the box using the Device .";
+    if (isCorvale())
+        return "To tension cables: break out 3 times from bottom face, then 3 times from right face, then 3 times "
+               "from inner face.";
+    return "Breakout through each wall 3 times to pass the test. including the hidden front wall. ";
+}
+
+// The first forceProgressUpdate enables the next button again, within 5 ms.
+void qtTharlenTest::enterBoxTest() {
+    if (manufMode) {
+        ui.tabWidget->setTabEnabled(5, false);
+        ui.next_button->setEnabled(false);
+    }
+    if (csTharlenID < 0)
+        return;
+    hapticBoxRenderer->changeTharlenInstance(csTharlenID, 0);
+    ui.textBrowser_8->clear();
+    ui.textBrowser_8->append(boxTestInstruction());
+    ui.boxTest_status->setVisible(manufMode);
+    startBoxTest = true;
+    hapticBoxRenderer->startTest(manufMode);
+    forceProgressTimer->start(5);
+}
+
+// A tick that is running can still send forces; they are cut after its flag was cleared.
+void qtTharlenTest::leaveBoxTest() {
+    startBoxTest = false;
+    for (float& force : m_forceToSend)
+        force = 0;
+    if (csTharlenID >= 0)
+        disable_tharlen_forces(csTharlenID);
+    stopIfActive(forceProgressTimer);
+    if (hapticBoxRenderer->graphicTimer->isActive())
+        hapticBoxRenderer->stopTest();
+}
+
+// --- Servo rate, summary, performance --------------------------------------------------------------
+
+void qtTharlenTest::enterServoloop() {
+    if (manufMode)
+        ui.tabWidget->setTabEnabled(6, false);
+    if (csTharlenID < 0)
+        return;
+    ui.servoLoopUpdate_box->setText(
+        "Press 'START' to begin performance checking of Haptic Update Rate running @ 1000 Hz on this PC");
+    startServoTest = false;
+}
+
+void qtTharlenTest::leaveServoloop() {
+    stopServoLoopRateTest();
+    startServoTest = false;
+}
+
+void qtTharlenTest::enterSummary() {
+    if (manufMode) {
+        ui.tabWidget->setTabEnabled(6, false);
+        ui.tabWidget->setTabEnabled(7, false);
+    }
+    if (csTharlenID < 0)
+        return;
+    for (int i = 0; i < ui.tabWidget->currentIndex(); ++i)
+        ui.tabWidget->setTabEnabled(i, false);
+    ui.next_button->setEnabled(false);
+    ui.back_button->setEnabled(false);
+}
+
+void qtTharlenTest::enterPerformanceTesting() {
+    if (csTharlenID >= 0)
+        ui.gain_slider->setValue(0);
+}
+
+void qtTharlenTest::leavePerformanceTesting() {
+    ui.gain_slider->setValue(0);
+    if (csTharlenID >= 0)
+        disable_tharlen_forces(csTharlenID);
+}

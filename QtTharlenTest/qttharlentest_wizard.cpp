@@ -1,0 +1,190 @@
+// The wizard: which tabs each mode has, and the one chain that starts and stops every tab's activity.
+#include <QCryptographicHash>
+#include <QIcon>
+#include <QKeyEvent>
+
+#include "qttharlenhapticrenderer.h"
+#include "qttharlentest.h"
+#include "servostate.h"
+
+// --- Modes -----------------------------------------------------------------------------------------
+
+void qtTharlenTest::setModes(bool manufacturing, bool encoderTest, bool performance) {
+    manufMode = manufacturing;
+    encoderTestMode = encoderTest;
+    performanceTestMode = performance;
+}
+
+void qtTharlenTest::onTestModeSelection() {
+    if (!ui.manuf_radioButton->isChecked()) {
+        ui.manuf_password->clear();
+        ui.manuf_password->setEnabled(false);
+        ui.passText->setEnabled(false);
+        ui.next_button->setEnabled(true);
+        ui.mode_status->append("Press 'next' to continue in user mode.");
+        setModes(false, false, false);
+    } else {
+        ui.manuf_password->setEnabled(true);
+        ui.passText->setEnabled(true);
+        ui.mode_status->clear();
+        passAdvancedModeGate();
+    }
+    onInitTabItems();
+    disableTestTabs();
+}
+
+/// The build holds a salted digest of the word, never the word. A wrong word leaves the user mode.
+void qtTharlenTest::passAdvancedModeGate() {
+    const QByteArray word = ui.manuf_password->text().toUtf8();
+    const QByteArray digest =
+        QCryptographicHash::hash(QByteArray(NOLVA_ADVANCED_SALT) + word, QCryptographicHash::Sha256).toHex();
+    const bool right = digest == NOLVA_ADVANCED_DIGEST;
+    ui.next_button->setEnabled(right);
+    if (!right) {
+        setModes(false, false, false);
+        ui.mode_status->append(word.isEmpty() ? "Enter the password for advanced mode and press Return."
+                                              : "Wrong password. Advanced mode was not entered.");
+        return;
+    }
+    const bool manufacturing = qEnvironmentVariableIsSet("MVI_MANUFACTURING");
+    const bool encoderCheck = qEnvironmentVariableIsSet("MVI_ENCODER_CHECK");
+    if (manufacturing && encoderCheck) {
+        setModes(true, true, false);
+        ui.mode_status->append("Manufacturing & Encoder test mode initialized");
+    } else if (manufacturing) {
+        setModes(true, false, false);
+        ui.mode_status->append("Manufacturing mode initialized");
+        ui.mode_status->append("Entering Manufacturing mode!");
+    } else {
+        setModes(true, false, true);
+        ui.mode_status->append("Performance mode: commands on these pages go to the motors unchecked.");
+    }
+}
+
+// --- Tabs ------------------------------------------------------------------------------------------
+
+// An index past the end appends. The optional tabs leave gaps in the numbers, which is meant.
+void qtTharlenTest::onInitTabItems() {
+    for (int i = ui.tabWidget->count(); i >= 1; --i)
+        ui.tabWidget->removeTab(i);
+    const bool performance = performanceTestMode;
+    placeTab(1, ui.tab_1, performance ? "" : "./Resources/select.png", "Select");
+    placeTab(2, ui.tab_2, performance ? "" : "./Resources/calibrate.png", "Calibrate");
+    if (!performance) {
+        placeTab(3, ui.tab_3, "./Resources/read.png", "Read Encoder");
+        if (manufMode && encoderTestMode)
+            placeTab(5, ui.tab_5, "", "Encoder Test");
+        placeTab(6, ui.tab_6, "./Resources/cycle_amps.png", "Cycle Amps");
+        placeTab(7, ui.tab_7, "./Resources/force.png", "Test Forces");
+        if (manufMode) {
+            placeTab(8, ui.tab_8, "./Resources/friction.png", "Test Friction");
+            placeTab(9, ui.tab_9, "./Resources/passivity.png", "Test Capstan");
+        }
+        placeTab(10, ui.tab_10, "./Resources/box.png", "Box Test");
+        placeTab(11, ui.tab_11, "./Resources/servorate.png", "Servoloop");
+        if (manufMode)
+            placeTab(12, ui.tab_12, "./Resources/summary.png", "Summary");
+    } else {
+        placeTab(15, ui.tab_15, "", "Performance Testing");
+    }
+    ui.servolooprateGroup->setVisible(performance);
+    // The operator is offered the user mode alone; the other modes wait behind this.
+    ui.manuf_password->hide();
+    ui.manuf_radioButton->hide();
+    ui.passText->hide();
+}
+
+void qtTharlenTest::disableTestTabs() {
+    if (performanceTestMode)
+        return;
+    for (int i = ui.tabWidget->count(); i >= 2; --i)
+        ui.tabWidget->removeTab(i);
+}
+
+// In manufacturing each further tab is added by the test before it, as it ends.
+void qtTharlenTest::enableTestTabs() {
+    if (performanceTestMode)
+        return;
+    placeTab(2, ui.tab_2, "./Resources/calibrate.png", "Calibrate");
+    if (manufMode) {
+        if (isCorvale() && encoderTestMode)
+            placeTab(5, ui.tab_5, "", "Encoder Test");
+    } else {
+        placeTab(3, ui.tab_3, "./Resources/read.png", "Read Encoder");
+        placeTab(6, ui.tab_6, "./Resources/cycle_amps.png", "Cycle Amps");
+        placeTab(7, ui.tab_7, "./Resources/force.png", "Test Forces");
+        placeTab(10, ui.tab_10, "./Resources/box.png", "Box Test");
+        placeTab(11, ui.tab_11, "./Resources/servorate.png", "Servoloop");
+    }
+    ui.servolooprateGroup->hide();
+}
+
+void qtTharlenTest::placeTab(int index, QWidget* page, const QString& icon, const QString& text) {
+    QTabWidget& tabs = *ui.tabWidget;
+    const int at = tabs.indexOf(page);
+    const int place = qMin(index, tabs.count() - (at >= 0 ? 1 : 0));
+    if (at == place && tabs.tabText(at) == text)
+        tabs.setTabEnabled(at, true);
+    else
+        tabs.insertTab(index, page, icon.isEmpty() ? QIcon() : QIcon(icon), text);
+}
+
+// --- Moving ----------------------------------------------------------------------------------------
+
+void qtTharlenTest::gotoPrevTab() { ui.tabWidget->setCurrentIndex(ui.tabWidget->currentIndex() - 1); }
+
+void qtTharlenTest::gotoNextTab() {
+    ui.tabWidget->setCurrentIndex(ui.tabWidget->currentIndex() + 1);
+    setFocusProxy(ui.tabWidget->currentWidget());
+}
+
+void qtTharlenTest::closeTestApplication() { close(); }
+
+void qtTharlenTest::onClickTestAnotherDevice() {
+    ui.tabWidget->setTabEnabled(10, false);
+    ui.tabWidget->setTabEnabled(1, true);
+    ui.tabWidget->setCurrentIndex(1);
+    currentTabIndex = 1;
+    ui.next_button->setEnabled(true);
+    resetReportData();
+}
+
+// The event goes no further, whatever the key.
+void qtTharlenTest::keyPressEvent(QKeyEvent* event) {
+    if (event->key() != Qt::Key_Space || !isAnyStelmar())
+        return;
+    if (ui.tabWidget->tabText(ui.tabWidget->currentIndex()) != "Calibrate")
+        return;
+    if (tharlen_reset(csTharlenID) == 0)
+        ui.calibrate_textbrowser2->append("Tharlen successfully underwent RESET calibration.\n");
+    else
+        ui.calibrate_textbrowser2->append("Error encountered during RESET calibration procedure.\n ");
+}
+
+void qtTharlenTest::updateWizardButtons(int index) {
+    ui.next_button->setEnabled(index <= ui.tabWidget->count() - 2 || index < 2);
+    ui.back_button->setEnabled(index > 0 && !manufMode);
+}
+
+// --- The chain -------------------------------------------------------------------------------------
+
+// The whole chain runs at every change, so the leaving actions of all other tabs do too. Tabs are known by
+// their exact text.
+void qtTharlenTest::onTabChange(int index) {
+    updateWizardButtons(index);
+    const QString tab = ui.tabWidget->tabText(ui.tabWidget->currentIndex());
+    if (tab == "Mode")
+        enterMode();
+    tab == "Select" ? enterSelect() : leaveSelect();
+    tab == "Calibrate" ? enterCalibrate() : leaveCalibrate();
+    tab == "Read Encoder" ? enterReadEncoder() : leaveReadEncoder();
+    tab == "Calibration Details" && manufMode ? enterCalibrationDetails() : leaveCalibrationDetails();
+    tab == "Encoder Test" && manufMode && encoderTestMode ? enterEncoderTest() : leaveEncoderTest();
+    tab == "Cycle Amps" ? enterCycleAmps() : leaveCycleAmps();
+    tab == "Test Forces" ? enterTestForces() : leaveTestForces();
+    tab == "Box Test" ? enterBoxTest() : leaveBoxTest();
+    tab == "Servoloop" ? enterServoloop() : leaveServoloop();
+    if (tab == "Summary")
+        enterSummary();
+    tab == "Performance Testing" ? enterPerformanceTesting() : leavePerformanceTesting();
+}

@@ -1,0 +1,64 @@
+#include "servostate.h"
+
+#if defined(__SANITIZE_THREAD__)
+// The toolkit is not built with the sanitizer, so its mutex is told to it here, in this one place.
+extern "C" void __tsan_acquire(void* addr);
+extern "C" void __tsan_release(void* addr);
+#else
+static void __tsan_acquire(void*) {}
+static void __tsan_release(void*) {}
+#endif
+
+Shared<bool> startPinchCalibration;
+Shared<bool> startBoxTest;
+Shared<bool> startPassivityTest;
+Shared<bool> startCalibTest;
+Shared<bool> startFiltersTest;
+Shared<bool> startFrictionTest;
+Shared<bool> startCapstanTest;
+Shared<bool> verifyCapstanTest;
+Shared<bool> startServoTest;
+Shared<bool> startEncoderTest;
+Shared<bool> startPerformanceForceTest;
+Shared<bool> bFrictionPerformance;
+
+SharedArray<float, 6> passivityTestForce;
+SharedArray<long, 6> encoderTestEncoders;
+SharedArray<float, 6> cForce;
+SharedArray<long, 6> dac_values;
+SharedArray<long, 6> friction_dac_values;
+SharedArray<float, 15000> jointVelocity;
+Shared<int> jointVelocityIndex = -1;
+Shared<float> dacFloat;
+Shared<bool> sendForceChecked;
+Shared<bool> updateServoLoopText;
+
+SharedArray<float, kRateSamples> sample;
+Shared<int> rateCounter;
+Shared<float> totalRateSamples;
+
+int prevTharlenID = -1;
+int servoUpdateTicks = 0;
+int startPlotCounter = 0;
+
+float motorTemperature[6], prevMotorATemperature[6];
+float windingTemperature[6], prevWindingTemperature[6];
+float statorTemperature[6], prevStatorTemperature[6];
+float shutdownTemperature[6], prevShutdownTemperature[6];
+float cooldownTemperature[6], prevCooldownTemperature[6];
+
+QTime encoderTestTime;
+QTime testPointTimer = QTime::currentTime();
+Shared<float> nextTempWarning = 75.0f;
+
+QMutex errorMessageSync(QMutex::Recursive);
+
+ErrorMessageLock::ErrorMessageLock() {
+    errorMessageSync.lock();
+    __tsan_acquire(&errorMessageSync);
+}
+
+ErrorMessageLock::~ErrorMessageLock() {
+    __tsan_release(&errorMessageSync);
+    errorMessageSync.unlock();
+}

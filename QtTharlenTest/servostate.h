@@ -1,0 +1,74 @@
+// Every file-scope value of the main window: the test flags, the buffers that the servo thread and the
+// graphical thread share, and what outlives one window. Nothing here is a widget.
+#pragma once
+
+#include <QMutex>
+#include <QTime>
+
+#include "handover.h"
+
+// --- Test flags, in the order of the dispatch chain ----------------------------------------------
+// Raised and cleared on the graphical thread, read once a tick; all false at start.
+
+extern Shared<bool> startPinchCalibration;  ///< read the pinch value; a side step, not in the chain
+extern Shared<bool> startBoxTest;
+extern Shared<bool> startPassivityTest;
+extern Shared<bool> startCalibTest;  ///< holds the loop idle while calibration runs
+extern Shared<bool> startFiltersTest;
+extern Shared<bool> startFrictionTest;
+extern Shared<bool> startCapstanTest;
+extern Shared<bool> verifyCapstanTest;
+extern Shared<bool> startServoTest;
+extern Shared<bool> startEncoderTest;
+extern Shared<bool> startPerformanceForceTest;
+extern Shared<bool> bFrictionPerformance;
+
+// --- Buffers shared with the servo thread ---------------------------------------------------------
+
+extern SharedArray<float, 6> passivityTestForce;   ///< last force sent by the passivity branch, N
+extern SharedArray<long, 6> encoderTestEncoders;   ///< counts
+extern SharedArray<float, 6> cForce;               ///< force of the performance branch, N
+extern SharedArray<long, 6> dac_values;            ///< command of the performance branch, DAC counts
+extern SharedArray<long, 6> friction_dac_values;   ///< ramp of the friction branch, DAC counts
+extern SharedArray<float, 15000> jointVelocity;    ///< third joint, rad/s, one sample a tick
+extern Shared<int> jointVelocityIndex;             ///< next sample; starts at -1, never reset
+extern Shared<float> dacFloat;                     ///< growth of the ramp, DAC counts a tick
+extern Shared<bool> sendForceChecked;              ///< sendForce_checkBox or sendForce_checkBox_2 is checked
+extern Shared<bool> updateServoLoopText;           ///< declared with the flags; nothing uses it
+
+// --- Samples of the servo rate ---------------------------------------------------------------------
+
+constexpr int kRateSamples = 2000;
+extern SharedArray<float, kRateSamples> sample;  ///< Hz; what a period holds beyond this is not kept
+extern Shared<int> rateCounter;                  ///< samples kept in this period
+extern Shared<float> totalRateSamples;           ///< their sum, Hz
+
+// --- Graphical thread only -------------------------------------------------------------------------
+
+extern int prevTharlenID;  ///< the handle that was last opened with success, -1 at start
+extern int servoUpdateTicks;
+extern int startPlotCounter;
+
+// Motor temperatures, degrees Celsius, and their values of a second before.
+extern float motorTemperature[6], prevMotorATemperature[6];
+extern float windingTemperature[6], prevWindingTemperature[6];
+extern float statorTemperature[6], prevStatorTemperature[6];
+extern float shutdownTemperature[6], prevShutdownTemperature[6];
+extern float cooldownTemperature[6], prevCooldownTemperature[6];
+
+extern QTime encoderTestTime;          ///< start of the closed-loop run; null until one ran
+extern QTime testPointTimer;           ///< start of the test point; the process's start until one ran
+extern Shared<float> nextTempWarning;  ///< degrees Celsius; rises by 5 with each warning, never falls
+
+/// The one lock: around errorMessage and numAccumErrors. Recursive, since displayError() clears the
+/// browser with the lock held.
+extern QMutex errorMessageSync;
+
+/// Takes errorMessageSync for a scope. Any thread; the servo thread waits here and nowhere else.
+class ErrorMessageLock {
+public:
+    ErrorMessageLock();
+    ~ErrorMessageLock();
+    ErrorMessageLock(const ErrorMessageLock&) = delete;
+    ErrorMessageLock& operator=(const ErrorMessageLock&) = delete;
+};

@@ -1,0 +1,242 @@
+// Finding, opening and changing devices, with every odd order of both paths.
+#include <stdexcept>
+
+#include "qttharlendraw.h"
+#include "servostate.h"
+#include "standin.h"
+#include "windowtest.h"
+
+using standin::device;
+using standin::record;
+
+namespace {
+
+const std::set<std::string> kOpening = {"EnumerateTHARLeNs", "init_tharlen",   "startServoLoop",
+                                        "stopServoLoop",     "disable_tharlen", "createServoLoop",
+                                        "setServoLoopRate"};
+using Names = std::vector<std::string>;
+
+}  // namespace
+
+class TestSelection : public QObject {
+    Q_OBJECT
+
+    std::unique_ptr<qtTharlenTest> window;
+
+    QString information() const { return window->ui.textBrowser->toPlainText(); }
+    void choose(int index) { window->ui.m_cmbTHARLeN->setCurrentIndex(index); }
+
+private slots:
+    void init() {
+        standin::reset();
+        resetSharedState();
+        device().fleet = {record("Default Device", 5), record("Second", 3, 6)};
+    }
+    void cleanup() { window.reset(); }
+
+    // The device is opened as the first item comes, before the loop object exists; "Select" tries again.
+    void firstDeviceOpensBeforeTheLoopExists() {
+        window = std::make_unique<qtTharlenTest>();
+        QCOMPARE(device().namesOf(kOpening),
+                 (Names{"EnumerateTHARLeNs", "init_tharlen", "startServoLoop", "createServoLoop", "setServoLoopRate"}));
+        QCOMPARE(window->csTharlenID.load(), -1);
+        QCOMPARE(prevTharlenID, -1);
+        QVERIFY(information().contains("Error starting ServoLoop"));
+        QCOMPARE(window->m_acsCredentials[1], QString("Default Device"));
+
+        device().calls.clear();
+        goToTab(*window, "Select");
+        QCOMPARE(device().namesOf(kOpening), (Names{"init_tharlen", "startServoLoop"}));
+        QCOMPARE(window->csTharlenID.load(), prevTharlenID);
+        QVERIFY(window->csTharlenID >= 0);
+        QCOMPARE(information(), QString("Device initialization OK...\nServo Loop started..."));
+        QVERIFY(window->selectionTimer->isActive());
+        QCOMPARE(window->selectionTimer->interval(), 30);
+        QCOMPARE(tabTexts(*window).size(), 8);
+    }
+
+    // A library whose loop starts at once is as good: the device is open before the window is shown.
+    void aLoopThatStartsAtOnceWorksToo() {
+        device().result["startServoLoop"] = 0;
+        window = std::make_unique<qtTharlenTest>();
+        QVERIFY(window->csTharlenID >= 0);
+        QCOMPARE(prevTharlenID, window->csTharlenID.load());
+        goToTab(*window, "Select");
+        QCOMPARE(device().count("init_tharlen"), 1);
+        QVERIFY(!window->selectionTimer->isActive());
+        QCOMPARE(tabTexts(*window).size(), 8);
+    }
+
+    void changeClosesThePreviousDeviceFirst() {
+        window = openWindow();
+        const int first = window->csTharlenID;
+        window->accumulateErrors(-4);
+        device().calls.clear();
+        choose(1);
+        QCOMPARE(device().namesOf(kOpening), (Names{"stopServoLoop", "disable_tharlen", "init_tharlen", "startServoLoop"}));
+        QCOMPARE(device().of({"disable_tharlen"})[0].values, (std::vector<double>{double(first)}));
+        QCOMPARE(device().of({"init_tharlen"})[0].text, std::string("Second"));
+        QVERIFY(window->csTharlenID != first);
+        QCOMPARE(information(), QString("Device initialization OK..."));
+        QVERIFY(window->errorMessage.isEmpty());
+        QVERIFY(window->isCorvale());
+    }
+
+    void failedOpenOnEitherPath() {
+        device().result["init_tharlen"] = -7;
+        window = std::make_unique<qtTharlenTest>();
+        goToTab(*window, "Select");
+        const QString problem = "Device initialization problem...\nPlease check the Device connections..\n"
+                                "Also check if your Device Setup is correct";
+        QCOMPARE(information(), problem);
+        QCOMPARE(tabTexts(*window), (QStringList{"Mode", "Select"}));
+        QVERIFY(window->ui.error_browser->toPlainText().endsWith("Selected Device cannot be initialized !"));
+        QCOMPARE(window->csTharlenID.load(), -1);
+
+        // Good, then failing on the change path: the last good handle is closed a second time.
+        device().result.clear();
+        QCOMPARE(window->OnSelChangeTHARLeN(), 0);
+        const int good = prevTharlenID;
+        device().result["init_tharlen"] = -7;
+        QCOMPARE(window->OnSelChangeTHARLeN(), -7);
+        QCOMPARE(information(), problem);
+        QCOMPARE(prevTharlenID, good);
+        QVERIFY(window->ui.glDrawWidget1->isHidden());
+        device().calls.clear();
+        QCOMPARE(window->OnSelChangeTHARLeN(), -7);
+        QCOMPARE(device().of({"disable_tharlen"})[0].values, (std::vector<double>{double(good)}));
+        device().result.clear();
+        QCOMPARE(window->OnSelChangeTHARLeN(), 0);
+        QVERIFY(!window->ui.glDrawWidget1->isHidden());
+    }
+
+    // A loop that does not start leaves the new handle on the change path and none on the first.
+    void failedLoopOnEitherPath() {
+        device().result["startServoLoop"] = -3;
+        window = std::make_unique<qtTharlenTest>();
+        QCOMPARE(window->OnSelChangeTHARLeN(), -3);
+        QCOMPARE(window->csTharlenID.load(), -1);
+        device().result.clear();
+        QCOMPARE(window->OnSelChangeTHARLeN(), 0);
+        const int good = prevTharlenID;
+        device().result["startServoLoop"] = -3;
+        QCOMPARE(window->OnSelChangeTHARLeN(), -3);
+        QVERIFY(window->csTharlenID > good);
+        QCOMPARE(prevTharlenID, good);
+        QVERIFY(information().contains("Error starting ServoLoop"));
+    }
+
+    void exceptionPassesOnAtFirstAndEndsInAChange() {
+        device().initThrows = "no such port";
+        QVERIFY_EXCEPTION_THROWN(qtTharlenTest(), std::runtime_error);
+        device().initThrows.clear();
+        window = openWindow();
+        device().initThrows = "no such port";
+        QCOMPARE(window->OnSelChangeTHARLeN(), 0);
+        QCOMPARE(window->csTharlenID.load(), -1);
+        QCOMPARE(tabTexts(*window).size(), 8);
+    }
+
+    // The text is trimmed and the record's name is not: such a device is skipped, with no message.
+    void nameWithBlanksIsNeverOpened() {
+        device().fleet = {record(" Blank ", 5)};
+        window = std::make_unique<qtTharlenTest>();
+        goToTab(*window, "Select");
+        QCOMPARE(device().count("init_tharlen"), 0);
+        QCOMPARE(window->csTharlenID.load(), -1);
+        QCOMPARE(tabTexts(*window).size(), 8);
+    }
+
+    // A record that cannot be read has no item; from then on item and record differ.
+    void unreadableRecordShiftsTheIndices() {
+        device().fleet = {record("Broken", 5), record("Second", 3)};
+        device().unreadable = {0};
+        window = std::make_unique<qtTharlenTest>();
+        QCOMPARE(window->ui.m_cmbTHARLeN->count(), 1);
+        QCOMPARE(window->ui.m_cmbTHARLeN->currentText(), QString("Second"));
+        QCOMPARE(device().count("init_tharlen"), 0);
+        QVERIFY(window->isOrda());
+    }
+
+    void noDevices() {
+        device().fleet.clear();
+        window = std::make_unique<qtTharlenTest>();
+        goToTab(*window, "Select");
+        QCOMPARE(device().count("init_tharlen"), 0);
+        QVERIFY(information().contains("Device initialization problem..."));
+        QCOMPARE(tabTexts(*window), (QStringList{"Mode", "Select"}));
+        window->displayDateTime();
+        QVERIFY(window->errorMessage.contains("Communication Error"));
+    }
+
+    void predicates_data() {
+        QTest::addColumn<int>("type");
+        QTest::addColumn<QString>("yes");
+        QTest::newRow("Corvale") << 3 << "Corvale";
+        QTest::newRow("six degrees") << 4 << "6dof Stelmar";
+        QTest::newRow("Orda") << 5 << "Orda Inkwell";
+        QTest::newRow("Nolva") << 9 << "Nolva Stelmar Inkwell";
+        QTest::newRow("Stelmar") << 1 << "Stelmar";
+    }
+    void predicates() {
+        QFETCH(int, type);
+        QFETCH(QString, yes);
+        device().fleet = {record("A", type), record("B", type, 7, 1), record("C", (7UL << 32) + type, 7, 2)};
+        window = openWindow();
+        for (int index = 0; index < 3; ++index) {
+            choose(index);
+            QString found;
+            const std::pair<const char*, bool> asked[] = {{"Corvale", window->isCorvale()},
+                                                          {"6dof", window->is6dof()},
+                                                          {"Orda", window->isOrda()},
+                                                          {"Nolva", window->isCNolvaDevice()},
+                                                          {"Stelmar", window->isAnyStelmar()},
+                                                          {"Inkwell", window->hasInkwell()}};
+            for (const auto& [name, answer] : asked)
+                found += answer ? QString(" ") + name : QString();
+            QCOMPARE(found.trimmed(), yes);
+            QCOMPARE(window->isHighForceDevice(), index == 1);
+        }
+    }
+
+    void identity_data() {
+        QTest::addColumn<QString>("model");
+        QTest::addColumn<bool>("highForce");
+        QTest::addColumn<QString>("shown");
+        QTest::newRow("Orda") << "THARLEN Orda" << false << "Nolva";
+        QTest::newRow("Corvale") << "THARLEN Corvale" << false << "Nolva X";
+        QTest::newRow("other") << "THARLEN Stelmar 1.5" << false << "THARLEN Stelmar 1.5";
+        QTest::newRow("high force") << "THARLEN Orda" << true << "THARLEN Orda (High Force Model)";
+        QTest::newRow("case counts") << "THARLEN orda" << false << "THARLEN orda";
+    }
+    void identity() {
+        QFETCH(QString, model);
+        QFETCH(bool, highForce);
+        QFETCH(QString, shown);
+        device().fleet = {record("Arm", 5, 7, highForce ? 1 : 0)};
+        device().model = model.toStdString();
+        device().serial = "K-77";
+        device().result["get_hardware_rev"] = 6;
+        window = openWindow();
+        QCOMPARE(window->ui.tharlenModel_lineedit->text(), shown);
+        QCOMPARE(window->ui.hardwareSerial_lineedit->text(), QString("K-77"));
+        QCOMPARE(window->ui.hardwareSerial_label->text(), QString("K-77"));
+        QCOMPARE(window->ui.hardwareRev_label->text(), QString("6"));
+        QCOMPARE(window->ui.version_label->text(), QString("stand-in 1.0"));
+    }
+
+    void backToModeStopsTheLoopAndSelectReopens() {
+        window = openWindow();
+        const int first = window->csTharlenID;
+        goToTab(*window, "Mode");
+        QVERIFY(!device().loopRunning);
+        QCOMPARE(window->csTharlenID.load(), first);
+        QVERIFY(window->ui.glDrawWidget1->isHidden());
+        device().calls.clear();
+        goToTab(*window, "Select");
+        QCOMPARE(device().namesOf(kOpening), (Names{"stopServoLoop", "disable_tharlen", "init_tharlen", "startServoLoop"}));
+    }
+};
+
+QTEST_MAIN(TestSelection)
+#include "tst_selection.moc"

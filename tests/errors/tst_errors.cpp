@@ -1,0 +1,138 @@
+// Device errors from a tick to the browser.
+#include <QDateTime>
+#include <QLocale>
+
+#include "datetext.h"
+#include "servostate.h"
+#include "standin.h"
+#include "windowtest.h"
+
+using standin::device;
+
+class TestErrors : public QObject {
+    Q_OBJECT
+
+    std::unique_ptr<qtTharlenTest> window;
+
+    QString browser() const { return window->ui.error_browser->toPlainText(); }
+
+private slots:
+    void init() {
+        standin::reset();
+        resetSharedState();
+        device().fleet = {standin::record("Arm", 5)};
+        window = openWindow();
+        window->errorDisplayTimer->stop();
+        window->dateTimeTimer->stop();
+        window->clearErrorBrowser();
+    }
+    void cleanup() { window.reset(); }
+
+    void eachCodeHasItsText_data() {
+        QTest::addColumn<int>("code");
+        QTest::addColumn<QString>("text");
+        const QString communication = "Communication Error: Check the Device connection and Setup.";
+        QTest::newRow("-32") << -32 << "Setup Error: Try unplugging and replugging in the device.\nConsult the Nolva "
+                                       "Device Drivers documentation.";
+        QTest::newRow("-31") << -31 << communication;
+        QTest::newRow("-30") << -30 << "Setup Error: Check the base address and adapter number.";
+        QTest::newRow("-29") << -29 << "Setup Error: Check the Parallel Port EPP/ECP settings.\nConsult the THARLeN "
+                                       "Device Drivers documentation.";
+        QTest::newRow("-28") << -28 << communication;
+        QTest::newRow("-13") << -13 << "Device Warning: Device exceeded max velocity.";
+        QTest::newRow("-5") << -5 << communication;
+        QTest::newRow("-4") << -4 << "Device Fault: Check that the remote switch is enabled\nand/or Device is "
+                                     "connected properly.";
+        QTest::newRow("-2") << -2 << "Device Warning: Maximum force exceeded on the haptic device.";
+        QTest::newRow("-1") << -1 << "Device Warning: One or more of the Device motors are warm.\nPlease wait until "
+                                     "they are cool to the touch.";
+        QTest::newRow("good") << 0 << "";
+        QTest::newRow("outside the table") << -3 << "";
+        QTest::newRow("positive") << 4 << "";
+    }
+    void eachCodeHasItsText() {
+        QFETCH(int, code);
+        QFETCH(QString, text);
+        device().result["update_tharlen"] = code;
+        ServoLoopCallBack(window.get());
+        QCOMPARE(window->numAccumErrors, text.isEmpty() ? 0 : 1);
+        QCOMPARE(window->errorMessage.section(" : ", 1), text);
+        window->displayError();
+        if (!text.isEmpty())
+            QVERIFY(browser().endsWith(text));
+    }
+
+    // The line's date is the toolkit's own text, at every hour and across months.
+    void dateTextIsTheToolkits() {
+        const QDateTime start(QDate(2024, 2, 28), QTime(0, 0, 59));
+        for (int step = 0; step < 2000; ++step) {
+            const QDateTime when = start.addSecs(step * 3601LL + step / 7);
+            char text[kDateTextSize];
+            const std::size_t length = dateText(when.toSecsSinceEpoch(), text);
+            QCOMPARE(QString::fromUtf8(text, int(length)), when.toString("MMMM-dd-yyyy  hh-mm-ss-AP"));
+        }
+    }
+
+    void laterErrorReplacesAndIsRepeated() {
+        window->accumulateErrors(-13);
+        window->accumulateErrors(-4);
+        const QString line = window->errorMessage;
+        window->displayError();
+        window->displayError();
+        QVERIFY(!browser().contains("max velocity"));
+        QCOMPARE(browser(), line + "\n" + line);
+        QCOMPARE(window->numAccumErrors, 2);
+        window->accumulateErrors(0);
+        QCOMPARE(window->errorMessage, line);
+    }
+
+    void silenceAppendsEmptyLines() {
+        window->displayError();
+        window->displayError();
+        QCOMPARE(browser(), QString("\n"));
+    }
+
+    void clearButtonKeepsTheCount() {
+        window->accumulateErrors(-5);
+        window->displayError();
+        window->ui.pushButton_3->click();
+        QCOMPARE(browser(), QString());
+        QVERIFY(window->errorMessage.isEmpty());
+        QCOMPARE(window->numAccumErrors, 1);
+    }
+
+    // Emptied at the 1001st new error, not at the thousandth, and then shows nothing.
+    void browserIsEmptiedAfterAThousand() {
+        for (int i = 0; i < 1000; ++i)
+            window->accumulateErrors(-5);
+        window->displayError();
+        QVERIFY(browser().contains("Communication Error"));
+        window->accumulateErrors(-5);
+        window->displayError();
+        QCOMPARE(browser(), QString());
+        QCOMPARE(window->numAccumErrors, 0);
+    }
+
+    void missingDeviceIsReportedPastTheFirstTab() {
+        window->csTharlenID = -1;
+        for (int second = 0; second < 3; ++second)
+            window->displayDateTime();
+        QCOMPARE(window->numAccumErrors, 3);
+        QVERIFY(window->errorMessage.contains("Communication Error"));
+        goToTab(*window, "Mode");
+        window->displayDateTime();
+        QVERIFY(window->errorMessage.isEmpty());
+        QCOMPARE(window->numAccumErrors, 3);
+    }
+
+    void passivityFiguresAreShown() {
+        passivityTestForce[1] = -1.5f;
+        window->passivityGain = 0.25f;
+        window->displayDateTime();
+        QCOMPARE(window->ui.passivityTest_browser->toPlainText(),
+                 QString("0.000000  \n-1.500000  \n0.000000  \n0.000000  \n0.000000  \n0.000000  \n0.250000  \n"));
+    }
+};
+
+QTEST_MAIN(TestErrors)
+#include "tst_errors.moc"

@@ -1,0 +1,221 @@
+// One servo tick against the recording stand-in: what each flag sends, in which order, and what wins.
+#include "servostate.h"
+#include "standin.h"
+#include "windowtest.h"
+
+using standin::device;
+
+namespace {
+
+const std::set<std::string> kCommands = {
+    "update_tharlen",     "get_pinch_value",          "send_tharlen_force",
+    "send_tharlen_force_6dof", "command_motor_voltages", "command_motor_dac_values",
+    "enable_tharlen_forces",   "enable_tharlen_forces_no_wait", "disable_tharlen_forces",
+    "disable_tharlen_forces_no_wait", "get_tharlen_inst_rate"};
+
+struct Flag {
+    const char* name;
+    Shared<bool>& flag;
+    std::vector<std::string> commands;  ///< after update_tharlen
+};
+
+// In the order of the chain. The encoder test's flag is raised by no tab yet.
+const std::vector<Flag> kChain = {
+    {"box", startBoxTest, {"send_tharlen_force", "enable_tharlen_forces"}},
+    {"passivity", startPassivityTest, {"send_tharlen_force_6dof"}},
+    {"calibration", startCalibTest, {}},
+    {"filters", startFiltersTest, {}},
+    {"friction", startFrictionTest, {"command_motor_voltages"}},
+    {"capstan", startCapstanTest, {"command_motor_voltages"}},
+    {"verify", verifyCapstanTest, {"command_motor_voltages"}},
+    {"servo rate", startServoTest, {"get_tharlen_inst_rate"}},
+    {"performance force", startPerformanceForceTest, {"enable_tharlen_forces_no_wait", "command_motor_dac_values"}},
+    {"friction performance", bFrictionPerformance, {"command_motor_dac_values"}},
+};
+
+}  // namespace
+
+class TestDispatch : public QObject {
+    Q_OBJECT
+
+    std::unique_ptr<qtTharlenTest> window;
+
+    void tick() {
+        device().calls.clear();
+        QCOMPARE(ServoLoopCallBack(window.get()), 0);
+    }
+
+private slots:
+    void init() {
+        standin::reset();
+        resetSharedState();
+        device().fleet = {standin::record("Arm", 5)};
+        window = openWindow();
+        QVERIFY(window->csTharlenID >= 0);
+    }
+    void cleanup() {
+        resetSharedState();
+        window.reset();
+    }
+
+    // Each flag alone, and each with all later ones: the first of the chain wins and the others starve.
+    void firstFlagOfTheChainActs() {
+        for (std::size_t first = 0; first < kChain.size(); ++first) {
+            std::vector<std::string> expected{"update_tharlen"};
+            expected.insert(expected.end(), kChain[first].commands.begin(), kChain[first].commands.end());
+            device().forcesEnabled = false;
+            kChain[first].flag = true;
+            tick();
+            QVERIFY2(device().namesOf(kCommands) == expected, kChain[first].name);
+            for (std::size_t later = first; later < kChain.size(); ++later)
+                kChain[later].flag = true;
+            device().forcesEnabled = false;
+            tick();
+            QVERIFY2(device().namesOf(kCommands) == expected, kChain[first].name);
+            for (const Flag& link : kChain)
+                link.flag = false;
+        }
+    }
+
+    void defaultBranchSendsForceDacValues() {
+        for (int i = 0; i < 6; ++i)
+            window->force_dac_values[i] = 100 * (i + 1);
+        tick();
+        const auto sent = device().of({"command_motor_dac_values"});
+        QCOMPARE(sent.size(), std::size_t(1));
+        const double id = window->csTharlenID;
+        QCOMPARE(sent[0].values, (std::vector<double>{id, 100, 200, 300, 400, 500, 600}));
+    }
+
+    void pinchIsReadBesideAnyBranch() {
+        device().pinch = 321.5;
+        startPinchCalibration = true;
+        startBoxTest = true;
+        tick();
+        QCOMPARE(window->m_pinchValue.load(), 321.5);
+        QCOMPARE(device().count("send_tharlen_force"), 1);
+    }
+
+    // -2 disables in the box branch and enables in the passivity and default branches.
+    void maximumForceExceeded_data() {
+        QTest::addColumn<int>("branch");
+        QTest::addColumn<QString>("operation");
+        QTest::addColumn<QString>("answer");
+        QTest::newRow("box") << 0 << "send_tharlen_force" << "disable_tharlen_forces_no_wait";
+        QTest::newRow("passivity") << 1 << "send_tharlen_force_6dof" << "enable_tharlen_forces";
+        QTest::newRow("default") << -1 << "command_motor_dac_values" << "enable_tharlen_forces";
+    }
+    void maximumForceExceeded() {
+        QFETCH(int, branch);
+        QFETCH(QString, operation);
+        QFETCH(QString, answer);
+        if (branch >= 0)
+            kChain[branch].flag = true;
+        device().forcesEnabled = true;
+        tick();
+        QCOMPARE(device().count(answer.toStdString()), 0);
+        device().result[operation.toStdString()] = -2;
+        tick();
+        QCOMPARE(device().count(answer.toStdString()), 1);
+        // The box's forces come back by themselves at the next tick.
+        device().result.clear();
+        tick();
+        QVERIFY(device().forcesEnabled);
+    }
+
+    void failedEnableInTheBoxIsReported() {
+        startBoxTest = true;
+        device().result["enable_tharlen_forces"] = -4;
+        tick();
+        QVERIFY(window->errorMessage.contains("Device Fault"));
+        QCOMPARE(window->numAccumErrors, 1);
+    }
+
+    void stoppedLoopSendsTheLastBoxForce() {
+        startBoxTest = true;
+        device().position[0] = 24.0f;
+        tick();
+        const auto running = device().of({"send_tharlen_force"});
+        QVERIFY(running[0].values[1] < 0);
+        device().loopRunning = false;
+        device().position[0] = 0.0f;
+        tick();
+        QCOMPARE(device().of({"send_tharlen_force"}), running);
+        device().loopRunning = true;
+    }
+
+    void voltagesAreEchoedAndReported() {
+        for (int i = 0; i < 6; ++i)
+            window->m_fVoltsToSend[i] = 0.1f * (i + 1);
+        verifyCapstanTest = true;
+        device().result["command_motor_voltages"] = -13;
+        tick();
+        QCOMPARE(window->m_fVoltsSent.copy(), window->m_fVoltsToSend.copy());
+        QVERIFY(window->errorMessage.contains("max velocity"));
+    }
+
+    void performanceBranchSendsForcesWhereABoxIsChecked() {
+        startPerformanceForceTest = true;
+        cForce[1] = 2.5f;
+        for (QCheckBox* box : {window->ui.sendForce_checkBox, window->ui.sendForce_checkBox_2}) {
+            box->setChecked(true);
+            tick();
+            QCOMPARE(device().of({"send_tharlen_force_6dof"}).at(0).values[2], 2.5);
+            box->setChecked(false);
+            tick();
+            QCOMPARE(device().count("send_tharlen_force_6dof"), 0);
+        }
+    }
+
+    // DAC of the third axis: the sum of the truncated rates 0.1, 0.2 ...; samples from the second tick on.
+    void frictionRampAndItsSamples() {
+        bFrictionPerformance = true;
+        friction_dac_values[0] = 7;
+        friction_dac_values[1] = 8;
+        long expected = 0;
+        float rate = 0;
+        for (int i = 0; i < 40; ++i) {
+            device().jointVelocities[2] = static_cast<float>(i);
+            tick();
+            rate = static_cast<float>(rate + 0.1);
+            expected += static_cast<long>(rate);
+        }
+        const auto sent = device().of({"command_motor_dac_values"});
+        QCOMPARE(sent[0].values, (std::vector<double>{double(window->csTharlenID), 0, 8, double(expected), 0, 0, 0}));
+        QVERIFY(expected > 40);
+        for (int i = 0; i < 39; ++i)
+            QCOMPARE(jointVelocity[i].load(), static_cast<float>(i + 1));
+        QCOMPARE(jointVelocity[39].load(), 0.0f);
+        // Past the end nothing is stored and the counter goes on.
+        jointVelocityIndex = 15000;
+        tick();
+        QCOMPARE(jointVelocityIndex.load(), 15001);
+    }
+
+    void rateSamplesStayInTheirBuffer() {
+        startServoTest = true;
+        for (const float rate : {1000.0f, 990.0f, 1012.0f}) {
+            device().rate = rate;
+            tick();
+        }
+        QCOMPARE(window->minUpdateRate.load(), 990.0f);
+        QCOMPARE(window->maxUpdateRate.load(), 1012.0f);
+        QCOMPARE(totalRateSamples.load(), 3002.0f);
+        QCOMPARE(sample[2].load(), 1012.0f);
+        for (int i = 3; i < kRateSamples + 5; ++i)
+            tick();
+        QCOMPARE(rateCounter.load(), kRateSamples);
+        const float full = totalRateSamples;
+        tick();
+        QCOMPARE(totalRateSamples.load(), full);
+    }
+
+    void noWindowIsHarmless() {
+        device().calls.clear();
+        QCOMPARE(ServoLoopCallBack(nullptr), 0);
+        QCOMPARE(device().namesOf(kCommands), std::vector<std::string>{"update_tharlen"});
+    }
+};
+
+QTEST_MAIN(TestDispatch)
+#include "tst_dispatch.moc"

@@ -1,0 +1,267 @@
+// The wizard: tabs of each mode, the gate, the buttons, and what every change of tab starts and stops.
+#include <QSignalSpy>
+
+#include "qttharlenhapticrenderer.h"
+#include "servostate.h"
+#include "standin.h"
+#include "windowtest.h"
+
+using standin::device;
+using standin::record;
+
+namespace {
+
+const QStringList kUserTabs{"Mode",       "Select",      "Calibrate", "Read Encoder",
+                            "Cycle Amps", "Test Forces", "Box Test",  "Servoloop"};
+
+}  // namespace
+
+class TestWizard : public QObject {
+    Q_OBJECT
+
+    std::unique_ptr<qtTharlenTest> window;
+
+    void enterMode(const QString& word, bool manufacturing, bool encoderCheck) {
+        qunsetenv("MVI_MANUFACTURING");
+        qunsetenv("MVI_ENCODER_CHECK");
+        if (manufacturing)
+            qputenv("MVI_MANUFACTURING", "1");
+        if (encoderCheck)
+            qputenv("MVI_ENCODER_CHECK", "1");
+        window->ui.manuf_radioButton->setChecked(true);
+        window->ui.manuf_password->setText(word);
+        window->onTestModeSelection();
+    }
+
+private slots:
+    void init() {
+        standin::reset();
+        resetSharedState();
+        device().fleet = {record("Arm", 5), record("Stelmar", 1), record("X", 3, 6), record("N", 9)};
+        window = std::make_unique<qtTharlenTest>();
+    }
+    void cleanup() { window.reset(); }
+
+    // What the gate lets in, and the tabs that remain before and after a device is selected.
+    void modes_data() {
+        QTest::addColumn<QString>("word");
+        QTest::addColumn<bool>("manufacturing");
+        QTest::addColumn<bool>("encoderCheck");
+        QTest::addColumn<QString>("modes");  // m, e, p
+        QTest::addColumn<QString>("status");
+        QTest::addColumn<QStringList>("tabs");
+        const QStringList performance{"Mode", "Select", "Calibrate", "Performance Testing"};
+        const QStringList manufacturing{"Mode", "Select", "Calibrate"};
+        QTest::newRow("both") << NOLVA_ADVANCED_WORD << true << true << "me-"
+                              << "Manufacturing & Encoder test mode initialized" << manufacturing;
+        QTest::newRow("manufacturing") << NOLVA_ADVANCED_WORD << true << false << "m--"
+                                       << "Manufacturing mode initialized\nEntering Manufacturing mode!"
+                                       << manufacturing;
+        QTest::newRow("performance") << NOLVA_ADVANCED_WORD << false << false << "m-p"
+                                     << "Performance mode: commands on these pages go to the motors unchecked."
+                                     << performance;
+        QTest::newRow("wrong") << "calibrate " << true << true << "---"
+                               << "Wrong password. Advanced mode was not entered." << kUserTabs;
+        QTest::newRow("none") << "" << true << true << "---"
+                              << "Enter the password for advanced mode and press Return." << kUserTabs;
+    }
+    void modes() {
+        QFETCH(QString, word);
+        QFETCH(bool, manufacturing);
+        QFETCH(bool, encoderCheck);
+        QFETCH(QString, modes);
+        QFETCH(QString, status);
+        QFETCH(QStringList, tabs);
+        enterMode(word, manufacturing, encoderCheck);
+        QCOMPARE(bool(window->manufMode), modes.contains('m'));
+        QCOMPARE(window->encoderTestMode, modes.contains('e'));
+        QCOMPARE(window->performanceTestMode, modes.contains('p'));
+        QCOMPARE(window->ui.mode_status->toPlainText(), status);
+        QCOMPARE(window->ui.next_button->isEnabled(), modes.contains('m'));
+        QVERIFY(window->ui.manuf_radioButton->isHidden() && window->ui.manuf_password->isHidden());
+        QCOMPARE(window->ui.servolooprateGroup->isHidden(), !modes.contains('p'));
+        goToTab(*window, "Select");
+        QCOMPARE(tabTexts(*window), tabs);
+        // The way back: the user mode again.
+        goToTab(*window, "Mode");
+        window->ui.user_radioButton->setChecked(true);
+        window->onTestModeSelection();
+        QVERIFY(!window->manufMode && !window->encoderTestMode && !window->performanceTestMode);
+        QCOMPARE(tabTexts(*window), (QStringList{"Mode", "Select"}));
+        QVERIFY(window->ui.next_button->isEnabled());
+    }
+
+    void corvaleWithEncoderModeHasItsTab() {
+        enterMode(NOLVA_ADVANCED_WORD, true, true);
+        goToTab(*window, "Select");
+        window->ui.m_cmbTHARLeN->setCurrentIndex(2);
+        QCOMPARE(tabTexts(*window), (QStringList{"Mode", "Select", "Calibrate", "Encoder Test"}));
+    }
+
+    void buttonsWalkTheUserFlow() {
+        QVERIFY(!window->ui.back_button->isEnabled());
+        for (int i = 1; i < kUserTabs.size(); ++i) {
+            QVERIFY(window->ui.next_button->isEnabled());
+            window->ui.next_button->click();
+            QCOMPARE(window->ui.tabWidget->tabText(window->ui.tabWidget->currentIndex()), kUserTabs[i]);
+            QCOMPARE(window->focusProxy(), window->ui.tabWidget->currentWidget());
+            QVERIFY(window->ui.back_button->isEnabled());
+        }
+        QVERIFY(!window->ui.next_button->isEnabled());
+        for (int i = kUserTabs.size() - 2; i >= 0; --i) {
+            window->ui.back_button->click();
+            QCOMPARE(window->ui.tabWidget->currentIndex(), i);
+        }
+        QCOMPARE(tabTexts(*window), (QStringList{"Mode", "Select"}));
+    }
+
+    void selectAloneKeepsNextEnabled() {
+        device().result["init_tharlen"] = -1;
+        goToTab(*window, "Select");
+        QCOMPARE(window->ui.tabWidget->count(), 2);
+        QVERIFY(window->ui.next_button->isEnabled());
+    }
+
+    void manufacturingGoesForwardOnly() {
+        enterMode(NOLVA_ADVANCED_WORD, true, false);
+        goToTab(*window, "Select");
+        QVERIFY(!window->ui.back_button->isEnabled());
+        QVERIFY(!window->ui.tabWidget->isTabEnabled(0));
+        goToTab(*window, "Calibrate");
+        QVERIFY(!window->ui.tabWidget->isTabEnabled(1));
+        QVERIFY(!window->ui.back_button->isEnabled());
+    }
+
+    // Every change of tab runs the leaving actions of all others: the calls an open device sees.
+    void eachTabStopsAllOthers_data() {
+        QTest::addColumn<QString>("tab");
+        QTest::addColumn<int>("disables");
+        QTest::addColumn<int>("velocityCheck");
+        QTest::newRow("calibrate") << "Calibrate" << 3 << 0;
+        QTest::newRow("encoders") << "Read Encoder" << 3 << 1;
+        QTest::newRow("amplifiers") << "Cycle Amps" << 2 << 1;
+        QTest::newRow("forces") << "Test Forces" << 3 << 1;
+        QTest::newRow("box") << "Box Test" << 2 << 1;
+        QTest::newRow("rate") << "Servoloop" << 3 << 1;
+    }
+    void eachTabStopsAllOthers() {
+        QFETCH(QString, tab);
+        QFETCH(int, disables);
+        QFETCH(int, velocityCheck);
+        goToTab(*window, "Select");
+        startCalibTest = startEncoderTest = startServoTest = true;
+        window->ui.slider_TZ->setValue(4);
+        window->m_forceToSend[5] = 1;
+        window->ui.gain_slider->setValue(30);
+        for (QTimer* timer : {window->checkCalibTimer, window->encoderGuiUpdateTimer, window->calibDetailTimer,
+                              window->forceCheckTimer, window->servoRateGraphicTimer})
+            timer->start(100000);
+        device().calls.clear();
+        goToTab(*window, tab);
+        QCOMPARE(device().count("disable_tharlen_forces"), disables);
+        QCOMPARE(device().of({"enable_tharlen_velocity_check"}).back().values[1], double(velocityCheck));
+        QVERIFY(!startCalibTest || tab == "Calibrate");
+        QVERIFY(!startEncoderTest && !startServoTest);
+        QCOMPARE(bool(startBoxTest), tab == "Box Test");
+        QVERIFY(!window->selectionTimer->isActive());
+        QVERIFY(!window->calibDetailTimer->isActive());
+        QCOMPARE(window->checkCalibTimer->isActive(), tab == "Calibrate");
+        QCOMPARE(window->encoderGuiUpdateTimer->isActive(), tab == "Read Encoder");
+        QCOMPARE(window->ui.gain_slider->value(), 0);
+        if (tab != "Test Forces") {
+            QCOMPARE(window->ui.slider_TZ->value(), 0);
+            QCOMPARE(window->m_forceToSend[5], 0.0f);
+        }
+    }
+
+    // A test that was on is stopped once more: forces go off for each timer that ran.
+    void runningMotorTestsCutForcesTwice() {
+        goToTab(*window, "Select");
+        window->ampsGuiUpdateTimer->start(100000);
+        window->tempGuiUpdateTimer->start(100000);
+        device().calls.clear();
+        goToTab(*window, "Read Encoder");
+        QCOMPARE(device().count("disable_tharlen_forces"), 5);
+        QVERIFY(!window->ampsGuiUpdateTimer->isActive() && !window->tempGuiUpdateTimer->isActive());
+    }
+
+    // The space key: one tab, and not on types 3 and 5.
+    void spaceKeyResets_data() {
+        QTest::addColumn<int>("device");
+        QTest::addColumn<QString>("tab");
+        QTest::addColumn<bool>("resets");
+        QTest::newRow("Stelmar") << 1 << "Calibrate" << true;
+        QTest::newRow("Nolva") << 3 << "Calibrate" << true;
+        QTest::newRow("Orda") << 0 << "Calibrate" << false;
+        QTest::newRow("Corvale") << 2 << "Calibrate" << false;
+        QTest::newRow("other tab") << 1 << "Read Encoder" << false;
+    }
+    void spaceKeyResets() {
+        QFETCH(int, device);
+        QFETCH(QString, tab);
+        QFETCH(bool, resets);
+        goToTab(*window, "Select");
+        window->ui.m_cmbTHARLeN->setCurrentIndex(device);
+        goToTab(*window, tab);
+        window->setFocusProxy(nullptr);
+        const QString good = "Tharlen successfully underwent RESET calibration.\n";
+        const QString bad = "Error encountered during RESET calibration procedure.\n ";
+        for (const int status : {0, -6}) {
+            standin::device().calls.clear();
+            standin::device().result["tharlen_reset"] = status;
+            window->ui.calibrate_textbrowser2->clear();
+            QTest::keyClick(window.get(), Qt::Key_Return);
+            QTest::keyClick(window.get(), Qt::Key_Space);
+            QCOMPARE(standin::device().count("tharlen_reset"), resets ? 1 : 0);
+            const QString text = window->ui.calibrate_textbrowser2->toPlainText();
+            QCOMPARE(text, resets ? (status == 0 ? good : bad) : QString());
+        }
+    }
+
+    void pagesStartAndStopTheirScenes() {
+        enterMode(NOLVA_ADVANCED_WORD, false, false);
+        goToTab(*window, "Select");
+        goToTab(*window, "Performance Testing");
+        const auto page = [this](const char* text) {
+            window->ui.listWidget->setCurrentItem(window->ui.listWidget->findItems(text, Qt::MatchExactly).at(0));
+        };
+        page("Passivity Test");
+        QVERIFY(startPassivityTest && !startFiltersTest);
+        QVERIFY(window->passivityBoxRenderer->graphicTimer->isActive());
+        QCOMPARE(window->ui.stackedWidget->currentIndex(), 4);
+        page("Filters Test");
+        QVERIFY(!startPassivityTest && startFiltersTest);
+        QCOMPARE(window->filtersRenderer->m_renderType, 1);
+        QCOMPARE(window->forceProgressTimer->interval(), 5);
+        page("Force Test");
+        QVERIFY(!startFiltersTest && !window->forceProgressTimer->isActive());
+        QCOMPARE(window->tempGuiUpdateTimer->interval(), 1000);
+        QVERIFY(window->tempGuiUpdateTimer->isActive());
+        device().calls.clear();
+        page("Workspace Test");
+        QVERIFY(!window->tempGuiUpdateTimer->isActive());
+        QCOMPARE(device().count("disable_tharlen_forces"), 2);
+        window->changePage(nullptr, window->ui.listWidget->item(4));
+        QVERIFY(startPassivityTest);
+    }
+
+    void anotherDeviceStartsFromNothing() {
+        goToTab(*window, "Select");
+        window->repData->bBoxPass = window->repData->bManualPinchPass = true;
+        window->m_lMaxEncoderVal[2] = 5;
+        window->stylusSwitchCounterOff = 3;
+        window->ui.RB_FX_P->setChecked(true);
+        window->hapticBoxRenderer->m_nWallTransitions[4] = 3;
+        goToTab(*window, "Servoloop");
+        window->onClickTestAnotherDevice();
+        QCOMPARE(window->ui.tabWidget->currentIndex(), 1);
+        QVERIFY(!window->repData->bBoxPass && !window->repData->bManualPinchPass);
+        QCOMPARE(window->m_lMaxEncoderVal[2], std::numeric_limits<long>::min());
+        QCOMPARE(window->stylusSwitchCounterOff, 0);
+        QVERIFY(!window->ui.RB_FX_P->isChecked());
+        QCOMPARE(window->hapticBoxRenderer->m_nWallTransitions[4].load(), 0);
+    }
+};
+
+QTEST_MAIN(TestWizard)
+#include "tst_wizard.moc"

@@ -1,0 +1,73 @@
+// A recording stand-in for the device library. Every operation goes to one scriptable object that keeps the
+// calls in order and answers from plain fields. Single-threaded: a test calls the servo callback itself.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "device/tharlenio.h"
+
+namespace standin {
+
+/// One call of the library. `values` are its numbers in order: the handle, then scalars and arrays.
+struct Call {
+    std::string name;
+    std::vector<double> values;
+    std::string text;
+
+    bool operator==(const Call& other) const {
+        return name == other.name && values == other.values && text == other.text;
+    }
+};
+
+struct Device {
+    // Answers
+    std::vector<CTHARLeNDevice> fleet;
+    std::set<int> unreadable;                 ///< indices of records whose Read() fails
+    std::map<std::string, int> result;        ///< of int operations by name; those not named give 0
+    std::string initThrows;                   ///< what() of init_tharlen's exception; empty for none
+    std::string model = "THARLEN Orda";
+    std::string serial = "S-0001";
+    float position[3] = {};
+    long encoders[6] = {};
+    float baseAngles[3] = {};
+    float gimbalAngles[3] = {};
+    float jointVelocities[6] = {};
+    long lastDac[6] = {};
+    float stylus[4][4] = {{1, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, 1, 0}, {0, 0, 0, 1}};
+    int switches[2] = {};
+    float maxForce = 3.3f;
+    float maxContinuousForce = 0.9f;
+    float maxStiffness = 0.5f;
+    float rate = 1000.0f;
+    double pinch = 0;
+
+    // What the calls left
+    std::vector<Call> calls;
+    bool loopCreated = false;
+    bool loopRunning = false;
+    bool forcesEnabled = false;
+    ServoCallback callback = nullptr;
+    void* userData = nullptr;
+
+    /// Runs before each operation answers.
+    std::function<void(const Call&)> onCall;
+
+    /// The calls with these names, in order.
+    std::vector<Call> of(const std::set<std::string>& names) const;
+    /// Their names alone.
+    std::vector<std::string> namesOf(const std::set<std::string>& names) const;
+    int count(const std::string& name) const;
+};
+
+Device& device();
+/// A fresh library with no device.
+void reset();
+/// A record as the store would hold it.
+CTHARLeNDevice record(const std::string& name, unsigned long modelType, unsigned long cardType = 7,
+                      unsigned long highForce = 0);
+
+}  // namespace standin
