@@ -55,7 +55,7 @@ void append(std::vector<double>& values, Array<T> array) {
 
 /// Records a call and gives its scripted result.
 template <class... Values>
-int record(const char* name, Values... numbers) {
+int note(const char* name, Values... numbers) {
     Call call{name, {}, {}};
     (append(call.values, numbers), ...);
     theDevice.calls.push_back(call);
@@ -71,7 +71,7 @@ void fill(T* out, const T* from, int size) {
 }
 
 int setForces(const char* name, int id, bool on) {
-    const int status = record(name, id);
+    const int status = note(name, id);
     if (status == 0)
         theDevice.forcesEnabled = on;
     return status;
@@ -81,7 +81,7 @@ int setForces(const char* name, int id, bool on) {
 }  // namespace standin
 
 using standin::Array;
-using standin::record;
+using standin::note;
 using standin::theDevice;
 
 CTHARLeNDevice::CTHARLeNDevice() { std::memset(static_cast<void*>(this), 0, sizeof *this); }
@@ -92,7 +92,7 @@ BOOLEAN CTHARLeNDevice::Write() { return 1; }
 CTHARLeNMgr::CTHARLeNMgr() : m_nDeviceCount(0), pEtharlen_mdns(nullptr) {}
 CTHARLeNMgr::~CTHARLeNMgr() = default;
 int CTHARLeNMgr::EnumerateTHARLeNs(CTHARLeNDevice** apDevices) {
-    record("EnumerateTHARLeNs");
+    note("EnumerateTHARLeNs");
     m_nDeviceCount = static_cast<int>(theDevice.fleet.size());
     for (int i = 0; i < m_nDeviceCount; ++i) {
         apDevices[i] = new CTHARLeNDevice(theDevice.fleet[i]);
@@ -105,21 +105,21 @@ extern "C" {
 
 int init_tharlen(const char* name) {
     const bool scripted = theDevice.result.count("init_tharlen") > 0;
-    const int status = record("init_tharlen");
+    const int status = note("init_tharlen");
     theDevice.calls.back().text = name;
     if (!theDevice.initThrows.empty())
         throw std::runtime_error(theDevice.initThrows);
     return scripted ? status : theDevice.count("init_tharlen");
 }
-int disable_tharlen(int id) { return record("disable_tharlen", id); }
+int disable_tharlen(int id) { return note("disable_tharlen", id); }
 int createServoLoop() {
     theDevice.loopCreated = true;
-    return record("createServoLoop");
+    return note("createServoLoop");
 }
-int setServoLoopRate(int rate) { return record("setServoLoopRate", rate); }
+int setServoLoopRate(int rate) { return note("setServoLoopRate", rate); }
 int startServoLoop(ServoCallback callback, void* pUserData) {
-    const int status = theDevice.result.count("startServoLoop") ? record("startServoLoop")
-                                                                : (record("startServoLoop"), theDevice.loopCreated ? 0 : -1);
+    const int status = theDevice.result.count("startServoLoop") ? note("startServoLoop")
+                                                                : (note("startServoLoop"), theDevice.loopCreated ? 0 : -1);
     if (status >= 0) {
         theDevice.loopRunning = true;
         theDevice.callback = callback;
@@ -129,15 +129,15 @@ int startServoLoop(ServoCallback callback, void* pUserData) {
 }
 int stopServoLoop() {
     theDevice.loopRunning = false;
-    return record("stopServoLoop");
+    return note("stopServoLoop");
 }
 bool isServoLoopRunning() {
-    record("isServoLoopRunning");
+    note("isServoLoopRunning");
     return theDevice.loopRunning;
 }
-int update_tharlen(int id) { return record("update_tharlen", id); }
+int update_tharlen(int id) { return note("update_tharlen", id); }
 float get_tharlen_inst_rate(int id) {
-    record("get_tharlen_inst_rate", id);
+    note("get_tharlen_inst_rate", id);
     return theDevice.rate;
 }
 const char* get_library_version() { return "stand-in 1.0"; }
@@ -149,81 +149,81 @@ int disable_tharlen_forces_no_wait(int id) {
     return standin::setForces("disable_tharlen_forces_no_wait", id, false);
 }
 int is_tharlen_forces_enabled(int id) {
-    record("is_tharlen_forces_enabled", id);
+    note("is_tharlen_forces_enabled", id);
     return theDevice.forcesEnabled;
 }
 int send_tharlen_force(int id, const float force[6]) {
-    return record("send_tharlen_force", id, Array<float>{force, 6});
+    return note("send_tharlen_force", id, Array<float>{force, 6});
 }
 int send_tharlen_force_6dof(int id, const float force[6]) {
-    return record("send_tharlen_force_6dof", id, Array<float>{force, 6});
+    return note("send_tharlen_force_6dof", id, Array<float>{force, 6});
 }
 int command_motor_voltages(int id, const float volts[6], float sent[6]) {
     standin::fill(sent, volts, 6);
-    return record("command_motor_voltages", id, Array<float>{volts, 6});
+    return note("command_motor_voltages", id, Array<float>{volts, 6});
 }
 int command_motor_dac_values(int id, const long dac[6]) {
-    return record("command_motor_dac_values", id, Array<long>{dac, 6});
+    return note("command_motor_dac_values", id, Array<long>{dac, 6});
 }
 int get_last_motor_dac_values(int id, long dac[6]) {
     standin::fill(dac, theDevice.lastDac, 6);
-    return record("get_last_motor_dac_values", id);
+    return note("get_last_motor_dac_values", id);
 }
-int enable_tharlen_velocity_check(int id, int on) { return record("enable_tharlen_velocity_check", id, on); }
-int unfiltered_device_fault(int id) { return record("unfiltered_device_fault", id); }
+int enable_tharlen_velocity_check(int id, int on) { return note("enable_tharlen_velocity_check", id, on); }
+int unfiltered_device_fault(int id) { return note("unfiltered_device_fault", id); }
 
 int get_encoder_values(int id, long encoders[6]) {
     standin::fill(encoders, theDevice.encoders, 6);
-    return record("get_encoder_values", id);
+    return note("get_encoder_values", id);
 }
 int get_tharlen_encoders(int id, float angles[3]) {
     standin::fill(angles, theDevice.baseAngles, 3);
-    return record("get_tharlen_encoders", id);
+    return note("get_tharlen_encoders", id);
 }
 int get_gimbal_encoders(int id, float angles[3]) {
     standin::fill(angles, theDevice.gimbalAngles, 3);
-    return record("get_gimbal_encoders", id);
+    return note("get_gimbal_encoders", id);
 }
 int get_tharlen_joint_angles(int id, float angles[6]) {
     standin::fill(angles, theDevice.baseAngles, 3);
     standin::fill(angles + 3, theDevice.gimbalAngles, 3);
-    return record("get_tharlen_joint_angles", id);
+    return note("get_tharlen_joint_angles", id);
 }
 int get_tharlen_joint_vel(int id, float velocities[6]) {
     standin::fill(velocities, theDevice.jointVelocities, 6);
-    return record("get_tharlen_joint_vel", id);
+    return note("get_tharlen_joint_vel", id);
 }
 int get_tharlen_pos(int id, float position[3]) {
     standin::fill(position, theDevice.position, 3);
-    return record("get_tharlen_pos", id);
+    return note("get_tharlen_pos", id);
 }
 int get_tharlen_vel(int id, float velocity[3]) {
     std::fill(velocity, velocity + 3, 0.0f);
-    return record("get_tharlen_vel", id);
+    return note("get_tharlen_vel", id);
 }
 int get_tharlen_jacobian(int id, double jacobian[6][6]) {
     std::memset(jacobian, 0, 36 * sizeof(double));
     for (int i = 0; i < 6; ++i)
         jacobian[i][i] = 1;
-    return record("get_tharlen_jacobian", id);
+    return note("get_tharlen_jacobian", id);
 }
 int get_stylus_matrix(int id, float matrix[4][4]) {
     std::memcpy(matrix, theDevice.stylus, sizeof theDevice.stylus);
-    return record("get_stylus_matrix", id);
+    return note("get_stylus_matrix", id);
 }
 int get_stylus_switch(int id, int button) {
-    record("get_stylus_switch", id, button);
+    note("get_stylus_switch", id, button);
     return theDevice.switches[button];
 }
-int get_stylus_presence(int id) { return record("get_stylus_presence", id); }
-int get_inkwell_switch(int id) { return record("get_inkwell_switch", id); }
+int get_stylus_presence(int id) { return note("get_stylus_presence", id); }
+int get_inkwell_switch(int id) { return note("get_inkwell_switch", id); }
 double get_pinch_value(int id) {
-    record("get_pinch_value", id);
+    note("get_pinch_value", id);
     return theDevice.pinch;
 }
 static int zeros(const char* name, int id, float out[6]) {
     std::fill(out, out + 6, 0.0f);
-    return record(name, id);
+    return note(name, id);
 }
 int get_tharlen_temp(int id, float celsius[6]) { return zeros("get_tharlen_temp", id, celsius); }
 int get_tharlen_temp_6dof(int id, float celsius[6]) { return zeros("get_tharlen_temp_6dof", id, celsius); }
@@ -234,35 +234,35 @@ int get_tharlen_temp_advance(int id, int, float celsius[6]) {
     return zeros("get_tharlen_temp_advance", id, celsius);
 }
 int set_tharlen_temp_advance(int id, int kind, const float celsius[6]) {
-    return record("set_tharlen_temp_advance", id, kind, Array<float>{celsius, 6});
+    return note("set_tharlen_temp_advance", id, kind, Array<float>{celsius, 6});
 }
 
 const char* get_tharlen_model_type(int) { return theDevice.model.c_str(); }
-int get_hardware_rev(int id) { return record("get_hardware_rev", id); }
+int get_hardware_rev(int id) { return note("get_hardware_rev", id); }
 const char* get_hardware_serial_number(int) { return theDevice.serial.c_str(); }
 float get_tharlen_nominal_max_force(int) { return theDevice.maxForce; }
 float get_tharlen_nominal_max_continuous_force(int) { return theDevice.maxContinuousForce; }
 float get_tharlen_nominal_max_stiffness(int) { return theDevice.maxStiffness; }
-int tharlen_check_for_gimbal(int id) { return record("tharlen_check_for_gimbal", id); }
-int tharlen_check_for_pinch(int id) { return record("tharlen_check_for_pinch", id); }
-int tharlen_which_pinch(int id) { return record("tharlen_which_pinch", id); }
+int tharlen_check_for_gimbal(int id) { return note("tharlen_check_for_gimbal", id); }
+int tharlen_check_for_pinch(int id) { return note("tharlen_check_for_pinch", id); }
+int tharlen_which_pinch(int id) { return note("tharlen_which_pinch", id); }
 
 int get_calibration_status(int id, int* status) {
     *status = 0;
-    return record("get_calibration_status", id);
+    return note("get_calibration_status", id);
 }
-int update_calibration(int id) { return record("update_calibration", id); }
-int is_calibration_supported(int id) { return record("is_calibration_supported", id); }
-int is_tharlen_reset_supported(int id) { return record("is_tharlen_reset_supported", id); }
-int tharlen_reset(int id) { return record("tharlen_reset", id); }
-int is_pinch_calibrated(int id) { return record("is_pinch_calibrated", id); }
-int set_pinch_limits(int id, int minimum, int maximum) { return record("set_pinch_limits", id, minimum, maximum); }
+int update_calibration(int id) { return note("update_calibration", id); }
+int is_calibration_supported(int id) { return note("is_calibration_supported", id); }
+int is_tharlen_reset_supported(int id) { return note("is_tharlen_reset_supported", id); }
+int tharlen_reset(int id) { return note("tharlen_reset", id); }
+int is_pinch_calibrated(int id) { return note("is_pinch_calibrated", id); }
+int set_pinch_limits(int id, int minimum, int maximum) { return note("set_pinch_limits", id, minimum, maximum); }
 CIOConnection* get_connection_data(int id) {
-    record("get_connection_data", id);
+    note("get_connection_data", id);
     return nullptr;
 }
 CTHARLeNAutoCalibration* get_calibration_data(int id) {
-    record("get_calibration_data", id);
+    note("get_calibration_data", id);
     return nullptr;
 }
 
