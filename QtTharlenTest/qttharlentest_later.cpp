@@ -1,9 +1,11 @@
-// Slots that the form or a timer names and whose tabs show but do not act yet. Each moves to its tab's own
+// Slots that the form, a timer or the meta-object names and whose tabs show but do not act yet. Each moves to its tab's own
 // file together with its body; none of them reports a result.
 #include "qttharlentest.h"
 
 // Calibration
 void qtTharlenTest::onClickCalibrateButton() {}
+void qtTharlenTest::onClickCalibrate() {}
+int qtTharlenTest::onClickCalibratePinch() { return 0; }
 void qtTharlenTest::updateOrdaCorvaleCalib() {}
 void qtTharlenTest::updateCalibrationData() {}
 void qtTharlenTest::onClickLoseCalibration() {}
@@ -49,8 +51,11 @@ void qtTharlenTest::stopResolutionTest() {}
 void qtTharlenTest::command_motor_dac() {}
 void qtTharlenTest::clear_dac_value() {}
 void qtTharlenTest::clearForces() {}
+void qtTharlenTest::commandForces() {}
 void qtTharlenTest::startWorkspaceRecord() {}
 void qtTharlenTest::stopWorkspaceRecord() {}
 void qtTharlenTest::startLinePlot() {}
 void qtTharlenTest::stopLinePlot() {}
 void qtTharlenTest::getMotorTemperature() {}
+void qtTharlenTest::startFrictionPerformanceTest() {}
+void qtTharlenTest::stopFrictionPerformanceTest() {}

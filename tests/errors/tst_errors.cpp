@@ -87,9 +87,10 @@ private slots:
     }
 
     void silenceAppendsEmptyLines() {
+        window->ui.error_browser->append("Selected Device cannot be initialized !");
         window->displayError();
         window->displayError();
-        QCOMPARE(browser(), QString("\n"));
+        QCOMPARE(browser(), QString("Selected Device cannot be initialized !\n\n"));
     }
 
     void clearButtonKeepsTheCount() {

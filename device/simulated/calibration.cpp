@@ -1,0 +1,135 @@
+// Fields of the calibration object, and the calibration file: JSON with the device's name, serial number
+// and the three offsets in counts.
+#include "calibration.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <nlohmann/json.hpp>
+
+namespace arm {
+namespace {
+
+constexpr long kLargestOffset = 1000000;
+constexpr std::size_t kLargestFile = 64 * 1024;
+
+template <typename T, typename V>
+void store(T& field, V value) {
+    __atomic_store_n(&field, static_cast<T>(value), __ATOMIC_RELAXED);
+}
+
+std::string pathOf(const std::string& name) {
+    return dataHome() + "/config/THARLeN Calibration (" + name + ")";
+}
+
+}  // namespace
+
+std::string dataHome() {
+    const char* home = std::getenv("KNDD_HOME");
+    return home ? home : "";
+}
+
+void complain(const std::string& text) { std::fprintf(stderr, "libTharlenIOLib42: %s\n", text.c_str()); }
+
+void LiveCalibration::DiscardCalibration() {
+    if (discard)
+        discard();
+}
+
+void LiveCalibration::setOffsets(const Offsets& offsets) {
+    for (int i = 0; i < kBase; ++i)
+        store(m_alOffsets[i], offsets[i]);
+}
+
+void LiveCalibration::setCalculated(int axis, long offset) { store(m_alOffsetsCalc[axis], offset); }
+
+void LiveCalibration::setIncorrect(int axis, bool incorrect) { store(m_abIncorrect[axis], incorrect ? 1 : 0); }
+
+void LiveCalibration::clearSensors() {
+    for (AXIS_SENSOR_DATA& axis : m_aAxisSensorData) {
+        store(axis.nFlags, 0);
+        store(axis.nGaps, 0);
+        for (int i = 0; i < 3; ++i) {
+            store(axis.psdFlagData[i], nullptr);
+            store(axis.psdGapData[i], nullptr);
+        }
+    }
+}
+
+void LiveCalibration::note(int axis, const Passage& passage) {
+    AXIS_SENSOR_DATA& data = m_aAxisSensorData[axis];
+    SENSOR_DATA& seen = passage.flag ? flags_[axis][passage.index] : gaps_[axis][passage.index];
+    SENSOR_DATA*& place = passage.flag ? data.psdFlagData[passage.index] : data.psdGapData[passage.index];
+    store(seen.lStart, passage.start);
+    store(seen.lStop, passage.stop);
+    store(seen.lWidth, std::labs(passage.stop - passage.start));
+    store(seen.lMidPoint, (passage.start + passage.stop) / 2);
+    store(seen.lVelocity, passage.velocity);
+    if (!place) {
+        int& count = passage.flag ? data.nFlags : data.nGaps;
+        store(count, count + 1);
+        store(place, &seen);
+    }
+}
+
+CalibrationFile readCalibration(const std::string& name, const std::string& serial, Offsets& offsets, std::string& why) {
+    if (dataHome().empty())
+        return CalibrationFile::Missing;
+    const std::string path = pathOf(name);
+    std::ifstream file(path, std::ios::binary);
+    if (!file) {
+        if (::access(path.c_str(), F_OK) != 0)
+            return CalibrationFile::Missing;
+        why = path + ": cannot be read";
+        return CalibrationFile::Bad;
+    }
+    std::string text(kLargestFile + 1, '\0');
+    file.read(&text[0], static_cast<std::streamsize>(text.size()));
+    text.resize(static_cast<std::size_t>(file.gcount()));
+    const nlohmann::json json = nlohmann::json::parse(text, nullptr, false);
+    const auto field = [&json](const char* key) { return json.is_object() ? json.value(key, nlohmann::json()) : nlohmann::json(); };
+    const nlohmann::json list = field("offsets");
+    if (text.size() > kLargestFile || !list.is_array() || list.size() != kBase || !field("device").is_string()
+        || !field("serial").is_string()) {
+        why = path + ": is not a calibration";
+        return CalibrationFile::Bad;
+    }
+    if (field("device") != name || field("serial") != serial) {
+        why = path + ": belongs to another device";
+        return CalibrationFile::Bad;
+    }
+    for (int i = 0; i < kBase; ++i) {
+        if (!list[i].is_number_integer() || list[i].get<double>() > kLargestOffset
+            || list[i].get<double>() < -kLargestOffset) {
+            why = path + ": offset " + std::to_string(i) + " is not a count within a million";
+            return CalibrationFile::Bad;
+        }
+        offsets[i] = list[i].get<long>();
+    }
+    return CalibrationFile::Good;
+}
+
+std::string writeCalibration(const std::string& name, const std::string& serial, const Offsets& offsets) {
+    if (dataHome().empty())
+        return "KNDD_HOME is not set";
+    const nlohmann::json json = {{"device", name}, {"serial", serial}, {"offsets", offsets}};
+    const std::string path = pathOf(name), fresh = path + ".new";
+    // Written beside and renamed, so that a reader never meets half a file.
+    {
+        std::ofstream file(fresh, std::ios::binary | std::ios::trunc);
+        file << json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
+        file.close();
+        if (!file)
+            return path + ": cannot be written";
+    }
+    if (std::rename(fresh.c_str(), path.c_str()) != 0) {
+        std::remove(fresh.c_str());
+        return path + ": cannot be written";
+    }
+    return "";
+}
+
+}  // namespace arm

@@ -1,0 +1,97 @@
+// What the tests of the simulated arm share: a stepped arm opened by name, a scratch data folder, and the
+// lines that the library writes on standard error.
+#pragma once
+
+#include <unistd.h>
+
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTemporaryFile>
+#include <QtTest>
+#include <cmath>
+#include <functional>
+#include <string>
+
+#include "device/simulated/armcontrol.h"
+#include "device/tharlenio.h"
+
+namespace simarm {
+
+/// A fresh stepped library with the built-in fleet of a scratch KNDD_HOME.
+class Bench {
+public:
+    explicit Bench(bool stepped = true) {
+        qputenv("KNDD_HOME", home.path().toUtf8());
+        qputenv("NOLVA_ARM_SOCKET", "off");
+        QDir(home.path()).mkdir("config");
+        armcontrol::resetArm();
+        if (stepped)
+            armcontrol::loopStepped(true);
+        createServoLoop();
+    }
+    ~Bench() { armcontrol::resetArm(); }
+
+    QString config(const QString& name) const { return home.path() + "/config/" + name; }
+    void write(const QString& name, const QByteArray& content) const {
+        QFile file(config(name));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(content);
+    }
+
+    QTemporaryDir home;
+};
+
+/// A callback for startServoLoop from any callable.
+class Callback {
+public:
+    explicit Callback(std::function<void()> f) : f_(std::move(f)) { startServoLoop(&Callback::call, this); }
+    ~Callback() { stopServoLoop(); }
+
+private:
+    static int call(void* self) {
+        static_cast<Callback*>(self)->f_();
+        return 0;
+    }
+    std::function<void()> f_;
+};
+
+/// Lets the hand calibrate the open device, whatever its style, and take it to the origin.
+inline bool calibrate(int id) {
+    if (is_calibration_supported(id) == 1) {
+        for (int axis = 0; axis < 3; ++axis) {
+            armcontrol::handSweep(axis, 0.8);
+            armcontrol::step(9000);
+        }
+        update_calibration(id);
+    } else if (is_calibration_supported(id) == 2) {
+        armcontrol::handDock();
+        armcontrol::step(1500);
+        update_calibration(id);
+    } else {
+        armcontrol::handReset();
+        armcontrol::step(1500);
+        tharlen_reset(id);
+    }
+    armcontrol::handUndock();
+    armcontrol::step(1500);
+    int status = -1;
+    return get_calibration_status(id, &status) == 0 && status == 0;
+}
+
+/// What `f` makes the library write on standard error.
+inline QByteArray complaints(const std::function<void()>& f) {
+    QTemporaryFile file;
+    if (!file.open())
+        return "no temporary file";
+    fflush(stderr);
+    const int saved = dup(2);
+    dup2(file.handle(), 2);
+    f();
+    fflush(stderr);
+    dup2(saved, 2);
+    close(saved);
+    file.seek(0);
+    return file.readAll();
+}
+
+}  // namespace simarm

@@ -1,0 +1,2 @@
+#include "simarm.h"
+int main(){return 0;}

@@ -1,0 +1,328 @@
+// The moving arm: kinematics, friction, stops, motors, the hand and the box it presses into.
+#include <cmath>
+
+#include "device/simulated/kinematics.h"
+#include "simarm.h"
+
+using simarm::Bench;
+using simarm::Callback;
+
+class TestArmMotion : public QObject {
+    Q_OBJECT
+
+private slots:
+    void jacobianIsDerivative();
+    void operationsAgree();
+    void sticking();
+    void motorSigns();
+    void stopsAndSweep();
+    void pressIntoBox_data();
+    void pressIntoBox();
+    void amplifiersAndLimits();
+    void heatAndShutdown();
+};
+
+// The Jacobian against differences of position and of stylus orientation, at poses all over the range.
+void TestArmMotion::jacobianIsDerivative() {
+    for (int row = 0; row < arm::lineCount(); ++row) {
+        const arm::LineFigures& line = arm::lineAt(row);
+        for (int pose = 0; pose < 20; ++pose) {
+            arm::Vector6 q;
+            for (int i = 0; i < 6; ++i) {
+                const double share = 0.5 + 0.45 * std::sin(1.7 * pose + 2.3 * i);
+                q[i] = line.angleLow(i) + share * (line.angleHigh(i) - line.angleLow(i));
+            }
+            const arm::Matrix6 j = arm::jacobian(line, q);
+            const double h = 1e-5;
+            for (int i = 0; i < 6; ++i) {
+                arm::Vector6 above = q, below = q;
+                above[i] += h;
+                below[i] -= h;
+                const arm::Vector3 moved = (arm::endpoint(line, above) - arm::endpoint(line, below)) / (2 * h);
+                QVERIFY((moved - j.row(i).head<3>().transpose()).norm() < 1e-3);
+                const arm::Matrix3 turning = (arm::stylusRotation(above) - arm::stylusRotation(below)) / (2 * h)
+                                             * arm::stylusRotation(q).transpose();
+                const arm::Vector3 axis(turning(2, 1), turning(0, 2), turning(1, 0));
+                QVERIFY((axis - j.row(i).tail<3>().transpose()).norm() < 1e-3);
+            }
+        }
+    }
+}
+
+// Position, matrix, angles and encoders of a calibrated device tell of one and the same pose.
+void TestArmMotion::operationsAgree() {
+    Bench bench;
+    for (const char* name : {"Default Device", "Corvale LAN", "Stelmar 3.0", "Stelmar 6DOF Scissor"}) {
+        const int id = init_tharlen(name);
+        QVERIFY(simarm::calibrate(id));
+        armcontrol::handMove({20, -15, 30});
+        armcontrol::handGimbal({0.3, -0.2, 0.5});
+        armcontrol::step(1500);
+        const armcontrol::State s = armcontrol::state();
+        float position[3], matrix[4][4], angles[6], base[3];
+        get_tharlen_pos(id, position);
+        get_stylus_matrix(id, matrix);
+        get_tharlen_joint_angles(id, angles);
+        get_tharlen_encoders(id, base);
+        for (std::size_t i = 0; i < 3; ++i) {
+            const double target[3] = {20, -15, 30};
+            QVERIFY(std::abs(position[i] - target[i]) < 2.5);
+            QVERIFY(std::abs(position[i] - s.position[i]) < 1.5);
+            QCOMPARE(matrix[3][i], position[i]);
+            QCOMPARE(base[i], angles[i]);
+        }
+        const double gimbal[3] = {0.3, -0.2, 0.5};
+        for (std::size_t i = 3; i < 6; ++i)
+            QVERIFY(std::abs(angles[i] - gimbal[i - 3]) < 0.02);
+        for (std::size_t i = 0; i < 6; ++i)
+            QVERIFY(std::abs(angles[i] - s.joints[i]) < 0.01);
+        disable_tharlen(id);
+    }
+}
+
+// An axis under a command below its dry friction stands exactly still for seconds; a little more moves it.
+void TestArmMotion::sticking() {
+    Bench bench;
+    for (const char* name : {"Default Device", "Corvale USB", "Nolva USB", "Stelmar 1.5"}) {
+        const int id = init_tharlen(name);
+        const arm::LineFigures* line = arm::findLine(QByteArray(name) == "Default Device" ? "Orda"
+                                                     : QByteArray(name) == "Corvale USB" ? "Corvale"
+                                                     : QByteArray(name) == "Nolva USB" ? "Nolva" : "Stelmar 1.5", 7, false);
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            long dac[6] = {};
+            armcontrol::handMove({0, 0, 0});
+            armcontrol::step(800);
+            armcontrol::handRelease();
+            armcontrol::step(500);
+            enable_tharlen_forces(id);
+            dac[axis] = static_cast<long>(0.97 * line->base[axis].dryFriction);
+            command_motor_dac_values(id, dac);
+            const double before = armcontrol::state().joints[axis];
+            armcontrol::step(2000);
+            QCOMPARE(armcontrol::state().joints[axis], before);
+            dac[axis] = static_cast<long>(1.2 * line->base[axis].dryFriction);
+            command_motor_dac_values(id, dac);
+            armcontrol::step(300);
+            QVERIFY(std::abs(armcontrol::state().joints[axis] - before) > 0.001);
+            disable_tharlen_forces(id);
+        }
+        disable_tharlen(id);
+    }
+}
+
+// A positive command lowers the encoder, on the third axis of some lines it raises it; volts do as counts do.
+// The directions of the endpoint make the capstan test's velocity terms brake.
+void TestArmMotion::motorSigns() {
+    Bench bench;
+    for (const char* name : {"Default Device", "Corvale USB", "Corvale LAN"}) {
+        for (int axis = 0; axis < 3; ++axis) {
+            const int id = init_tharlen(name);
+            const int parity = axis == 2 && QByteArray(name) != "Corvale LAN" ? -1 : 1;
+            for (bool volts : {false, true}) {
+                armcontrol::handMove({0, 0, 0});
+                armcontrol::step(800);
+                armcontrol::handRelease();
+                enable_tharlen_forces(id);
+                long before[6], after[6], dac[6] = {};
+                float voltage[6] = {}, sent[6];
+                get_encoder_values(id, before);
+                dac[axis] = 3000;
+                voltage[axis] = 3000.0f / 32767.0f;
+                if (volts)
+                    command_motor_voltages(id, voltage, sent);
+                else
+                    command_motor_dac_values(id, dac);
+                armcontrol::step(60);
+                get_encoder_values(id, after);
+                QVERIFY((after[axis] - before[axis]) * parity < -5);
+                get_last_motor_dac_values(id, before);
+                QVERIFY(std::labs(before[axis] - 3000) <= 1);
+                float velocity[3];
+                get_tharlen_vel(id, velocity);
+                const float brakes[3] = {-velocity[0], velocity[1], velocity[2]};
+                if (QByteArray(name) == "Default Device")
+                    QVERIFY(brakes[axis] > 5.0f);
+                disable_tharlen_forces(id);
+            }
+            disable_tharlen(id);
+        }
+    }
+}
+
+// A sweep passes the whole travel and comes back; a motor at full command does not get through a stop.
+void TestArmMotion::stopsAndSweep() {
+    Bench bench;
+    const int id = init_tharlen("Corvale LAN");
+    QVERIFY(simarm::calibrate(id));
+    const long wanted[6] = {18000, 15900, 11200, 3800, 1800, 3800};
+    for (int axis = 0; axis < 6; ++axis) {
+        long low = LONG_MAX, high = LONG_MIN, counts[6];
+        const double before = armcontrol::state().joints[static_cast<std::size_t>(axis)];
+        armcontrol::handSweep(axis, 1.0);
+        for (int i = 0; i < 1200; ++i) {
+            armcontrol::step(10);
+            get_encoder_values(id, counts);
+            low = std::min(low, counts[axis]);
+            high = std::max(high, counts[axis]);
+        }
+        QVERIFY2(high - low >= wanted[axis] && high - low < 1.08 * wanted[axis],
+                 qPrintable(QString("axis %1 travelled %2").arg(axis).arg(high - low)));
+        QVERIFY(std::abs(armcontrol::state().joints[static_cast<std::size_t>(axis)] - before) < 0.01);
+    }
+    armcontrol::handRelease();
+    enable_tharlen_velocity_check(id, 0);
+    enable_tharlen_forces(id);
+    const long push[6] = {32767, 0, 0, 0, 0, 0};
+    for (int i = 0; i < 1000; ++i) {
+        command_motor_dac_values(id, push);
+        armcontrol::step(1);
+        QVERIFY(armcontrol::state().joints[0] < armcontrol::state().jointMax[0] + 0.1);
+    }
+    QVERIFY(std::abs(armcontrol::state().joints[0] - armcontrol::state().jointMax[0]) < 0.02);
+    // Torque only while the amplifiers are on: the soft stop pushes the joint out and it rests.
+    disable_tharlen_forces(id);
+    armcontrol::step(1000);
+    const double rest = armcontrol::state().joints[0];
+    QVERIFY(rest <= armcontrol::state().jointMax[0] + 1e-3);
+    armcontrol::step(500);
+    QCOMPARE(armcontrol::state().joints[0], rest);
+}
+
+void TestArmMotion::pressIntoBox_data() {
+    QTest::addColumn<QString>("device");
+    Bench bench;
+    for (const std::string& name : armcontrol::fleetNames())
+        QTest::newRow(name.c_str()) << QString::fromStdString(name);
+}
+
+// The hand presses a corner of a 20 mm box past the force limit in both directions of each axis; held there
+// under the limit, and let go, the arm comes to rest.
+void TestArmMotion::pressIntoBox() {
+    QFETCH(QString, device);
+    Bench bench;
+    const int id = init_tharlen(qPrintable(device));
+    QVERIFY(simarm::calibrate(id));
+    const double gain = get_tharlen_nominal_max_stiffness(id) * (device.contains("Orda") || device == "Default Device" ? 0.5 : 0.8);
+    bool beyond = false;
+    Callback box([&] {
+        update_tharlen(id);
+        float position[3], force[6] = {};
+        get_tharlen_pos(id, position);
+        for (int i = 0; i < 3; ++i)
+            force[i] = static_cast<float>((std::min(20.0f, std::max(-20.0f, position[i])) - position[i]) * gain);
+        if (!is_tharlen_forces_enabled(id))
+            enable_tharlen_forces(id);
+        beyond |= send_tharlen_force(id, force) == kMaxForceExceeded;
+    });
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        for (double way : {-1.0, 1.0}) {
+            armcontrol::Vec3 target{};
+            const double depth = 0.5 * get_tharlen_nominal_max_force(id) / gain;
+            target[axis] = way * (20 + depth);
+            armcontrol::handMove(target);
+            armcontrol::step(1500);
+            beyond = false;
+            double swing = 0;
+            for (int i = 0; i < 300; ++i) {
+                armcontrol::step(1);
+                swing = std::max(swing, std::abs(armcontrol::state().velocity[axis]));
+            }
+            QVERIFY2(swing < 1.0, qPrintable(QString("axis %1 swings with %2 mm/s").arg(axis).arg(swing)));
+            QVERIFY(!beyond);
+            QVERIFY(std::abs(armcontrol::state().position[axis]) > 20 + 0.4 * depth);
+            target[axis] = way * 55;
+            armcontrol::handMove(target);
+            armcontrol::step(700);
+            QVERIFY2(beyond, qPrintable(QString("axis %1 does not reach the limit").arg(axis)));
+            armcontrol::handMove({0, 0, 0});
+            armcontrol::step(700);
+        }
+    }
+    armcontrol::handMove({0, 20 + 0.5 * get_tharlen_nominal_max_force(id) / gain, 0});
+    armcontrol::step(1000);
+    armcontrol::handRelease();
+    armcontrol::step(4000);
+    for (double speed : armcontrol::state().velocity)
+        QVERIFY2(std::abs(speed) < 1.0, qPrintable(QString("%1 mm/s after release").arg(speed)));
+}
+
+void TestArmMotion::amplifiersAndLimits() {
+    Bench bench;
+    const int id = init_tharlen("Default Device");
+    QCOMPARE(is_tharlen_forces_enabled(id), 0);
+    QCOMPARE(enable_tharlen_forces_no_wait(id), 0);
+    QVERIFY(!armcontrol::state().amplifiers);
+    armcontrol::step(3);
+    QVERIFY(armcontrol::state().amplifiers);
+    QCOMPARE(disable_tharlen_forces(id), 0);
+    QVERIFY(!armcontrol::state().amplifiers);
+    enable_tharlen_forces(id);
+
+    // Past the nominal force it is scaled down, direction kept, and told.
+    float force[6] = {0, 30, 40, 0, 0, 0};
+    armcontrol::handMove({0, 0, 0});
+    QCOMPARE(send_tharlen_force(id, force), kMaxForceExceeded);
+    armcontrol::step(5);
+    const armcontrol::Vec3 real = armcontrol::state().force;
+    const double most = get_tharlen_nominal_max_force(id);
+    QVERIFY(std::abs(std::hypot(real[1], real[2]) - most) < 0.15 * most);
+    QVERIFY(std::abs(real[2] / real[1] - 4.0 / 3.0) < 0.3);
+    force[1] = static_cast<float>(0.9 * most);
+    force[2] = 0;
+    QCOMPARE(send_tharlen_force(id, force), 0);
+    force[0] = std::nanf("");
+    QCOMPARE(send_tharlen_force(id, force), kMaxForceExceeded);
+
+    long last[6];
+    const struct { long command; int status; long sent; } rows[] = {
+        {32767, 0, 32767}, {-32768, 0, -32767}, {32768, kMaxForceExceeded, 32767}, {LONG_MIN, kMaxForceExceeded, -32767}};
+    for (const auto& row : rows) {
+        const long dac[6] = {row.command, 0, 0, 99999, 0, 0};
+        QCOMPARE(command_motor_dac_values(id, dac), row.status);
+        get_last_motor_dac_values(id, last);
+        QCOMPARE(last[0], row.sent);
+        QCOMPARE(last[3], 0L);
+    }
+}
+
+// Full command warms a motor to its warning and on to the shutdown, which trips the amplifiers till it is cool.
+void TestArmMotion::heatAndShutdown() {
+    Bench bench;
+    const int id = init_tharlen("Default Device");
+    const long full[6] = {32767, 0, 0, 0, 0, 0};
+    float scale[6], celsius[6];
+    armcontrol::handMove({0, 0, 0});
+    armcontrol::heatPace(200);
+    enable_tharlen_forces(id);
+    command_motor_dac_values(id, full);
+    int ticks = 0;
+    while (update_tharlen(id) == 0 && ticks++ < 5000)
+        armcontrol::step(1);
+    QVERIFY2(ticks > 300 && ticks < 3000, qPrintable(QString("warm after %1 s").arg(ticks * 0.2)));
+    QCOMPARE(update_tharlen(id), -1);
+    get_tharlen_temp_normalized_6dof(id, scale);
+    QVERIFY(scale[0] >= 1.0f && scale[0] < 1.05f && scale[1] < 0.2f);
+    QCOMPARE(unfiltered_device_fault(id), 0);
+    armcontrol::step(3000);
+    QVERIFY(unfiltered_device_fault(id) != 0);
+    QVERIFY(!armcontrol::state().amplifiers);
+    QVERIFY(enable_tharlen_forces(id) != 0);
+    armcontrol::step(4000);
+    QCOMPARE(unfiltered_device_fault(id), 0);
+    QCOMPARE(enable_tharlen_forces(id), 0);
+
+    float limits[6] = {160, 160, 160, 0, 0, 0};
+    QCOMPARE(set_tharlen_temp_advance(id, kShutdownTemperature, limits), 0);
+    get_tharlen_temp_advance(id, kShutdownTemperature, celsius);
+    QCOMPARE(celsius[2], 160.0f);
+    armcontrol::heatSet(-1, 150, 100);
+    armcontrol::heatPace(1);
+    armcontrol::step(2);
+    QVERIFY(armcontrol::state().amplifiers);
+    limits[1] = std::nanf("");
+    QVERIFY(set_tharlen_temp_advance(id, kShutdownTemperature, limits) != 0);
+    QVERIFY(set_tharlen_temp_advance(id, kWindingTemperature, celsius) != 0);
+}
+
+QTEST_APPLESS_MAIN(TestArmMotion)
+#include "tst_armmotion.moc"
