@@ -14,7 +14,12 @@
 
 bool checkForProcess(char*) { return false; }
 
+/// The window is linked as a library, whose resources register themselves only when asked. To be called outside
+/// any namespace.
+static void registerResources() { Q_INIT_RESOURCE(qttharlentest); }
+
 qtTharlenTest::qtTharlenTest(QWidget* parent, Qt::WindowFlags flags) : QMainWindow(parent, flags) {
+    registerResources();
     ui.setupUi(this);
     connectServoOptions();
     ui.frame11->hide();

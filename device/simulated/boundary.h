@@ -9,6 +9,6 @@
 #include <vector>
 
 #pragma GCC visibility push(default)
-#include "device/tharlenio.h"
 #include "device/simulated/armcontrol.h"
+#include "device/tharlenio.h"
 #pragma GCC visibility pop

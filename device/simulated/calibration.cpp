@@ -32,7 +32,9 @@ std::string dataHome() {
     return home ? home : "";
 }
 
-void complain(const std::string& text) { std::fprintf(stderr, "libTharlenIOLib42: %s\n", text.c_str()); }
+void complain(const std::string& text) {
+    std::fprintf(stderr, "libTharlenIOLib42: %s\n", text.c_str());
+}
 
 void LiveCalibration::DiscardCalibration() {
     if (discard)
@@ -44,9 +46,13 @@ void LiveCalibration::setOffsets(const Offsets& offsets) {
         store(m_alOffsets[i], offsets[i]);
 }
 
-void LiveCalibration::setCalculated(int axis, long offset) { store(m_alOffsetsCalc[axis], offset); }
+void LiveCalibration::setCalculated(int axis, long offset) {
+    store(m_alOffsetsCalc[axis], offset);
+}
 
-void LiveCalibration::setIncorrect(int axis, bool incorrect) { store(m_abIncorrect[axis], incorrect ? 1 : 0); }
+void LiveCalibration::setIncorrect(int axis, bool incorrect) {
+    store(m_abIncorrect[axis], incorrect ? 1 : 0);
+}
 
 void LiveCalibration::clearSensors() {
     for (AXIS_SENSOR_DATA& axis : m_aAxisSensorData) {
@@ -75,7 +81,8 @@ void LiveCalibration::note(int axis, const Passage& passage) {
     }
 }
 
-CalibrationFile readCalibration(const std::string& name, const std::string& serial, Offsets& offsets, std::string& why) {
+CalibrationFile readCalibration(const std::string& name, const std::string& serial, Offsets& offsets,
+                                std::string& why) {
     if (dataHome().empty())
         return CalibrationFile::Missing;
     const std::string path = pathOf(name);
@@ -90,7 +97,9 @@ CalibrationFile readCalibration(const std::string& name, const std::string& seri
     file.read(&text[0], static_cast<std::streamsize>(text.size()));
     text.resize(static_cast<std::size_t>(file.gcount()));
     const nlohmann::json json = nlohmann::json::parse(text, nullptr, false);
-    const auto field = [&json](const char* key) { return json.is_object() ? json.value(key, nlohmann::json()) : nlohmann::json(); };
+    const auto field = [&json](const char* key) {
+        return json.is_object() ? json.value(key, nlohmann::json()) : nlohmann::json();
+    };
     const nlohmann::json list = field("offsets");
     if (text.size() > kLargestFile || !list.is_array() || list.size() != kBase || !field("device").is_string()
         || !field("serial").is_string()) {

@@ -10,8 +10,8 @@
 namespace arm {
 namespace {
 
-constexpr int kSweeps = 60;           // of the three coupled base joints; they end early when nothing moves
-constexpr double kSettled = 1e-9;     // rad/s
+constexpr int kSweeps = 60;        // of the three coupled base joints; they end early when nothing moves
+constexpr double kSettled = 1e-9;  // rad/s
 
 /// Adds the end stop of one joint to its diagonal and right-hand side. A stop pushes and never pulls.
 void addStop(double angle, double speed, double low, double high, double mass, double h, double& diagonal,
@@ -52,7 +52,8 @@ void advance(const LineFigures& line, const Wear& wear, const Vector6& motorTorq
         const Matrix3 shared = j.transpose() * j;
         Matrix3 a = shared * (pull.mass + h * pull.damping + h * h * pull.stiffness);
         a.diagonal() += diagonal.head<3>();
-        const Vector3 r = right.head<3>() + pull.mass * (shared * motion.speed.head<3>()) + h * (j.transpose() * pull.force);
+        const Vector3 r =
+            right.head<3>() + pull.mass * (shared * motion.speed.head<3>()) + h * (j.transpose() * pull.force);
         for (int sweep = 0; sweep < kSweeps; ++sweep) {
             double change = 0.0;
             for (int i = 0; i < kBase; ++i) {

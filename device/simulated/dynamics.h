@@ -20,17 +20,17 @@ struct Motion {
 /// What wear and faults have made of the line's figures.
 struct Wear {
     std::array<double, kAxes> frictionFactor{1, 1, 1, 1, 1, 1};
-    Vector6 low = Vector6::Zero();   ///< stops, rad
+    Vector6 low = Vector6::Zero();  ///< stops, rad
     Vector6 high = Vector6::Zero();
 };
 
 /// Pull of a hand on the endpoint and on the joints, for one substep. All of it is linear in the motion,
 /// so that the integration can take it implicitly.
 struct Pull {
-    double mass = 0.0;                     ///< kg moving with the endpoint
-    double damping = 0.0;                  ///< N s/m at the endpoint
-    double stiffness = 0.0;                ///< N/m at the endpoint; 0 while the force is at its limit
-    Vector3 force = Vector3::Zero();       ///< N at the endpoint, of the spring
+    double mass = 0.0;                         ///< kg moving with the endpoint
+    double damping = 0.0;                      ///< N s/m at the endpoint
+    double stiffness = 0.0;                    ///< N/m at the endpoint; 0 while the force is at its limit
+    Vector3 force = Vector3::Zero();           ///< N at the endpoint, of the spring
     Vector6 jointInertia = Vector6::Zero();    ///< kg m^2
     Vector6 jointDamping = Vector6::Zero();    ///< N m s/rad
     Vector6 jointStiffness = Vector6::Zero();  ///< N m/rad

@@ -12,7 +12,8 @@ using S = FaultScope;
 
 // In the order of Fault: name, scope, lowest, highest, usual amount, whole numbers, unit, text.
 constexpr FaultFigures kTable[] = {
-    {"unplugged", S::None, 0, 0, 0, false, "", "the cable is out: no answer, no force, a communication error each tick"},
+    {"unplugged", S::None, 0, 0, 0, false, "",
+     "the cable is out: no answer, no force, a communication error each tick"},
     {"amplifier", S::None, 0, 0, 0, false, "", "the amplifiers report a fault and stay off"},
     {"no-amplifier-follow", S::None, 0, 0, 0, false, "", "the amplifiers do not follow when they are turned on"},
     {"status", S::None, -99, -1, -32, true, "code", "each refresh of the device returns this code"},
@@ -20,12 +21,16 @@ constexpr FaultFigures kTable[] = {
     {"hot", S::AnyAxis, 25, 300, 95, false, "degrees C", "a winding stays at this temperature"},
     {"dead-encoder", S::AnyAxis, 0, 0, 0, false, "", "an encoder stands still"},
     {"drifting-encoder", S::AnyAxis, -1e5, 1e5, 60, false, "counts/minute", "an encoder counts by itself"},
-    {"short-travel", S::AnyAxis, 0.01, 0.9, 0.12, false, "fraction", "this part of an axis's travel is blocked, half at each end"},
-    {"sticky-bearing", S::AnyAxis, 1.1, 100, 8, false, "times", "dry friction of an axis is so many times the healthy one"},
-    {"slipping-capstan", S::BaseAxis, 1, 1e5, 300, false, "counts/s", "the cable slips while the motor pushes with more than 0.42 V"},
+    {"short-travel", S::AnyAxis, 0.01, 0.9, 0.12, false, "fraction",
+     "this part of an axis's travel is blocked, half at each end"},
+    {"sticky-bearing", S::AnyAxis, 1.1, 100, 8, false, "times",
+     "dry friction of an axis is so many times the healthy one"},
+    {"slipping-capstan", S::BaseAxis, 1, 1e5, 300, false, "counts/s",
+     "the cable slips while the motor pushes with more than 0.42 V"},
     {"weak-motor", S::AnyAxis, 0, 0.99, 0.5, false, "fraction", "this part of a motor's torque is left"},
     {"reversed-motor", S::AnyAxis, 0, 0, 0, false, "", "a motor turns the wrong way"},
-    {"stuck-switch", S::Button, 0, 1, 1, true, "0 or 1", "a stylus button reads released (0) or pressed (1) for ever"},
+    {"stuck-switch", S::Button, 0, 1, 1, true, "0 or 1",
+     "a stylus button reads released (0) or pressed (1) for ever"},
     {"bouncing-switch", S::Button, 1, 1000, 40, false, "ms", "a stylus button bounces this long when it changes"},
     {"missing-flag", S::BaseAxis, 0, 0, 0, false, "", "the home sensor of an axis sees nothing"},
     {"refused-reset", S::None, 0, 0, 0, false, "", "a reset is refused in any pose"},
@@ -35,24 +40,32 @@ constexpr FaultFigures kTable[] = {
     {"init-fails", S::None, 0, 0, 0, false, "", "opening a device fails"},
     {"init-throws", S::None, 0, 0, 0, false, "", "opening a device throws an exception"},
     {"no-loop", S::None, 0, 0, 0, false, "", "the servo loop does not start"},
-    {"read-fails", S::Device, 0, 0, 0, false, "", "the record of a device cannot be read; the axis is its place in the fleet"},
+    {"read-fails", S::Device, 0, 0, 0, false, "",
+     "the record of a device cannot be read; the axis is its place in the fleet"},
 };
 static_assert(sizeof(kTable) / sizeof(kTable[0]) == kFaults, "one row for each fault");
 
 int scopeSize(FaultScope scope) {
     switch (scope) {
-        case S::BaseAxis: return 3;
-        case S::AnyAxis: return 6;
-        case S::Button: return 2;
-        case S::Device: return 20;
-        case S::None: break;
+        case S::BaseAxis:
+            return 3;
+        case S::AnyAxis:
+            return 6;
+        case S::Button:
+            return 2;
+        case S::Device:
+            return 20;
+        case S::None:
+            break;
     }
     return 0;
 }
 
 }  // namespace
 
-const FaultFigures& faultFigures(Fault fault) { return kTable[static_cast<std::size_t>(fault)]; }
+const FaultFigures& faultFigures(Fault fault) {
+    return kTable[static_cast<std::size_t>(fault)];
+}
 
 Fault faultNamed(const std::string& name) {
     std::size_t i = 0;
@@ -75,8 +88,8 @@ std::string FaultSet::check(const std::string& name, bool on, int axis, const do
         return amount && !std::isfinite(*amount) ? "amount: must be a number" : "";
     if (!(*amount >= f.lowest && *amount <= f.highest) || (f.whole && *amount != std::floor(*amount))) {
         char text[120];
-        std::snprintf(text, sizeof text, "amount: must be a %snumber between %g and %g (%s)", f.whole ? "whole " : "",
-                      f.lowest, f.highest, f.unit);
+        std::snprintf(text, sizeof text, "amount: must be a %snumber between %g and %g (%s)",
+                      f.whole ? "whole " : "", f.lowest, f.highest, f.unit);
         return text;
     }
     return "";

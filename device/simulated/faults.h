@@ -8,11 +8,30 @@
 namespace arm {
 
 enum class Fault {
-    Unplugged, Amplifier, NoAmplifierFollow, Status, Overspeed, Hot,
-    DeadEncoder, DriftingEncoder, ShortTravel, StickyBearing, SlippingCapstan, WeakMotor, ReversedMotor,
-    StuckSwitch, BouncingSwitch, MissingFlag, RefusedReset,
-    Jitter, Stall, DroppedTicks,
-    InitFails, InitThrows, NoLoop, ReadFails,
+    Unplugged,
+    Amplifier,
+    NoAmplifierFollow,
+    Status,
+    Overspeed,
+    Hot,
+    DeadEncoder,
+    DriftingEncoder,
+    ShortTravel,
+    StickyBearing,
+    SlippingCapstan,
+    WeakMotor,
+    ReversedMotor,
+    StuckSwitch,
+    BouncingSwitch,
+    MissingFlag,
+    RefusedReset,
+    Jitter,
+    Stall,
+    DroppedTicks,
+    InitFails,
+    InitThrows,
+    NoLoop,
+    ReadFails,
     Count
 };
 
@@ -24,7 +43,7 @@ struct FaultFigures {
     const char* name;
     FaultScope scope;
     double lowest, highest, usual;
-    bool whole;        ///< whole numbers only
+    bool whole;  ///< whole numbers only
     const char* unit;
     const char* text;
 };

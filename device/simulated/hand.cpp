@@ -8,21 +8,21 @@
 namespace arm {
 namespace {
 
-constexpr double kMass = 0.15;             // kg of the hand that moves with the stylus
-constexpr double kStiffness = 1500.0;      // N/m
-constexpr double kDamping = 40.0;          // N s/m
-constexpr double kJointStiffness = 60.0;   // N m/rad
-constexpr double kGimbalStiffness = 0.5;   // N m/rad
-constexpr double kGimbalInertia = 2e-4;    // kg m^2
-constexpr double kGimbalTorque = 0.012;    // N m of a wrist for each newton of the hand's strength
-constexpr double kGimbalSpeed = 3.0;       // rad/s
-constexpr double kUsualSpeed = 1.5;        // rad/s
-constexpr double kPress = 0.01;            // rad past a stop that a sweep goes on pressing
+constexpr double kMass = 0.15;            // kg of the hand that moves with the stylus
+constexpr double kStiffness = 1500.0;     // N/m
+constexpr double kDamping = 40.0;         // N s/m
+constexpr double kJointStiffness = 60.0;  // N m/rad
+constexpr double kGimbalStiffness = 0.5;  // N m/rad
+constexpr double kGimbalInertia = 2e-4;   // kg m^2
+constexpr double kGimbalTorque = 0.012;   // N m of a wrist for each newton of the hand's strength
+constexpr double kGimbalSpeed = 3.0;      // rad/s
+constexpr double kUsualSpeed = 1.5;       // rad/s
+constexpr double kPress = 0.01;           // rad past a stop that a sweep goes on pressing
 constexpr double kGimbalPress = 0.05;
-constexpr double kDwell = 0.1;             // s that a sweep rests on a stop
-constexpr double kArrived = 0.004;         // rad
-constexpr double kWellForce = 6.0;         // N that the ink well holds
-constexpr double kWellDepth = 0.05;        // rad: farther off, the stylus is out of the well
+constexpr double kDwell = 0.1;       // s that a sweep rests on a stop
+constexpr double kArrived = 0.004;   // rad
+constexpr double kWellForce = 6.0;   // N that the ink well holds
+constexpr double kWellDepth = 0.05;  // rad: farther off, the stylus is out of the well
 
 Vector6 withGimbal(const double (&base)[kBase], const Vector6& gimbal) {
     Vector6 pose = gimbal;
@@ -31,7 +31,9 @@ Vector6 withGimbal(const double (&base)[kBase], const Vector6& gimbal) {
     return pose;
 }
 
-double baseError(const Vector6& a, const Vector6& b) { return (a - b).head<3>().cwiseAbs().maxCoeff(); }
+double baseError(const Vector6& a, const Vector6& b) {
+    return (a - b).head<3>().cwiseAbs().maxCoeff();
+}
 
 }  // namespace
 
@@ -99,7 +101,7 @@ void Hand::nextOfSweep(const Wear& wear, double seconds) {
         mode_ = Mode::Joints;
 }
 
-void Hand::advance(const LineFigures& line, const Wear& wear, const Motion& motion, double seconds) {
+void Hand::advance(const Wear& wear, const Motion& motion, double seconds) {
     if (mode_ == Mode::Away)
         return;
     if (mode_ == Mode::Docked && baseError(motion.angle, jointGoal_) > kWellDepth) {
@@ -111,8 +113,8 @@ void Hand::advance(const LineFigures& line, const Wear& wear, const Motion& moti
     if (mode_ == Mode::Point) {
         const Vector3 way = pointGoal_ - pointWanted_;
         const double step = pointSpeed_ * seconds;
-        pointWanted_ = pointSpeed_ <= 0.0 || way.norm() <= step ? pointGoal_
-                                                                : Vector3(pointWanted_ + way.normalized() * step);
+        pointWanted_ =
+            pointSpeed_ <= 0.0 || way.norm() <= step ? pointGoal_ : Vector3(pointWanted_ + way.normalized() * step);
     }
     const bool allJoints = mode_ == Mode::Joints || mode_ == Mode::Sweep;
     for (int i = mode_ == Mode::Point || mode_ == Mode::Docked ? kBase : 0; i < kAxes; ++i) {
@@ -121,7 +123,8 @@ void Hand::advance(const LineFigures& line, const Wear& wear, const Motion& moti
         jointWanted_[i] = std::abs(way) <= speed * seconds ? jointGoal_[i]
                                                            : jointWanted_[i] + std::copysign(speed * seconds, way);
     }
-    const bool arrived = baseError(jointWanted_, jointGoal_) == 0.0 && baseError(motion.angle, jointGoal_) < kArrived;
+    const bool arrived =
+        baseError(jointWanted_, jointGoal_) == 0.0 && baseError(motion.angle, jointGoal_) < kArrived;
     if (mode_ == Mode::Docking && arrived)
         mode_ = Mode::Docked;
     else if (mode_ == Mode::Undocking && arrived)

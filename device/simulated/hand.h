@@ -30,7 +30,7 @@ public:
     void release() { mode_ = Mode::Away; }
 
     /// Moves what the hand wants on by `seconds`, and lets one movement follow the other.
-    void advance(const LineFigures& line, const Wear& wear, const Motion& motion, double seconds);
+    void advance(const Wear& wear, const Motion& motion, double seconds);
     /// The pull of this instant.
     Pull pull(const LineFigures& line, const Motion& motion);
 
@@ -54,8 +54,8 @@ private:
     Vector6 jointGoal_ = Vector6::Zero(), jointWanted_ = Vector6::Zero();  // rad
     double jointSpeed_ = 1.0;                                              // rad/s
     int sweepAxis_ = 0, sweepStage_ = 0;
-    double sweepBack_ = 0.0;   // rad
-    double dwell_ = 0.0;       // s since the joints reached what was wanted
+    double sweepBack_ = 0.0;  // rad
+    double dwell_ = 0.0;      // s since the joints reached what was wanted
     double force_ = 0.0;
 };
 

@@ -25,7 +25,7 @@ void Heat::advance(const HeatFigures& f, const Vector6& dac, int motors, double 
 }
 
 double normalisedTemperature(const HeatFigures& figures, double celsius) {
-    return (celsius - kAmbient) / (figures.warmLimit - kAmbient);
+    return celsius / figures.warmLimit;
 }
 
 }  // namespace arm

@@ -17,7 +17,7 @@ public:
     Vector6 stator = Vector6::Constant(kAmbient);
 };
 
-/// 0 at the temperature of the air, exactly 1 at the warm limit.
+/// Temperature in parts of the warm limit: exactly 1 there.
 double normalisedTemperature(const HeatFigures& figures, double celsius);
 
 }  // namespace arm

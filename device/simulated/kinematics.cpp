@@ -7,9 +7,13 @@
 namespace arm {
 namespace {
 
-Matrix3 turn(double angle, const Vector3& axis) { return Eigen::AngleAxisd(angle, axis).toRotationMatrix(); }
+Matrix3 turn(double angle, const Vector3& axis) {
+    return Eigen::AngleAxisd(angle, axis).toRotationMatrix();
+}
 
-Matrix3 forearmRotation(const Vector6& q) { return turn(-q[0], Vector3::UnitY()) * turn(-q[2], Vector3::UnitX()); }
+Matrix3 forearmRotation(const Vector6& q) {
+    return turn(-q[0], Vector3::UnitY()) * turn(-q[2], Vector3::UnitX());
+}
 
 }  // namespace
 
@@ -26,9 +30,11 @@ Matrix3 baseJacobian(const LineFigures& line, const Vector6& q) {
     const double l1 = line.upperArm / 1000.0, l2 = line.forearm / 1000.0;
     const double reach = l1 * c2 + l2 * s3;
     Matrix3 j;
+    // clang-format off
     j << -reach * c1, l1 * s2 * s1, -l2 * c3 * s1,
          0.0, l1 * c2, l2 * s3,
          -reach * s1, -l1 * s2 * c1, l2 * c3 * c1;
+    // clang-format on
     return j;
 }
 

@@ -28,8 +28,13 @@ constexpr AxisFigures driven(int halfTravel) {
     return {1600.0, 1, -halfTravel, halfTravel, 1, 4.0, 6e-5, 4e-4, 220.0};
 }
 
+// A row: word, model string, model type, card (0: any other), high force, six degrees of freedom, second
+// switch, calibration; links, origin up and out in mm, DAC counts per mN m of motor torque; base axes; gimbal
+// axes; nominal stiffness N/mm, damping N s/mm, greatest and continuous force N, and the four of the torques
+// (N mm/rad, N mm s/rad, N mm, N mm); rest, ink-well and reset pose in rad; heat of a motor.
 // Axis columns: counts/rad, encoder sign, stop low, stop high, parity, reduction, inertia kg m^2,
 // viscous N m s/rad, dry friction in DAC counts.
+// clang-format off
 const LineFigures kLines[] = {
     {"Orda", "THARLEN Orda", 5, 7, false, false, 1, Style::InkWell,
      135.0, 135.0, -33.0, 187.9, 513.708,
@@ -130,6 +135,7 @@ const LineFigures kLines[] = {
      0.7, 0.004, 8.5, 1.5, 1000.0, 4.0, 188.0, 48.0,
      {0.0, 0.61, 0.61}, {0.0, 1.22, 0.17}, {0, 0, 0, 0, 0, 0}, kLargeMotor},
 };
+// clang-format on
 
 // Home flags by axis. Revisions 2 to 7 carry a comb of three on X and Y; the comb lies where the routes of
 // the endurance run pass it alone. The forearm's flag mirrors with its encoder.
@@ -169,9 +175,13 @@ AxisFlags homeFlags(const LineFigures& line, int hardwareRevision, int axis) {
     return comb ? kCombY : kSingleY;
 }
 
-int lineCount() { return static_cast<int>(std::size(kLines)); }
+int lineCount() {
+    return static_cast<int>(std::size(kLines));
+}
 
-const LineFigures& lineAt(int index) { return kLines[index]; }
+const LineFigures& lineAt(int index) {
+    return kLines[index];
+}
 
 const LineFigures* findLine(const std::string& word, int cardType, bool highForce) {
     const LineFigures* any = nullptr;

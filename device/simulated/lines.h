@@ -5,8 +5,8 @@
 
 namespace arm {
 
-constexpr int kBase = 3;      // base joints: yaw, upper arm, forearm
-constexpr int kAxes = 6;      // base joints, then gimbal joints
+constexpr int kBase = 3;              // base joints: yaw, upper arm, forearm
+constexpr int kAxes = 6;              // base joints, then gimbal joints
 constexpr double kFullDac = 32767.0;  // counts of a full command; also 1 V
 
 /// One joint with its encoder, its motor (if any) and its friction.
@@ -41,30 +41,30 @@ struct LineFigures {
     const char* word;         ///< name in a fleet file
     const char* modelString;  ///< what get_tharlen_model_type returns
     int modelType;
-    int cardType;             ///< the one card these figures are for; 0 for all others
+    int cardType;  ///< the one card these figures are for; 0 for all others
     bool highForce;
-    bool sixDof;              ///< the gimbal joints have motors
-    int secondSwitch;         ///< 1 when the stylus has two buttons
+    bool sixDof;       ///< the gimbal joints have motors
+    int secondSwitch;  ///< 1 when the stylus has two buttons
     CalibrationStyle calibration;
 
-    double upperArm, forearm;     ///< link lengths, mm
-    double originY, originZ;      ///< origin of positions from the shoulder, mm up and towards the operator
-    double dacPerMilliNm;         ///< DAC counts per mN m of motor torque
+    double upperArm, forearm;  ///< link lengths, mm
+    double originY, originZ;   ///< origin of positions from the shoulder, mm up and towards the operator
+    double dacPerMilliNm;      ///< DAC counts per mN m of motor torque
     AxisFigures base[kBase];
     AxisFigures gimbal[kBase];
 
-    double maxStiffness;          ///< nominal, N/mm
-    double maxDamping;            ///< nominal, N s/mm
-    double maxForce;              ///< nominal, N
-    double continuousForce;       ///< nominal, N
-    double maxTorqueStiffness;    ///< nominal, N mm/rad; torques on six-degree-of-freedom lines only
-    double maxTorqueDamping;      ///< nominal, N mm s/rad
-    double maxTorque;             ///< nominal, N mm
-    double continuousTorque;      ///< nominal, N mm
+    double maxStiffness;        ///< nominal, N/mm
+    double maxDamping;          ///< nominal, N s/mm
+    double maxForce;            ///< nominal, N
+    double continuousForce;     ///< nominal, N
+    double maxTorqueStiffness;  ///< nominal, N mm/rad; torques on six-degree-of-freedom lines only
+    double maxTorqueDamping;    ///< nominal, N mm s/rad
+    double maxTorque;           ///< nominal, N mm
+    double continuousTorque;    ///< nominal, N mm
 
-    double restPose[kBase];       ///< rad: the pose of the origin, where a fresh arm stands
-    double dockPose[kBase];       ///< rad: in the ink well
-    double resetPose[kAxes];      ///< rad
+    double restPose[kBase];   ///< rad: the pose of the origin, where a fresh arm stands
+    double dockPose[kBase];   ///< rad: in the ink well
+    double resetPose[kAxes];  ///< rad
     HeatFigures heat;
 
     const AxisFigures& axis(int i) const { return i < kBase ? base[i] : gimbal[i - kBase]; }

@@ -34,7 +34,7 @@ private:
     int segments_ = 0;  // flags and gaps
     int region_ = -1;   // 0 below the first flag, odd in a flag, even in a gap; -1 not known yet
     int cameFrom_ = -1;
-    long edge_ = 0;     // hardware counts on entering the region
+    long edge_ = 0;        // hardware counts on entering the region
     double inside_ = 0.0;  // s
 };
 

@@ -242,7 +242,8 @@ private:
             const bool text = qobject_cast<const QLabel*>(widget) || qobject_cast<const QAbstractButton*>(widget)
                               || qobject_cast<const QComboBox*>(widget);
             if (!text || !widget->isVisible() || widget->objectName().isEmpty()
-                || widget->objectName().startsWith("qt_"))
+                || widget->objectName().startsWith("qt_")
+                || widget->objectName().startsWith("Scroll"))  // the tab bar's own
                 continue;
             const QSize needed = widget->minimumSizeHint();
             const bool small = widget->width() < needed.width() || widget->height() < needed.height();

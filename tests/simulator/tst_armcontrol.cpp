@@ -1,2 +1,371 @@
+// The control interface: JSON commands with good and bad input, and the socket that carries them.
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <QProcess>
+#include <cmath>
+#include <nlohmann/json.hpp>
+#include <thread>
+
 #include "simarm.h"
-int main(){return 0;}
+
+using nlohmann::json;
+
+namespace {
+
+json ask(const std::string& line) {
+    return json::parse(armcontrol::command(line));
+}
+
+/// A client of the socket that may send in pieces.
+class Client {
+public:
+    explicit Client(const QByteArray& path) : descriptor_(::socket(AF_UNIX, SOCK_STREAM, 0)) {
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        qstrncpy(address.sun_path, path.constData(), sizeof address.sun_path);
+        connected = ::connect(descriptor_, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
+        const timeval wait{2, 0};
+        ::setsockopt(descriptor_, SOL_SOCKET, SO_RCVTIMEO, &wait, sizeof wait);
+    }
+    ~Client() { ::close(descriptor_); }
+
+    void send(const std::string& text) {
+        std::size_t done = 0;
+        while (done < text.size()) {
+            const ssize_t sent = ::send(descriptor_, text.data() + done, text.size() - done, MSG_NOSIGNAL);
+            if (sent <= 0)
+                return;
+            done += static_cast<std::size_t>(sent);
+        }
+    }
+    json answer() {
+        std::size_t end;
+        while ((end = input_.find('\n')) == std::string::npos) {
+            char buffer[4096];
+            const ssize_t got = ::recv(descriptor_, buffer, sizeof buffer, 0);
+            if (got <= 0)
+                return {{"nothing", true}};
+            input_.append(buffer, static_cast<std::size_t>(got));
+        }
+        const std::string line = input_.substr(0, end);
+        input_.erase(0, end + 1);
+        return json::parse(line);
+    }
+    bool silent() {
+        char byte;
+        return input_.empty() && ::recv(descriptor_, &byte, 1, MSG_DONTWAIT | MSG_PEEK) < 0;
+    }
+
+    bool connected = false;
+
+private:
+    int descriptor_;
+    std::string input_;
+};
+
+/// This program, run anew to list its devices with another NOLVA_ARM_SOCKET.
+QByteArray listWith(const QString& socket, const QString& runtime = QString(), QByteArray* path = nullptr) {
+    QProcess process;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.remove("NOLVA_ARM_SOCKET");
+    environment.remove("KNDD_HOME");
+    if (!socket.isNull())
+        environment.insert("NOLVA_ARM_SOCKET", socket);
+    if (!runtime.isNull())
+        environment.insert("XDG_RUNTIME_DIR", runtime);
+    process.setProcessEnvironment(environment);
+    process.start(QCoreApplication::applicationFilePath(), {"list"});
+    process.waitForFinished();
+    if (path)
+        *path = process.readAllStandardOutput();
+    QByteArray said;
+    for (const QByteArray& line : process.readAllStandardError().split('\n'))
+        if (!line.isEmpty() && !line.contains("ordinary scheduling"))
+            said += line + '\n';
+    return process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0 ? said : "failed: " + said;
+}
+
+}  // namespace
+
+class TestArmControl : public QObject {
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void cleanupTestCase() { armcontrol::resetArm(); }
+    void good();
+    void bad_data();
+    void bad();
+    void badNumbers();
+    void clients();
+    void longAndHalfLines();
+    void manyAnswers();
+    void paths();
+
+private:
+    QTemporaryDir home_;
+    QByteArray path_;
+};
+
+void TestArmControl::initTestCase() {
+    path_ = home_.path().toUtf8() + "/arm.sock";
+    qputenv("NOLVA_ARM_SOCKET", path_);
+    qputenv("KNDD_HOME", home_.path().toUtf8());
+    // A file that a process left behind does not stand in the way.
+    const int left = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    qstrncpy(address.sun_path, path_.constData(), sizeof address.sun_path);
+    QCOMPARE(::bind(left, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    ::close(left);
+    CTHARLeNDevice* devices[20] = {};
+    CTHARLeNMgr manager;
+    QVERIFY(manager.EnumerateTHARLeNs(devices) > 0);
+    for (CTHARLeNDevice* device : devices)
+        delete device;
+    struct stat s {};
+    QCOMPARE(::stat(path_.constData(), &s), 0);
+    QCOMPARE(static_cast<int>(s.st_mode & 0777), 0600);
+    armcontrol::resetArm();
+    armcontrol::loopStepped(true);
+    QCOMPARE(init_tharlen("Default Device"), 0);
+}
+
+void TestArmControl::good() {
+    QCOMPARE(ask(R"({"command":"hand.move","position":[10,5,-5],"id":"a"})"), json({{"ok", true}, {"id", "a"}}));
+    QCOMPARE(ask(R"({"command":"loop.step","ticks":800,"id":7})"), json({{"ok", true}, {"id", 7}, {"ticks", 800}}));
+    const json state = ask(R"({"command":"state"})")["state"];
+    QVERIFY(std::abs(state["position"][0].get<double>() - 10) < 0.5);
+    QCOMPARE(state["name"], json("Default Device"));
+    QVERIFY(state["holding"] == true && state["jointMin"].size() == 6 && state["faults"].empty());
+    // Every field of the C++ state is there under its name.
+    QCOMPARE(state.size(), std::size_t(37));
+    QCOMPARE(ask(R"({"command":"fault.set","name":"hot","on":true,"axis":2})")["ok"], json(true));
+    bool found = false;
+    const json faults = ask(R"({"command":"fault.list"})");
+    for (const json& fault : faults["faults"])
+        found |= fault
+                 == json({{"name", "hot"},
+                          {"on", true},
+                          {"axis", 2},
+                          {"amount", 95.0},
+                          {"unit", "degrees C"},
+                          {"text", fault["text"]}});
+    QVERIFY(found);
+    QCOMPARE(ask(R"({"command":"fault.clear"})")["ok"], json(true));
+    const json fleet = ask(R"({"command":"fleet.list"})");
+    QVERIFY(fleet["devices"][0] == "Default Device" && fleet["source"] == "built in");
+    for (const char* line :
+         {R"({"command":"hand.drag","position":[0,0,0],"speed":100})",
+          R"({"command":"hand.gimbal","angles":[0.1,0,0]})",
+          R"({"command":"hand.joints","angles":[0,0.6,0.6,0,0,0],"speed":1})",
+          R"({"command":"hand.sweep","axis":4,"speed":2})", R"({"command":"hand.dock"})",
+          R"({"command":"hand.undock"})", R"({"command":"hand.reset"})",
+          R"({"command":"hand.strength","newtons":30})", R"({"command":"hand.switch","button":1,"pressed":true})",
+          R"({"command":"hand.presence","present":true})", R"({"command":"hand.pinch","closed":0.5})",
+          R"({"command":"heat.set","motor":-1,"winding":40,"stator":30})", R"({"command":"heat.pace","factor":2})",
+          R"({"command":"hand.release"})"})
+        QVERIFY2(ask(line)["ok"] == true, line);
+    const armcontrol::State s = armcontrol::state();
+    QVERIFY(s.strength == 30 && s.switches[1] && s.presence && s.pinch == 0.5 && s.winding[5] == 40 && !s.holding);
+}
+
+void TestArmControl::bad_data() {
+    QTest::addColumn<QByteArray>("line");
+    QTest::addColumn<QByteArray>("names");
+    const struct {
+        const char* line;
+        const char* names;
+    } rows[] = {{"", "not JSON"},
+                {"hello", "not JSON"},
+                {"{\"command\":\"state\"", "not JSON"},
+                {"{\"command\":\"state\"} x", "not JSON"},
+                {"\xff\xfe", "not JSON"},
+                {"null", "object"},
+                {"[1]", "object"},
+                {"{}", "command"},
+                {R"({"command":5})", "command"},
+                {R"({"command":"hand.fly"})", "command"},
+                {R"({"command":"state","colour":1})", "colour"},
+                {R"({"command":"hand.move"})", "position"},
+                {R"({"command":"hand.move","position":[1,2]})", "position"},
+                {R"({"command":"hand.move","position":[1,2,3,4]})", "position"},
+                {R"({"command":"hand.move","position":[1,2,"3"]})", "position"},
+                {R"({"command":"hand.move","position":[1,2,null]})", "position"},
+                {R"({"command":"hand.move","position":[1,2,NaN]})", "not JSON"},
+                {R"({"command":"hand.move","position":[1,2,1e400]})", "not JSON"},
+                {R"({"command":"hand.move","position":[1,2,1e300]})", "position"},
+                {R"({"command":"hand.move","position":{"x":1}})", "position"},
+                {R"({"command":"hand.drag","position":[0,0,0]})", "speed"},
+                {R"({"command":"hand.drag","position":[0,0,0],"speed":0})", "speed"},
+                {R"({"command":"hand.drag","position":[0,0,0],"speed":-5})", "speed"},
+                {R"({"command":"hand.joints","angles":[0,0,0,0,0,9],"speed":1})", "angles"},
+                {R"({"command":"hand.sweep","axis":6,"speed":1})", "axis"},
+                {R"({"command":"hand.sweep","axis":1.5,"speed":1})", "axis"},
+                {R"({"command":"hand.sweep","axis":18446744073709551615,"speed":1})", "axis"},
+                {R"({"command":"hand.sweep","axis":1,"speed":"fast"})", "speed"},
+                {R"({"command":"hand.strength","newtons":0})", "newtons"},
+                {R"({"command":"hand.strength","newtons":true})", "newtons"},
+                {R"({"command":"hand.switch","button":2,"pressed":true})", "button"},
+                {R"({"command":"hand.switch","button":0,"pressed":1})", "pressed"},
+                {R"({"command":"hand.pinch","closed":1.01})", "closed"},
+                {R"({"command":"hand.presence"})", "present"},
+                {R"({"command":"fault.set","name":"plague","on":true})", "name"},
+                {R"({"command":"fault.set","name":"hot","on":"yes"})", "on"},
+                {R"({"command":"fault.set","name":"hot","on":true,"axis":6})", "axis"},
+                {R"({"command":"fault.set","name":"hot","on":true,"amount":10})", "amount"},
+                {R"({"command":"fault.set","name":"hot","on":true,"amount":"95"})", "amount"},
+                {R"({"command":"heat.set","motor":7,"winding":30,"stator":30})", "motor"},
+                {R"({"command":"heat.set","motor":0,"winding":1e6,"stator":30})", "winding"},
+                {R"({"command":"heat.set","motor":0,"winding":30})", "stator"},
+                {R"({"command":"heat.pace","factor":0})", "factor"},
+                {R"({"command":"loop.step","ticks":0})", "ticks"},
+                {R"({"command":"loop.step","ticks":1000000000000})", "ticks"}};
+    for (const auto& row : rows)
+        QTest::newRow(row.line) << QByteArray(row.line) << QByteArray(row.names);
+    QTest::newRow("deep") << QByteArray(60000, '[') << QByteArray("not JSON");
+}
+
+// An error that names the field, and not a bit of the state is another one.
+void TestArmControl::bad() {
+    QFETCH(QByteArray, line);
+    QFETCH(QByteArray, names);
+    const std::string before = armcontrol::command(R"({"command":"state"})");
+    const json answer = ask(line.toStdString());
+    QCOMPARE(answer["ok"], json(false));
+    QVERIFY2(answer["error"].get<std::string>().find(names.constData()) != std::string::npos,
+             answer.dump().c_str());
+    QCOMPARE(armcontrol::command(R"({"command":"state"})"), before);
+}
+
+// What JSON cannot say but a program can.
+void TestArmControl::badNumbers() {
+    const std::string before = armcontrol::command(R"({"command":"state"})");
+    for (double bad : {std::nan(""), HUGE_VAL, -HUGE_VAL}) {
+        QVERIFY(!armcontrol::handMove({0, bad, 0}).empty());
+        QVERIFY(!armcontrol::handDrag({0, 0, 0}, bad).empty());
+        QVERIFY(!armcontrol::handJoints({0, 0, 0, 0, 0, bad}, 1).empty());
+        QVERIFY(!armcontrol::handSweep(0, bad).empty());
+        QVERIFY(!armcontrol::handGimbal({bad, 0, 0}).empty());
+        QVERIFY(!armcontrol::handStrength(bad).empty() && !armcontrol::handPinch(bad).empty());
+        QVERIFY(!armcontrol::heatSet(0, bad, 20).empty() && !armcontrol::heatSet(0, 20, bad).empty());
+        QVERIFY(!armcontrol::heatPace(bad).empty());
+    }
+    QVERIFY(!armcontrol::handSweep(-1, 1).empty() && !armcontrol::handSwitch(-1, true).empty()
+            && !armcontrol::heatSet(6, 20, 20).empty());
+    QCOMPARE(armcontrol::command(R"({"command":"state"})"), before);
+}
+
+void TestArmControl::clients() {
+    Client one(path_), two(path_);
+    QVERIFY(one.connected && two.connected);
+    one.send("{\"command\":\"fleet.list\",\"id\":1}\n{\"command\":\"nonsense\",\"id\":2}\n\n");
+    two.send("{\"command\":\"state\",\"id\":\"zwei\"}\r\n");
+    QCOMPARE(two.answer()["id"], json("zwei"));
+    const json first = one.answer(), second = one.answer();
+    QVERIFY(first["id"] == 1 && first["ok"] == true);
+    QVERIFY(second["id"] == 2 && second["ok"] == false);
+    QVERIFY(one.silent());
+    {
+        Client gone(path_);
+        gone.send("{\"command\":\"hand.release\"}\n{\"comm");
+    }
+    two.send("{\"command\":\"hand.release\"}\n");
+    QCOMPARE(two.answer()["ok"], json(true));
+}
+
+void TestArmControl::longAndHalfLines() {
+    Client one(path_), two(path_);
+    one.send("{\"command\":\"sta");
+    two.send("{\"command\":\"fleet.list\"}\n");
+    QCOMPARE(two.answer()["ok"], json(true));
+    QVERIFY(one.silent());
+    one.send("te\"}\n");
+    QCOMPARE(one.answer()["ok"], json(true));
+    // Too long by one byte, and by a lot: one error for each, the rest of the line is gone, the next one counts.
+    const std::string padding = R"({"command":"state","id":")";
+    const std::string fits = padding + std::string(64 * 1024 - padding.size() - 2, 'x') + "\"}";
+    one.send(fits + "\n");
+    QCOMPARE(one.answer()["ok"], json(true));
+    for (std::size_t more : {std::size_t(1), std::size_t(900000)}) {
+        one.send(fits + std::string(more, ' ') + "\n" + R"({"command":"fleet.list","id":9})" + "\n");
+        const json error = one.answer();
+        QVERIFY(error["ok"] == false && error["error"].get<std::string>().find("64 KiB") != std::string::npos);
+        QCOMPARE(one.answer()["id"], json(9));
+    }
+    QVERIFY(one.silent());
+}
+
+// A client that asks and asks before it reads gets every answer, in order, and holds nobody else up.
+void TestArmControl::manyAnswers() {
+    Client busy(path_), other(path_);
+    const int number = 3000;
+    std::thread sender([&busy, number = number] {
+        for (int i = 0; i < number; ++i)
+            busy.send("{\"command\":\"state\",\"id\":" + std::to_string(i) + "}\n");
+    });
+    other.send("{\"command\":\"fleet.list\"}\n");
+    QCOMPARE(other.answer()["ok"], json(true));
+    int right = 0;
+    for (int i = 0; i < number; ++i)
+        right += busy.answer().value("id", -1) == i ? 1 : 0;
+    sender.join();
+    QCOMPARE(right, number);
+}
+
+void TestArmControl::paths() {
+    QCOMPARE(listWith("off"), QByteArray());
+    QVERIFY(listWith("/nonexistent/arm.sock").contains("no control socket: /nonexistent/arm.sock"));
+    QVERIFY(listWith(QString(200, 'x')).contains("too long"));
+    QVERIFY(listWith(home_.path()).contains("no control socket"));
+    // In use by this very process: it stays ours.
+    QVERIFY(listWith(path_).contains("no control socket"));
+    QVERIFY(Client(path_).connected);
+
+    QTemporaryDir runtime;
+    const QString folder = runtime.path() + "/nolva-diagnostic";
+    QByteArray used;
+    QCOMPARE(listWith(QString(), runtime.path(), &used), QByteArray());
+    QVERIFY2(used.startsWith(folder.toUtf8() + "/arm-"), used);
+    struct stat s {};
+    QCOMPARE(::stat(folder.toUtf8(), &s), 0);
+    QCOMPARE(static_cast<int>(s.st_mode & 0777), 0700);
+    QVERIFY(!QFile::exists(QString(used).trimmed()));
+    // What an ended process left is swept, other files are not.
+    QFile::copy("/dev/null", folder + "/arm-x.sock");
+    const int left = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    const QByteArray stale = (folder + "/arm-2147483000.sock").toUtf8();
+    qstrncpy(address.sun_path, stale.constData(), sizeof address.sun_path);
+    QCOMPARE(::bind(left, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    ::close(left);
+    QCOMPARE(listWith(QString(), runtime.path()), QByteArray());
+    QVERIFY(!QFile::exists(stale));
+    // A folder that others may enter is not used.
+    ::chmod(folder.toUtf8(), 0755);
+    QVERIFY(listWith(QString(), runtime.path()).contains("of this user alone"));
+}
+
+int main(int argc, char** argv) {
+    QCoreApplication application(argc, argv);
+    if (argc == 2 && QByteArray(argv[1]) == "list") {
+        CTHARLeNDevice* devices[20] = {};
+        CTHARLeNMgr manager;
+        const bool listed = manager.EnumerateTHARLeNs(devices) > 0;
+        for (CTHARLeNDevice* device : devices)
+            delete device;
+        const QString folder = qEnvironmentVariable("XDG_RUNTIME_DIR") + "/nolva-diagnostic";
+        const QString path = folder + QString("/arm-%1.sock").arg(application.applicationPid());
+        if (QFile::exists(path))
+            puts(qPrintable(path));
+        return listed ? 0 : 1;
+    }
+    TestArmControl test;
+    return QTest::qExec(&test, argc, argv);
+}
+#include "tst_armcontrol.moc"

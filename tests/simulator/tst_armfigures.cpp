@@ -23,15 +23,21 @@ constexpr Gains kCorvaleGains = {10, 75}, kCorvaleUsbGains = {5, 30};
 constexpr long kOrdaRoute[3][2] = {{-2355, 2243}, {-3755, 0}, {-455, 2500}};
 constexpr long kCorvaleRoute[3][2] = {{-8000, 8000}, {-15000, 0}, {-8000, 2000}};
 
-bool isOrda(const LineFigures& l) { return l.modelType == 5; }
-bool isCorvale(const LineFigures& l) { return l.modelType == 3; }
+bool isOrda(const LineFigures& l) {
+    return l.modelType == 5;
+}
+bool isCorvale(const LineFigures& l) {
+    return l.modelType == 3;
+}
 
 /// Joint angles of a point, mm from the origin: the elbow above.
 Vector6 reach(const LineFigures& l, const Vector3& p) {
     const double z = p.z() + l.originZ, y = p.y() + l.originY;
     const double across = std::hypot(p.x(), z), far = std::hypot(across, y), up = std::atan2(y, across);
-    const double a = std::acos((l.upperArm * l.upperArm + far * far - l.forearm * l.forearm) / (2 * l.upperArm * far));
-    const double b = std::acos((l.forearm * l.forearm + far * far - l.upperArm * l.upperArm) / (2 * l.forearm * far));
+    const double a =
+        std::acos((l.upperArm * l.upperArm + far * far - l.forearm * l.forearm) / (2 * l.upperArm * far));
+    const double b =
+        std::acos((l.forearm * l.forearm + far * far - l.upperArm * l.upperArm) / (2 * l.forearm * far));
     Vector6 q = Vector6::Zero();
     q[0] = std::atan2(-p.x(), z);
     q[1] = up + a;
@@ -100,7 +106,10 @@ private:
     void box(const LineFigures& l);
     void poses(const LineFigures& l);
     void heat(const LineFigures& l);
-    void check(bool holds, const QString& tie) { if (!holds) broken_ << tie; }
+    void check(bool holds, const QString& tie) {
+        if (!holds)
+            broken_ << tie;
+    }
 
     QStringList broken_;
 };
@@ -108,8 +117,11 @@ private:
 void TestArmFigures::ties_data() {
     QTest::addColumn<int>("index");
     for (int i = 0; i < lineCount(); ++i)
-        QTest::newRow(qPrintable(QString("%1 card %2%3").arg(lineAt(i).word).arg(lineAt(i).cardType)
-                                     .arg(lineAt(i).highForce ? " high force" : ""))) << i;
+        QTest::newRow(qPrintable(QString("%1 card %2%3")
+                                     .arg(lineAt(i).word)
+                                     .arg(lineAt(i).cardType)
+                                     .arg(lineAt(i).highForce ? " high force" : "")))
+            << i;
 }
 
 void TestArmFigures::ties() {
@@ -160,10 +172,13 @@ void TestArmFigures::travel(const LineFigures& l) {
     for (int i = 0; wanted.known && i < 3; ++i) {
         const AxisFigures& b = l.base[i];
         const bool byDifference = l.modelType == 9 && i == 2;
-        const double base = byDifference ? std::abs(b.stopHigh) - std::abs(b.stopLow) : std::abs(b.stopHigh) + std::abs(b.stopLow);
+        const double base =
+            byDifference ? std::abs(b.stopHigh) - std::abs(b.stopLow) : std::abs(b.stopHigh) + std::abs(b.stopLow);
         const double gimbal = l.gimbal[i].stopHigh - l.gimbal[i].stopLow;
-        check(base >= 1.03 * wanted.base[i] && base <= 1.08 * wanted.base[i], QString("base axis %1: travel %2").arg(i).arg(base));
-        check(gimbal >= 1.03 * wanted.gimbal[i] && gimbal <= 1.08 * wanted.gimbal[i], QString("gimbal axis %1: travel %2").arg(i).arg(gimbal));
+        check(base >= 1.03 * wanted.base[i] && base <= 1.08 * wanted.base[i],
+              QString("base axis %1: travel %2").arg(i).arg(base));
+        check(gimbal >= 1.03 * wanted.gimbal[i] && gimbal <= 1.08 * wanted.gimbal[i],
+              QString("gimbal axis %1: travel %2").arg(i).arg(gimbal));
     }
 }
 
@@ -174,7 +189,8 @@ void TestArmFigures::route(const LineFigures& l) {
         const bool mirrored = isCorvale(l) && l.cardType == 7 && i == 2;
         const long* r = isOrda(l) ? kOrdaRoute[i] : kCorvaleRoute[i];
         const long low = mirrored ? -r[1] : r[0], high = mirrored ? -r[0] : r[1];
-        check(l.base[i].stopLow <= low - 80 && l.base[i].stopHigh >= high + 80, QString("axis %1: the route meets a stop").arg(i));
+        check(l.base[i].stopLow <= low - 80 && l.base[i].stopHigh >= high + 80,
+              QString("axis %1: the route meets a stop").arg(i));
         // The loop's sign: it expects a positive command to lower the third axis only where that mirrors.
         const int parity = i == 2 && (isOrda(l) || l.cardType == 7) ? -1 : 1;
         check(l.base[i].parity == parity, QString("axis %1: the motor turns the wrong way").arg(i));
@@ -189,7 +205,8 @@ void TestArmFigures::cube(const LineFigures& l) {
         check((endpoint(l, q) - p).norm() < 1e-6, place + "cannot be reached");
         check(std::abs(q[2] - q[1]) < 1.1, place + "is close to a singular pose");
         for (int i = 0; i < 3; ++i) {
-            check(q[i] > l.angleLow(i) + 0.03 && q[i] < l.angleHigh(i) - 0.03, place + QString("meets a stop of axis %1").arg(i));
+            check(q[i] > l.angleLow(i) + 0.03 && q[i] < l.angleHigh(i) - 0.03,
+                  place + QString("meets a stop of axis %1").arg(i));
             // The limit along each direction of space, by the motors alone.
             for (int way = 0; way < 3; ++way) {
                 const double dac = jacobian(l, q)(i, way) * boxLimit(l) / 1000.0 / l.torquePerDac(i);
@@ -213,7 +230,8 @@ void TestArmFigures::box(const LineFigures& l) {
             const double needed = gain * 1000.0 * 0.001 / 2;
             for (int i = 0; i < 3 && (l.cardType == 0 || l.cardType == card); ++i) {
                 const double lever = jacobian(l, rest).row(i).head<3>().norm() / 1000.0;
-                check(l.base[i].viscous / (lever * lever) >= needed, QString("axis %1: the box is not passive").arg(i));
+                check(l.base[i].viscous / (lever * lever) >= needed,
+                      QString("axis %1: the box is not passive").arg(i));
             }
         }
     }
@@ -221,8 +239,10 @@ void TestArmFigures::box(const LineFigures& l) {
 
 void TestArmFigures::poses(const LineFigures& l) {
     for (int i = 0; i < 3; ++i) {
-        check(l.angleLow(i) < l.dockPose[i] && l.dockPose[i] < l.angleHigh(i), QString("axis %1: the ink well is past a stop").arg(i));
-        check(l.angleLow(i) < l.resetPose[i] - 0.02 && l.resetPose[i] + 0.02 < l.angleHigh(i), QString("axis %1: the reset pose is past a stop").arg(i));
+        check(l.angleLow(i) < l.dockPose[i] && l.dockPose[i] < l.angleHigh(i),
+              QString("axis %1: the ink well is past a stop").arg(i));
+        check(l.angleLow(i) < l.resetPose[i] - 0.02 && l.resetPose[i] + 0.02 < l.angleHigh(i),
+              QString("axis %1: the reset pose is past a stop").arg(i));
     }
     check(l.resetPose[1] == l.resetPose[2], "the links are not at right angles in the reset pose");
 }
@@ -238,7 +258,8 @@ void TestArmFigures::heat(const LineFigures& l) {
     }
     check(seconds > 45.0 && seconds < 600.0, QString("full command reaches the warning after %1 s").arg(seconds));
     check(normalisedTemperature(l.heat, l.heat.warmLimit) == 1.0, "the scale is not 1 at the warm limit");
-    check(l.heat.cooldown < l.heat.warmLimit && l.heat.warmLimit < l.heat.shutdown, "the thresholds are out of order");
+    check(l.heat.cooldown < l.heat.warmLimit && l.heat.warmLimit < l.heat.shutdown,
+          "the thresholds are out of order");
 }
 
 // Flags and gaps as the application's width limits want them, inside the travel, and found at all.
@@ -254,7 +275,8 @@ void TestArmFigures::flags() {
                     const SENSOR_WIDTH_LIMIT& flag = limits.axswlWidthLimits[axis].aswlFlagLimits[f.firstIndex + i];
                     const long width = f.flags[i].stop - f.flags[i].start;
                     QVERIFY(width > flag.lMinWidth + 20 && width < flag.lMaxWidth - 20);
-                    QVERIFY(f.flags[i].start > l.base[axis].stopLow + 100 && f.flags[i].stop < l.base[axis].stopHigh - 100);
+                    QVERIFY(f.flags[i].start > l.base[axis].stopLow + 100
+                            && f.flags[i].stop < l.base[axis].stopHigh - 100);
                     if (i == 0)
                         continue;
                     const SENSOR_WIDTH_LIMIT& gap = limits.axswlWidthLimits[axis].aswlGapLimits[i - 1];

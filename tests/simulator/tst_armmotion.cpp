@@ -19,6 +19,7 @@ private slots:
     void pressIntoBox_data();
     void pressIntoBox();
     void amplifiersAndLimits();
+    void handIsLimited();
     void heatAndShutdown();
 };
 
@@ -86,8 +87,10 @@ void TestArmMotion::sticking() {
     for (const char* name : {"Default Device", "Corvale USB", "Nolva USB", "Stelmar 1.5"}) {
         const int id = init_tharlen(name);
         const arm::LineFigures* line = arm::findLine(QByteArray(name) == "Default Device" ? "Orda"
-                                                     : QByteArray(name) == "Corvale USB" ? "Corvale"
-                                                     : QByteArray(name) == "Nolva USB" ? "Nolva" : "Stelmar 1.5", 7, false);
+                                                     : QByteArray(name) == "Corvale USB"  ? "Corvale"
+                                                     : QByteArray(name) == "Nolva USB"    ? "Nolva"
+                                                                                          : "Stelmar 1.5",
+                                                     7, false);
         for (std::size_t axis = 0; axis < 3; ++axis) {
             long dac[6] = {};
             armcontrol::handMove({0, 0, 0});
@@ -202,7 +205,8 @@ void TestArmMotion::pressIntoBox() {
     Bench bench;
     const int id = init_tharlen(qPrintable(device));
     QVERIFY(simarm::calibrate(id));
-    const double gain = get_tharlen_nominal_max_stiffness(id) * (device.contains("Orda") || device == "Default Device" ? 0.5 : 0.8);
+    const bool orda = device.contains("Orda") || device == "Default Device";
+    const double gain = get_tharlen_nominal_max_stiffness(id) * (orda ? 0.5 : device.contains("Nolva") ? 0.8 : 1.0);
     bool beyond = false;
     Callback box([&] {
         update_tharlen(id);
@@ -230,7 +234,8 @@ void TestArmMotion::pressIntoBox() {
             QVERIFY2(swing < 1.0, qPrintable(QString("axis %1 swings with %2 mm/s").arg(axis).arg(swing)));
             QVERIFY(!beyond);
             QVERIFY(std::abs(armcontrol::state().position[axis]) > 20 + 0.4 * depth);
-            target[axis] = way * 55;
+            // So far past the wall that the hand's spring gives more than the nominal force there.
+            target[axis] = way * (20 + 2.4 * depth + get_tharlen_nominal_max_force(id) / 1.5);
             armcontrol::handMove(target);
             armcontrol::step(700);
             QVERIFY2(beyond, qPrintable(QString("axis %1 does not reach the limit").arg(axis)));
@@ -274,14 +279,43 @@ void TestArmMotion::amplifiersAndLimits() {
     QCOMPARE(send_tharlen_force(id, force), kMaxForceExceeded);
 
     long last[6];
-    const struct { long command; int status; long sent; } rows[] = {
-        {32767, 0, 32767}, {-32768, 0, -32767}, {32768, kMaxForceExceeded, 32767}, {LONG_MIN, kMaxForceExceeded, -32767}};
+    const struct {
+        long command;
+        int status;
+        long sent;
+    } rows[] = {{32767, 0, 32767},
+                {-32768, 0, -32767},
+                {32768, kMaxForceExceeded, 32767},
+                {LONG_MIN, kMaxForceExceeded, -32767}};
     for (const auto& row : rows) {
         const long dac[6] = {row.command, 0, 0, 99999, 0, 0};
         QCOMPARE(command_motor_dac_values(id, dac), row.status);
         get_last_motor_dac_values(id, last);
         QCOMPARE(last[0], row.sent);
         QCOMPARE(last[3], 0L);
+    }
+}
+
+// The hand gives way to more than its strength and holds against less.
+void TestArmMotion::handIsLimited() {
+    Bench bench;
+    const int id = init_tharlen("Default Device");
+    QVERIFY(simarm::calibrate(id));
+    const float force[6] = {0, 0, 2.5f, 0, 0, 0};
+    for (double strength : {25.0, 1.0}) {
+        armcontrol::handStrength(strength);
+        armcontrol::handMove({0, 0, 0});
+        armcontrol::step(800);
+        enable_tharlen_forces(id);
+        double strongest = 0;
+        for (int i = 0; i < 400; ++i) {
+            send_tharlen_force(id, force);
+            armcontrol::step(1);
+            strongest = std::max(strongest, armcontrol::state().handForce);
+        }
+        QVERIFY(strongest <= strength + 1e-6);
+        QCOMPARE(armcontrol::state().position[2] > 20, strength < 2.5);
+        disable_tharlen_forces(id);
     }
 }
 
@@ -301,11 +335,17 @@ void TestArmMotion::heatAndShutdown() {
     QVERIFY2(ticks > 300 && ticks < 3000, qPrintable(QString("warm after %1 s").arg(ticks * 0.2)));
     QCOMPARE(update_tharlen(id), -1);
     get_tharlen_temp_normalized_6dof(id, scale);
-    QVERIFY(scale[0] >= 1.0f && scale[0] < 1.05f && scale[1] < 0.2f);
+    QVERIFY(scale[0] >= 1.0f && scale[0] < 1.05f && scale[1] < 0.6f && scale[3] == 0.0f);
     QCOMPARE(unfiltered_device_fault(id), 0);
-    armcontrol::step(3000);
-    QVERIFY(unfiltered_device_fault(id) != 0);
+    for (ticks = 0; unfiltered_device_fault(id) == 0 && ticks < 5000; ++ticks)
+        armcontrol::step(1);
+    QVERIFY(ticks > 50 && ticks < 5000);
     QVERIFY(!armcontrol::state().amplifiers);
+    QCOMPARE(update_tharlen(id), -1);
+    // Cooler than the shutdown is not cool enough.
+    armcontrol::step(5);
+    get_tharlen_temp(id, celsius);
+    QVERIFY(celsius[0] < 110.0f && celsius[0] > 75.0f && unfiltered_device_fault(id) != 0);
     QVERIFY(enable_tharlen_forces(id) != 0);
     armcontrol::step(4000);
     QCOMPARE(unfiltered_device_fault(id), 0);

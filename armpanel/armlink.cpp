@@ -1,0 +1,222 @@
+#include "armlink.h"
+
+#include <unistd.h>
+
+#include <QDir>
+#include <QFileInfo>
+#include <QJsonDocument>
+#include <algorithm>
+
+namespace {
+
+// An answer is a few KiB; a line that grows past this is not an answer.
+constexpr qint64 kLongestLine = 1 << 20;
+constexpr int kConnectMs = 200;
+
+QJsonObject failure(const QString& why) {
+    return {{"ok", false}, {"error", why}};
+}
+
+}  // namespace
+
+ArmLink::ArmLink(QObject* parent) : QObject(parent) {
+    frames_.setInterval(kFrameMs);
+    silence_.setSingleShot(true);
+    connect(&retry_, &QTimer::timeout, this, &ArmLink::connectToArm);
+    connect(&frames_, &QTimer::timeout, this, &ArmLink::frame);
+    connect(&silence_, &QTimer::timeout, this, [this] { setCondition(Condition::Silent); });
+    connect(&socket_, &QLocalSocket::readyRead, this, &ArmLink::readLines);
+    connect(&socket_, &QLocalSocket::disconnected, this, &ArmLink::disconnected);
+}
+
+ArmLink::~ArmLink() {
+    socket_.disconnect(this);
+}
+
+QDir ArmLink::socketFolder() {
+    const QString runtime = qEnvironmentVariable("XDG_RUNTIME_DIR");
+    return runtime.isEmpty() ? QDir(QStringLiteral("/tmp/nolva-diagnostic-%1").arg(getuid()))
+                             : QDir(runtime + "/nolva-diagnostic");
+}
+
+QStringList ArmLink::candidates() {
+    const QString named = qEnvironmentVariable("NOLVA_ARM_SOCKET");
+    if (named == "off")
+        return {};
+    if (!named.isEmpty())
+        return {named};
+    QStringList paths;
+    for (const QFileInfo& file : socketFolder().entryInfoList({"arm-*.sock"}, QDir::System, QDir::Time))
+        paths << file.absoluteFilePath();
+    return paths;
+}
+
+void ArmLink::start(int retryMs, int silentMs) {
+    silence_.setInterval(silentMs);
+    retry_.start(retryMs);
+    connectToArm();
+}
+
+void ArmLink::connectToArm() {
+    if (isConnected() || connecting_)
+        return;
+    if (qEnvironmentVariable("NOLVA_ARM_SOCKET") == "off") {
+        setCondition(Condition::Off);
+        return;
+    }
+    // A socket whose owner is gone refuses at once, so the candidates are tried one after the other.
+    connecting_ = true;
+    for (const QString& path : candidates()) {
+        socket_.connectToServer(path);
+        if (socket_.waitForConnected(kConnectMs)) {
+            path_ = path;
+            break;
+        }
+        socket_.abort();
+    }
+    connecting_ = false;
+    if (socket_.state() != QLocalSocket::ConnectedState) {
+        setCondition(Condition::NoArm);
+        return;
+    }
+    setCondition(Condition::Connected);
+    emit connected();
+    frames_.start();
+    frame();
+}
+
+void ArmLink::setCondition(Condition condition) {
+    if (condition == condition_)
+        return;
+    condition_ = condition;
+    emit conditionChanged();
+}
+
+int ArmLink::commandsUnderWay() const {
+    const auto waiting =
+        std::count_if(latest_.begin(), latest_.end(), [](const auto& it) { return it.second.waiting; });
+    return static_cast<int>(pending_.size()) - (stateOutstanding_ ? 1 : 0) + static_cast<int>(waiting);
+}
+
+void ArmLink::send(const QString& name, const QJsonObject& fields, Answer answer) {
+    write(name, fields, std::move(answer), false);
+}
+
+void ArmLink::sendLatest(const QString& name, const QJsonObject& fields) {
+    if (!isConnected())
+        return;
+    Latest& latest = latest_[name];
+    latest.fields = fields;
+    latest.waiting = true;
+}
+
+void ArmLink::dropLatest(const QString& name) {
+    latest_[name].waiting = false;
+}
+
+bool ArmLink::isLatestUnderWay(const QString& name) const {
+    const auto it = latest_.find(name);
+    return it != latest_.end() && (it->second.waiting || it->second.outstanding);
+}
+
+void ArmLink::frame() {
+    if (!isConnected())
+        return;
+    for (auto& [name, latest] : latest_) {
+        if (!latest.waiting || latest.outstanding)
+            continue;
+        latest.waiting = false;
+        latest.outstanding = true;
+        write(
+            name, latest.fields, [this, key = name](const QJsonObject&) { latest_[key].outstanding = false; },
+            false);
+    }
+    if (!stateOutstanding_) {
+        stateOutstanding_ = true;
+        write("state", {}, {}, true);
+    }
+}
+
+void ArmLink::write(const QString& name, QJsonObject fields, Answer answer, bool isState) {
+    if (!isConnected()) {
+        if (answer)
+            answer(failure(tr("no arm is running")));
+        return;
+    }
+    const qint64 id = nextId_++;
+    fields["command"] = name;
+    fields["id"] = id;
+    pending_.push_back({id, name, std::move(answer), isState});
+    if (!silence_.isActive() && condition_ == Condition::Connected)
+        silence_.start();
+    socket_.write(QJsonDocument(fields).toJson(QJsonDocument::Compact) + '\n');
+}
+
+void ArmLink::readLines() {
+    // An answer's callback may end the connection; then what is left is of no one.
+    while (isConnected() && socket_.canReadLine())
+        takeLine(socket_.readLine());
+    if (socket_.bytesAvailable() > kLongestLine) {
+        emit refused(tr("The arm sent a line without an end; connecting anew."));
+        socket_.abort();
+    }
+}
+
+void ArmLink::takeLine(const QByteArray& line) {
+    silence_.stop();
+    setCondition(Condition::Connected);
+    const QJsonDocument document = QJsonDocument::fromJson(line);
+    QJsonObject answer = document.object();
+    const bool readable = document.isObject() && answer["ok"].isBool();
+    if (!readable)
+        answer = failure(tr("the answer cannot be read"));
+
+    // Each command gets one line, in order: an answer without an id is that of the oldest command, and an
+    // id that is not the oldest one's tells that the answers before it were lost.
+    auto mine = pending_.begin();
+    if (readable && answer.contains("id")) {
+        const auto id = static_cast<qint64>(answer["id"].toDouble(-1));
+        mine = std::find_if(pending_.begin(), pending_.end(), [id](const Pending& p) { return p.id == id; });
+    }
+    if (mine == pending_.end())
+        return;
+    std::vector<Pending> done(std::make_move_iterator(pending_.begin()), std::make_move_iterator(mine + 1));
+    pending_.erase(pending_.begin(), mine + 1);
+    for (const Pending& pending : done) {
+        if (pending.isState)
+            stateOutstanding_ = false;
+    }
+    for (std::size_t i = 0; i + 1 < done.size(); ++i)
+        finish(done[i], failure(tr("no answer came")));
+    finish(done.back(), answer);
+    if (!pending_.empty() && condition_ == Condition::Connected)
+        silence_.start();
+}
+
+void ArmLink::finish(const Pending& pending, const QJsonObject& answer) {
+    const bool ok = answer["ok"].toBool();
+    if (pending.answer)
+        pending.answer(answer);
+    if (!ok)
+        emit refused(tr("%1: %2").arg(pending.name, answer["error"].toString()));
+    else if (pending.isState)
+        emit stateArrived(answer["state"].toObject());
+}
+
+void ArmLink::disconnected() {
+    if (connecting_)
+        return;
+    frames_.stop();
+    silence_.stop();
+    stateOutstanding_ = false;
+    latest_.clear();
+    path_.clear();
+    setCondition(Condition::NoArm);
+    // Whoever waits is told, without a line for the operator: the panel says that the arm is gone.
+    const std::vector<Pending> lost = std::move(pending_);
+    pending_.clear();
+    for (const Pending& pending : lost) {
+        if (pending.answer)
+            pending.answer(failure(tr("the arm is gone")));
+    }
+}

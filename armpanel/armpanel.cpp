@@ -1,0 +1,165 @@
+#include "armpanel.h"
+
+#include <QFileInfo>
+#include <QLocale>
+#include <QShortcut>
+#include <QTabWidget>
+#include <QTime>
+#include <QVBoxLayout>
+
+#include "faultlist.h"
+#include "handcontrols.h"
+#include "heatcontrols.h"
+#include "jointcontrols.h"
+#include "readouts.h"
+#include "workspaceview.h"
+
+namespace {
+
+constexpr int kErrorMs = 15000;  // how long an error stays on the status line
+constexpr int kErrorsKept = 10;  // in its tool tip
+
+QString usualStatus() {
+    return ArmPanel::tr("Drag in a view, or its keys: arrows X Y, Page Up/Down Z, Shift 10 mm, Home, Esc.");
+}
+
+}  // namespace
+
+ArmPanel::ArmPanel(QWidget* parent) : QWidget(parent), hand_(link_) {
+    setWindowTitle(tr("Nolva arm - a hand on the simulated device"));
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(10, 8, 10, 6);
+    layout->setSpacing(6);
+    layout->addLayout(header());
+
+    body_ = new QWidget(this);
+    auto* body = new QVBoxLayout(body_);
+    body->setContentsMargins(0, 0, 0, 0);
+    body->setSpacing(6);
+    body->addLayout(views(), 1);
+    readouts_ = new Readouts(body_);
+    body->addWidget(readouts_);
+    auto* tabs = new QTabWidget(body_);
+    handControls_ = new HandControls(link_, hand_, tabs);
+    jointControls_ = new JointControls(link_, hand_, tabs);
+    faults_ = new FaultList(link_, tabs);
+    heat_ = new HeatControls(link_, tabs);
+    tabs->addTab(handControls_, tr("&Hand"));
+    tabs->addTab(jointControls_, tr("&Joints"));
+    tabs->addTab(faults_, tr("&Faults"));
+    tabs->addTab(heat_, tr("H&eat"));
+    body->addWidget(tabs);
+    layout->addWidget(body_, 1);
+
+    status_ = new LineLabel(usualStatus(), this);
+    status_->setObjectName("status");
+    status_->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    layout->addWidget(status_);
+
+    errorAge_.setSingleShot(true);
+    errorAge_.setInterval(kErrorMs);
+    connect(&errorAge_, &QTimer::timeout, this, [this] { status_->setText(usualStatus()); });
+    connect(&link_, &ArmLink::conditionChanged, this, &ArmPanel::showCondition);
+    connect(&link_, &ArmLink::stateArrived, this, &ArmPanel::showState);
+    connect(&link_, &ArmLink::refused, this, &ArmPanel::showError);
+    connect(&link_, &ArmLink::connected, faults_, &FaultList::refresh);
+    connect(&link_, &ArmLink::connected, heat_, &HeatControls::refresh);
+    auto* escape = new QShortcut(Qt::Key_Escape, this);
+    connect(escape, &QShortcut::activated, &hand_, &Hand::release);
+    showCondition();
+    resize(560, 740);
+}
+
+QLayout* ArmPanel::header() {
+    auto* layout = new QVBoxLayout;
+    layout->setSpacing(1);
+    device_ = new LineLabel(this);
+    device_->setObjectName("device");
+    QFont bold = device_->font();
+    bold.setBold(true);
+    device_->setFont(bold);
+    loop_ = new LineLabel(this);
+    loop_->setObjectName("loop");
+    layout->addWidget(device_);
+    layout->addWidget(loop_);
+    return layout;
+}
+
+QLayout* ArmPanel::views() {
+    auto* row = new QHBoxLayout;
+    row->setSpacing(8);
+    views_ = {new WorkspaceView(WorkspaceView::Side::Front, body_),
+              new WorkspaceView(WorkspaceView::Side::Above, body_)};
+    for (WorkspaceView* view : views_) {
+        row->addWidget(view);
+        connect(view, &WorkspaceView::dragged, this, [this](int across, double mm, int along, double mmAlong) {
+            Vec3 target = hand_.target();
+            target[across] = mm;
+            target[along] = mmAlong;
+            hand_.moveTo(target);
+        });
+        connect(view, &WorkspaceView::nudged, &hand_, &Hand::nudge);
+        connect(view, &WorkspaceView::originWanted, this, [this] { hand_.moveTo({}); });
+        connect(view, &WorkspaceView::letGo, &hand_, &Hand::release);
+    }
+    return row;
+}
+
+void ArmPanel::showCondition() {
+    using Condition = ArmLink::Condition;
+    const Condition condition = link_.condition();
+    body_->setEnabled(condition == Condition::Connected);
+    switch (condition) {
+        case Condition::Connected:
+            return;  // the first state tells the rest
+        case Condition::Silent:
+            device_->showLine(tr("The arm does not answer. Waiting for it."));
+            loop_->showLine(link_.socketPath());
+            return;
+        case Condition::Off:
+            device_->showLine(tr("NOLVA_ARM_SOCKET is \"off\": the arm has no socket."));
+            break;
+        case Condition::NoArm:
+            device_->showLine(tr("No arm is running."));
+            break;
+    }
+    loop_->showLine(condition == Condition::Off
+                        ? tr("Start both programs without it.")
+                        : tr("Start the diagnostic application; this panel connects by itself."));
+    hand_.stopScript();
+    readouts_->clear();
+    for (WorkspaceView* view : views_)
+        view->clear();
+}
+
+void ArmPanel::showState(const QJsonObject& json) {
+    const ArmState state = readArmState(json);
+    const QLocale locale;
+    if (state.open) {
+        device_->showLine(tr("%1 \u2014 %2, serial %3").arg(state.name, state.model, state.serial));
+        loop_->showLine(tr("%1 Hz set, %2 measured;  %3 of %4 ticks late;  %5")
+                            .arg(state.rate)
+                            .arg(state.measuredRate, 0, 'f', 1)
+                            .arg(locale.toString(state.lateTicks), locale.toString(state.ticks),
+                                 state.realTime ? tr("real-time scheduling") : tr("ordinary scheduling")));
+    } else {
+        device_->showLine(tr("The arm runs, but the application has no device open."));
+        loop_->showLine(tr("What is set here holds for the device that it opens next."));
+    }
+    hand_.takeState(state);
+    for (WorkspaceView* view : views_)
+        view->showState(state);
+    state.open ? readouts_->showState(state) : readouts_->clear();
+    handControls_->showState(state);
+    jointControls_->showState(state);
+    faults_->showState(state);
+}
+
+void ArmPanel::showError(const QString& sentence) {
+    errors_ << tr("%1  %2").arg(QTime::currentTime().toString("HH:mm:ss"), sentence);
+    if (errors_.size() > kErrorsKept)
+        errors_.removeFirst();
+    status_->setText(tr("Refused at %1").arg(errors_.last()));
+    status_->setToolTip(errors_.join('\n'));
+    errorAge_.start();
+}

@@ -1,0 +1,49 @@
+// The panel's window: who is at the other end, the workspace, the figures, and the controls by subject.
+#pragma once
+
+#include <QWidget>
+
+#include <array>
+
+#include "hand.h"
+#include "readouts.h"
+
+class FaultList;
+class HandControls;
+class HeatControls;
+class JointControls;
+class QTabWidget;
+class WorkspaceView;
+
+class ArmPanel : public QWidget {
+    Q_OBJECT
+
+public:
+    explicit ArmPanel(QWidget* parent = nullptr);
+
+    /// As ArmLink::start().
+    void start(int retryMs = ArmLink::kRetryMs, int silentMs = ArmLink::kSilentMs) {
+        link_.start(retryMs, silentMs);
+    }
+    ArmLink& link() { return link_; }
+
+private:
+    QLayout* header();
+    QLayout* views();
+    void showCondition();
+    void showState(const QJsonObject& json);
+    void showError(const QString& sentence);
+
+    ArmLink link_;
+    Hand hand_;
+    LineLabel *device_, *loop_, *status_;
+    QWidget* body_;
+    std::array<WorkspaceView*, 2> views_{};
+    Readouts* readouts_;
+    HandControls* handControls_;
+    JointControls* jointControls_;
+    FaultList* faults_;
+    HeatControls* heat_;
+    QTimer errorAge_;
+    QStringList errors_;  // the latest last
+};

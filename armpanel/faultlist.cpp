@@ -1,0 +1,210 @@
+#include "faultlist.h"
+
+#include <QDoubleSpinBox>
+#include <QGridLayout>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QLabel>
+#include <QPushButton>
+#include <QScopedValueRollback>
+#include <QSpinBox>
+#include <QTreeWidget>
+#include <algorithm>
+
+namespace {
+
+enum Column { Name, Axis, Amount, Columns };
+constexpr int kMostAxes = 20;  // the axis of some faults is a place in the fleet
+
+}  // namespace
+
+FaultList::FaultList(ArmLink& link, QWidget* parent) : QWidget(parent), link_(link) {
+    list_ = new QTreeWidget(this);
+    list_->setHeaderLabels({tr("Fault"), tr("Axis"), tr("Amount")});
+    list_->setRootIsDecorated(false);
+    list_->setUniformRowHeights(true);
+    list_->setMinimumHeight(80);
+    list_->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Ignored);
+    list_->setAllColumnsShowFocus(true);
+    list_->setAlternatingRowColors(true);
+    list_->setAccessibleName(tr("Faults; the space key switches the selected one"));
+    list_->header()->setSectionResizeMode(QHeaderView::ResizeToContents);
+    list_->header()->setStretchLastSection(true);
+    connect(list_, &QTreeWidget::itemChanged, this, &FaultList::changed);
+    connect(list_, &QTreeWidget::currentItemChanged, this, &FaultList::showSelected);
+
+    name_ = new QLabel(this);
+    QFont bold = name_->font();
+    bold.setBold(true);
+    name_->setFont(bold);
+    text_ = new QLabel(this);
+    text_->setWordWrap(true);
+    text_->setAlignment(Qt::AlignLeft | Qt::AlignTop);
+    axis_ = new QSpinBox(this);
+    axis_->setRange(0, kMostAxes);
+    axis_->setSpecialValueText(tr("all"));
+    axis_->setToolTip(tr("Axis, button or device, counted from 1"));
+    amount_ = new QDoubleSpinBox(this);
+    amount_->setRange(-1e6, 1e6);
+    amount_->setDecimals(2);
+    amount_->setMinimumWidth(60);
+    amount_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
+    amount_->setStepType(QAbstractSpinBox::AdaptiveDecimalStepType);
+    // A value is sent when it stands, not with each digit.
+    axis_->setKeyboardTracking(false);
+    amount_->setKeyboardTracking(false);
+    connect(axis_, QOverload<int>::of(&QSpinBox::valueChanged), this, &FaultList::choose);
+    connect(amount_, QOverload<double>::of(&QDoubleSpinBox::valueChanged), this, &FaultList::choose);
+    auto* axisLabel = new QLabel(tr("A&xis"), this);
+    axisLabel->setBuddy(axis_);
+    auto* amountLabel = new QLabel(tr("A&mount"), this);
+    amountLabel->setBuddy(amount_);
+    auto* clear = new QPushButton(tr("&Clear all"), this);
+    connect(clear, &QPushButton::clicked, this, &FaultList::clearAll);
+
+    auto* selected = new QGridLayout;
+    selected->addWidget(name_, 0, 0, 1, 2);
+    selected->addWidget(text_, 1, 0, 1, 2);
+    selected->addWidget(axisLabel, 2, 0);
+    selected->addWidget(axis_, 2, 1);
+    selected->addWidget(amountLabel, 3, 0);
+    selected->addWidget(amount_, 3, 1);
+    selected->addWidget(clear, 4, 0, 1, 2);
+    selected->setRowStretch(1, 1);
+    selected->setColumnStretch(1, 1);
+    auto* layout = new QHBoxLayout(this);
+    layout->setContentsMargins(8, 8, 8, 6);
+    layout->setSpacing(10);
+    layout->addWidget(list_, 5);
+    layout->addLayout(selected, 3);
+    showSelected();
+}
+
+void FaultList::refresh() {
+    faults_.clear();
+    list_->clear();
+    asked_ = false;
+    known_.clear();
+    showSelected();
+    showState({});
+}
+
+void FaultList::showState(const ArmState& state) {
+    QStringList on = state.faults;
+    on.sort();
+    if (asked_ || (on == known_ && !faults_.isEmpty()))
+        return;
+    asked_ = true;
+    link_.send("fault.list", {}, [this, on](const QJsonObject& answer) {
+        asked_ = false;
+        // Kept even where the arm has no list, so that it is not asked again with each state.
+        known_ = on;
+        if (answer["ok"].toBool())
+            takeList(answer["faults"].toArray());
+    });
+}
+
+void FaultList::takeRow(const QJsonObject& json, Fault& fault) const {
+    fault.name = json["name"].toString();
+    fault.unit = json["unit"].toString();
+    fault.text = json["text"].toString();
+    fault.on = json["on"].toBool();
+    if (fault.chosen && !fault.on)
+        return;
+    fault.axis = json["axis"].toInt(-1);
+    fault.amount = json["amount"].toDouble();
+}
+
+void FaultList::takeList(const QJsonArray& faults) {
+    const QScopedValueRollback<bool> filling(filling_, true);
+    known_.clear();
+    if (faults.size() != faults_.size()) {
+        list_->clear();
+        faults_ = QVector<Fault>(faults.size());
+        for (int row = 0; row < faults_.size(); ++row)
+            list_->addTopLevelItem(new QTreeWidgetItem);
+    }
+    for (int row = 0; row < faults_.size(); ++row) {
+        takeRow(faults[row].toObject(), faults_[row]);
+        if (faults_[row].on)
+            known_ << faults_[row].name;
+        showRow(row);
+    }
+    known_.sort();
+    if (list_->currentItem() == nullptr && list_->topLevelItemCount() > 0)
+        list_->setCurrentItem(list_->topLevelItem(0));
+    showSelected();
+}
+
+void FaultList::showRow(int row) {
+    const QScopedValueRollback<bool> filling(filling_, true);
+    const Fault& fault = faults_[row];
+    QTreeWidgetItem* item = list_->topLevelItem(row);
+    item->setText(Name, fault.name);
+    item->setCheckState(Name, fault.on ? Qt::Checked : Qt::Unchecked);
+    const QString axis = fault.axis < 0 ? tr("all") : QString::number(fault.axis + 1);
+    item->setText(Axis, fault.on || fault.chosen ? axis : QString());
+    item->setText(Amount, fault.unit.isEmpty() ? QString() : tr("%1 %2").arg(fault.amount).arg(fault.unit));
+    for (int column = Name; column < Columns; ++column)
+        item->setToolTip(column, fault.text);
+}
+
+void FaultList::showSelected() {
+    const QScopedValueRollback<bool> filling(filling_, true);
+    const int row = list_->indexOfTopLevelItem(list_->currentItem());
+    const bool any = row >= 0 && row < faults_.size();
+    const Fault fault = any ? faults_[row] : Fault();
+    name_->setText(any ? fault.name : tr("No fault is selected"));
+    text_->setText(fault.text);
+    axis_->setEnabled(any);
+    axis_->setValue(fault.axis + 1);
+    amount_->setEnabled(any && !fault.unit.isEmpty());
+    amount_->setSuffix(fault.unit.isEmpty() ? QString() : " " + fault.unit);
+    amount_->setValue(fault.amount);
+}
+
+void FaultList::changed(QTreeWidgetItem* item) {
+    const int row = list_->indexOfTopLevelItem(item);
+    const bool on = item->checkState(Name) == Qt::Checked;
+    if (!filling_ && row >= 0 && on != faults_[row].on)
+        set(row, on);
+}
+
+void FaultList::choose() {
+    const int row = list_->indexOfTopLevelItem(list_->currentItem());
+    if (filling_ || row < 0)
+        return;
+    Fault& fault = faults_[row];
+    fault.axis = axis_->value() - 1;
+    fault.amount = amount_->value();
+    fault.chosen = true;
+    showRow(row);
+    if (fault.on)
+        set(row, true);
+}
+
+void FaultList::set(int row, bool on) {
+    Fault& fault = faults_[row];
+    fault.on = on;
+    QJsonObject fields{{"name", fault.name}, {"on", on}, {"axis", fault.axis}};
+    // The arm knows the usual amount of each fault; what was not chosen here is left to it.
+    if (fault.chosen && !fault.unit.isEmpty())
+        fields["amount"] = fault.amount;
+    asked_ = true;
+    link_.send("fault.set", fields, [this, row](const QJsonObject& answer) {
+        asked_ = false;
+        if (!answer["ok"].toBool() && row < faults_.size())
+            faults_[row].chosen = false;
+        known_ << QString();  // unlike any list: the next state asks for the true one
+    });
+}
+
+void FaultList::clearAll() {
+    for (Fault& fault : faults_)
+        fault.chosen = false;
+    asked_ = true;
+    link_.send("fault.clear", {}, [this](const QJsonObject&) {
+        asked_ = false;
+        known_ << QString();
+    });
+}

@@ -1,0 +1,308 @@
+// JSON commands: a table of names, the fields each one takes, and what it does. Fields are checked before
+// anything is changed; whatever is wrong is answered by the field's name.
+#include "commands.h"
+
+#include <array>
+#include <cmath>
+#include <initializer_list>
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+
+#include "control.h"
+#include "rig.h"
+
+namespace arm {
+namespace {
+
+using nlohmann::json;
+
+constexpr long kMostTicks = 1000000;
+
+/// A command's fields; every reader throws the sentence that goes back.
+class Fields {
+public:
+    explicit Fields(const json& object) : object_(object) {}
+
+    void allow(std::initializer_list<const char*> names) const {
+        for (const auto& item : object_.items()) {
+            bool known = item.key() == "command" || item.key() == "id";
+            for (const char* name : names)
+                known |= item.key() == name;
+            if (!known)
+                throw std::runtime_error(item.key() + ": this command has no such field");
+        }
+    }
+    bool has(const char* name) const { return object_.contains(name); }
+    double number(const char* name) const { return asNumber(need(name), name); }
+    long integer(const char* name, long low, long high) const {
+        const json& value = need(name);
+        if (!value.is_number_integer() || value < low || value > high)
+            throw std::runtime_error(std::string(name) + ": must be a whole number between " + std::to_string(low)
+                                     + " and " + std::to_string(high));
+        return value.get<long>();
+    }
+    bool boolean(const char* name) const {
+        if (!need(name).is_boolean())
+            throw std::runtime_error(std::string(name) + ": must be true or false");
+        return need(name).get<bool>();
+    }
+    std::string text(const char* name) const {
+        if (!need(name).is_string())
+            throw std::runtime_error(std::string(name) + ": must be a text");
+        return need(name).get<std::string>();
+    }
+    template <std::size_t N>
+    std::array<double, N> numbers(const char* name) const {
+        const json& value = need(name);
+        if (!value.is_array() || value.size() != N)
+            throw std::runtime_error(std::string(name) + ": must be an array of " + std::to_string(N) + " numbers");
+        std::array<double, N> result{};
+        for (std::size_t i = 0; i < N; ++i)
+            result[i] = asNumber(value[i], name);
+        return result;
+    }
+
+private:
+    const json& need(const char* name) const {
+        if (!object_.contains(name))
+            throw std::runtime_error(std::string(name) + ": is missing");
+        return object_[name];
+    }
+    static double asNumber(const json& value, const char* name) {
+        if (!value.is_number() || !std::isfinite(value.get<double>()))
+            throw std::runtime_error(std::string(name) + ": must be a number");
+        return value.get<double>();
+    }
+
+    const json& object_;
+};
+
+json stateJson() {
+    const armcontrol::State s = armcontrol::state();
+    return {{"open", s.open},
+            {"name", s.name},
+            {"model", s.model},
+            {"serial", s.serial},
+            {"modelType", s.modelType},
+            {"cardType", s.cardType},
+            {"grip", s.grip},
+            {"gimbal", s.gimbal},
+            {"highForce", s.highForce},
+            {"loopRunning", s.loopRunning},
+            {"rate", s.rate},
+            {"measuredRate", s.measuredRate},
+            {"ticks", s.ticks},
+            {"lateTicks", s.lateTicks},
+            {"realTime", s.realTime},
+            {"joints", s.joints},
+            {"encoders", s.encoders},
+            {"position", s.position},
+            {"velocity", s.velocity},
+            {"dac", s.dac},
+            {"force", s.force},
+            {"jointMin", s.jointMin},
+            {"jointMax", s.jointMax},
+            {"amplifiers", s.amplifiers},
+            {"calibrationStatus", s.calibrationStatus},
+            {"holding", s.holding},
+            {"docked", s.docked},
+            {"presence", s.presence},
+            {"handTarget", s.handTarget},
+            {"handForce", s.handForce},
+            {"switches", s.switches},
+            {"pinch", s.pinch},
+            {"strength", s.strength},
+            {"winding", s.winding},
+            {"stator", s.stator},
+            {"warmLimit", s.warmLimit},
+            {"faults", s.faults}};
+}
+
+json faultsJson() {
+    const FaultSet set = rig().withArm([](Arm& a) { return a.faults; });
+    json list = json::array();
+    for (std::size_t i = 0; i < static_cast<std::size_t>(Fault::Count); ++i) {
+        const FaultFigures& f = faultFigures(static_cast<Fault>(i));
+        const FaultSet::Switch& s = set.at(static_cast<Fault>(i));
+        list.push_back({{"name", f.name},
+                        {"on", s.on},
+                        {"axis", s.on ? s.axis : -1},
+                        {"amount", s.on ? s.amount : f.usual},
+                        {"unit", f.unit},
+                        {"text", f.text}});
+    }
+    return list;
+}
+
+using Action = std::string (*)(const Fields& fields, json& answer);
+
+struct Command {
+    const char* name;
+    Action action;
+};
+
+std::string doFault(const Fields& f, json&) {
+    f.allow({"name", "on", "axis", "amount"});
+    const std::string name = f.text("name");
+    const bool on = f.boolean("on");
+    const int axis = f.has("axis") ? static_cast<int>(f.integer("axis", -1, kFleetSize - 1)) : -1;
+    const double amount = f.has("amount") ? f.number("amount") : 0.0;
+    return switchFault(name, on, axis, f.has("amount") ? &amount : nullptr);
+}
+
+std::string doStep(const Fields& f, json& answer) {
+    f.allow({"ticks"});
+    const long ticks = f.integer("ticks", 1, kMostTicks);
+    if (!rig().loop.stepped())
+        return "the loop runs on its thread";
+    answer["ticks"] = armcontrol::step(ticks);
+    return "";
+}
+
+const Command kHandCommands[] = {
+    {"hand.move",
+     [](const Fields& f, json&) {
+         f.allow({"position"});
+         return armcontrol::handMove(f.numbers<3>("position"));
+     }},
+    {"hand.drag",
+     [](const Fields& f, json&) {
+         f.allow({"position", "speed"});
+         return armcontrol::handDrag(f.numbers<3>("position"), f.number("speed"));
+     }},
+    {"hand.joints",
+     [](const Fields& f, json&) {
+         f.allow({"angles", "speed"});
+         return armcontrol::handJoints(f.numbers<6>("angles"), f.number("speed"));
+     }},
+    {"hand.sweep",
+     [](const Fields& f, json&) {
+         f.allow({"axis", "speed"});
+         return armcontrol::handSweep(static_cast<int>(f.integer("axis", 0, 5)), f.number("speed"));
+     }},
+    {"hand.gimbal",
+     [](const Fields& f, json&) {
+         f.allow({"angles"});
+         return armcontrol::handGimbal(f.numbers<3>("angles"));
+     }},
+    {"hand.release",
+     [](const Fields& f, json&) {
+         f.allow({});
+         return armcontrol::handRelease();
+     }},
+    {"hand.dock",
+     [](const Fields& f, json&) {
+         f.allow({});
+         return armcontrol::handDock();
+     }},
+    {"hand.undock",
+     [](const Fields& f, json&) {
+         f.allow({});
+         return armcontrol::handUndock();
+     }},
+    {"hand.reset",
+     [](const Fields& f, json&) {
+         f.allow({});
+         return armcontrol::handReset();
+     }},
+    {"hand.strength",
+     [](const Fields& f, json&) {
+         f.allow({"newtons"});
+         return armcontrol::handStrength(f.number("newtons"));
+     }},
+    {"hand.switch",
+     [](const Fields& f, json&) {
+         f.allow({"button", "pressed"});
+         return armcontrol::handSwitch(static_cast<int>(f.integer("button", 0, 1)), f.boolean("pressed"));
+     }},
+    {"hand.presence",
+     [](const Fields& f, json&) {
+         f.allow({"present"});
+         return armcontrol::handPresence(f.boolean("present"));
+     }},
+    {"hand.pinch",
+     [](const Fields& f, json&) {
+         f.allow({"closed"});
+         return armcontrol::handPinch(f.number("closed"));
+     }},
+};
+
+const Command kOtherCommands[] = {
+    {"state",
+     [](const Fields& f, json& answer) {
+         f.allow({});
+         answer["state"] = stateJson();
+         return std::string();
+     }},
+    {"fleet.list",
+     [](const Fields& f, json& answer) {
+         f.allow({});
+         answer["devices"] = armcontrol::fleetNames();
+         answer["source"] = armcontrol::fleetSource();
+         return std::string();
+     }},
+    {"fault.set", doFault},
+    {"fault.clear",
+     [](const Fields& f, json&) {
+         f.allow({});
+         return armcontrol::clearFaults();
+     }},
+    {"fault.list",
+     [](const Fields& f, json& answer) {
+         f.allow({});
+         answer["faults"] = faultsJson();
+         return std::string();
+     }},
+    {"heat.set",
+     [](const Fields& f, json&) {
+         f.allow({"motor", "winding", "stator"});
+         return armcontrol::heatSet(static_cast<int>(f.integer("motor", -1, 5)), f.number("winding"),
+                                    f.number("stator"));
+     }},
+    {"heat.pace",
+     [](const Fields& f, json&) {
+         f.allow({"factor"});
+         return armcontrol::heatPace(f.number("factor"));
+     }},
+    {"loop.step", doStep},
+};
+
+Action actionNamed(const std::string& name) {
+    for (const Command& command : kHandCommands)
+        if (name == command.name)
+            return command.action;
+    for (const Command& command : kOtherCommands)
+        if (name == command.name)
+            return command.action;
+    throw std::runtime_error("command: there is no command \"" + name + "\"");
+}
+
+json answerTo(const std::string& line) {
+    json answer = json::object();
+    std::string why;
+    try {
+        const json object = json::parse(line);
+        if (!object.is_object())
+            throw std::runtime_error("a command is a JSON object");
+        if (object.contains("id"))
+            answer["id"] = object["id"];
+        const Fields fields(object);
+        why = actionNamed(fields.text("command"))(fields, answer);
+    } catch (const json::exception&) {
+        why = "the line is not JSON";
+    } catch (const std::exception& error) {
+        why = error.what();
+    }
+    answer["ok"] = why.empty();
+    if (!why.empty())
+        answer["error"] = why;
+    return answer;
+}
+
+}  // namespace
+
+std::string runCommand(const std::string& line) {
+    return answerTo(line).dump(-1, ' ', false, json::error_handler_t::replace);
+}
+
+}  // namespace arm

@@ -1,0 +1,40 @@
+// The configured devices: the built-in fleet, or the one of `$KNDD_HOME/config/devices.json`.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "boundary.h"
+#include "lines.h"
+
+namespace arm {
+
+constexpr int kFleetSize = 20;
+
+struct FleetDevice {
+    std::string name;    ///< UTF-8
+    std::string latin1;  ///< the same as it crosses the boundary, at most 127 bytes
+    const LineFigures* line = nullptr;
+    int cardType = 7;
+    int grip = 0;  ///< 0 none, 1 thumbpad, 2 scissor
+    bool gimbal = true;
+    int revision = 1;  ///< 0 to 15
+    std::string serial;
+};
+
+struct Fleet {
+    std::vector<FleetDevice> devices;
+    std::string source = "built in";
+
+    /// Index of the device with this Latin-1 name, or -1.
+    int find(const std::string& latin1) const;
+};
+
+/// The fleet as it is now configured. A file that cannot be read as a fleet is one line on standard error,
+/// and then the built-in fleet stands.
+Fleet loadFleet();
+
+/// Fills a record of the store.
+void fillRecord(const FleetDevice& device, int index, CTHARLeNDevice& record);
+
+}  // namespace arm

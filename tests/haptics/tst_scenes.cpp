@@ -1,0 +1,385 @@
+// The two OpenGL widgets by what they paint, a frame at a time: the haptic scene and the picture of the arm.
+#include <QOpenGLContext>
+#include <QSignalSpy>
+#include <QTest>
+#include <algorithm>
+#include <cmath>
+#include <functional>
+#include <memory>
+
+#include "qthapticsthread.h"
+#include "qttharlendraw.h"
+#include "qttharlenhapticrenderer.h"
+#include "standin.h"
+
+using standin::device;
+
+namespace {
+
+constexpr int kSide = 350;
+const QRgb kPurple = qRgb(99, 0, 99);
+const QRgb kBackdrop = qRgb(128, 128, 128);
+
+bool isGreen(QRgb c) {
+    return qGreen(c) > 60 && qGreen(c) > 3 * qRed(c) && qGreen(c) > 3 * qBlue(c);
+}
+bool isRed(QRgb c) {
+    return qRed(c) > 60 && qRed(c) > 3 * qGreen(c) && qRed(c) > 3 * qBlue(c);
+}
+bool isBlue(QRgb c) {
+    return qBlue(c) > 60 && qBlue(c) > 3 * qGreen(c) && qBlue(c) > 3 * qRed(c);
+}
+bool isYellow(QRgb c) {
+    return qRed(c) > 40 && std::abs(qRed(c) - qGreen(c)) < 30 && qRed(c) > 3 * qBlue(c);
+}
+bool isGrey(QRgb c) {
+    return qRed(c) > 40 && std::abs(qRed(c) - qGreen(c)) < 30 && qBlue(c) - qRed(c) < 60;
+}
+
+template <class Test>
+int count(const QImage& frame, Test test) {
+    int found = 0;
+    for (int y = 0; y < frame.height(); ++y)
+        for (int x = 0; x < frame.width(); ++x)
+            found += test(frame.pixel(x, y));
+    return found;
+}
+
+/// What is painted over the backdrop.
+QRect extent(const QImage& frame) {
+    QRect painted;
+    for (int y = 0; y < frame.height(); ++y)
+        for (int x = 0; x < frame.width(); ++x)
+            if (frame.pixel(x, y) != kBackdrop)
+                painted |= QRect(x, y, 1, 1);
+    return painted;
+}
+
+/// Pixel of a place in the haptic scene, mm from the box's centre: eye 85 mm ahead of it, 40 degrees high.
+QPoint pixelOf(double x, double y, double z) {
+    const double scale = kSide / 2.0 / ((85.0 - z) * std::tan(20.0 * M_PI / 180.0));
+    return {qRound(kSide / 2.0 + x * scale), qRound(kSide / 2.0 - y * scale)};
+}
+QRgb at(const QImage& frame, double x, double y, double z) {
+    return frame.pixel(pixelOf(x, y, z));
+}
+
+/// Where each wall shows its colour, clear of the cursor; the near one only by its marker.
+constexpr double kWallSpots[6][3] = {{20, -8, 10},  {-20, -8, 10},  {-8, 20, 10},
+                                     {-8, -20, 10}, {-20, -20, 20}, {-8, -8, -20}};
+QString greenWalls(const QImage& frame) {
+    QString walls;
+    for (const auto& spot : kWallSpots) {
+        const QRgb colour = at(frame, spot[0], spot[1], spot[2]);
+        walls += isGreen(colour) ? 'G' : isGrey(colour) ? '.' : '?';
+    }
+    return walls;
+}
+
+/// A widget in a placeholder on the screen.
+template <class Scene>
+struct Shown {
+    QWidget placeholder;
+    Scene* scene;
+    explicit Shown(int id) : scene(new Scene(id, &placeholder)) {
+        placeholder.resize(kSide, kSide);
+        placeholder.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&placeholder));
+    }
+    /// A new frame. The toolkit clears the one before it only once that has been on the screen.
+    QImage frame() {
+        QSignalSpy shown(scene, &QOpenGLWidget::frameSwapped);
+        scene->update();
+        shown.wait(1000);
+        return scene->grabFramebuffer();
+    }
+};
+
+/// The picture's own shapes, one at a time.
+class Shapes : public qtTharlenDraw {
+public:
+    using qtTharlenDraw::qtTharlenDraw;
+    std::function<void(Shapes&)> shape;
+    void paintGL() override {
+        if (shape)
+            shape(*this);
+    }
+};
+
+}  // namespace
+
+class TestScenes : public QObject {
+    Q_OBJECT
+
+private slots:
+    void init() { standin::reset(); }
+
+    void thirdBreakOutTurnsAWallGreen_data() {
+        QTest::addColumn<int>("wall");
+        QTest::addColumn<bool>("manufacturing");
+        for (int wall = 0; wall < 6; ++wall) {
+            QTest::addRow("wall %d", wall) << wall << true;
+            QTest::addRow("wall %d, user mode", wall) << wall << false;
+        }
+    }
+    void thirdBreakOutTurnsAWallGreen() {
+        QFETCH(int, wall);
+        QFETCH(bool, manufacturing);
+        Shown<qtTharlenHapticRenderer> box(1);
+        const QString none(6, '.'), all(6, manufacturing ? 'G' : '.');
+        QString one = none;
+        one[wall] = all[wall];
+        box.scene->startTest(manufacturing);
+        QCOMPARE(greenWalls(box.frame()), none);
+        box.scene->m_nWallTransitions[wall] = 2;
+        QCOMPARE(greenWalls(box.frame()), none);
+        box.scene->m_nWallTransitions[wall] = 3;
+        QCOMPARE(greenWalls(box.frame()), one);
+        QCOMPARE(isGreen(at(box.frame(), 20, 20, 20)), wall == 2 && manufacturing);  // the far marker is wall 2's
+        QVERIFY(!box.scene->m_bPassTest);
+        box.scene->m_nWallTransitions[wall] = 0;  // passed stays passed
+        for (int i = 0; i < 6; ++i) {
+            if (i != wall)
+                box.scene->m_nWallTransitions[i] = 4;
+        }
+        for (int frame = 0; frame < 3; ++frame)
+            QCOMPARE(greenWalls(box.frame()), manufacturing ? all : none);
+        QCOMPARE(box.scene->m_bPassTest.load(), manufacturing);
+        box.scene->stopTest();
+        QVERIFY(!box.scene->graphicTimer->isActive());
+        QCOMPARE(box.scene->m_nWallTransitions.copy(), (std::array<int, 6>{}));
+        QCOMPARE(greenWalls(box.frame()), none);
+        QVERIFY(!box.scene->m_bPassTest);
+    }
+
+    void renderTypes() {
+        Shown<qtTharlenHapticRenderer> box(1);
+        QVERIFY(isYellow(at(box.frame(), 0, 0, 0)));
+        QCOMPARE(greenWalls(box.frame()), QString("......"));
+        box.scene->changeTharlenInstance(1, 1);
+        const QImage gimbal = box.frame();
+        QCOMPARE(count(gimbal, isYellow), 0);
+        QCOMPARE(gimbal.pixel(5, 5), kPurple);
+        const int dark = count(gimbal, [](QRgb c) { return qRed(c) < 60 && qBlue(c) < 60; });
+        QVERIFY2(dark > 20000 && dark < 70000, qPrintable(QString::number(dark)));  // a spindle head on
+        box.scene->changeTharlenInstance(1, 2);
+        QCOMPARE(count(box.frame(), [](QRgb c) { return c != kPurple; }), 0);
+    }
+
+    void firstFrameIsGreyLaterOnesPurple() {
+        qtTharlenHapticRenderer scene(1, nullptr);
+        scene.resize(kSide, kSide);
+        scene.winId();
+        scene.changeTharlenInstance(1, 2);
+        QCOMPARE(scene.grabFramebuffer().pixel(5, 5), qRgb(26, 26, 26));
+        QCOMPARE(scene.grabFramebuffer().pixel(5, 5), kPurple);
+    }
+
+    // Position from pPos, orientation from the device whose own position is not used.
+    void cursorFollowsTheStylus() {
+        Shown<qtTharlenHapticRenderer> box(7);
+        const float upright[4][4] = {{0, 1, 0, 0}, {-1, 0, 0, 0}, {0, 0, 1, 0}, {30, 30, 30, 1}};
+        for (const std::array<float, 3>& place :
+             {std::array<float, 3>{0, 0, 0}, {11, -5, 0}, {-12, -9, -15}, {5, 5, 15}}) {
+            for (bool turned : {false, true}) {
+                if (turned)
+                    std::copy(&upright[0][0], &upright[0][0] + 16, &device().stylus[0][0]);
+                box.scene->pPos.store(place.data());
+                const QImage frame = box.frame();
+                QVERIFY(isYellow(at(frame, place[0], place[1], place[2])));
+                // A place on the red axis, whose line is a pixel wide.
+                const QPoint along = pixelOf(place[0] + (turned ? 0 : 6), place[1] + (turned ? 6 : 0), place[2]);
+                QVERIFY(count(frame.copy(QRect(along - QPoint(2, 2), QSize(5, 5))), isRed) >= 3);
+            }
+            standin::reset();
+        }
+        box.frame();
+        QCOMPARE(device().of({"get_stylus_matrix"}).at(0).values.at(0), 7.0);
+    }
+
+    // Calls from outside painting: with no context yet, with one that is not current, and with a new one.
+    void worksOutsidePainting() {
+        QWidget other;
+        Shown<qtTharlenHapticRenderer> box(1);
+        qtTharlenHapticRenderer unseen(1, nullptr);
+        unseen.startTest(true);
+        unseen.stopTest();
+        unseen.graphicsCallback();
+        QVERIFY(!unseen.m_bPassTest && !unseen.m_dlCube);
+        box.scene->doneCurrent();
+        box.scene->startTest(true);
+        box.scene->m_nWallTransitions[5] = 3;
+        box.scene->graphicsCallback();
+        QVERIFY(!QOpenGLContext::currentContext() && box.scene->m_dlCube);
+        QCOMPARE(greenWalls(box.frame()), QString(".....G"));
+        other.resize(kSide, kSide);
+        other.show();
+        box.scene->setParent(&other);
+        box.scene->show();
+        QCOMPARE(greenWalls(box.frame()), QString("......"));
+    }
+
+    // The near wall's marker stands at the side: a tall placeholder must not cut it off.
+    void scenesFillTheirPlaceholder() {
+        Shown<qtTharlenHapticRenderer> box(1);
+        Shown<qtTharlenDraw> arm(1);
+        for (const QSize& size : {QSize(500, 400), QSize(300, 400), QSize(1, 0), QSize(0, 0), QSize(350, 350)}) {
+            box.placeholder.setFixedSize(size);
+            arm.placeholder.setFixedSize(size);
+            QCOMPARE(box.scene->size(), QSize(size.width(), std::min(size.width(), size.height())));
+            QCOMPARE(arm.scene->size(), size);
+            box.scene->grabFramebuffer();
+            arm.scene->grabFramebuffer();
+        }
+        QCOMPARE(greenWalls(box.frame()), QString("......"));
+    }
+
+    void armButtons_data() {
+        QTest::addColumn<QString>("model");
+        QTest::addColumn<bool>("gimbal");
+        QTest::addColumn<int>("first");
+        QTest::addColumn<int>("second");
+        QTest::addColumn<QVector<int>>("wanted");  // pSwitch1, pSwitch2, pInkwell, green pixels
+        QTest::newRow("released") << "Nolva" << true << 0 << 0 << QVector<int>{0, 0, 1, 0};
+        QTest::newRow("first") << "THARLEN Orda" << true << 1 << 0 << QVector<int>{1, 0, 1, 30};
+        QTest::newRow("second") << "THARLEN Orda" << true << 0 << 1 << QVector<int>{0, 1, 1, 60};
+        QTest::newRow("both") << "Nolva" << true << 1 << 1 << QVector<int>{1, 1, 1, 90};
+        QTest::newRow("one button") << "THARLEN Stelmar" << true << 1 << 1 << QVector<int>{1, -1, 1, 55};
+        QTest::newRow("no gimbal") << "Nolva" << false << 1 << 1 << QVector<int>{5, 6, 7, 0};
+    }
+    void armButtons() {
+        QFETCH(QString, model);
+        QFETCH(bool, gimbal);
+        QFETCH(int, first);
+        QFETCH(int, second);
+        QFETCH(QVector<int>, wanted);
+        Shown<qtTharlenDraw> arm(1);
+        device().model = model.toStdString();
+        device().result = {{"tharlen_check_for_gimbal", gimbal}, {"get_inkwell_switch", 1}};
+        device().switches[0] = first;
+        device().switches[1] = second;
+        const float base[3] = {0, 1.2f, 0.8f}, wrist[3] = {-0.5f, -0.8f, 0.6f};  // the buttons face the viewer
+        std::copy(base, base + 3, device().baseAngles);
+        std::copy(wrist, wrist + 3, device().gimbalAngles);
+        arm.scene->pSwitch1 = 5;
+        arm.scene->pSwitch2 = 6;
+        arm.scene->pInkwell = 7;
+        const QImage frame = arm.frame();
+        QCOMPARE((QVector<int>{arm.scene->pSwitch1, arm.scene->pSwitch2, arm.scene->pInkwell}), wanted.mid(0, 3));
+        const int green = count(frame, isGreen);
+        QVERIFY2(green >= wanted[3] && green < wanted[3] * 3 / 2 + 1, qPrintable(QString::number(green)));
+    }
+
+    void armWithoutDevice() {
+        Shown<qtTharlenDraw> arm(-1);
+        QVERIFY(arm.scene->ptimer->isActive());
+        QCOMPARE(extent(arm.frame()), QRect());
+        QVERIFY(device().calls.empty());
+        arm.scene->changeTharlenInstance(4);
+        QVERIFY(extent(arm.frame()).isValid());
+        QCOMPARE(device().of({"get_tharlen_encoders"}).at(0).values.at(0), 4.0);
+    }
+
+    // Degrees by the rounded pi, the picture's signs, the third angle absolute; a missing gimbal's angles stay.
+    void armAngles() {
+        Shown<qtTharlenDraw> arm(1);
+        const float base[3] = {3.14159f, 0.2f, 0.3f}, wrist[3] = {0.4f, 0.5f, 0.6f};
+        std::copy(base, base + 3, device().baseAngles);
+        std::copy(wrist, wrist + 3, device().gimbalAngles);
+        const double wanted[6] = {180, -11.459166, -5.729583, -22.918331, -28.647914, 34.377497};
+        for (bool gimbal : {false, true, false, false}) {
+            device().result["tharlen_check_for_gimbal"] = gimbal;
+            const bool wristSeen = device().count("get_gimbal_encoders") > 0 || gimbal;
+            arm.frame();
+            for (int i = 0; i < 6; ++i) {
+                const double angle = arm.scene->pJangle[i];
+                QVERIFY2(std::abs(angle - (i < 3 || wristSeen ? wanted[i] : 0)) < 5e-5,
+                         qPrintable(QString::number(i)));
+            }
+        }
+    }
+
+    // Each joint moves the picture, the wrist only with a gimbal; no frame leaves anything in the next one.
+    void armPoses() {
+        Shown<qtTharlenDraw> arm(1);
+        for (bool gimbal : {true, false}) {
+            device().result["tharlen_check_for_gimbal"] = gimbal;
+            const QImage rest = arm.frame();
+            for (int joint = 0; joint < 6; ++joint) {
+                float& angle = joint < 3 ? device().baseAngles[joint] : device().gimbalAngles[joint - 3];
+                angle = 0.5f;
+                QCOMPARE(arm.frame() != rest, joint < 3 || gimbal);
+                angle = 0;
+                QVERIFY(arm.frame() == rest);
+            }
+        }
+        device().baseAngles[1] = 0.2f;  // the upper arm rises, and the forearm keeps its own slope
+        const QRect low = extent(arm.frame());
+        device().baseAngles[1] = 0.6f;
+        QVERIFY(extent(arm.frame()).top() < low.top() - 10);
+    }
+
+    // Extents as seen from 120 units, 45 degrees high; what nothing calls is drawn here alone.
+    void shapes() {
+        Shown<Shapes> picture(1);
+        const auto drawn = [&picture](std::function<void(Shapes&)> shape) {
+            picture.scene->shape = [shape](Shapes& scene) {
+                glPushMatrix();
+                glColor3f(1, 1, 1);
+                shape(scene);
+                glPopMatrix();
+            };
+            return picture.frame();
+        };
+        const auto pixels = [](double units, double distance) {
+            return units * kSide / 2 / (distance * std::tan(M_PI / 8));
+        };
+        const QRect cube = extent(drawn([](Shapes& s) { s.drawCube(10, 20, 30); }));
+        QVERIFY(std::abs(cube.width() - pixels(30, 115)) <= 1 && std::abs(cube.height() - pixels(20, 115)) <= 1);
+        GLfloat matrix[16] = {};
+        const QRect cylinder = extent(drawn([&matrix](Shapes& s) {
+            s.drawCylinder(5, 30);
+            glGetFloatv(GL_MODELVIEW_MATRIX, matrix);
+        }));
+        QVERIFY(std::abs(cylinder.width() - pixels(10, 120)) <= 2);
+        QVERIFY(std::abs(cylinder.height() - pixels(30, 115)) <= 4);
+        QVERIFY(std::abs(matrix[9] + 1) < 1e-5 && std::abs(matrix[13] + 15) < 1e-4);  // z down, at the lower end
+        const QImage cone = drawn([](Shapes& s) { s.drawCone(20, 30); });
+        const QRect tip(0, 0, kSide, kSide / 2), foot(0, kSide / 2, kSide, kSide / 2);
+        QVERIFY(extent(cone.copy(foot)).width() > extent(cone.copy(tip)).width() * 3 / 2);
+        device().result["tharlen_check_for_gimbal"] = 1;
+        for (float roll : {0.0f, 90.0f, 180.0f, 270.0f}) {  // no second button is as good as one far away
+            const auto arm = [&](int second) {
+                float angles[6] = {0, 0, -40, 0, 60, roll};
+                return drawn([&](Shapes& s) { s.drawTharlen(angles, 0, second, 0); });
+            };
+            QVERIFY(arm(-1) == arm(-1000));
+        }
+        const QImage axis = drawn([](Shapes& s) { s.drawAxis(); });
+        QVERIFY(count(axis, isRed) > 5 && count(axis, isGreen) > 5 && count(axis, isBlue) > 0);
+        const auto text = [&](float first, float second) {
+            float values[6] = {first, second, 0, 0, 0, 0};
+            return extent(drawn([&values](Shapes& s) { s.draw_text(150, 100, values); }));
+        };
+        const QRect plain = text(1, 1);
+        QVERIFY(plain.left() >= 165 && plain.height() > 100 && plain.height() < 125);
+        QVERIFY(std::abs(text(41, 1).left() - (plain.left() - 40)) <= 2);
+        QVERIFY(std::abs(text(1, 191).bottom() - (100 + 20 + 191)) <= 12);
+    }
+
+    void threadStopsFromOutside() {
+        qtHapticsThread thread;
+        QVERIFY(thread.thread() == &thread);
+        thread.changeTharlenInstance(3);
+        QCOMPARE(thread.cs_DeviceID, 3);
+        for (int run = 0; run < 2; ++run) {
+            thread.start();
+            QVERIFY(!thread.wait(20));
+            thread.stop();
+            QVERIFY(thread.wait(5000));
+        }
+    }
+};
+
+QTEST_MAIN(TestScenes)
+#include "tst_scenes.moc"

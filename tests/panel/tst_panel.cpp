@@ -1,0 +1,480 @@
+// The panel against a small arm that speaks the line protocol by script: finding it, losing it, what is sent
+// for a hand's wishes, and answers that are wrong.
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <QCheckBox>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QLocalServer>
+#include <QPushButton>
+#include <QTemporaryDir>
+#include <QTreeWidget>
+#include <QtTest>
+#include <memory>
+
+#include "armpanel.h"
+#include "faultlist.h"
+#include "handcontrols.h"
+#include "workspaceview.h"
+
+namespace {
+
+constexpr int kRetryMs = 15;
+
+QByteArray line(const QJsonObject& object) {
+    return QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n';
+}
+
+/// An arm that keeps what it receives and answers each command, unless told otherwise.
+class ScriptedArm : public QObject {
+public:
+    QLocalServer server;
+    QLocalSocket* client = nullptr;
+    QList<QJsonObject> received;
+    bool answers = true;
+    std::function<QJsonObject(const QJsonObject&)> answer;  // fields beside ok and id
+    QJsonObject state{
+        {"open", true}, {"name", "Arm 7"}, {"position", QJsonArray{1, 2, 3}}, {"strength", 25}, {"holding", false}};
+
+    explicit ScriptedArm(const QString& path) {
+        connect(&server, &QLocalServer::newConnection, this, [this] {
+            client = server.nextPendingConnection();
+            connect(client, &QLocalSocket::readyRead, this, [this] {
+                while (client->canReadLine())
+                    take(QJsonDocument::fromJson(client->readLine()).object());
+            });
+        });
+        if (!server.listen(path))
+            qFatal("cannot listen on %s", qPrintable(path));
+    }
+    ~ScriptedArm() override { vanish(); }
+
+    void vanish() {
+        if (client)
+            client->abort();
+        client = nullptr;
+        server.close();
+    }
+    void reply(const QJsonObject& command) {
+        QJsonObject out{{"ok", true}, {"id", command["id"]}};
+        if (command["command"] == "state")
+            out["state"] = state;
+        if (answer) {
+            const QJsonObject more = answer(command);
+            for (auto it = more.begin(); it != more.end(); ++it)
+                out[it.key()] = it.value();
+        }
+        client->write(line(out));
+    }
+    void replyToAll(int from) {
+        for (int i = from; i < received.size(); ++i)
+            reply(received[i]);
+    }
+    QList<QJsonObject> named(const QString& name) const {
+        QList<QJsonObject> out;
+        for (const QJsonObject& command : received) {
+            if (command["command"] == name)
+                out << command;
+        }
+        return out;
+    }
+
+private:
+    void take(const QJsonObject& command) {
+        received << command;
+        if (answers)
+            reply(command);
+    }
+};
+
+/// A socket file whose owner is gone.
+void leaveStale(const QString& path) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    qstrncpy(address.sun_path, path.toLocal8Bit().constData(), sizeof address.sun_path);
+    const int descriptor = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    QVERIFY(::bind(descriptor, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0);
+    ::close(descriptor);
+}
+
+void setAge(const QString& path, int seconds) {
+    const timespec then{::time(nullptr) - seconds, 0};
+    const timespec times[2] = {then, then};
+    QCOMPARE(::utimensat(AT_FDCWD, path.toLocal8Bit().constData(), times, 0), 0);
+}
+
+QList<double> numbers(const QJsonValue& value) {
+    QList<double> out;
+    for (const QJsonValue& number : value.toArray())
+        out << number.toDouble();
+    return out;
+}
+
+}  // namespace
+
+class TestPanel : public QObject {
+    Q_OBJECT
+
+    std::unique_ptr<QTemporaryDir> folder;
+    QString path(const QString& name) const { return folder->filePath("nolva-diagnostic/" + name); }
+    static QString text(const ArmPanel& panel, const char* name) { return panel.findChild<QLabel*>(name)->text(); }
+
+    /// A link with an arm that has answered the first state and answers no more.
+    struct Quiet {
+        ScriptedArm arm;
+        ArmLink link;
+        explicit Quiet(const QString& path) : arm(path) {
+            QSignalSpy states(&link, &ArmLink::stateArrived);
+            link.start();
+            QTRY_VERIFY_WITH_TIMEOUT(!states.isEmpty(), 2000);
+            arm.answers = false;
+            QTRY_VERIFY_WITH_TIMEOUT(arm.received.size() == 2, 2000);  // the state request of the next frame
+            arm.received.removeFirst();
+        }
+    };
+
+private slots:
+    void init() {
+        folder = std::make_unique<QTemporaryDir>();
+        QVERIFY(QDir(folder->path()).mkdir("nolva-diagnostic"));
+        qputenv("XDG_RUNTIME_DIR", folder->path().toLocal8Bit());
+        qunsetenv("NOLVA_ARM_SOCKET");
+    }
+
+    void findsTheNewestThatLives() {
+        ScriptedArm older(path("arm-3.sock")), newer(path("arm-1.sock"));
+        leaveStale(path("arm-2.sock"));
+        leaveStale(path("other.sock"));
+        QFile plain(path("arm-9.sock"));
+        QVERIFY(plain.open(QIODevice::WriteOnly));
+        setAge(path("arm-3.sock"), 300);
+        setAge(path("arm-1.sock"), 200);
+        setAge(path("arm-2.sock"), 100);
+        QCOMPARE(ArmLink::candidates(), QStringList({path("arm-2.sock"), path("arm-1.sock"), path("arm-3.sock")}));
+        ArmLink link;
+        link.start(kRetryMs);
+        QCOMPARE(link.socketPath(), path("arm-1.sock"));
+        QTRY_VERIFY(!newer.received.isEmpty());
+        QVERIFY(older.received.isEmpty());
+    }
+
+    void environmentNamesThePlace() {
+        qputenv("NOLVA_ARM_SOCKET", "/elsewhere/arm.sock");
+        QCOMPARE(ArmLink::candidates(), QStringList("/elsewhere/arm.sock"));
+        qunsetenv("NOLVA_ARM_SOCKET");
+        qunsetenv("XDG_RUNTIME_DIR");
+        QCOMPARE(ArmLink::socketFolder().path(), QString("/tmp/nolva-diagnostic-%1").arg(getuid()));
+    }
+
+    void saysThatNoneRunsAndComesBack() {
+        ArmPanel panel;
+        QPushButton* button = panel.findChild<HandControls*>()->findChild<QPushButton*>();
+        panel.start(kRetryMs, 300);
+        QCOMPARE(text(panel, "device"), QString("No arm is running."));
+        QVERIFY(text(panel, "loop").contains("connects by itself"));
+        QVERIFY(!button->isEnabled());
+        for (int round = 0; round < 2; ++round) {
+            ScriptedArm arm(path(QString("arm-%1.sock").arg(round)));
+            QTRY_VERIFY(text(panel, "device").startsWith("Arm 7"));
+            QVERIFY(button->isEnabled());
+            // A command that the arm takes with it is answered as lost, once, and does not stall the next arm.
+            arm.answers = false;
+            int lost = 0;
+            panel.link().send("hand.dock", {},
+                              [&lost](const QJsonObject& a) { lost += a["ok"].toBool() ? 100 : 1; });
+            panel.link().sendLatest("hand.move", {});
+            QTRY_VERIFY(!arm.named("hand.dock").isEmpty());
+            arm.vanish();
+            QTRY_COMPARE(text(panel, "device"), QString("No arm is running."));
+            QCOMPARE(lost, 1);
+            QCOMPARE(panel.link().commandsUnderWay(), 0);
+            QVERIFY(!button->isEnabled());
+        }
+        {
+            ScriptedArm arm(path("arm-1.sock"));
+            QTRY_VERIFY(button->isEnabled());
+            arm.answers = false;
+            QTRY_VERIFY(text(panel, "device").contains("does not answer"));
+            QVERIFY(!button->isEnabled());
+            arm.answers = true;
+            arm.reply(arm.received.last());
+            QTRY_VERIFY(text(panel, "device").startsWith("Arm 7"));
+            QVERIFY(button->isEnabled());
+        }
+        qputenv("NOLVA_ARM_SOCKET", "off");
+        QTRY_VERIFY(text(panel, "device").contains("off"));
+    }
+
+    void asksForOneStateAtATime() {
+        Quiet quiet(path("arm-1.sock"));
+        for (int i = 0; i < 5; ++i)
+            quiet.link.frame();
+        int docked = 0;
+        quiet.link.send("hand.dock", {}, [&docked](const QJsonObject&) { ++docked; });
+        QTRY_COMPARE(quiet.arm.received.size(), 2);  // the state of before, and the command
+        quiet.arm.replyToAll(0);
+        QTRY_COMPARE(docked, 1);
+        quiet.link.frame();
+        QTRY_COMPARE(quiet.arm.named("state").size(), 2);
+    }
+
+    void sendsTheLatestMoveOfAFrame() {
+        Quiet quiet(path("arm-1.sock"));
+        Hand hand(quiet.link);
+        const auto moves = [&] { return quiet.arm.named("hand.move"); };
+        for (const double x : {1.0, 2.0, 3.0})
+            hand.moveTo({x, 0, 0});
+        quiet.link.frame();
+        for (const double x : {4.0, 5.0}) {
+            hand.moveTo({x, 0, 0});
+            quiet.link.frame();
+        }
+        hand.nudge(0, 2.0);  // steps add up, though the state knows of none yet
+        hand.nudge(0, 2.0);
+        QTRY_COMPARE(moves().size(), 1);
+        QCOMPARE(numbers(moves()[0]["position"]), QList<double>({3, 0, 0}));
+        quiet.arm.replyToAll(0);
+        QTRY_COMPARE(moves().size(), 2);
+        QCOMPARE(numbers(moves()[1]["position"]), QList<double>({9, 0, 0}));
+        // What was not sent yet must not grip the stylus again after it was let go.
+        hand.moveTo({70, 0, 0});
+        hand.release();
+        quiet.arm.answers = true;
+        quiet.arm.replyToAll(quiet.arm.received.size() - 1);
+        QTRY_COMPARE(quiet.arm.named("hand.release").size(), 1);
+        hand.moveTo({-70, 0, 0});
+        QTRY_COMPARE(moves().size(), 3);
+        QCOMPARE(numbers(moves()[2]["position"])[0], -Hand::kLimit);
+    }
+
+    void survivesWrongAnswers_data() {
+        QTest::addColumn<QByteArrayList>("answers");  // ID and NEXT stand for ids of the two commands
+        QTest::addColumn<QString>("first");           // error of the first command, empty for ok
+        const QByteArray next = "{\"ok\":true,\"id\":NEXT}\n";
+        const QString unreadable = "the answer cannot be read";
+        QTest::newRow("in pieces") << QByteArrayList{"{\"ok\":tr", "ue,\"id\":ID", "}\n{\"ok\":true,",
+                                                     "\"id\":NEXT}\n"}
+                                   << "";
+        QTest::newRow("both in one") << QByteArrayList{"{\"ok\":true,\"id\":ID}\n" + next} << "";
+        QTest::newRow("not JSON") << QByteArrayList{"nonsense\n" + next} << unreadable;
+        QTest::newRow("empty line") << QByteArrayList{"\n" + next} << unreadable;
+        QTest::newRow("array") << QByteArrayList{"[1,2]\n" + next} << unreadable;
+        QTest::newRow("no ok") << QByteArrayList{"{\"id\":ID}\n" + next} << unreadable;
+        QTest::newRow("no id") << QByteArrayList{"{\"ok\":false,\"error\":\"too far\"}\n" + next} << "too far";
+        QTest::newRow("foreign id") << QByteArrayList{"{\"ok\":true,\"id\":987654}\n{\"ok\":true,\"id\":ID}\n"
+                                                      + next}
+                                    << "";
+        QTest::newRow("lost") << QByteArrayList{next} << "no answer came";
+        QTest::newRow("twice") << QByteArrayList{"{\"ok\":true,\"id\":ID}\n{\"ok\":true,\"id\":ID}\n" + next} << "";
+    }
+
+    void survivesWrongAnswers() {
+        QFETCH(QByteArrayList, answers);
+        QFETCH(QString, first);
+        Quiet quiet(path("arm-1.sock"));
+        QSignalSpy refused(&quiet.link, &ArmLink::refused);
+        quiet.arm.replyToAll(0);
+        QTRY_COMPARE(quiet.arm.named("state").size(), 2);
+        quiet.arm.reply(quiet.arm.received.last());
+        QJsonObject got, gotNext;
+        int calls = 0;
+        QTRY_COMPARE(quiet.arm.named("state").size(), 3);
+        quiet.link.send("hand.dock", {}, [&](const QJsonObject& a) { got = a, ++calls; });
+        quiet.link.send("hand.undock", {}, [&](const QJsonObject& a) { gotNext = a, ++calls; });
+        QTRY_COMPARE(quiet.arm.named("hand.undock").size(), 1);
+        quiet.arm.reply(quiet.arm.named("state").last());
+        for (QByteArray part : answers) {
+            part.replace("ID", QByteArray::number(quiet.arm.named("hand.dock")[0]["id"].toInt()));
+            part.replace("NEXT", QByteArray::number(quiet.arm.named("hand.undock")[0]["id"].toInt()));
+            quiet.arm.client->write(part);
+            quiet.arm.client->flush();
+            QTest::qWait(1);
+        }
+        QTRY_COMPARE(calls, 2);
+        QCOMPARE(got["ok"].toBool(), first.isEmpty());
+        QCOMPARE(got["error"].toString(), first);
+        QVERIFY(gotNext["ok"].toBool());
+        QCOMPARE(refused.size(), first.isEmpty() ? 0 : 1);
+        // And the states go on.
+        const int before = quiet.arm.named("state").size();
+        quiet.arm.answers = true;
+        quiet.arm.reply(quiet.arm.named("state").last());
+        QTRY_VERIFY(quiet.arm.named("state").size() > before + 1);
+    }
+
+    void endsAnEndlessLine() {
+        Quiet quiet(path("arm-1.sock"));
+        QSignalSpy refused(&quiet.link, &ArmLink::refused);
+        quiet.arm.client->write(QByteArray(2 * 1024 * 1024, 'x'));
+        QTRY_COMPARE(refused.size(), 1);
+        QVERIFY(!quiet.link.isConnected());
+        quiet.arm.answers = true;
+        quiet.link.connectToArm();
+        QSignalSpy states(&quiet.link, &ArmLink::stateArrived);
+        QTRY_VERIFY(!states.isEmpty());
+    }
+
+    void readsAStateOfWrongKinds() {
+        const ArmState state = readArmState({{"open", 1},
+                                             {"joints", QJsonArray{1, 2}},
+                                             {"position", "here"},
+                                             {"switches", QJsonArray{true}},
+                                             {"faults", 3},
+                                             {"handTarget", QJsonArray{4, "x", 6}},
+                                             {"rate", 1000.0}});
+        QCOMPARE(state.joints[1] + state.position[0], 0.0);
+        QVERIFY(!state.open && state.switches[0] && !state.switches[1] && state.faults.isEmpty());
+        QCOMPARE(state.handTarget[2], 6.0);
+        QCOMPARE(state.rate, 1000);
+    }
+
+    void showsWhatTheArmRefuses() {
+        ScriptedArm arm(path("arm-1.sock"));
+        arm.answer = [](const QJsonObject& command) -> QJsonObject {
+            if (command["command"] == "fault.list")
+                return {{"faults", QJsonArray{QJsonObject{{"name", "hot"},
+                                                          {"on", false},
+                                                          {"axis", -1},
+                                                          {"amount", 95},
+                                                          {"unit", "degrees"},
+                                                          {"text", "heat"}}}}};
+            if (command["command"] == "fault.set" || command["command"] == "hand.dock")
+                return {{"ok", false}, {"error", "not " + command["command"].toString()}};
+            return {};
+        };
+        ArmPanel panel;
+        panel.start(kRetryMs);
+        auto* list = panel.findChild<FaultList*>()->findChild<QTreeWidget*>();
+        QTRY_COMPARE(list->topLevelItemCount(), 1);
+        list->topLevelItem(0)->setCheckState(0, Qt::Checked);
+        QTRY_COMPARE(arm.named("fault.set").size(), 1);
+        const QJsonObject sent = arm.named("fault.set")[0];
+        QVERIFY(sent["on"].toBool());
+        QVERIFY(!sent.contains("amount"));  // the arm's usual one
+        QTRY_VERIFY(text(panel, "status").contains("not fault.set"));
+        QTRY_COMPARE(list->topLevelItem(0)->checkState(0), Qt::Unchecked);
+        panel.link().send("hand.dock");
+        QTRY_VERIFY(text(panel, "status").contains("not hand.dock"));
+        QVERIFY(panel.findChild<QLabel*>("status")->toolTip().contains("not fault.set"));
+    }
+
+    // Signs and axes of both views, from real mouse and key events to what the arm is told.
+    void movesTheStylusInTheViews() {
+        ScriptedArm arm(path("arm-1.sock"));
+        ArmPanel panel;
+        panel.show();
+        panel.start(kRetryMs);
+        QTRY_VERIFY(text(panel, "device").startsWith("Arm 7"));
+        const auto views = panel.findChildren<WorkspaceView*>();
+        const auto sentBy = [&](const std::function<void()>& act) {
+            // Where the last move was answered, the stylus is where the state says again: at 1, 2, 3.
+            for (int i = 0; i < 100 && panel.link().commandsUnderWay() != 0; ++i)
+                QTest::qWait(5);
+            // Once the last move is answered, the stylus is where the state says again: at 1, 2, 3.
+            const bool answered = QTest::qWaitFor([&] { return panel.link().commandsUnderWay() == 0; });
+            const int before = arm.named("hand.move").size();
+            act();
+            const bool sent = QTest::qWaitFor([&] { return arm.named("hand.move").size() > before; });
+            return !answered || !sent ? QList<double>() : numbers(arm.named("hand.move").value(before)["position"]);
+        };
+        for (int view = 0; view < 2; ++view) {
+            WorkspaceView* widget = views[view];
+            const QPoint middle(widget->width() / 2, 20 + (widget->height() - 20) / 2);
+            const QList<double> to =
+                sentBy([&] { QTest::mouseClick(widget, Qt::LeftButton, {}, middle + QPoint(60, -30)); });
+            QCOMPARE(to.size(), 3);
+            const double up = view == 0 ? to[1] : -to[2];
+            QVERIFY(to[0] > 15.0 && std::abs(to[0] - 2.0 * up) < 1.5);
+            QCOMPARE(view == 0 ? to[2] : to[1], view == 0 ? 3.0 : 2.0);  // as it is
+        }
+        struct Key {
+            Qt::Key key;
+            Qt::KeyboardModifiers with;
+            QList<double> to;
+        };
+        const Key keys[] = {
+            {Qt::Key_Right, Qt::NoModifier, {3, 2, 3}},    {Qt::Key_Left, Qt::ShiftModifier, {-9, 2, 3}},
+            {Qt::Key_Up, Qt::NoModifier, {1, 4, 3}},       {Qt::Key_Down, Qt::NoModifier, {1, 0, 3}},
+            {Qt::Key_PageDown, Qt::NoModifier, {1, 2, 5}}, {Qt::Key_PageUp, Qt::NoModifier, {1, 2, 1}},
+            {Qt::Key_Home, Qt::NoModifier, {0, 0, 0}}};
+        for (const Key& key : keys)
+            QCOMPARE(sentBy([&] { QTest::keyClick(views[0], key.key, key.with); }), key.to);
+        QTest::keyClick(views[0], Qt::Key_Escape);
+        QTRY_COMPARE(arm.named("hand.release").size(), 1);
+    }
+
+    void pushesThroughEachWall() {
+        const QStringList names{"+X", "-X", "+Y", "-Y", "+Z", "-Z"};
+        constexpr double kWallAt = 20.0, kReach = 45.0;
+        HandScript all;
+        for (int wall = 0; wall < kWalls; ++wall) {
+            const HandScript script = wallScript(wall, 2, false);
+            QCOMPARE(script.size(), 5);
+            for (int i = 0; i < script.size(); ++i) {
+                QCOMPARE(script[i].command, QString("hand.drag"));
+                const QList<double> to = numbers(script[i].fields["position"]);
+                const double outwards = to[wall / 2] * (wall % 2 == 0 ? 1.0 : -1.0);
+                const double size = std::abs(to[0]) + std::abs(to[1]) + std::abs(to[2]);
+                if (i % 2 == 0)
+                    QCOMPARE(size, 0.0);
+                else
+                    QVERIFY(outwards > kWallAt + 15.0 && outwards < kReach && size == outwards);
+                // The step lasts longer than its way takes.
+                QVERIFY(script[i].waitMs > kReach / script[i].fields["speed"].toDouble() * 1000.0);
+            }
+            QVERIFY(script[1].label.contains(names[wall]));
+            all += wallScript(wall, 3, false).mid(wall == 0 ? 0 : 1);
+
+            const Vec3 edge = wallTarget(wall, true);
+            int outside = 0;
+            for (const double value : edge)
+                outside += std::abs(value) > kWallAt ? 1 : 0;
+            QCOMPARE(outside, 2);
+        }
+        QCOMPARE(allWallsScript(3, false).size(), all.size());
+        for (int i = 0; i < all.size(); ++i)
+            QCOMPARE(allWallsScript(3, false)[i].fields, all[i].fields);
+    }
+
+    // Steps come one by one and in order; a refusal, a cancel or another wish ends the series.
+    void playsAScript() {
+        const HandScript script = wallScript(4, 1, false);
+        HandPlayer player;
+        QStringList seen;
+        connect(&player, &HandPlayer::step, this, [&](const HandStep& step) { seen << step.label; });
+        QSignalSpy finished(&player, &HandPlayer::finished);
+        player.start(script);
+        QCOMPARE(seen.size(), 1);
+        for (int i = 0; i < 5; ++i)
+            player.advance();
+        QCOMPARE(seen, QStringList({script[0].label, script[1].label, script[2].label}));
+        QCOMPARE(finished.size(), 1);
+        QVERIFY(finished[0][0].toBool());
+        player.start(script);
+        player.cancel();
+        player.advance();
+        QCOMPARE(seen.size(), 4);
+        QVERIFY(!finished[1][0].toBool());
+
+        ScriptedArm arm(path("arm-1.sock"));
+        ArmLink link;
+        Hand hand(link);
+        link.start(kRetryMs);
+        hand.play(script);
+        QVERIFY(hand.isPlaying());
+        hand.nudge(0, 1.0);
+        QVERIFY(!hand.isPlaying());
+        arm.answer = [](const QJsonObject& command) -> QJsonObject {
+            return command["command"] == "hand.drag" ? QJsonObject{{"ok", false}, {"error", "no"}} : QJsonObject{};
+        };
+        hand.play(script);
+        QTRY_VERIFY(!hand.isPlaying());
+    }
+};
+
+QTEST_MAIN(TestPanel)
+#include "tst_panel.moc"
