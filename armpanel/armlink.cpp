@@ -1,3 +1,4 @@
+// Finding the socket, writing commands, matching answers; see armlink.h for what a caller may rely on.
 #include "armlink.h"
 
 #include <unistd.h>

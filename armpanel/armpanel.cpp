@@ -1,3 +1,4 @@
+// The window put together: header, views, figures, tabs, status line.
 #include "armpanel.h"
 
 #include <QFileInfo>

@@ -1,3 +1,4 @@
+// The fields of `state` under the names that the arm gives them.
 #include "armstate.h"
 
 #include <QCoreApplication>

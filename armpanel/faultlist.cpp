@@ -1,3 +1,4 @@
+// The list shows what the arm says; a click is a wish, and the next list tells whether it was granted.
 #include "faultlist.h"
 
 #include <QDoubleSpinBox>

@@ -1,3 +1,4 @@
+// Each wish of the operator ends the script that plays and the move that was not sent yet.
 #include "hand.h"
 
 #include <QJsonArray>

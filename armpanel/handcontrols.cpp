@@ -1,3 +1,4 @@
+// The "Hand" tab: holds, stylus buttons, strength and pinch, pushes through the walls.
 #include "handcontrols.h"
 
 #include <QCheckBox>

@@ -1,3 +1,4 @@
+// The scripts' figures are for a hand of the usual strength on any line of arms.
 #include "handscript.h"
 
 #include <QCoreApplication>

@@ -1,3 +1,4 @@
+// The "Heat" tab.
 #include "heatcontrols.h"
 
 #include <QComboBox>

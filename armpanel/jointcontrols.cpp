@@ -1,3 +1,4 @@
+// The "Joints" tab: gimbal sliders and sweeps.
 #include "jointcontrols.h"
 
 #include <QGridLayout>

@@ -1,3 +1,4 @@
+// Painted with the palette's colours; the status colours hold on dark and light alike.
 #include "readouts.h"
 
 #include <QGridLayout>

@@ -1,3 +1,4 @@
+// Millimetres of the workspace to pixels and back; painted with the palette's colours.
 #include "workspaceview.h"
 
 #include <QKeyEvent>

@@ -8,7 +8,7 @@
 namespace arm {
 namespace {
 
-constexpr double kSmallestError = 0.05, kLargestError = 0.10;  // rad an uncalibrated base joint is off
+constexpr double kSmallestError = 0.010, kLargestError = 0.020;  // rad an uncalibrated base joint is off
 constexpr double kResetTolerance = 0.05;  // rad from the reset pose within which a reset is taken
 constexpr double kRest = 0.05;            // s of rest in the ink well until the arm calibrates itself
 constexpr double kStill = 0.05;           // rad/s

@@ -84,7 +84,7 @@ float get_tharlen_inst_rate(int) {
     return rig().loop.instantRate();
 }
 const char* get_library_version() {
-    return "THARLeN IO library 4.2 (simulated arm)";
+    return "4.2 (simulated)";
 }
 
 // --- Forces and motors -------------------------------------------------------------------------

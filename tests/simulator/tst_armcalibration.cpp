@@ -60,7 +60,7 @@ void TestArmCalibration::styles() {
     QCOMPARE(is_calibration_supported(id), supported);
     QCOMPARE(is_tharlen_reset_supported(id), supported == 0 ? 1 : 0);
     QCOMPARE(status(id), 0x70);
-    QVERIFY(worstError(id) > 2.0 && worstError(id) < 8.0);
+    QVERIFY(worstError(id) > 0.5 && worstError(id) < 2.0);
 
     // Nothing of it works at the origin.
     armcontrol::handMove({0, 0, 0});
