@@ -77,6 +77,10 @@ std::string loopStepped(bool stepped);
 /// Runs `ticks` ticks of the stepped loop on the calling thread; callbacks only while the servo loop
 /// has been started, physics always. Returns the ticks run.
 long step(long ticks);
+/// Ticks of the threaded loop by wake-up lateness since loopClearLateness(): place i counts those that came i to
+/// i + 1 microseconds late, the last place all that were later.
+std::vector<std::uint64_t> loopLateness();
+void loopClearLateness();
 /// Simulated time since the library was loaded, s.
 double armTime();
 

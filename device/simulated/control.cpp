@@ -257,6 +257,14 @@ long step(long ticks) {
     return rig().loop.step(ticks);
 }
 
+std::vector<std::uint64_t> loopLateness() {
+    return rig().loop.lateness();
+}
+
+void loopClearLateness() {
+    rig().loop.clearLateness();
+}
+
 double armTime() {
     return rig().withArm([](Arm& a) { return a.time; });
 }

@@ -136,6 +136,15 @@ double Loop::measuredRate() const {
     return last > first ? 1e9 * static_cast<double>(intervals) / static_cast<double>(last - first) : 0.0;
 }
 
+std::vector<std::uint64_t> Loop::lateness() const {
+    return std::vector<std::uint64_t>(lateness_.begin(), lateness_.end());
+}
+
+void Loop::clearLateness() {
+    for (std::atomic<std::uint64_t>& place : lateness_)
+        place = 0;
+}
+
 Disturbance Loop::tick(Nanoseconds now, std::int64_t periods) {
     const double seconds = 1e-9 * static_cast<double>(period() * std::min(periods, kLongestMove));
     const Disturbance disturbance = moveArm_(seconds);
@@ -178,7 +187,9 @@ void Loop::run() {
         sleepUntil(next + static_cast<Nanoseconds>(1e9 * jitter * chance()));
         const Nanoseconds length = period();
         const Nanoseconds woken = clockNow();
-        const std::int64_t periods = 1 + std::max<Nanoseconds>(0, woken - next) / length;
+        const Nanoseconds late = std::max<Nanoseconds>(0, woken - next);
+        const std::int64_t periods = 1 + late / length;
+        ++lateness_[std::min<std::size_t>(static_cast<std::size_t>(late / 1000), kLatenessPlaces - 1)];
         const Disturbance disturbance = tick(woken, periods + owed);
         jitter = disturbance.jitter;
         next += periods * length;

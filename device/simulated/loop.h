@@ -9,6 +9,7 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "boundary.h"
 #include "lendingmutex.h"
@@ -56,6 +57,9 @@ public:
     std::uint64_t ticks() const { return ticks_; }
     std::uint64_t lateTicks() const { return lateTicks_; }
     bool realTime() const { return realTime_; }
+    /// Ticks by their wake-up lateness, a microsecond a place; the last place holds all that were later.
+    std::vector<std::uint64_t> lateness() const;
+    void clearLateness();
 
     /// True inside a servo callback.
     static bool onServoThread();
@@ -72,7 +76,10 @@ private:
     void callBack();
     double chance();
 
+    static constexpr std::size_t kLatenessPlaces = 10000;
+
     const MoveArm moveArm_;
+    std::array<std::atomic<std::uint64_t>, kLatenessPlaces> lateness_{};
     std::atomic<bool> created_{false}, running_{false}, stepped_{false}, quit_{false}, realTime_{false};
     std::atomic<int> rate_{1000};
     std::atomic<float> instantRate_{0.0f};
