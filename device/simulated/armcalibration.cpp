@@ -28,7 +28,7 @@ void Arm::powerUp() {
         for (int i = 0; i < kBase; ++i)
             powerUp_[i] = kept.offsets[i];
     } else {
-        // Anywhere, but within a few degrees, and the same for the same arm.
+        // Anywhere, but within about a degree, and the same for the same arm.
         std::mt19937 random(static_cast<unsigned>(std::hash<std::string>{}(device.serial)) + kept.discards);
         std::uniform_real_distribution<double> size(kSmallestError, kLargestError);
         for (int i = 0; i < kBase; ++i) {

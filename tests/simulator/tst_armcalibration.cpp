@@ -70,7 +70,7 @@ void TestArmCalibration::styles() {
     QCOMPARE(status(id), 0x70);
 
     QVERIFY(simarm::calibrate(id));
-    QVERIFY2(worstError(id) < 0.35, qPrintable(QString("off by %1 degrees").arg(worstError(id))));
+    QVERIFY2(worstError(id) < 0.2, qPrintable(QString("off by %1 degrees").arg(worstError(id))));
     for (int i = 0; i < 3; ++i)
         QCOMPARE(get_calibration_data(id)->IsEncoderOffsetsIncorrect(i), UCHAR(0));
     disable_tharlen(id);
@@ -78,11 +78,11 @@ void TestArmCalibration::styles() {
     armcontrol::loopStepped(true);
     id = init_tharlen(qPrintable(device));
     QCOMPARE(status(id), 0);
-    QVERIFY(worstError(id) < 0.35);
+    QVERIFY(worstError(id) < 0.2);
 
     get_calibration_data(id)->DiscardCalibration();
     QCOMPARE(status(id), 0x70);
-    QVERIFY(worstError(id) > 2.0);
+    QVERIFY(worstError(id) > 0.5);
     long before[6], after[6];
     get_encoder_values(id, before);
     get_calibration_data(id)->DiscardCalibration();
@@ -181,7 +181,7 @@ void TestArmCalibration::inkWellBySelf() {
         QCOMPARE(get_inkwell_switch(id), docked);
         QVERIFY(QFile::exists(bench.config(QString("THARLeN Calibration (%1)").arg(name))));
         QCOMPARE(status(id), 0);
-        QVERIFY(worstError(id) < 0.35);
+        QVERIFY(worstError(id) < 0.2);
         armcontrol::handUndock();
         armcontrol::step(20);
         QCOMPARE(get_inkwell_switch(id), 1 - docked);
@@ -262,7 +262,7 @@ void TestArmCalibration::unwritable() {
     disable_tharlen(id);
     id = init_tharlen("Stelmar 1.0");
     QCOMPARE(status(id), 0);
-    QVERIFY(worstError(id) < 0.35);
+    QVERIFY(worstError(id) < 0.2);
 }
 
 void TestArmCalibration::pinchLimits() {

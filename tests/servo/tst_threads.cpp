@@ -1,0 +1,82 @@
+// The window and the servo thread at work together: real loop, real event loop, every tab and page, so that a
+// sanitizer sees what they share. Counts ticks; judges no timing.
+#include "device/simulated/armcontrol.h"
+#include "qttharlenhapticrenderer.h"
+#include "servostate.h"
+#include "windowtest.h"
+
+class TestThreads : public QObject {
+    Q_OBJECT
+
+private slots:
+    void initTestCase() {
+        qunsetenv("KNDD_HOME");
+        qputenv("NOLVA_ARM_SOCKET", "off");
+    }
+    void init() {
+        armcontrol::resetArm();
+        resetSharedState();
+    }
+    void cleanup() { armcontrol::resetArm(); }
+
+    void everyTabBesideTheRunningLoop_data() {
+        QTest::addColumn<bool>("manufacturing");
+        QTest::newRow("user") << false;
+        QTest::newRow("manufacturing") << true;
+    }
+    void everyTabBesideTheRunningLoop() {
+        QFETCH(bool, manufacturing);
+        qtTharlenTest window;
+        window.show();
+        goToTab(window, "Select");
+        QVERIFY(window.csTharlenID >= 0);
+        QTRY_VERIFY(armcontrol::state().ticks > 100);
+        window.manufMode = manufacturing;
+        armcontrol::handMove({26, 0, 0});
+        const QStringList tabs = tabTexts(window);
+        for (const QString& tab : tabs.mid(2)) {
+            QVERIFY(goToTab(window, tab));
+            QTest::qWait(tab == "Box Test" ? 600 : 60);
+        }
+        goToTab(window, "Box Test");
+        QTRY_COMPARE(double(window.hapticBoxRenderer->pPos[0]), 20.0);
+        window.accumulateErrors(-4);
+        window.displayError();
+
+        window.ui.tabWidget->addTab(window.ui.tab_15, "Performance Testing");
+        goToTab(window, "Performance Testing");
+        for (int page = 0; page < window.ui.listWidget->count(); ++page) {
+            window.ui.listWidget->setCurrentRow(page);
+            window.onPassivitySliderChange(page);
+            window.ui.sendForce_checkBox->toggle();
+            QTest::qWait(40);
+        }
+        // Devices change while the loop runs; each change stops it, closes, opens and starts it again.
+        goToTab(window, "Select");
+        for (int device = 0; device < window.ui.m_cmbTHARLeN->count(); device += 3) {
+            const auto before = armcontrol::state().ticks;
+            window.ui.m_cmbTHARLeN->setCurrentIndex(device);
+            QVERIFY(window.csTharlenID >= 0);
+            QTRY_VERIFY(armcontrol::state().ticks > before + 20);
+        }
+        goToTab(window, "Mode");
+        QVERIFY(!isServoLoopRunning());
+    }
+
+    // The window goes while its loop is running: the last callback has ended before anything is destroyed.
+    void closingWhileTheLoopRuns() {
+        for (int round = 0; round < 5; ++round) {
+            resetSharedState();
+            auto window = std::make_unique<qtTharlenTest>();
+            goToTab(*window, "Select");
+            startBoxTest = true;
+            QTRY_VERIFY(armcontrol::state().loopRunning);
+            QTest::qWait(20);
+            window.reset();
+            QVERIFY(!isServoLoopRunning());
+        }
+    }
+};
+
+QTEST_MAIN(TestThreads)
+#include "tst_threads.moc"
