@@ -14,6 +14,7 @@ struct Names {
     std::string am, pm;
 
     Names() {
+        tzset();  // here and not on the servo thread, where it would read a file
         const QLocale locale = QLocale::system();
         for (int month = 0; month < 12; ++month)
             months[month] = locale.monthName(month + 1).toUtf8().toStdString();

@@ -28,7 +28,12 @@ qtTharlenTest::qtTharlenTest(QWidget* parent, Qt::WindowFlags flags) : QMainWind
     dateTimeTimer = newTimer(&qtTharlenTest::displayDateTime);
     dateTimeTimer->start(1000);
     servoRate = 0;
-    onInitTharlenTest();
+    try {
+        onInitTharlenTest();
+    } catch (...) {
+        releaseOwned();  // opening the first device may throw, and then no destructor runs
+        throw;
+    }
 }
 
 /// Hands the options that the servo thread needs over to it, as they change. The record follows the combo
@@ -220,10 +225,10 @@ qtTharlenTest::~qtTharlenTest() {
               capstanTestTimer, gimbEncTestTimer, errorDisplayTimer, motorTempTimer, dateTimeTimer, selectionTimer,
               forceCheckTimer})
             delete timer;
-    }
-    // A loop can run without a device, where opening one threw; no tick may reach a window that is gone.
-    if (isServoLoopRunning())
+    } else if (isServoLoopRunning()) {
+        // A loop runs without a device where opening one threw; no tick may reach a window that is gone.
         stopServoLoop();
+    }
     releaseOwned();
 }
 

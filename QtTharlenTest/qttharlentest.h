@@ -414,7 +414,8 @@ private:
     void setModes(bool manufacturing, bool encoderTest, bool performance);
     QString boxTestInstruction() const;
 
-    /// Inserts a page as a tab, or leaves it where it is if that is its place already. Enables it.
+    /// Inserts a page as a tab, or leaves it where it is: tabs come in the order of their indices, so its place
+    /// would be the same. Enables it.
     void placeTab(int index, QWidget* page, const QString& icon, const QString& text);
 
     // Device selection, a step of OnSelChangeTHARLeN each

@@ -1,6 +1,5 @@
 // Device selection: finding the configured devices, opening the chosen one and starting the servo loop on it,
 // and the questions about its model.
-#include <cstring>
 #include <exception>
 #include <iostream>
 
@@ -166,7 +165,9 @@ void qtTharlenTest::showOpenDevice(int handle) {
     hardwareRev = QString::number(get_hardware_rev(handle));
     ui.hardwareRev_label->setText(hardwareRev);
     updateSerial(handle);
-    prevTharlenID = handle;
+    // Where opening threw there is no handle: the last good one stays, and the next change closes it again.
+    if (handle >= 0)
+        prevTharlenID = handle;
 }
 
 // --- Identity --------------------------------------------------------------------------------------
@@ -178,7 +179,7 @@ void qtTharlenTest::updateSerial(int id) {
     hardwareSerial = QString::fromLatin1(get_hardware_serial_number(id));
     ui.hardwareSerial_lineedit->setText(hardwareSerial);
     ui.hardwareSerial_label->setText(hardwareSerial);
-    QString model = get_tharlen_model_type(id);
+    QString model = QString::fromLatin1(get_tharlen_model_type(id));
     if (isHighForceDevice())
         model += " (High Force Model)";
     if (model == "THARLEN Orda")

@@ -122,8 +122,7 @@ void qtTharlenTest::enableTestTabs() {
 void qtTharlenTest::placeTab(int index, QWidget* page, const QString& icon, const QString& text) {
     QTabWidget& tabs = *ui.tabWidget;
     const int at = tabs.indexOf(page);
-    const int place = qMin(index, tabs.count() - (at >= 0 ? 1 : 0));
-    if (at == place && tabs.tabText(at) == text)
+    if (at >= 0)
         tabs.setTabEnabled(at, true);
     else
         tabs.insertTab(index, page, icon.isEmpty() ? QIcon() : QIcon(icon), text);

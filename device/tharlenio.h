@@ -311,7 +311,7 @@ int set_tharlen_temp_advance(int id, int kind, const float celsius[6]);  ///< ki
 const char* get_tharlen_model_type(int id);      ///< model string, static text [G]
 int get_hardware_rev(int id);                    ///< [G]
 const char* get_hardware_serial_number(int id);  ///< static text [G]
-float get_tharlen_nominal_max_force(int id);             ///< N [S]
+float get_tharlen_nominal_max_force(int id);             ///< N [G, S]
 float get_tharlen_nominal_max_continuous_force(int id);  ///< N [S]
 float get_tharlen_nominal_max_stiffness(int id);         ///< N/mm [S]
 int tharlen_check_for_gimbal(int id);  ///< non-zero when a gimbal with encoders is fitted [G]

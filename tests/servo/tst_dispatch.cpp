@@ -11,7 +11,7 @@ const std::set<std::string> kCommands = {
     "update_tharlen",     "get_pinch_value",          "send_tharlen_force",
     "send_tharlen_force_6dof", "command_motor_voltages", "command_motor_dac_values",
     "enable_tharlen_forces",   "enable_tharlen_forces_no_wait", "disable_tharlen_forces",
-    "disable_tharlen_forces_no_wait", "get_tharlen_inst_rate"};
+    "disable_tharlen_forces_no_wait", "get_tharlen_inst_rate", "get_tharlen_pos"};
 
 struct Flag {
     const char* name;
@@ -21,10 +21,10 @@ struct Flag {
 
 // In the order of the chain. The encoder test's flag is raised by no tab yet.
 const std::vector<Flag> kChain = {
-    {"box", startBoxTest, {"send_tharlen_force", "enable_tharlen_forces"}},
-    {"passivity", startPassivityTest, {"send_tharlen_force_6dof"}},
+    {"box", startBoxTest, {"get_tharlen_pos", "send_tharlen_force", "enable_tharlen_forces"}},
+    {"passivity", startPassivityTest, {"get_tharlen_pos", "get_tharlen_pos", "send_tharlen_force_6dof"}},
     {"calibration", startCalibTest, {}},
-    {"filters", startFiltersTest, {}},
+    {"filters", startFiltersTest, {"get_tharlen_pos"}},
     {"friction", startFrictionTest, {"command_motor_voltages"}},
     {"capstan", startCapstanTest, {"command_motor_voltages"}},
     {"verify", verifyCapstanTest, {"command_motor_voltages"}},

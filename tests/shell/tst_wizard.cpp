@@ -165,6 +165,8 @@ private slots:
         QCOMPARE(bool(startBoxTest), tab == "Box Test");
         QVERIFY(!window->selectionTimer->isActive());
         QVERIFY(!window->calibDetailTimer->isActive());
+        QCOMPARE(window->forceCheckTimer->isActive(), tab == "Test Forces");
+        QCOMPARE(window->servoRateGraphicTimer->isActive(), tab == "Servoloop");
         QCOMPARE(window->checkCalibTimer->isActive(), tab == "Calibrate");
         QCOMPARE(window->encoderGuiUpdateTimer->isActive(), tab == "Read Encoder");
         QCOMPARE(window->ui.gain_slider->value(), 0);
