@@ -5,24 +5,31 @@
 #include <QEvent>
 #include <QOpenGLWidget>
 #include <QSurfaceFormat>
+#include <QTimer>
 
 /// How much of its placeholder a scene takes. A perspective has its angle upright, so a scene that is taller than
 /// wide cuts off what stands at its sides.
 enum class Fill { All, NoTallerThanWide };
 
-/// An event filter on the placeholder, owned by the scene.
+/// An event filter on the placeholder, owned by the scene. The scene comes up right after its placeholder was
+/// painted for the first time: making an OpenGL context takes as long as all of the rest of the window, which is
+/// thus on the screen before.
 class FillParent : public QObject {
 public:
     FillParent(QWidget* scene, Fill fill) : QObject(scene), m_scene(scene), m_fill(fill) {
         if (QWidget* placeholder = scene->parentWidget()) {
             placeholder->installEventFilter(this);
             follow(placeholder);
-            scene->show();  // for a placeholder that is on the screen already
+            scene->hide();
         }
     }
     bool eventFilter(QObject* watched, QEvent* event) override {
         if (event->type() == QEvent::Resize && watched == m_scene->parentWidget())
             follow(m_scene->parentWidget());
+        if (event->type() == QEvent::Paint && !m_shown) {
+            m_shown = true;
+            QTimer::singleShot(0, m_scene, &QWidget::show);
+        }
         return false;
     }
 
@@ -38,6 +45,7 @@ private:
 
     QWidget* m_scene;
     Fill m_fill;
+    bool m_shown = false;
 };
 
 /// To be called by a scene's constructor.

@@ -58,7 +58,7 @@ void spend(qtTharlenTest& window, int seconds, bool busy) {
 
 /// cyclictest's histogram, beside the same window; empty when it cannot run.
 Histogram cyclictest(qtTharlenTest& window, int seconds, int period, bool realTime, bool busy) {
-    QStringList arguments{"-q",  "-t1", "-n", "-h", "10000", "-D", QString::number(seconds),
+    QStringList arguments{"-q", "-t1", "-h", "10000", "-D", QString::number(seconds),
                           "-i", QString::number(period)};
     arguments << (realTime ? QStringList{"-p", "60", "-m"} : QStringList{"--policy=other"});
     QProcess process;

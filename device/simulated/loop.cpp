@@ -1,6 +1,7 @@
 // Waking, catching up without bursts, and handing ticks to the callback.
 #include "loop.h"
 
+#include <fcntl.h>
 #include <pthread.h>
 #include <sched.h>
 #include <signal.h>
@@ -40,6 +41,28 @@ void lockMemory() {
     if (geteuid() == 0 || (getrlimit(RLIMIT_MEMLOCK, &limit) == 0 && limit.rlim_cur == RLIM_INFINITY))
         mlockall(MCL_CURRENT | MCL_FUTURE | MCL_ONFAULT);
 }
+
+/// Keeps the processor out of deep sleep for as long as it lives, where the system permits: waking from there costs
+/// more than a tick's work. See the kernel's PM QoS interface, /dev/cpu_dma_latency.
+class AwakeProcessor {
+public:
+    AwakeProcessor() : file_(open("/dev/cpu_dma_latency", O_WRONLY | O_CLOEXEC)) {
+        const std::int32_t microseconds = 0;
+        if (file_ >= 0 && write(file_, &microseconds, sizeof microseconds) != sizeof microseconds) {
+            close(file_);
+            file_ = -1;
+        }
+    }
+    ~AwakeProcessor() {
+        if (file_ >= 0)
+            close(file_);
+    }
+    AwakeProcessor(const AwakeProcessor&) = delete;
+    AwakeProcessor& operator=(const AwakeProcessor&) = delete;
+
+private:
+    int file_;
+};
 
 }  // namespace
 
@@ -180,6 +203,7 @@ void Loop::run() {
     sigfillset(&all);
     pthread_sigmask(SIG_SETMASK, &all, nullptr);
     askForRealTime();
+    const AwakeProcessor awake;
     Nanoseconds next = clockNow() + period();
     std::int64_t owed = 0;  // periods that passed while a tick was under way
     double jitter = 0.0;

@@ -80,6 +80,7 @@ struct Shown {
         placeholder.resize(kSide, kSide);
         placeholder.show();
         QVERIFY(QTest::qWaitForWindowExposed(&placeholder));
+        QVERIFY(QTest::qWaitFor([this] { return scene->isVisible() && scene->isValid(); }));
     }
     /// A new frame. The toolkit clears the one before it only once that has been on the screen.
     QImage frame() {
