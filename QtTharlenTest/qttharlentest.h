@@ -247,7 +247,26 @@ public:
 
     // --- Report ---
     void initReportData();
+    /// Clears the record and all per-device test state.
     void resetReportData();
+    /// Writes $KNDD_HOME/logs/Test_Reports and shows the overall verdict. 1, or 0 where the file cannot be opened;
+    /// then nothing changes on screen.
+    int createTestReport();
+    /// "    P" or "  * F *".
+    QString addPassFail(bool pass);
+
+    // --- Calibration ---
+    void onCalibrationTab();
+    bool isCorvaleCalibrated(int id);
+    bool isInkwellCalibrated(int id);
+    void onCalibrationDetailTab();
+    void PrepareOutputString1();
+    void PrepareOutputString2();
+    void PrepareOutputString3();
+    /// Whether flag or gap `nToken` (0 to 2) of axis `nAxis` (0 to 2) is as wide as the limits ask, both ends
+    /// inclusive. `pvSensorData` is that axis's AXIS_SENSOR_DATA, whose pointer must not be null.
+    BOOL isFlagGapValid(void* pvSensorData, int nAxis, int nToken, SENSOR_TOKEN type);
+    void verifyFlagGapWidth();
 
     // Declarations only, from a time of limit files: no implementation and no caller.
     bool ReadCorvaleConfigurationFile(QString fileName);
@@ -417,6 +436,25 @@ private:
     /// Inserts a page as a tab, or leaves it where it is: tabs come in the order of their indices, so its place
     /// would be the same. Enables it.
     void placeTab(int index, QWidget* page, const QString& icon, const QString& text);
+
+    // Calibration, a step of its tabs each
+    void showCalibrationIllustration(const char* file);
+    void prepareCalibrationStyle();
+    void prepareAutoCalibration();
+    void prepareInkwellCalibration(const char* illustration, const QString& text);
+    void prepareResetCalibration();
+    void preparePinchCalibration();
+    void hideHomeIndicators();
+    void finishInkwellCalibration();
+    void passCalibration();
+    void updateAutoCalibration();
+    void showHomeFound(int axis);
+    void appendSensors(QString& text, const char* kind, int axis, SENSOR_TOKEN type);
+    void keepSensorData();
+    void verifyManyFlags();
+    void verifyOneFlagAnAxis();
+    SENSOR_DATA m_keptFlags[3][3]{};  ///< what m_rd.asdData points to
+    SENSOR_DATA m_keptGaps[3][3]{};
 
     // Device selection, a step of OnSelChangeTHARLeN each
     int openFirstDevice(const QString& name);

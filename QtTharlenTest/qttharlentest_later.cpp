@@ -2,15 +2,6 @@
 // file together with its body; none of them reports a result.
 #include "qttharlentest.h"
 
-// Calibration
-void qtTharlenTest::onClickCalibrateButton() {}
-void qtTharlenTest::onClickCalibrate() {}
-int qtTharlenTest::onClickCalibratePinch() { return 0; }
-void qtTharlenTest::updateOrdaCorvaleCalib() {}
-void qtTharlenTest::updateCalibrationData() {}
-void qtTharlenTest::onClickLoseCalibration() {}
-void qtTharlenTest::onClickUpdateCalibration() {}
-
 // Encoders
 void qtTharlenTest::updateReadEncoderTab() {}
 void qtTharlenTest::initEncoderTest() {}

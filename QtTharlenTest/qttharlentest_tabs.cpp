@@ -46,8 +46,11 @@ void qtTharlenTest::enterCalibrate() {
         ui.tabWidget->setTabEnabled(1, false);
     ui.calibrate_textbrowser1->clear();
     ui.calibrate_textbrowser2->clear();
-    if (csTharlenID >= 0)
-        enable_tharlen_velocity_check(csTharlenID, 0);
+    if (csTharlenID < 0)
+        return;
+    enable_tharlen_velocity_check(csTharlenID, 0);
+    onCalibrationTab();
+    checkCalibTimer->start(20);
 }
 
 void qtTharlenTest::leaveCalibrate() {
@@ -57,15 +60,25 @@ void qtTharlenTest::leaveCalibrate() {
     stopIfActive(checkCalibTimer);
 }
 
-void qtTharlenTest::enterCalibrationDetails() {}
+void qtTharlenTest::enterCalibrationDetails() {
+    if (csTharlenID >= 0)
+        onCalibrationDetailTab();
+}
 
-void qtTharlenTest::leaveCalibrationDetails() { stopIfActive(calibDetailTimer); }
+// The widths are judged once, at leaving, from the last state of the sensors.
+void qtTharlenTest::leaveCalibrationDetails() {
+    if (!calibDetailTimer->isActive())
+        return;
+    verifyFlagGapWidth();
+    calibDetailTimer->stop();
+}
 
 // --- Encoders --------------------------------------------------------------------------------------
 
 void qtTharlenTest::enterReadEncoder() {
     if (csTharlenID < 0)
         return;
+    PrepareOutputString3();
     ui.encoderStatus_select->setVisible(manufMode);
     ui.gimbalStatus_select->setVisible(manufMode);
     ui.switchStatus_select->setVisible(manufMode);
@@ -177,6 +190,7 @@ void qtTharlenTest::enterSummary() {
     }
     if (csTharlenID < 0)
         return;
+    createTestReport();
     for (int i = 0; i < ui.tabWidget->currentIndex(); ++i)
         ui.tabWidget->setTabEnabled(i, false);
     ui.next_button->setEnabled(false);

@@ -37,6 +37,8 @@ SharedArray<float, kRateSamples> sample;
 Shared<int> rateCounter;
 Shared<float> totalRateSamples;
 
+bool bCalibMsgDispOnce = false;
+bool bResetCalib = false;
 int prevTharlenID = -1;
 int servoUpdateTicks = 0;
 int startPlotCounter = 0;

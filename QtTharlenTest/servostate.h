@@ -45,6 +45,8 @@ extern Shared<float> totalRateSamples;           ///< their sum, Hz
 
 // --- Graphical thread only -------------------------------------------------------------------------
 
+extern bool bCalibMsgDispOnce;  ///< cleared on entry to "Calibrate"; nothing reads it
+extern bool bResetCalib;        ///< discarding a calibration found the servo loop running
 extern int prevTharlenID;  ///< the handle that was last opened with success, -1 at start
 extern int servoUpdateTicks;
 extern int startPlotCounter;

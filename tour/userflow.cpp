@@ -39,6 +39,17 @@ QString UserFlow::next(const QString& expectedTab) {
     return picture(expectedTab);
 }
 
+/// Rests the arm in the ink well until the tab says that it is calibrated, then takes it out.
+QString UserFlow::calibrate() {
+    armcontrol::handDock();
+    for (int i = 0; i < 50 && !m_window.repData->bCalibrationPass; ++i)
+        wait(100);
+    const QString error = picture("Calibrate done");
+    armcontrol::handUndock();
+    wait(500);
+    return m_window.repData->bCalibrationPass ? error : "The arm rests in the ink well and is not calibrated.";
+}
+
 /// Presses each wall in turn: the wall has to push back and the cursor to stay at it.
 QString UserFlow::feelTheBox() {
     const struct {
@@ -78,6 +89,8 @@ QString UserFlow::walk() {
             error = next(tab);
         if (error.isEmpty() && QString(tab) == "Select" && m_window.csTharlenID < 0)
             error = "The first device could not be opened.";
+        if (error.isEmpty() && QString(tab) == "Calibrate")
+            error = calibrate();
         if (error.isEmpty() && QString(tab) == "Box Test")
             error = feelTheBox();
     }

@@ -21,6 +21,7 @@ private:
     /// Saves the window as "<number>-<what>.png".
     QString picture(const QString& what);
     QString next(const QString& expectedTab);
+    QString calibrate();
     QString feelTheBox();
 
     qtTharlenTest& m_window;

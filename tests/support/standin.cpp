@@ -248,7 +248,7 @@ int tharlen_check_for_pinch(int id) { return note("tharlen_check_for_pinch", id)
 int tharlen_which_pinch(int id) { return note("tharlen_which_pinch", id); }
 
 int get_calibration_status(int id, int* status) {
-    *status = 0;
+    *status = theDevice.calibrationStatus;
     return note("get_calibration_status", id);
 }
 int update_calibration(int id) { return note("update_calibration", id); }
@@ -259,11 +259,11 @@ int is_pinch_calibrated(int id) { return note("is_pinch_calibrated", id); }
 int set_pinch_limits(int id, int minimum, int maximum) { return note("set_pinch_limits", id, minimum, maximum); }
 CIOConnection* get_connection_data(int id) {
     note("get_connection_data", id);
-    return nullptr;
+    return &theDevice.connection;
 }
 CTHARLeNAutoCalibration* get_calibration_data(int id) {
     note("get_calibration_data", id);
-    return nullptr;
+    return &theDevice.calibration;
 }
 
 }  // extern "C"

@@ -23,6 +23,17 @@ struct Call {
     }
 };
 
+/// A calibration that a test fills.
+struct Calibration : CTHARLeNAutoCalibration {
+    int discards = 0;
+    void DiscardCalibration() override { ++discards; }
+    void set(int axis, LONG known, LONG calculated, bool incorrect) {
+        m_alOffsets[axis] = known;
+        m_alOffsetsCalc[axis] = calculated;
+        m_abIncorrect[axis] = incorrect;
+    }
+};
+
 struct Device {
     // Answers
     std::vector<CTHARLeNDevice> fleet;
@@ -44,6 +55,9 @@ struct Device {
     float maxStiffness = 0.5f;
     float rate = 1000.0f;
     double pinch = 0;
+    int calibrationStatus = 0;
+    Calibration calibration;
+    CIOConnection connection;
 
     // What the calls left
     std::vector<Call> calls;

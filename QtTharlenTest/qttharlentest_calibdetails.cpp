@@ -1,0 +1,312 @@
+// The "Calibration Details" tab: what the automatic calibration of a Corvale sees, judged against the width
+// limits, and the calibration file's deletion and update.
+#include <unistd.h>
+
+#include <cstdio>
+
+#include "qttharlentest.h"
+#include "servostate.h"
+
+namespace {
+
+constexpr int kDetailPeriod = 20;  ///< ms
+constexpr char szValid[] = "valid";
+constexpr char szInvalid[] = "invalid";
+constexpr char acAxes[] = {'X', 'Y', 'Z'};
+
+/// printf into a text that grows.
+template <class... Values>
+void print(QString& text, const char* format, Values... values) {
+    text += QString::asprintf(format, values...);
+}
+
+SENSOR_DATA readSensor(const SENSOR_DATA& shared) {
+    return {loadRelaxed(shared.lStart), loadRelaxed(shared.lStop), loadRelaxed(shared.lWidth),
+            loadRelaxed(shared.lMidPoint), loadRelaxed(shared.lVelocity)};
+}
+
+bool within(const SENSOR_WIDTH_LIMIT& limit, const SENSOR_DATA* data) {
+    const int width = static_cast<int>(loadRelaxed(data->lWidth));
+    return static_cast<int>(limit.lMinWidth) <= width && width <= static_cast<int>(limit.lMaxWidth);
+}
+
+/// A line for a later report, whether the width was seen or not. The middle dot is kept as the two characters of
+/// its UTF-8 form.
+QString widthText(const char* kind, int index, const SENSOR_WIDTH_LIMIT& limit, const SENSOR_DATA* data) {
+    char text[1024];
+    const bool flag = kind[0] == 'F';
+    if (data)
+        std::snprintf(text, sizeof text,
+                      flag ? "    ·     Flag %d%6d%6d%6d                      "
+                           : "    ·     Gap %d%6d%6d%6d                       ",
+                      index, static_cast<int>(limit.lMinWidth), static_cast<int>(loadRelaxed(data->lWidth)),
+                      static_cast<int>(limit.lMaxWidth));
+    else
+        std::snprintf(text, sizeof text, "    ·     %s %d not detected               ", kind, index);
+    return QString::fromLatin1(text);
+}
+
+}  // namespace
+
+// --- The tab ---------------------------------------------------------------------------------------
+
+void qtTharlenTest::onCalibrationDetailTab() {
+    ui.calibFileStatus->clear();
+    const bool corvale = isCorvale();
+    ui.calibDetails_textBox1->setEnabled(corvale);
+    ui.calibDetails_textBox2->setEnabled(corvale);
+    ui.updateCalib_button->setEnabled(corvale);
+    ui.loseCalib_button->setEnabled(corvale);
+    if (!corvale) {
+        ui.calibDetails_textBox1->clear();
+        ui.calibDetails_textBox1->append("This test is not valid for the device selected.");
+        ui.calibDetails_textBox1->append("Please move on to the next test.");
+        ui.calibDetails_textBox2->clear();
+        return;
+    }
+    m_pConnection = get_connection_data(csTharlenID);
+    m_pCalibration = get_calibration_data(csTharlenID);
+    calibDetailTimer->start(kDetailPeriod);
+}
+
+void qtTharlenTest::updateCalibrationData() {
+    if (!isCorvale() || !m_pCalibration || !m_pConnection)
+        return;
+    m_nCounter += 1.0f;
+    PrepareOutputString1();
+    PrepareOutputString2();
+}
+
+void qtTharlenTest::PrepareOutputString1() {
+    QString text;
+    print(text, "Counter:\t\t%0.2f seconds\r\n", m_nCounter / 50.0);
+    text += "Known calibration:\t";
+    for (int axis = 0; axis < 3; ++axis)
+        print(text, "%d\t", static_cast<int>(m_pCalibration->GetEncoderOffsets(axis)));
+    text += "\r\nNew calibration:\t\t";
+    for (int axis = 0; axis < 3; ++axis)
+        print(text, "%d\t", static_cast<int>(m_pCalibration->GetEncoderOffsetsCalc(axis)));
+    text += "\r\nIncorrect offsets:\t";
+    for (int axis = 0; axis < 3; ++axis)
+        print(text, "%s\t", m_pCalibration->IsEncoderOffsetsIncorrect(axis) == 1 ? "Yes" : "No");
+    int status = 0;
+    if (get_calibration_status(csTharlenID, &status) < 0)
+        status = 0;
+    print(text, "\r\nCalibration status:\t0x%02X\r\n\r\n", static_cast<unsigned>(status) & 0xFF);
+
+    mpSensorData = m_pCalibration->GetAxisSensorData();
+    for (int axis = 0; axis < 3; ++axis) {
+        print(text, "%c axis\r\n", acAxes[axis]);
+        print(text, "Found %d flag(s)\r\n", loadRelaxed(mpSensorData[axis].nFlags));
+        appendSensors(text, "Flag", axis, FLAG_TOKEN);
+        if (axis == 2)
+            continue;
+        print(text, "Found %d gap(s)\r\n", loadRelaxed(mpSensorData[axis].nGaps));
+        appendSensors(text, "Gap", axis, GAP_TOKEN);
+        text += "\r\n";
+    }
+    ui.calibDetails_textBox1->setText(text);
+    keepSensorData();
+}
+
+void qtTharlenTest::appendSensors(QString& text, const char* kind, int axis, SENSOR_TOKEN type) {
+    AXIS_SENSOR_DATA& sensors = mpSensorData[axis];
+    for (int i = 0; i < 3; ++i) {
+        const SENSOR_DATA* shared = loadRelaxed(type == FLAG_TOKEN ? sensors.psdFlagData[i] : sensors.psdGapData[i]);
+        if (!shared)
+            continue;
+        const SENSOR_DATA data = readSensor(*shared);
+        print(text, "    %s %d: start %d, stop %d, width %d, mid. %d, vel. %d (%s)\r\n", kind, i + 1,
+              static_cast<int>(data.lStart), static_cast<int>(data.lStop), static_cast<int>(data.lWidth),
+              static_cast<int>(data.lMidPoint), static_cast<int>(data.lVelocity),
+              isFlagGapValid(&sensors, axis, i, type) ? szValid : szInvalid);
+    }
+}
+
+/// Copies what the sensors saw into m_rd, which keeps its copies for the window's life.
+void qtTharlenTest::keepSensorData() {
+    const auto keep = [](SENSOR_DATA*& target, SENSOR_DATA& place, SENSOR_DATA* const& source) {
+        const SENSOR_DATA* shared = loadRelaxed(source);
+        if (!shared)
+            return;
+        target = &place;
+        place = readSensor(*shared);
+    };
+    for (int axis = 0; axis < 3; ++axis) {
+        m_rd.asdData[axis].nFlags = loadRelaxed(mpSensorData[axis].nFlags);
+        m_rd.asdData[axis].nGaps = loadRelaxed(mpSensorData[axis].nGaps);
+        for (int i = 0; i < 3; ++i) {
+            keep(m_rd.asdData[axis].psdFlagData[i], m_keptFlags[axis][i], mpSensorData[axis].psdFlagData[i]);
+            keep(m_rd.asdData[axis].psdGapData[i], m_keptGaps[axis][i], mpSensorData[axis].psdGapData[i]);
+        }
+    }
+}
+
+// The order of the registers is not the axis order: X is usQuad0, as the names say.
+void qtTharlenTest::PrepareOutputString2() {
+    const PORT_INPUT& port = m_pConnection->m_portInput;
+    const UCHAR misc = loadRelaxed(port.ucMiscIn);
+    const UCHAR speed = loadRelaxed(port.ucSpeedErrs);
+    const UCHAR timer = loadRelaxed(port.ucTimerCnt);
+    const auto onOff = [misc](int bit) { return misc & bit ? "ON" : "OFF"; };
+    const auto okErr = [](int error) { return error ? "ERR" : "OK"; };
+    QString text;
+    print(text, "X axis home sensor: %s %i\r\n", onOff(16), loadRelaxed(port.usQuad0));
+    print(text, "Y axis home sensor: %s %i\r\n", onOff(4), loadRelaxed(port.usQuad1));
+    print(text, "Z axis home sensor: %s %i\r\n\r\n", onOff(8), loadRelaxed(port.usQuad2));
+    print(text, "Timer counter: 0x%02X (%d)\r\n", timer, timer);
+    print(text, "Misc. in byte: 0x%02X\r\n", misc);
+    print(text, "Speed errors: 0x%02X\r\n", speed & 240);
+    print(text, "      X axis overspeed: %s\r\n", okErr(speed & 64));
+    print(text, "      Y axis overspeed: %s\r\n", okErr(speed & 16));
+    print(text, "      Z axis overspeed: %s\r\n", okErr(speed & 32));
+    print(text, "      Overcurrent: %s\r\n", okErr(misc & 32));
+    print(text, "Watchdog jumper: %s\r\n", misc & 128 ? "In place" : "Not in place");
+    print(text, "Watchdog: %s\r\n\r\n", misc & 64 ? "OK" : "ERR");
+    print(text, "Hardware revision: 0x%02X\r\n", speed & 15);
+    ui.calibDetails_textBox2->setText(text);
+}
+
+// --- Widths ----------------------------------------------------------------------------------------
+
+BOOL qtTharlenTest::isFlagGapValid(void* pvSensorData, int nAxis, int nToken, SENSOR_TOKEN type) {
+    Q_ASSERT(nAxis >= 0 && nAxis <= 2);
+    const auto* sensors = static_cast<const AXIS_SENSOR_DATA*>(pvSensorData);
+    const AXIS_SENSOR_WIDTH_LIMITS& limits = m_cdCorvale.axswlWidthLimits[nAxis];
+    const bool flag = type == FLAG_TOKEN;
+    if (!flag && (type != GAP_TOKEN || nToken > 1))
+        return false;  // there are limits for two gaps
+    const SENSOR_WIDTH_LIMIT& limit = flag ? limits.aswlFlagLimits[nToken] : limits.aswlGapLimits[nToken];
+    const LONG width =
+        loadRelaxed(loadRelaxed(flag ? sensors->psdFlagData[nToken] : sensors->psdGapData[nToken])->lWidth);
+    return limit.lMinWidth <= width && width <= limit.lMaxWidth;
+}
+
+// The verdicts and texts are where a later report line would take them from; nothing reads them.
+void qtTharlenTest::verifyFlagGapWidth() {
+    if (!isCorvale())
+        return;
+    m_pCalibration = get_calibration_data(csTharlenID);
+    if (!m_pCalibration)
+        return;
+    mpSensorData = m_pCalibration->GetAxisSensorData();
+    const int firmRev = get_hardware_rev(csTharlenID);
+    if (firmRev >= 2 && firmRev < 8)
+        verifyManyFlags();
+    else
+        verifyOneFlagAnAxis();
+}
+
+void qtTharlenTest::verifyManyFlags() {
+    int k = 0;
+    int m = 0;
+    for (int axis = 0; axis < 3; ++axis) {
+        const AXIS_SENSOR_WIDTH_LIMITS& limits = m_cdCorvale.axswlWidthLimits[axis];
+        for (int j = 0; j < (axis == 2 ? 1 : 3); ++j, ++k) {
+            const SENSOR_DATA* flag = loadRelaxed(mpSensorData[axis].psdFlagData[j]);
+            bFlagPassRev7[k] = flag && within(limits.aswlFlagLimits[j], flag);
+            rev7FlagDataString[k] = widthText("Flag", j, limits.aswlFlagLimits[j], flag);
+        }
+        for (int j = 0; j < (axis == 2 ? 0 : 2); ++j, ++m) {
+            const SENSOR_DATA* gap = loadRelaxed(mpSensorData[axis].psdGapData[j]);
+            bGapPass[m] = gap && within(limits.aswlGapLimits[j], gap);
+            GapDataString[m] = widthText("Gap", j, limits.aswlGapLimits[j], gap);
+        }
+    }
+}
+
+void qtTharlenTest::verifyOneFlagAnAxis() {
+    for (int axis = 0; axis < 3; ++axis) {
+        const int index = axis == 2 ? 0 : 1;
+        const SENSOR_WIDTH_LIMIT& limit = m_cdCorvale.axswlWidthLimits[axis].aswlFlagLimits[index];
+        const SENSOR_DATA* flag = loadRelaxed(mpSensorData[axis].psdFlagData[index]);
+        bFlagPass[axis] = flag && within(limit, flag);
+        flagDataString[axis] = widthText("Flag", index, limit, flag);
+    }
+}
+
+// --- The calibration file --------------------------------------------------------------------------
+
+// The library writes and reads the file; here it is deleted by its path.
+void qtTharlenTest::onClickLoseCalibration() {
+    usleep(1000);
+    isServoLoopRunning();
+    const QByteArray home = qgetenv("KNDD_HOME");
+    if (!home.isEmpty()) {
+        const QByteArray path = home + "/config/THARLeN Calibration ("
+                                + QFile::encodeName(ui.m_cmbTHARLeN->currentText()) + ")";
+        const QString message = unlink(path.constData()) == 0 ? "Successfully deleted file :"
+                                                              : "Could not delete calibration file :";
+        ui.calibFileStatus->setText(message);
+        ui.calibrate_textbrowser2->append(message);
+    }
+    m_pConnection = get_connection_data(csTharlenID);
+    if (!m_pConnection)
+        return;
+    m_pCalibration = get_calibration_data(csTharlenID);
+    if (m_pCalibration)
+        m_pCalibration->DiscardCalibration();
+    if (isServoLoopRunning()) {
+        bResetCalib = true;
+        return;
+    }
+    enable_tharlen_forces(csTharlenID);
+    startServoLoop(ServoLoopCallBack, this);
+    bResetCalib = false;
+}
+
+// Above zero counts as good here, the opposite of everywhere else: with a library that gives zero on success
+// this reports an error though the file was written. It is meant.
+void qtTharlenTest::onClickUpdateCalibration() {
+    stopServoLoop();
+    const int uErr = update_calibration(csTharlenID);
+    if (uErr > 0)
+        ui.calibFileStatus->setText("Updated the calibration.");
+    else
+        ui.calibFileStatus->setText("Error encountered when updating calibration for "
+                                    + ui.m_cmbTHARLeN->currentText());
+    startServoLoop(ServoLoopCallBack, this);
+}
+
+// --- Minimum encoder ranges ------------------------------------------------------------------------
+
+namespace {
+
+struct MinimumRanges {
+    long base[3];
+    long gimbal[3];
+};
+
+QString rangesText(const MinimumRanges& ranges) {
+    QString text = "This Device should have the following minimum encoder range:\r\n\r\n";
+    for (int axis = 0; axis < 3; ++axis)
+        print(text, "Base %c axis total counts: %ld \r\n", acAxes[axis], ranges.base[axis]);
+    text += "\r\n";
+    for (int axis = 0; axis < 3; ++axis)
+        print(text, "Gimbal %c axis total counts: %ld \r\n", acAxes[axis], ranges.gimbal[axis]);
+    return text;
+}
+
+}  // namespace
+
+// The second figure of card type 6 is not the one that is judged (checkEncoderPass); both are meant.
+void qtTharlenTest::PrepareOutputString3() {
+    if (isOrda()) {
+        const unsigned long card = selectedDevice()->m_nCardType;
+        ui.encoderStatus_help_textBox->setText(
+            card == 6   ? rangesText({{4500, 4250, 3500}, {3550, 1500, 3000}})
+            : card == 7 ? rangesText({{4500, 4250, 3500}, {3900, 1750, 3900}})
+                        : QString());
+    } else if (isCNolvaDevice()) {
+        ui.encoderStatus_help_textBox->setText(rangesText({{5000, 2600, 2200}, {3500, 2245, 3500}}));
+    } else if (isCorvale()) {
+        MinimumRanges ranges{};
+        for (int axis = 0; axis < 3; ++axis) {
+            const AXIS_RANGE_LIMITS& base = m_cdCorvale.axrlBaseRanges[axis];
+            const AXIS_RANGE_LIMITS& stylus = m_cdCorvale.axrlStylusRanges[axis];
+            ranges.base[axis] = qAbs(base.lStart) + qAbs(base.lEnd);
+            ranges.gimbal[axis] = stylus.lEnd - stylus.lStart;
+        }
+        ui.encoderStatus_help_textBox->setText(rangesText(ranges));
+    }
+}

@@ -1,0 +1,256 @@
+// The "Calibrate" tab: four styles of calibration, chosen by what the device supports and by its model.
+//
+//   AUTO      Corvale: three axes find their home flags while the arm is moved through its range
+//   INKWELL   Orda and Nolva: the arm rests in the ink well for a number of ticks
+//   RESET     others: the operator holds the reset pose and triggers it
+#include "qttharlentest.h"
+#include "restyle.h"
+#include "servostate.h"
+
+namespace {
+
+constexpr int kCheckPeriod = 20;       ///< ms
+constexpr int kOrdaDockedTicks = 50;   ///< ticks in the ink well, in total
+constexpr int kNolvaDockedTicks = 5;
+
+constexpr char kInkwellText[] =
+    "This Device model INKWELL calibrates when the heel of the moving arm is placed in the receptacle at the base "
+    "of the unit  (the 'ink well').";
+constexpr char kMoveText[] =
+    "Please slowly move the arm from left to right, up and down, and towards and away from the unit.";
+constexpr char kResetGood[] = "Tharlen successfully underwent RESET calibration.\n";
+constexpr char kResetBad[] = "Error encountered during RESET calibration procedure.\n ";
+
+// The counts outlive the tab: they are cleared on success only.
+int ordaDockedTicks = 0;
+int nolvaDockedTicks = 0;
+
+}  // namespace
+
+// --- Preparing the tab -----------------------------------------------------------------------------
+
+// Each entry discards the stored calibration: the device is always calibrated from nothing here.
+void qtTharlenTest::onCalibrationTab() {
+    const int id = csTharlenID;
+    QString model = get_tharlen_model_type(id);
+    if (model == "THARLEN Orda")
+        model = "Nolva";
+    else if (model == "THARLEN Corvale")
+        model = "Nolva X";
+    ui.calibrate_textbrowser1->append("You have chosen the following device profile for testing: "
+                                      + ui.m_cmbTHARLeN->currentText() + "\nDevice model type: " + model);
+    validCalibType = is_calibration_supported(id);
+    ui.calibrate_button->setStyleSheet(kNotYetStyle);
+    bResetCalib = false;
+    onClickLoseCalibration();
+    if (validCalibType != 0)
+        prepareCalibrationStyle();
+    else
+        prepareResetCalibration();
+    preparePinchCalibration();
+}
+
+void qtTharlenTest::showCalibrationIllustration(const char* file) {
+    ui.frame11->setStyleSheet(
+        QString("* { border-image: url(:/qtTharlenTest/Resources/%1); }").arg(QLatin1String(file)));
+}
+
+void qtTharlenTest::prepareCalibrationStyle() {
+    startCalibTest = true;
+    if (isCorvale())
+        prepareAutoCalibration();
+    if (isOrda())
+        prepareInkwellCalibration(selectedDevice()->m_nCardType == 7 ? "nolva2_calibration_illustration.png"
+                                                                     : "nolva_calirbration_illustration.png",
+                                  kInkwellText);
+    if (isCNolvaDevice())
+        prepareInkwellCalibration("Nolva_calibration_Illustration.png",
+                                  QString(kInkwellText)
+                                      + " Calibration may take up to a second, so do not immediately remove the arm "
+                                        "from the ink well.");
+}
+
+void qtTharlenTest::prepareAutoCalibration() {
+    ui.frame11->show();
+    showCalibrationIllustration("corvale_calibration_illustration.png");
+    bCalibMsgDispOnce = false;
+    checkCalibTimer->start(kCheckPeriod);
+    ui.calibrate_button->setEnabled(false);
+    ui.calibrate_button->setStyleSheet(kNotYetStyle);
+    ui.calibTimerLabel->setEnabled(true);
+    ui.calibrate_textbrowser2->append(
+        "This Device model AUTO calibrates when the moving arm has been put through its entire range of motion in all "
+        "three directions.");
+    ui.calibrate_textbrowser2->append(kMoveText);
+    for (QLabel* home : {ui.X_HOME, ui.Y_HOME, ui.Z_HOME}) {
+        home->show();
+        home->setText("SEARCHING..");
+        home->setStyleSheet(kNotYetStyle);
+    }
+}
+
+void qtTharlenTest::prepareInkwellCalibration(const char* illustration, const QString& text) {
+    ui.frame11->show();
+    showCalibrationIllustration(illustration);
+    bCalibMsgDispOnce = false;
+    checkCalibTimer->start(kCheckPeriod);
+    ui.calibrate_button->setEnabled(true);
+    ui.calibrate_button->setText("CALIBRATE ?");
+    ui.calibTimerLabel->setEnabled(false);
+    ui.calibrate_textbrowser2->append(text);
+    hideHomeIndicators();
+}
+
+// The illustration is set and stays unseen, which is meant.
+void qtTharlenTest::prepareResetCalibration() {
+    ui.frame11->hide();
+    showCalibrationIllustration("Tharlen1.5_calibration.png");
+    if (is_tharlen_reset_supported(csTharlenID) != 0) {
+        ui.calibrate_button->setEnabled(true);
+        ui.calibrate_textbrowser2->append("This Tharlen model undergoes RESET type calibration.");
+        ui.calibrate_textbrowser2->append(
+            "Please Hold the THARLEN in the reset position and press ALT+C or click calibrate to reset.");
+        ui.calibrate_textbrowser2->append(
+            "At the RESET position, the links from the 4-bar linkage system of the Tharlen must be orthogonal to each "
+            "other to form a rectangle. ");
+    }
+    hideHomeIndicators();
+}
+
+void qtTharlenTest::hideHomeIndicators() {
+    ui.X_HOME->hide();
+    ui.Y_HOME->hide();
+    ui.Z_HOME->hide();
+}
+
+// --- Completion ------------------------------------------------------------------------------------
+
+// The ink well's switch reads zero when docked on the Orda line and non-zero on the Nolva line. The ticks add
+// up over visits to the well and to the tab.
+void qtTharlenTest::updateOrdaCorvaleCalib() {
+    calibCounter += 1.0f;
+    if (isOrda()) {
+        if (get_inkwell_switch(csTharlenID) == 0 && ++ordaDockedTicks == kOrdaDockedTicks) {
+            finishInkwellCalibration();
+            ordaDockedTicks = 0;
+        }
+        ui.calibTimerLabel->setText(QString());
+    }
+    if (isCNolvaDevice()) {
+        if (get_inkwell_switch(csTharlenID) != 0 && ++nolvaDockedTicks == kNolvaDockedTicks) {
+            finishInkwellCalibration();
+            nolvaDockedTicks = 0;
+            startCalibTest = false;
+        }
+        ui.calibTimerLabel->setText(QString());
+    }
+    if (isCorvale())
+        updateAutoCalibration();
+}
+
+void qtTharlenTest::finishInkwellCalibration() {
+    ui.calibrate_textbrowser2->append("Nolva calibration successfully updated.");
+    ui.calibrate_button->setText("CALIBRATION DONE !");
+    ui.calibrate_button->setStyleSheet(kPassStyle);
+    passCalibration();
+}
+
+/// The record, and in manufacturing the way on.
+void qtTharlenTest::passCalibration() {
+    repData->bCalibrationPass = true;
+    checkCalibTimer->stop();
+    if (!manufMode)
+        return;
+    placeTab(3, ui.tab_3, "./Resources/read.png", "Read Encoder");
+    ui.next_button->setEnabled(true);
+}
+
+// The status is read on success and without it: this is what turns the flags that were found into a calibration.
+void qtTharlenTest::updateAutoCalibration() {
+    if (isCorvaleCalibrated(csTharlenID)) {
+        ui.calibrate_textbrowser2->append("Calibration updated for Nolva X..");
+        ui.calibrate_button->setStyleSheet(kPassStyle);
+        ui.calibrate_button->setEnabled(true);
+        ui.calibrate_button->setText("CALIBRATION DONE");
+        for (int axis = 0; axis < 3; ++axis)
+            showHomeFound(axis);
+        passCalibration();
+    }
+    int status = 0;
+    if (get_calibration_status(csTharlenID, &status) >= 0 && status == kCalibrationNeeded)
+        update_calibration(csTharlenID);
+}
+
+void qtTharlenTest::showHomeFound(int axis) {
+    QLabel* const indicators[3] = {ui.X_HOME, ui.Y_HOME, ui.Z_HOME};
+    const char* const texts[3] = {"X HOME FOUND", "Y HOME FOUND", "Z HOME FOUND"};
+    showText(indicators[axis], texts[axis]);
+    showStyle(indicators[axis], kPassStyle);
+}
+
+// Hardware revisions 2 to 7 have three flags and two gaps on X and Y and one flag on Z; on others one flag an
+// axis is enough. An axis turns green on its own.
+bool qtTharlenTest::isCorvaleCalibrated(int id) {
+    m_pCalibration = get_calibration_data(id);
+    if (!m_pCalibration)
+        return false;
+    mpSensorData = m_pCalibration->GetAxisSensorData();
+    const int firmRev = get_hardware_rev(id);
+    const bool manyFlags = firmRev >= 2 && firmRev < 8;
+    bool all = true;
+    for (int axis = 0; axis < 3; ++axis) {
+        const int flags = loadRelaxed(mpSensorData[axis].nFlags);
+        const int gaps = loadRelaxed(mpSensorData[axis].nGaps);
+        const bool found = !manyFlags ? flags > 0 : axis == 2 ? flags == 1 : flags == 3 && gaps == 2;
+        if (found)
+            showHomeFound(axis);
+        all = all && found;
+    }
+    return all && isInkwellCalibrated(id);
+}
+
+/// Whether the calibration in force is acceptable, whatever its style.
+bool qtTharlenTest::isInkwellCalibrated(int id) {
+    int status = 0;
+    return get_calibration_status(id, &status) >= 0 && (status & kCalibrationIncorrect) == 0;
+}
+
+// --- Buttons ---------------------------------------------------------------------------------------
+
+// The forced update does not look at the ink well; on a Corvale the button has no effect.
+void qtTharlenTest::onClickCalibrateButton() {
+    const int id = csTharlenID;
+    if (isOrda()) {
+        update_calibration(id);
+        ui.calibrate_textbrowser2->append("Forced the Calibration update for Orda..");
+        repData->bCalibrationPass = true;
+    } else if (isCNolvaDevice()) {
+        update_calibration(id);
+        ui.calibrate_textbrowser2->append("Forced the Calibration update for Nolva..");
+        repData->bCalibrationPass = true;
+    } else if (isAnyStelmar() && is_tharlen_reset_supported(id) != 0) {
+        const bool reset = tharlen_reset(id) == 0;
+        ui.calibrate_textbrowser2->append(reset ? kResetGood : kResetBad);
+        if (reset)
+            ui.calibrate_button->setStyleSheet(kPassStyle);
+        repData->bCalibrationPass = reset;
+    }
+}
+
+void qtTharlenTest::onClickCalibrate() {
+    if (validCalibType == 0 || (!isCorvale() && !isOrda()))
+        return;
+    QTextBrowser* text = ui.calibrate_textbrowser2;
+    if (isOrda()) {
+        text->append(kInkwellText);
+        text->append(kMoveText);
+    }
+    if (update_calibration(csTharlenID) != 0) {
+        text->append(isOrda() ? "There was an error in INKWELL calibrating the Tharlen"
+                              : "There was an error in AUTO calibrating the Device");
+        return;
+    }
+    text->append(isOrda() ? "This Device has successfully INKWELL calibrated.."
+                          : "This Device has successfully AUTO calibrated..");
+    text->append("Please press next to proceed.");
+}
