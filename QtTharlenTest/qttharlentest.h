@@ -314,6 +314,8 @@ public slots:
 
     // Encoders
     void updateReadEncoderTab();
+    int checkEncoderPass();  ///< 1 when the operator has chosen for every axis
+    int checkSwitchPass();   ///< 1 when the operator has chosen for every switch that the model has
     void initEncoderTest();
     void stopEncoderTest();
     void initGimbalEncoderTest();
@@ -455,6 +457,15 @@ private:
     void verifyOneFlagAnAxis();
     SENSOR_DATA m_keptFlags[3][3]{};  ///< what m_rd.asdData points to
     SENSOR_DATA m_keptGaps[3][3]{};
+
+    // Encoders and switches, a step of their tab each
+    void onEncoderTab();
+    void showPinch(bool fitted);
+    void showEncoders(const long* encoders);
+    void showPositionsAndSwitches();
+    void judgeEncoders(const long* travel, const long* least);
+    int takeEncoderChoices();
+    void countSwitches();
 
     // Device selection, a step of OnSelChangeTHARLeN each
     int openFirstDevice(const QString& name);

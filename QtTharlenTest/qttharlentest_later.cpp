@@ -3,7 +3,6 @@
 #include "qttharlentest.h"
 
 // Encoders
-void qtTharlenTest::updateReadEncoderTab() {}
 void qtTharlenTest::initEncoderTest() {}
 void qtTharlenTest::stopEncoderTest() {}
 void qtTharlenTest::initGimbalEncoderTest() {}

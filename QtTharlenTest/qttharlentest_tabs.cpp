@@ -82,11 +82,12 @@ void qtTharlenTest::enterReadEncoder() {
     ui.encoderStatus_select->setVisible(manufMode);
     ui.gimbalStatus_select->setVisible(manufMode);
     ui.switchStatus_select->setVisible(manufMode);
-    if (!manufMode)
-        return;
-    ui.tabWidget->setTabEnabled(2, false);
-    if (encoderTestMode)
-        placeTab(5, ui.tab_5, "", "Encoder Test");
+    if (manufMode) {
+        ui.tabWidget->setTabEnabled(2, false);
+        if (encoderTestMode)
+            placeTab(5, ui.tab_5, "", "Encoder Test");
+    }
+    onEncoderTab();
 }
 
 void qtTharlenTest::leaveReadEncoder() { stopIfActive(encoderGuiUpdateTimer); }

@@ -1,0 +1,143 @@
+// Verdicts of the "Read Encoder" tab: travel of each axis, transitions of each switch, and the operator's choices.
+#include <QButtonGroup>
+#include <array>
+
+#include "qttharlentest.h"
+#include "restyle.h"
+
+namespace {
+
+constexpr int kSwitchTransitions = 3;  ///< a switch passes above this, each way
+
+using Counts = std::array<long, 6>;
+
+// Least travel of each axis, counts: base X, Y, Z, gimbal X, Y, Z.
+constexpr Counts kOrdaUsbRanges{4500, 4250, 3500, 3900, 1750, 3900};
+constexpr Counts kOrdaLanRanges{4500, 3800, 3500, 3550, 1500, 3000};
+constexpr Counts kNolvaRanges{5000, 2600, 2200, 3500, 2245, 3500};
+
+/// Whether the operator has chosen one of the two; a group for the moment leaves their marks as they are.
+bool chosen(const char* name, QAbstractButton* pass, QAbstractButton* fail) {
+    QButtonGroup group;
+    group.setObjectName(QLatin1String(name));
+    group.addButton(pass);
+    group.addButton(fail);
+    return group.checkedButton() != nullptr;
+}
+
+/// One step of counting: a level that differs from the state is a transition. True on the rise.
+bool countTransition(bool level, int& state, int& on, int& off) {
+    if (state == 1 && !level) {
+        ++off;
+        state = 0;
+    } else if (state == 0 && level) {
+        ++on;
+        state = 1;
+        return true;
+    }
+    return false;
+}
+
+bool enoughTransitions(int on, int off) { return on > kSwitchTransitions && off > kSwitchTransitions; }
+
+}  // namespace
+
+// --- Encoders --------------------------------------------------------------------------------------
+
+// The base axes of most lines are judged by the sum of magnitudes, the third one of a Nolva by their difference.
+int qtTharlenTest::checkEncoderPass() {
+    const auto sum = [this](int i) { return qAbs(m_lMaxEncoderVal[i]) + qAbs(m_lMinEncoderVal[i]); };
+    const auto span = [this](int i) { return m_lMaxEncoderVal[i] - m_lMinEncoderVal[i]; };
+    if (isCorvale()) {
+        Counts travel, least;
+        for (int i = 0; i < 3; ++i) {
+            const AXIS_RANGE_LIMITS& base = m_cdCorvale.axrlBaseRanges[i];
+            const AXIS_RANGE_LIMITS& stylus = m_cdCorvale.axrlStylusRanges[i];
+            travel[i] = sum(i);
+            least[i] = qAbs(base.lStart) + qAbs(base.lEnd);
+            travel[i + 3] = span(i + 3);
+            least[i + 3] = stylus.lEnd - stylus.lStart;
+        }
+        judgeEncoders(travel.data(), least.data());
+    }
+    if (isOrda() && (selectedDevice()->m_nCardType == 6 || selectedDevice()->m_nCardType == 7)) {
+        const Counts travel{sum(0), sum(1), sum(2), span(3), span(4), span(5)};
+        judgeEncoders(travel.data(), selectedDevice()->m_nCardType == 7 ? kOrdaUsbRanges.data() : kOrdaLanRanges.data());
+    }
+    if (isCNolvaDevice()) {
+        const Counts travel{sum(0), sum(1), qAbs(m_lMaxEncoderVal[2]) - qAbs(m_lMinEncoderVal[2]),
+                            sum(3), span(4), span(5)};
+        judgeEncoders(travel.data(), kNolvaRanges.data());
+    }
+    return takeEncoderChoices();
+}
+
+/// A verdict once reached holds: it is never cleared here. Both arrays have six elements, counts.
+void qtTharlenTest::judgeEncoders(const long* travel, const long* least) {
+    QLabel* const labels[6] = {ui.encoder_X, ui.encoder_Y, ui.encoder_Z, ui.gimbal_X, ui.gimbal_Y, ui.gimbal_Z};
+    for (int i = 0; i < 6; ++i) {
+        repData->lMaxEncoderVal[i] = m_lMaxEncoderVal[i];
+        repData->lMinEncoderVal[i] = m_lMinEncoderVal[i];
+        if (travel[i] >= least[i])
+            repData->bEncoderPass[i] = true;
+        showStyle(labels[i], repData->bEncoderPass[i] ? kPassStyle : kNotYetStyle);
+    }
+}
+
+// A base axis keeps its last choice where none is marked; a gimbal axis counts as failed then. It is meant.
+int qtTharlenTest::takeEncoderChoices() {
+    const struct {
+        const char* group;
+        QRadioButton *pass, *fail;
+    } axes[6] = {{"XEncgroup", ui.RB_X_P, ui.RB_X_F},    {"YEncgroup", ui.RB_Y_P, ui.RB_Y_F},
+                 {"ZEncgroup", ui.RB_Z_P, ui.RB_Z_F},    {"XGimgroup", ui.RB_GX_P, ui.RB_GX_F},
+                 {"YGimgroup", ui.RB_GY_P, ui.RB_GY_F},  {"ZGimgroup", ui.RB_GZ_P, ui.RB_GZ_F}};
+    bool all = true;
+    for (int i = 0; i < 6; ++i) {
+        if (i >= 3 || axes[i].pass->isChecked() || axes[i].fail->isChecked())
+            repData->bManualEncoderPass[i] = axes[i].pass->isChecked();
+        all = chosen(axes[i].group, axes[i].pass, axes[i].fail) && all;
+    }
+    return all ? 1 : 0;
+}
+
+// --- Switches --------------------------------------------------------------------------------------
+
+// The raw readings are counted: on a Nolva device the ink well's sense is the opposite of what is displayed. An
+// operator's fail completes the tab as a pass does.
+int qtTharlenTest::checkSwitchPass() {
+    countSwitches();
+    repData->bSwitchPass = enoughTransitions(stylusSwitchCounterOn, stylusSwitchCounterOff);
+    showStyle(ui.stylusButton_1, repData->bSwitchPass ? kPassStyle : kNotYetStyle);
+    if (isCorvale()) {
+        repData->bPresencePass = enoughTransitions(presenceSwitchCounterOn, presenceSwitchCounterOff);
+        showStyle(ui.safetySwitch, repData->bPresencePass ? kPassStyle : kNotYetStyle);
+    }
+    repData->bManualSwitchPass = ui.RB_STYLUS_P->isChecked();
+    bool all = chosen("SStylusgroup", ui.RB_STYLUS_P, ui.RB_STYLUS_F);
+    if (isOrda()) {
+        repData->bInkwellPass = enoughTransitions(inkwellSwitchCounterOn, inkwellSwitchCounterOff);
+        showStyle(ui.inkwellSwitch, repData->bInkwellPass ? kPassStyle : kNotYetStyle);
+        repData->bExtraSwitchPass = enoughTransitions(extraSwitchCounterOn, extraSwitchCounterOff);
+        showStyle(ui.stylusButton_2, repData->bExtraSwitchPass ? kPassStyle : kNotYetStyle);
+        repData->bManualExtraSwitchPass = ui.RB_EXTRA_P->isChecked();
+        repData->bManualInkwellPass = ui.RB_INKWELL_P->isChecked();
+        all = chosen("SExtragroup", ui.RB_EXTRA_P, ui.RB_EXTRA_F) && all;
+        all = chosen("SInkgroup", ui.RB_INKWELL_P, ui.RB_INKWELL_F) && all;
+    }
+    return all ? 1 : 0;
+}
+
+void qtTharlenTest::countSwitches() {
+    const int id = csTharlenID;
+    countTransition(get_stylus_switch(id, 0) != 0, stylusSwitchState, stylusSwitchCounterOn, stylusSwitchCounterOff);
+    if (isCorvale())
+        countTransition(get_stylus_presence(id) != 0, presenceSwitchState, presenceSwitchCounterOn,
+                        presenceSwitchCounterOff);
+    if (!isOrda() && !isCNolvaDevice())
+        return;
+    if (countTransition(get_inkwell_switch(id) != 0, inkwellSwitchState, inkwellSwitchCounterOn,
+                        inkwellSwitchCounterOff))
+        resetForceSliders();
+    countTransition(get_stylus_switch(id, 1) != 0, extraSwitchState, extraSwitchCounterOn, extraSwitchCounterOff);
+}

@@ -1,0 +1,126 @@
+// The "Read Encoder" tab: live encoders, positions and switches.
+#include <initializer_list>
+
+#include "qttharlentest.h"
+#include "restyle.h"
+
+namespace {
+
+constexpr int kUpdatePeriod = 20;             ///< ms
+constexpr float kDegreesPerRadian = 57.2957795f;
+
+QString shortNumber(float value) { return QString::number(static_cast<double>(value), 'g', 4); }
+
+/// The level as text and, where no verdict colours the button on the same tick, as colour.
+void showSwitch(QPushButton* button, bool on, bool judged) {
+    showText(button, on ? "ON" : "OFF");
+    if (!judged)
+        showStyle(button, on ? kPassStyle : kNotYetStyle);
+}
+
+}  // namespace
+
+// --- Preparing the tab -----------------------------------------------------------------------------
+
+// The counters stay: a switch held on at a second visit counts one more on.
+void qtTharlenTest::onEncoderTab() {
+    if (manufMode)
+        stylusSwitchState = presenceSwitchState = extraSwitchState = inkwellSwitchState = 0;
+    encoderGuiUpdateTimer->start(kUpdatePeriod);
+
+    const bool nolva = isOrda() || isCNolvaDevice();
+    const bool corvale = !nolva && isCorvale();
+    const bool other = !nolva && !corvale;
+    const bool gimbal = tharlen_check_for_gimbal(csTharlenID) != 0;
+    const bool stylus = !other || gimbal;
+    for (QWidget* widget : std::initializer_list<QWidget*>{ui.stylusButton_2_label, ui.stylusButton_2,
+                                                           ui.inkwellSwitch_Label, ui.inkwellSwitch})
+        widget->setVisible(nolva);
+    ui.safetySwitch_label->hide();
+    ui.safetySwitch->hide();
+    ui.label_15->setVisible(stylus);
+    ui.stylusButton_1->setVisible(stylus);
+    ui.encoderStatus_help_textBox->setVisible(!other);
+    showPinch(other && tharlen_check_for_pinch(csTharlenID) > 0);
+    if (manufMode) {
+        for (QWidget* widget :
+             std::initializer_list<QWidget*>{ui.RB_EXTRA_P, ui.RB_EXTRA_F, ui.RB_INKWELL_P, ui.RB_INKWELL_F})
+            widget->setVisible(nolva);
+        ui.RB_SAFETY_P->hide();
+        ui.RB_SAFETY_F->hide();
+        ui.RB_STYLUS_P->setVisible(stylus);
+        ui.RB_STYLUS_F->setVisible(stylus);
+    }
+    if (!other)
+        return;
+    ui.groupBox_3->setVisible(gimbal);
+    ui.groupBox_4->setVisible(gimbal);
+    ui.encoderStatus_select->setVisible(manufMode);
+    ui.gimbalStatus_select->setVisible(manufMode && gimbal);
+    ui.switchStatus_select->setVisible(manufMode && gimbal);
+}
+
+void qtTharlenTest::showPinch(bool fitted) {
+    ui.pinch_label->setVisible(fitted);
+    ui.pinch_value->setVisible(fitted);
+    if (!fitted)
+        return;
+    const int kind = tharlen_which_pinch(csTharlenID);
+    if (kind == 1)
+        ui.pinch_label->setText("Thumbpad:");
+    else if (kind == 2)
+        ui.pinch_label->setText("Scissor:");
+}
+
+// --- The tick --------------------------------------------------------------------------------------
+
+void qtTharlenTest::updateReadEncoderTab() {
+    const int id = csTharlenID;
+    long mEncoder[6] = {};
+    get_encoder_values(id, mEncoder);
+    showEncoders(mEncoder);
+    showPositionsAndSwitches();
+    if (!manufMode)
+        return;
+    for (int i = 0; i < 6; ++i) {
+        m_lMaxEncoderVal[i] = qMax(m_lMaxEncoderVal[i], mEncoder[i]);
+        m_lMinEncoderVal[i] = qMin(m_lMinEncoderVal[i], mEncoder[i]);
+    }
+    // A Nolva device and all other models never complete the encoder part here, which is meant.
+    const bool encTestCompleted = (isOrda() || isCorvale()) && checkEncoderPass() != 0;
+    const bool swiTestCompleted = checkSwitchPass() != 0;
+    if (!encTestCompleted || !swiTestCompleted)
+        return;
+    placeTab(6, ui.tab_6, "./Resources/cycle_amps.png", "Cycle Amps");
+    ui.next_button->setEnabled(true);
+}
+
+void qtTharlenTest::showEncoders(const long* encoders) {
+    float jAngle[6] = {};
+    get_tharlen_joint_angles(csTharlenID, jAngle);
+    QLabel* const labels[6] = {ui.encoder_X, ui.encoder_Y, ui.encoder_Z, ui.gimbal_X, ui.gimbal_Y, ui.gimbal_Z};
+    const Qt::CheckState degrees = ui.showDeg_check->checkState();
+    for (int i = 0; i < 6; ++i) {
+        if (degrees == Qt::Checked)
+            showText(labels[i], shortNumber(jAngle[i] * kDegreesPerRadian));
+        else if (degrees == Qt::Unchecked)
+            showText(labels[i], QString::number(static_cast<int>(encoders[i])));
+    }
+}
+
+// The ink well's switch reads zero when docked, but on a Nolva device non-zero.
+void qtTharlenTest::showPositionsAndSwitches() {
+    const int id = csTharlenID;
+    float endPosition[3] = {};
+    get_tharlen_pos(id, endPosition);
+    showText(ui.position_X, shortNumber(endPosition[0]));
+    showText(ui.position_Y, shortNumber(endPosition[1]));
+    showText(ui.position_Z, shortNumber(endPosition[2]));
+    const bool judgedOrda = manufMode && isOrda();
+    showSwitch(ui.stylusButton_1, get_stylus_switch(id, 0) != 0, manufMode);
+    showSwitch(ui.stylusButton_2, get_stylus_switch(id, 1) != 0, judgedOrda);
+    showSwitch(ui.inkwellSwitch, (get_inkwell_switch(id) == 0) != isCNolvaDevice(), judgedOrda);
+    showSwitch(ui.safetySwitch, get_stylus_presence(id) != 0, manufMode && isCorvale());
+    if (is6dof() && tharlen_check_for_pinch(id) > 0)
+        showText(ui.pinch_value, QString::number(get_pinch_value(id), 'g', 4));
+}
