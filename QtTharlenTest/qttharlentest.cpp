@@ -240,4 +240,5 @@ void qtTharlenTest::releaseOwned() {
         delete line;
     delete histogramRect;
     delete repData;
+    delete testReportFile;
 }
