@@ -440,6 +440,8 @@ private:
     void placeTab(int index, QWidget* page, const QString& icon, const QString& text);
 
     // Calibration, a step of its tabs each
+    /// Resets the device in its reset pose and tells the operator how it went. True when it went well.
+    bool resetCalibration();
     void showCalibrationIllustration(const char* file);
     void prepareCalibrationStyle();
     void prepareAutoCalibration();
@@ -474,6 +476,8 @@ private:
     int reportOpenFailure(int status);
     void showOpenDevice(int handle);
     void selectRecord(int comboIndex);
+    /// The name by which the operator knows a model: "Nolva", "Nolva X", or the library's own text.
+    static QString shownModelName(const QString& model);
     void deleteDeviceRecords(int count);
 
     /// The record behind the combo box's index, for both threads; null when there is none.

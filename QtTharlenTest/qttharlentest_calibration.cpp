@@ -18,8 +18,6 @@ constexpr char kInkwellText[] =
     "of the unit  (the 'ink well').";
 constexpr char kMoveText[] =
     "Please slowly move the arm from left to right, up and down, and towards and away from the unit.";
-constexpr char kResetGood[] = "Tharlen successfully underwent RESET calibration.\n";
-constexpr char kResetBad[] = "Error encountered during RESET calibration procedure.\n ";
 
 // The counts outlive the tab: they are cleared on success only.
 int ordaDockedTicks = 0;
@@ -32,11 +30,7 @@ int nolvaDockedTicks = 0;
 // Each entry discards the stored calibration: the device is always calibrated from nothing here.
 void qtTharlenTest::onCalibrationTab() {
     const int id = csTharlenID;
-    QString model = get_tharlen_model_type(id);
-    if (model == "THARLEN Orda")
-        model = "Nolva";
-    else if (model == "THARLEN Corvale")
-        model = "Nolva X";
+    const QString model = shownModelName(QString::fromLatin1(get_tharlen_model_type(id)));
     ui.calibrate_textbrowser1->append("You have chosen the following device profile for testing: "
                                       + ui.m_cmbTHARLeN->currentText() + "\nDevice model type: " + model);
     validCalibType = is_calibration_supported(id);
@@ -229,12 +223,17 @@ void qtTharlenTest::onClickCalibrateButton() {
         ui.calibrate_textbrowser2->append("Forced the Calibration update for Nolva..");
         repData->bCalibrationPass = true;
     } else if (isAnyStelmar() && is_tharlen_reset_supported(id) != 0) {
-        const bool reset = tharlen_reset(id) == 0;
-        ui.calibrate_textbrowser2->append(reset ? kResetGood : kResetBad);
-        if (reset)
+        repData->bCalibrationPass = resetCalibration();
+        if (repData->bCalibrationPass)
             ui.calibrate_button->setStyleSheet(kPassStyle);
-        repData->bCalibrationPass = reset;
     }
+}
+
+bool qtTharlenTest::resetCalibration() {
+    const bool good = tharlen_reset(csTharlenID) == 0;
+    ui.calibrate_textbrowser2->append(good ? "Tharlen successfully underwent RESET calibration.\n"
+                                           : "Error encountered during RESET calibration procedure.\n ");
+    return good;
 }
 
 void qtTharlenTest::onClickCalibrate() {

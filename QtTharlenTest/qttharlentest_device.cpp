@@ -182,11 +182,13 @@ void qtTharlenTest::updateSerial(int id) {
     QString model = QString::fromLatin1(get_tharlen_model_type(id));
     if (isHighForceDevice())
         model += " (High Force Model)";
+    ui.tharlenModel_lineedit->setText(shownModelName(model));
+}
+
+QString qtTharlenTest::shownModelName(const QString& model) {
     if (model == "THARLEN Orda")
-        model = "Nolva";
-    else if (model == "THARLEN Corvale")
-        model = "Nolva X";
-    ui.tharlenModel_lineedit->setText(model);
+        return "Nolva";
+    return model == "THARLEN Corvale" ? "Nolva X" : model;
 }
 
 void qtTharlenTest::updateTharlenGraphic() { tharlenRenderer->changeTharlenInstance(csTharlenID); }

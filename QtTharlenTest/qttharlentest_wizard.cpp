@@ -154,10 +154,7 @@ void qtTharlenTest::keyPressEvent(QKeyEvent* event) {
         return;
     if (ui.tabWidget->tabText(ui.tabWidget->currentIndex()) != "Calibrate")
         return;
-    if (tharlen_reset(csTharlenID) == 0)
-        ui.calibrate_textbrowser2->append("Tharlen successfully underwent RESET calibration.\n");
-    else
-        ui.calibrate_textbrowser2->append("Error encountered during RESET calibration procedure.\n ");
+    resetCalibration();
 }
 
 void qtTharlenTest::updateWizardButtons(int index) {
