@@ -13,12 +13,14 @@
 #include <QString>
 #include <QTextStream>
 #include <QTimer>
+#include <initializer_list>
 
 #include "device/tharlenio.h"
 #include "handover.h"
 #include "tharlenDefines.h"
 #include "ui_qttharlentest.h"
 
+class QMessageBox;
 class qtTharlenDraw;
 class qtTharlenHapticRenderer;
 
@@ -176,6 +178,9 @@ public:
     QTimer* forceCheckTimer = nullptr;
     float m_lMinForceVal[6] = {};               ///< DAC counts, in spite of the name
     float m_lMaxForceVal[6] = {};               ///< DAC counts
+    QString m_forceSentStr[6];                  ///< N; no read-out shows it
+    QString m_motorDACStr[6];                   ///< DAC counts
+    QString csText;                             ///< the force as a line; no read-out shows it
 
     // --- Friction and capstan ---
     QTimer* frictionTestTimer = nullptr;
@@ -324,6 +329,9 @@ public slots:
 
     // Amplifiers and forces
     void onCycleAmpsTab();
+    void enableAmplifiers();
+    void disableAmplifiers();
+    void onTestForcesTab();
     void onForceSlidersChange();
     void onClickResetForces();
     void resetForceSliders();
@@ -468,6 +476,24 @@ private:
     void judgeEncoders(const long* travel, const long* least);
     int takeEncoderChoices();
     void countSwitches();
+
+    // Amplifiers and forces, a step of their tabs each
+    void startCyclingAmps();
+    void noteAmplifierFault();
+    void noteNoAmplifierFault();
+    void openTestForces();
+    void showGimbalForces(bool shown);
+    void watchInkwell();
+    void warnOfInkwell();
+    void closeInkwellWarning();
+    void noteForceExtremes();
+    void judgeForce(int axis);
+    void showTemperatures(std::initializer_list<QLabel*> labels);
+    void showEncoderTestTemperatures();
+    float dacToMotorTorque(const QString& modelText) const;
+    void composeForceText();
+    void showEncodersAndPosition();
+    QMessageBox* inkwellWarning = nullptr;
 
     // Device selection, a step of OnSelChangeTHARLeN each
     int openFirstDevice(const QString& name);

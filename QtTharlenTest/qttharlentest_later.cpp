@@ -9,13 +9,6 @@ void qtTharlenTest::initGimbalEncoderTest() {}
 void qtTharlenTest::stopGimbalEncoderTest() {}
 void qtTharlenTest::runGimbalEncoderTest() {}
 
-// Amplifiers and forces
-void qtTharlenTest::onCycleAmpsTab() {}
-void qtTharlenTest::onForceSlidersChange() {}
-void qtTharlenTest::monitorTemperature() {}
-void qtTharlenTest::updateForceDisplay() {}
-void qtTharlenTest::checkForcePass() {}
-
 // Friction and capstan
 void qtTharlenTest::onClickStartFrictionTest() {}
 int qtTharlenTest::runFrictionTest() { return 0; }

@@ -101,6 +101,8 @@ void qtTharlenTest::leaveEncoderTest() { startEncoderTest = false; }
 void qtTharlenTest::enterCycleAmps() {
     if (manufMode)
         ui.tabWidget->setTabEnabled(3, false);
+    if (csTharlenID >= 0)
+        startCyclingAmps();
 }
 
 // Twice where the test was on, which is meant.
@@ -116,6 +118,11 @@ void qtTharlenTest::leaveCycleAmps() {
 void qtTharlenTest::enterTestForces() {
     if (manufMode)
         ui.tabWidget->setTabEnabled(4, false);
+    if (csTharlenID < 0)
+        return;
+    ui.forceTest_userSelect->setVisible(manufMode);
+    ui.forceTest_browser->hide();
+    onTestForcesTab();
 }
 
 void qtTharlenTest::leaveTestForces() {
@@ -125,6 +132,7 @@ void qtTharlenTest::leaveTestForces() {
         tempGuiUpdateTimer->stop();
     }
     stopIfActive(forceCheckTimer);
+    closeInkwellWarning();
 }
 
 // --- Box -------------------------------------------------------------------------------------------

@@ -99,6 +99,9 @@ void Arm::applyWear() {
         wear.low[i] = low + margin;
         wear.high[i] = high - margin;
     }
+    for (int i = 0; i < kBase; ++i)
+        home_[i].bend(faults.on(Fault::WideFlag, i) ? faults.amount(Fault::WideFlag) : 0.0,
+                      faults.on(Fault::NarrowGap, i) ? faults.amount(Fault::NarrowGap) : 0.0);
 }
 
 void Arm::substep(double h, const Vector6& torque) {

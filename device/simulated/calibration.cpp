@@ -83,13 +83,17 @@ void LiveCalibration::note(int axis, const Passage& passage) {
 
 CalibrationFile readCalibration(const std::string& name, const std::string& serial, Offsets& offsets,
                                 std::string& why) {
-    if (dataHome().empty())
+    if (dataHome().empty()) {
+        why = "KNDD_HOME is not set: there is no calibration file";
         return CalibrationFile::Missing;
+    }
     const std::string path = pathOf(name);
     std::ifstream file(path, std::ios::binary);
     if (!file) {
-        if (::access(path.c_str(), F_OK) != 0)
+        if (::access(path.c_str(), F_OK) != 0) {
+            why = path + ": is not there";
             return CalibrationFile::Missing;
+        }
         why = path + ": cannot be read";
         return CalibrationFile::Bad;
     }

@@ -38,7 +38,7 @@ private:
 /// A device's calibration on file: `$KNDD_HOME/config/THARLeN Calibration (<name>)`.
 enum class CalibrationFile { Missing, Good, Bad };
 
-/// Reads it. Bad is a file that cannot be read or belongs to another device; `why` then says so.
+/// Reads it. Bad is a file that cannot be read or belongs to another device. Where it is not Good, `why` says so.
 CalibrationFile readCalibration(const std::string& name, const std::string& serial, Offsets& offsets,
                                 std::string& why);
 /// Writes it; an empty string, or why it could not be written.

@@ -24,6 +24,8 @@ enum class Fault {
     StuckSwitch,
     BouncingSwitch,
     MissingFlag,
+    WideFlag,
+    NarrowGap,
     RefusedReset,
     Jitter,
     Stall,

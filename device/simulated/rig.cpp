@@ -88,14 +88,16 @@ int Rig::open(const std::string& latin1) {
     Offsets offsets{};
     std::string why;
     const CalibrationFile file = readCalibration(device.name, device.serial, offsets, why);
-    if (file == CalibrationFile::Bad)
-        complain(why + "; the device is not calibrated");
+    bool uncalibrated = false;
     // Opening closes what was open: an application that lost its handle can still open anew.
     const int id = withArm([&](Arm& a) {
         a.place(device, file == CalibrationFile::Good ? &offsets : nullptr, file == CalibrationFile::Bad);
         openId_ = nextId_++;
+        uncalibrated = a.calibrationStatus() != 0;
         return openId_.load();
     });
+    if (file != CalibrationFile::Good && uncalibrated)
+        complain(why + "; the device is not calibrated");
     loop.ensureThread();
     return id;
 }

@@ -4,16 +4,27 @@
 namespace arm {
 
 void HomeSensor::configure(const AxisFlags& flags) {
-    flags_ = flags;
+    flags_ = fitted_ = flags;
     segments_ = flags.number > 0 ? 2 * flags.number - 1 : 0;
     restart();
 }
 
+void HomeSensor::bend(double wider, double nearer) {
+    fitted_ = flags_;
+    FlagFigures& middle = fitted_.flags[flags_.number / 2];
+    middle.start -= static_cast<int>(wider / 2);
+    middle.stop += static_cast<int>(wider / 2);
+    if (flags_.number < 2)
+        return;
+    fitted_.flags[0].start += static_cast<int>(nearer);
+    fitted_.flags[0].stop += static_cast<int>(nearer);
+}
+
 int HomeSensor::regionOf(double counts) const {
-    for (int flag = 0; flag < flags_.number; ++flag) {
-        if (counts < flags_.flags[flag].start)
+    for (int flag = 0; flag < fitted_.number; ++flag) {
+        if (counts < fitted_.flags[flag].start)
             return 2 * flag;
-        if (counts < flags_.flags[flag].stop)
+        if (counts < fitted_.flags[flag].stop)
             return 2 * flag + 1;
     }
     return 2 * flags_.number;

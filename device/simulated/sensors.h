@@ -19,6 +19,9 @@ struct Passage {
 class HomeSensor {
 public:
     void configure(const AxisFlags& flags);
+    /// What is wrong with the flags, counts: the middle one is `wider`, half at each end, and the first of several
+    /// sits so much `nearer` to the second.
+    void bend(double wider, double nearer);
     /// Forgets where the axis came from, as after a power-up.
     void restart() { region_ = -1; }
 
@@ -30,7 +33,8 @@ public:
 private:
     int regionOf(double counts) const;
 
-    AxisFlags flags_{};
+    AxisFlags flags_{};  // as designed
+    AxisFlags fitted_{};  // as they are
     int segments_ = 0;  // flags and gaps
     int region_ = -1;   // 0 below the first flag, odd in a flag, even in a gap; -1 not known yet
     int cameFrom_ = -1;

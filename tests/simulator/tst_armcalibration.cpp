@@ -99,8 +99,8 @@ void TestArmCalibration::homeSensors_data() {
     QTest::newRow("revision 9") << "Corvale USB" << 1 << 0;
 }
 
-// Flags and gaps by revision and in their places; the registers show the sensor; half a passage is none; a
-// missing flag keeps the axis from being found.
+// Flags and gaps by revision and in their places; the registers show the sensor; half a passage is none; a flag
+// too wide and a gap too narrow are seen so; a missing flag keeps the axis from being found.
 void TestArmCalibration::homeSensors() {
     QFETCH(QString, device);
     QFETCH(int, flags);
@@ -122,6 +122,18 @@ void TestArmCalibration::homeSensors() {
     armcontrol::handJoints({edge, 0.6, 0.6, 0, 0, 0}, 0.5);
     armcontrol::step(1000);
     QCOMPARE(axes[0].nFlags, 0);
+
+    armcontrol::setFault("wide-flag", true, 0, 240);
+    armcontrol::setFault("narrow-gap", true, 0, 150);
+    armcontrol::handSweep(0, 0.5);
+    armcontrol::step(14000);
+    QVERIFY(std::labs(axes[0].psdFlagData[1]->lWidth - 840) < 12);
+    if (gaps > 0) {
+        QVERIFY(std::labs(axes[0].psdFlagData[0]->lWidth - 400) < 12);
+        QVERIFY(std::labs(axes[0].psdGapData[0]->lWidth - 130) < 12);
+        QVERIFY(std::labs(axes[0].psdGapData[1]->lWidth - 280) < 12);
+    }
+    armcontrol::clearFaults();
 
     armcontrol::setFault("missing-flag", true, 1);
     for (int axis = 0; axis < 3; ++axis) {
@@ -195,6 +207,8 @@ void TestArmCalibration::file_data() {
     QTest::addColumn<QByteArray>("says");
     QTest::newRow("good") << QByteArray(R"({"device":"Default Device","serial":"SIM-50701","offsets":[10,-20,30]})")
                           << 0 << QByteArray();
+    QTest::newRow("missing") << QByteArray("-") << 0x70 << QByteArray("is not there");
+    QTest::newRow("a folder") << QByteArray("/") << 0x70 << QByteArray("is not a calibration");
     QTest::newRow("empty") << QByteArray() << 0x70 << QByteArray("is not a calibration");
     QTest::newRow("half") << QByteArray(R"({"device":"Default Device","serial":"SIM-5)") << 0x70
                           << QByteArray("is not a calibration");
@@ -224,7 +238,10 @@ void TestArmCalibration::file() {
     QFETCH(int, wanted);
     QFETCH(QByteArray, says);
     Bench bench;
-    bench.write("THARLeN Calibration (Default Device)", content);
+    if (content == "/")
+        QVERIFY(QDir().mkpath(bench.config("THARLeN Calibration (Default Device)")));
+    else if (content != "-")
+        bench.write("THARLeN Calibration (Default Device)", content);
     int id = -1;
     const QByteArray said = simarm::complaints([&id] { id = init_tharlen("Default Device"); });
     QVERIFY(id >= 0);

@@ -233,7 +233,8 @@ void TestArmFaults::opening() {
     armcontrol::clearFaults();
     QCOMPARE(startServoLoop([](void*) { return 0; }, nullptr), 0);
     for (const char* name :
-         {"read-fails", "init-fails", "init-throws", "no-loop", "missing-flag", "slipping-capstan"})
+         {"read-fails", "init-fails", "init-throws", "no-loop", "missing-flag", "wide-flag", "narrow-gap",
+          "slipping-capstan"})
         seen_.insert(name);
     for (CTHARLeNDevice* device : devices)
         delete device;

@@ -204,7 +204,7 @@ int get_tharlen_vel(int id, float velocity[3]) {
 int get_tharlen_jacobian(int id, double jacobian[6][6]) {
     std::memset(jacobian, 0, 36 * sizeof(double));
     for (int i = 0; i < 6; ++i)
-        jacobian[i][i] = 1;
+        jacobian[i][i] = theDevice.singularJacobian ? 0 : 1;
     return note("get_tharlen_jacobian", id);
 }
 int get_stylus_matrix(int id, float matrix[4][4]) {
@@ -226,9 +226,13 @@ static int zeros(const char* name, int id, float out[6]) {
     return note(name, id);
 }
 int get_tharlen_temp(int id, float celsius[6]) { return zeros("get_tharlen_temp", id, celsius); }
-int get_tharlen_temp_6dof(int id, float celsius[6]) { return zeros("get_tharlen_temp_6dof", id, celsius); }
+int get_tharlen_temp_6dof(int id, float celsius[6]) {
+    standin::fill(celsius, theDevice.celsius, 6);
+    return note("get_tharlen_temp_6dof", id);
+}
 int get_tharlen_temp_normalized_6dof(int id, float scale[6]) {
-    return zeros("get_tharlen_temp_normalized_6dof", id, scale);
+    standin::fill(scale, theDevice.normalizedTemperature, 6);
+    return note("get_tharlen_temp_normalized_6dof", id);
 }
 int get_tharlen_temp_advance(int id, int, float celsius[6]) {
     return zeros("get_tharlen_temp_advance", id, celsius);

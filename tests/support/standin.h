@@ -55,6 +55,9 @@ struct Device {
     float maxStiffness = 0.5f;
     float rate = 1000.0f;
     double pinch = 0;
+    float celsius[6] = {};           ///< motor temperatures
+    float normalizedTemperature[6] = {};
+    bool singularJacobian = false;   ///< else the identity
     int calibrationStatus = 0;
     Calibration calibration;
     CIOConnection connection;

@@ -1,0 +1,99 @@
+// The "Cycle Amps" tab: the amplifiers are switched off and on again and again, and the device's raw fault line
+// decides. Nothing is commanded: no servo flag is set and no force is sent.
+//
+//   tick, every 2000 ms    schedules the pair of switches, reads the fault line, decides
+//   +500 ms, +1000 ms      off, on
+#include "qttharlentest.h"
+#include "restyle.h"
+
+namespace {
+
+constexpr int kTickPeriod = 2000;  ///< ms
+constexpr int kOffDelay = 500;     ///< ms after the tick
+constexpr int kOnDelay = 1000;     ///< ms after the tick
+constexpr int kSwitchesToPass = 4; ///< each way, whatever the model
+
+int cycleAmpsState = 0;       ///< 1 while the amplifiers are believed to be on
+int cycleAmpsCounterOn = 0;   ///< switches since the tab was entered
+int cycleAmpsCounterOff = 0;
+bool ampsOK = false;          ///< the pass message was given and no fault came after it
+
+}  // namespace
+
+// The lamp starts without a colour and reads "NULL" until the first switch; what is set before that is overruled,
+// which is meant. The fault lamp keeps what an earlier run left.
+void qtTharlenTest::startCyclingAmps() {
+    ui.cycleAmps_textBox->clear();
+    ui.amp_status_button->setText("OFF");
+    ui.amp_status_button->setStyleSheet(kFailStyle);
+    ui.amp_status_button->setText("NULL");
+    ui.amp_status_button->setStyleSheet(QString());
+    cycleAmpsState = cycleAmpsCounterOn = cycleAmpsCounterOff = 0;
+    ampsOK = false;
+    ampsGuiUpdateTimer->start(kTickPeriod);
+}
+
+// The shots are not cancelled when the tab is left: one that is pending then still switches.
+void qtTharlenTest::onCycleAmpsTab() {
+    QTimer::singleShot(kOffDelay, this, &qtTharlenTest::disableAmplifiers);
+    QTimer::singleShot(kOnDelay, this, &qtTharlenTest::enableAmplifiers);
+    if (unfiltered_device_fault(csTharlenID) != 0)
+        noteAmplifierFault();
+    else
+        noteNoAmplifierFault();
+}
+
+// A fault does not hold the operator back: the failure is recorded and the run may go on. The text box ends empty,
+// which is meant: the lamp tells.
+void qtTharlenTest::noteAmplifierFault() {
+    ui.cycleAmps_textBox->append("Device Fault detected..");
+    ui.cycleAmps_textBox->clear();
+    showText(ui.device_fault_button, "YES");
+    showStyle(ui.device_fault_button, kFailStyle);
+    ampsOK = false;
+    if (!manufMode)
+        return;
+    repData->bAmplifierPass = false;
+    openTestForces();
+}
+
+// A later tick without a fault passes again: the verdict is that of the last tick that changed it.
+void qtTharlenTest::noteNoAmplifierFault() {
+    showText(ui.device_fault_button, "NO");
+    showStyle(ui.device_fault_button, kPassStyle);
+    if (cycleAmpsCounterOn < kSwitchesToPass || cycleAmpsCounterOff < kSwitchesToPass || ampsOK)
+        return;
+    ui.cycleAmps_textBox->clear();
+    ui.cycleAmps_textBox->append("The device amplifiers are OK");
+    ampsOK = true;
+    if (!manufMode)
+        return;
+    repData->bAmplifierPass = true;
+    ui.cycleAmps_textBox->append("PASS");
+    openTestForces();
+}
+
+void qtTharlenTest::openTestForces() {
+    placeTab(7, ui.tab_7, "./Resources/force.png", "Test Forces");
+    ui.next_button->setEnabled(true);
+}
+
+void qtTharlenTest::enableAmplifiers() {
+    if (cycleAmpsState != 0)
+        return;
+    enable_tharlen_forces_no_wait(csTharlenID);
+    ui.amp_status_button->setText("ON");
+    ui.amp_status_button->setStyleSheet(kPassStyle);
+    ++cycleAmpsCounterOn;
+    cycleAmpsState = 1;
+}
+
+void qtTharlenTest::disableAmplifiers() {
+    if (cycleAmpsState == 0)
+        return;
+    disable_tharlen_forces_no_wait(csTharlenID);
+    ui.amp_status_button->setText("OFF");
+    ui.amp_status_button->setStyleSheet(kFailStyle);
+    ++cycleAmpsCounterOff;
+    cycleAmpsState = 0;
+}

@@ -1,0 +1,148 @@
+// What the force test shows once a second: temperatures, commands, encoders and position.
+#include <QPalette>
+#include <array>
+
+#include "qttharlentest.h"
+#include "restyle.h"
+#include "servostate.h"
+#include "torquestoforce.h"
+
+namespace {
+
+constexpr float kHot = 1.0f;  ///< on the normalised scale
+
+/// Green below 60 degrees Celsius, yellow from there, red from 100.
+QColor temperatureColour(float degrees) {
+    if (degrees < 60.0f)
+        return QColor(0, 255, 0);
+    return degrees < 100.0f ? QColor(255, 255, 0) : QColor(255, 0, 0);
+}
+
+/// The size in the model string of the high-end line, as "1.5": its three characters from 16.
+bool isStelmarSize(const QString& modelText, const char* size) {
+    return QString::localeAwareCompare(modelText, QLatin1String(size)) == 0;
+}
+
+}  // namespace
+
+// --- Temperatures ----------------------------------------------------------------------------------
+
+// One line for each hot axis and tick; forces are not cut here, the device protects itself.
+void qtTharlenTest::monitorTemperature() {
+    get_tharlen_temp_6dof(csTharlenID, motorTempinDegrees);
+    get_tharlen_temp_normalized_6dof(csTharlenID, motorTemp);
+    if (performanceTestMode)
+        showTemperatures({ui.label_65, ui.label_66, ui.label_67});
+    else
+        showTemperatures({ui.temp_X, ui.temp_Y, ui.temp_Z, ui.temp_TX, ui.temp_TY, ui.temp_TZ});
+    for (float temperature : motorTemp) {
+        if (temperature >= kHot)
+            ui.forces_textBox->append("Motors are hot..Please wait until they cool down");
+    }
+    if (startEncoderTest)
+        showEncoderTestTemperatures();
+}
+
+/// As many axes as there are labels.
+void qtTharlenTest::showTemperatures(std::initializer_list<QLabel*> labels) {
+    int axis = 0;
+    for (QLabel* label : labels) {
+        if (motorTemp[axis] > 0.0f)
+            showText(label, QString::number(static_cast<double>(motorTempinDegrees[axis]), 'g', 3));
+        ++axis;
+    }
+}
+
+void qtTharlenTest::showEncoderTestTemperatures() {
+    QLCDNumber* const displays[3] = {ui.EncoderTestLCD_X, ui.EncoderTestLCD_Y, ui.EncoderTestLCD_Z};
+    for (int axis = 0; axis < 3; ++axis) {
+        const float degrees = motorTempinDegrees[axis];
+        displays[axis]->display(QString::number(static_cast<double>(degrees), 'f', 1));
+        const QColor colour = temperatureColour(degrees);
+        QPalette palette = displays[axis]->palette();
+        if (palette.color(QPalette::Active, QPalette::WindowText) == colour)
+            continue;
+        palette.setColor(QPalette::WindowText, colour);
+        displays[axis]->setPalette(palette);
+    }
+}
+
+// --- Forces and read-outs --------------------------------------------------------------------------
+
+// The labels carry DAC counts, not newtons; checkForcePass reads them back.
+void qtTharlenTest::updateForceDisplay() {
+    composeForceText();
+    QLabel* const labels[6] = {ui.force_x, ui.force_y, ui.force_z, ui.force_gx, ui.force_gy, ui.force_gz};
+    for (int i = 0; i < 6; ++i)
+        showText(labels[i], m_motorDACStr[i]);
+    showEncodersAndPosition();
+    watchInkwell();
+}
+
+/// DAC counts for a mN m of motor torque; 0 for a device that is none of these, whose torques then are 0.
+float qtTharlenTest::dacToMotorTorque(const QString& modelText) const {
+    constexpr float ORDA_DTMT = 513.708f;
+    constexpr float CVP_DTMT = 340.0f;
+    constexpr float STEL10_DTMT = 114.3565f;
+    constexpr float STEL15_DTMT = 114.3565f;  // the same value, which is meant
+    constexpr float STEL30_DTMT = 41.610157f;
+    if (isOrda())
+        return ORDA_DTMT;
+    if (isCorvale())
+        return CVP_DTMT;
+    if (isStelmarSize(modelText, "1.0"))
+        return STEL10_DTMT;
+    if (isStelmarSize(modelText, "1.5"))
+        return STEL15_DTMT;
+    return isStelmarSize(modelText, "3.0") ? STEL30_DTMT : 0.0f;
+}
+
+/// The force at the endpoint that the commands mean, N. No read-out shows it. A singular Jacobian gives no force.
+void qtTharlenTest::composeForceText() {
+    const QString modelText = QString::fromLatin1(get_tharlen_model_type(csTharlenID)).mid(16, 3);
+    const float perTorque = dacToMotorTorque(modelText);
+    const CTHARLeNDevice* record = selectedDevice();
+    float redRatio[6] = {};
+    if (record && perTorque != 0.0f) {
+        redRatio[0] = static_cast<float>(record->m_dR1);
+        redRatio[1] = static_cast<float>(record->m_dR2);
+        redRatio[2] = static_cast<float>(record->m_dR3);
+        if (isCorvale())
+            redRatio[3] = static_cast<float>(record->m_dR4);
+    }
+    double jacobian[6][6] = {};
+    get_tharlen_jacobian(csTharlenID, jacobian);
+    float jointTorque[6] = {};
+    for (int i = 0; i < 6; ++i) {
+        const float motorTorque = perTorque != 0.0f ? static_cast<float>(force_dac_values[i]) / perTorque : 0.0f;
+        jointTorque[i] = redRatio[i] != 0.0f ? motorTorque / redRatio[i] : 0.0f;
+    }
+    float forceCartesian[6] = {};
+    try {
+        math::matrix<float> forceMatrix = transformTorquesToForce(jacobian, jointTorque);
+        for (std::size_t i = 0; i < 6; ++i)
+            forceCartesian[i] = forceMatrix(i, 0);
+    } catch (const math::matrix_error&) {
+        for (float& force : forceCartesian)
+            force = 0;
+    }
+    for (int i = 0; i < 6; ++i) {
+        m_forceSentStr[i] = QString::number(static_cast<double>(forceCartesian[i]), 'f', 2);
+        m_motorDACStr[i] = QString::number(static_cast<long>(force_dac_values[i]));
+    }
+    csText = QString::asprintf("Force (N):\t%2.2f \t%2.2f \t%2.2f ", static_cast<double>(forceCartesian[0]),
+                               static_cast<double>(forceCartesian[1]), static_cast<double>(forceCartesian[2]));
+}
+
+void qtTharlenTest::showEncodersAndPosition() {
+    long encoders[6] = {};
+    float position[3] = {};
+    get_encoder_values(csTharlenID, encoders);
+    get_tharlen_pos(csTharlenID, position);
+    QLabel* const encoderLabels[3] = {ui.label_103, ui.label_104, ui.label_105};
+    QLabel* const positionLabels[3] = {ui.label_106, ui.label_107, ui.label_108};
+    for (int axis = 0; axis < 3; ++axis) {
+        showText(encoderLabels[axis], QString::number(static_cast<int>(encoders[axis])));
+        showText(positionLabels[axis], QString::number(static_cast<double>(position[axis])));
+    }
+}

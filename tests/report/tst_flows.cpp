@@ -1,0 +1,179 @@
+// Whole flows on the simulated arm, by a person who does what each tab asks: the user flow, and the manufacturing
+// flow with its gates, to a report that is compared with its expected file.
+#include <QRegularExpression>
+#include <QTemporaryDir>
+
+#include "device/simulated/armcontrol.h"
+#include "operator.h"
+#include "servostate.h"
+#include "windowtest.h"
+
+namespace {
+
+const QRegularExpression kRange("^( +\\S+ Axis \\d:) *(\\S+) (DAC )?to *(\\S+) (DAC )?\\(range *(\\S+?)( DAC)?\\) (.*)$");
+constexpr double kRangeTolerance = 60;  // counts that a pressed stop and a sweep may differ from the stop itself
+
+/// Empty when the lines are the same, but for measured figures within the tolerance.
+QString differs(const QString& line, const QString& expected) {
+    const auto a = kRange.match(line), b = kRange.match(expected);
+    if (!a.hasMatch() || !b.hasMatch())
+        return line == expected ? QString() : QString("\"%1\" instead of \"%2\"").arg(line, expected);
+    bool same = line.size() == expected.size() && a.captured(1) == b.captured(1) && a.captured(8) == b.captured(8);
+    for (const int figure : {2, 4, 6})
+        same = same && qAbs(a.captured(figure).toDouble() - b.captured(figure).toDouble()) <= kRangeTolerance;
+    return same ? QString() : QString("\"%1\" instead of \"%2\"").arg(line, expected);
+}
+
+}  // namespace
+
+#define DO(step)                                  \
+    do {                                          \
+        const QString wrong = step;               \
+        QVERIFY2(wrong.isEmpty(), qPrintable(wrong)); \
+    } while (false)
+
+class TestFlows : public QObject {
+    Q_OBJECT
+
+    QTemporaryDir home;
+    std::unique_ptr<qtTharlenTest> window;
+    std::unique_ptr<SteppedTime> time;
+    std::unique_ptr<Operator> person;
+
+    void open() {
+        qputenv("KNDD_HOME", home.path().toLocal8Bit());
+        QDir(home.path()).mkpath("config");
+        QDir(home.path()).mkpath("logs");
+        armcontrol::resetArm();
+        QCOMPARE(armcontrol::loopStepped(true), std::string());
+        resetSharedState();
+        window = std::make_unique<qtTharlenTest>();
+        time = std::make_unique<SteppedTime>(*window);
+        person = std::make_unique<Operator>(*window, *time);
+    }
+    void select(int device) {
+        DO(person->next("Select"));
+        window->ui.m_cmbTHARLeN->setCurrentIndex(device);
+        window->ui.lineEdit_name->setText("A. Operator");
+        armcontrol::handMove({});
+        time->spend(500);
+    }
+    /// Whether the way on opens by what is done, not before.
+    void opensGate(const char* tab, const std::function<QString()>& act) {
+        QVERIFY2(!person->canGoOn() && !tabTexts(*window).contains(tab), tab);
+        DO(act());
+        QVERIFY2(person->canGoOn() && tabTexts(*window).contains(tab), tab);
+        DO(person->next(tab));
+    }
+    void devices() {
+        QTest::addColumn<int>("device");
+        const auto names = armcontrol::fleetNames();
+        for (std::size_t i = 0; i < names.size(); ++i)
+            QTest::newRow(names[i].c_str()) << int(i);
+    }
+    void compareReport() {
+        QFile report(home.filePath("logs/Test_Reports"));
+        QFile file(QString("../tests/report/expected/flow-%1.txt").arg(QTest::currentDataTag()).replace(' ', '-'));
+        QVERIFY(report.open(QIODevice::ReadOnly) && file.open(QIODevice::ReadOnly));
+        const QStringList lines = QString::fromUtf8(report.readAll()).split('\n');
+        const QStringList expected = QString::fromUtf8(file.readAll()).split('\n');
+        QCOMPARE(lines.size(), expected.size());
+        for (int i = 0; i < lines.size(); ++i) {
+            if (i != 6)  // the date
+                DO(differs(lines[i], expected[i]));
+        }
+        const bool pass = expected.contains("    · All tests succeed                                     P");
+        QCOMPARE(window->ui.test_result_status->text(), QString(pass ? "PASS" : "FAIL"));
+    }
+
+    // From "Read Encoder" to "Summary", each gate closed until its test is done.
+    void driveToTheBox() {
+        opensGate("Cycle Amps", [this] {
+            person->chooseSwitches(true);
+            time->spend(100);
+            return QString();
+        });
+        opensGate("Test Forces", [this] { return person->cycleAmplifiers(); });
+        DO(person->driveMotors());
+        opensGate("Box Test", [this] {
+            person->chooseForces(true);
+            time->spend(200);
+            return QString();
+        });
+        opensGate("Servoloop", [this] { return person->breakOutOfTheBox(); });
+        DO(person->runServoRate());
+        DO(person->next("Summary"));
+    }
+
+private slots:
+    void initTestCase() {
+        qputenv("NOLVA_ARM_SOCKET", "off");
+        qputenv("MVI_MANUFACTURING", "1");
+    }
+    void cleanup() {
+        person.reset();
+        time.reset();
+        window.reset();
+        armcontrol::resetArm();
+    }
+
+    void user_data() { devices(); }
+    void user() {
+        QFETCH(int, device);
+        open();
+        select(device);
+        DO(person->next("Calibrate"));
+        DO(person->calibrate());
+        DO(person->next("Read Encoder"));
+        DO(person->workEncodersAndSwitches());
+        DO(person->next("Cycle Amps"));
+        DO(person->cycleAmplifiers());
+        DO(person->next("Test Forces"));
+        DO(person->driveMotors());
+        DO(person->next("Box Test"));
+        QVERIFY(!armcontrol::state().dac[0] && !armcontrol::state().dac[1] && !armcontrol::state().dac[2]);
+        armcontrol::handMove({});
+        time->spend(1500);
+        DO(person->feelTheBox());
+        DO(person->next("Servoloop"));
+        DO(person->runServoRate());
+        QVERIFY(!person->canGoOn());
+    }
+
+    // A Stelmar gets no further than "Calibrate" and a Nolva no further than "Read Encoder", which is meant; their
+    // report is written by a "Summary" tab that is put there.
+    void manufacturing_data() { devices(); }
+    void manufacturing() {
+        QFETCH(int, device);
+        open();
+        DO(person->enterAdvancedMode(NOLVA_ADVANCED_WORD));
+        select(device);
+        DO(person->next("Calibrate"));
+        if (window->isAnyStelmar() && !window->isCNolvaDevice()) {
+            DO(person->calibrate());
+            QVERIFY(!person->canGoOn());
+        } else {
+            opensGate("Read Encoder", [this] { return person->calibrate(); });
+            DO(person->workEncodersAndSwitches());
+            QVERIFY(!person->canGoOn());
+            person->chooseEncoders(true);
+            time->spend(100);
+            if (window->isCNolvaDevice()) {
+                person->chooseSwitches(true);
+                time->spend(100);
+                QVERIFY(!person->canGoOn());
+            } else {
+                driveToTheBox();
+            }
+        }
+        if (QTest::currentTestFailed())
+            return;
+        if (!tabTexts(*window).contains("Summary"))
+            window->ui.tabWidget->addTab(window->ui.tab_12, "Summary");
+        goToTab(*window, "Summary");
+        compareReport();
+    }
+};
+
+QTEST_MAIN(TestFlows)
+#include "tst_flows.moc"

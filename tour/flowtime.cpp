@@ -1,0 +1,59 @@
+#include "flowtime.h"
+
+#include <QEventLoop>
+#include <QTimer>
+#include <algorithm>
+
+#include "device/simulated/armcontrol.h"
+#include "qttharlentest.h"
+
+void RealTime::spend(int milliseconds) {
+    QEventLoop loop;
+    QTimer::singleShot(milliseconds, &loop, &QEventLoop::quit);
+    loop.exec();
+}
+
+void SteppedTime::spend(int milliseconds) {
+    for (int i = 0; i < milliseconds; ++i) {
+        armcontrol::step(qMax(1, armcontrol::state().rate / 1000));
+        ++m_now;
+        fireDueTimers();
+        fireDueShots();
+    }
+}
+
+void SteppedTime::fireDueTimers() {
+    QHash<int, long> running;
+    const auto timers = m_window.findChildren<QTimer*>(QString(), Qt::FindDirectChildrenOnly);
+    for (QTimer* timer : timers) {
+        const int id = timer->timerId();
+        if (!timer->isActive() || timer->interval() == 0)
+            continue;
+        long due = m_due.value(id, m_now + timer->interval());
+        if (due <= m_now) {
+            fire(timer);
+            due = m_now + timer->interval();
+        }
+        if (timer->isActive() && timer->timerId() == id)
+            running.insert(id, due);
+    }
+    m_due = running;
+}
+
+void SteppedTime::fire(QTimer* timer) {
+    const bool amplifiers = timer == m_window.ampsGuiUpdateTimer;
+    QMetaObject::invokeMethod(timer, "timeout", Qt::DirectConnection);
+    if (!amplifiers)
+        return;
+    m_shots.push_back({m_now + 500, [this] { m_window.disableAmplifiers(); }});
+    m_shots.push_back({m_now + 1000, [this] { m_window.enableAmplifiers(); }});
+}
+
+void SteppedTime::fireDueShots() {
+    const auto later = std::stable_partition(m_shots.begin(), m_shots.end(),
+                                             [this](const Shot& shot) { return shot.due <= m_now; });
+    const std::vector<Shot> due(m_shots.begin(), later);
+    m_shots.erase(m_shots.begin(), later);
+    for (const Shot& shot : due)
+        shot.act();
+}

@@ -1,0 +1,46 @@
+// Time for whoever operates the window: real, with its event loop, or stepped, without waiting.
+#pragma once
+
+#include <QHash>
+#include <functional>
+#include <vector>
+
+class QTimer;
+class qtTharlenTest;
+
+/// Lets time pass for the window and the arm. Graphical thread.
+class FlowTime {
+public:
+    virtual ~FlowTime() = default;
+    virtual void spend(int milliseconds) = 0;
+};
+
+/// Runs the event loop: timers, paints and the loop's own thread go on as for a person.
+class RealTime : public FlowTime {
+public:
+    void spend(int milliseconds) override;
+};
+
+/// Steps the arm by hand and fires the window's timers when they are due, a millisecond at a time. The arm's loop
+/// must be stepped, and no event loop may run meanwhile, or a timer would fire twice.
+class SteppedTime : public FlowTime {
+public:
+    explicit SteppedTime(qtTharlenTest& window) : m_window(window) {}
+    void spend(int milliseconds) override;
+    /// Milliseconds spent.
+    long now() const { return m_now; }
+
+private:
+    void fireDueTimers();
+    void fire(QTimer* timer);
+    void fireDueShots();
+
+    struct Shot {
+        long due;
+        std::function<void()> act;
+    };
+    qtTharlenTest& m_window;
+    long m_now = 0;
+    QHash<int, long> m_due;    ///< ms, by the id of a running timer: a timer that starts anew gets another id
+    std::vector<Shot> m_shots; ///< single shots of the amplifier test
+};

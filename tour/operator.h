@@ -1,0 +1,49 @@
+// A person at the window and at the arm: does by the wizard's widgets and the hand what each tab asks.
+#pragma once
+
+#include <QString>
+
+#include "flowtime.h"
+
+class QLineEdit;
+class QRadioButton;
+class qtTharlenTest;
+
+/// Every step returns what went wrong in one sentence, empty when nothing did. Graphical thread.
+class Operator {
+public:
+    Operator(qtTharlenTest& window, FlowTime& time) : m_window(window), m_time(time) {}
+
+    /// Goes through the gate of the advanced modes; the environment decides which one.
+    QString enterAdvancedMode(const QString& word);
+    /// Presses "next" and looks whether that tab came.
+    QString next(const QString& expectedTab);
+    bool canGoOn() const;
+    QString currentTab() const;
+
+    /// By the style of the device: sweeps, the ink well, or the reset pose and the button.
+    QString calibrate();
+    /// Moves every joint from stop to stop and works every switch four times each way.
+    QString workEncodersAndSwitches();
+    void chooseEncoders(bool pass);
+    void chooseSwitches(bool pass);
+    /// Waits until the amplifiers were cycled often enough.
+    QString cycleAmplifiers();
+    /// Drives each motor both ways while the hand holds the stylus.
+    QString driveMotors();
+    void chooseForces(bool pass);
+    /// Presses against each wall, which has to push back.
+    QString feelTheBox();
+    /// Pushes through each wall three times.
+    QString breakOutOfTheBox();
+    /// A whole run of the rate test, to its eleventh line.
+    QString runServoRate();
+
+private:
+    void choose(std::initializer_list<QRadioButton*> buttons);
+    QString pushThrough(int wall);
+    void workSwitches();
+
+    qtTharlenTest& m_window;
+    FlowTime& m_time;
+};
