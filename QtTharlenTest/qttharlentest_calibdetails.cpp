@@ -64,6 +64,10 @@ void qtTharlenTest::onCalibrationDetailTab() {
         ui.calibDetails_textBox2->clear();
         return;
     }
+    // A tab stop that "New calibration:" falls short of and the longer captions pass: so their figures line up.
+    const QFontMetrics metrics = ui.calibDetails_textBox1->fontMetrics();
+    ui.calibDetails_textBox1->setTabStopDistance(
+        0.5 * (metrics.horizontalAdvance("New calibration:") + metrics.horizontalAdvance("Incorrect offsets:")));
     m_pConnection = get_connection_data(csTharlenID);
     m_pCalibration = get_calibration_data(csTharlenID);
     calibDetailTimer->start(kDetailPeriod);

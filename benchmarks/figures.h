@@ -32,7 +32,17 @@ inline double mean(const std::vector<double>& samples) {
 
 /// Cost of one servo tick in every branch, and its allocations. The loop is stepped.
 std::vector<Figure> measureTickCost();
+/// Cost of one call of each slot that a timer calls, on its tab with the arm moving. The loop is stepped.
+std::vector<Figure> measureSlots();
+/// The longest the event loop was held on each tab, the loop on its thread, the window shown.
+std::vector<Figure> measureStalls(int secondsATab);
+/// Simulated seconds a second of the stepped arm, and memory before and after an hour of it.
+std::vector<Figure> measureStepped();
 /// Wake-up lateness of the loop beside the shown window, against cyclictest in the same minute.
 std::vector<Figure> measureLateness(int seconds);
+/// Ticks lost beside a busy window.
+std::vector<Figure> measureLostTicks(int seconds);
 /// From process start to first paint, against a bare window.
 std::vector<Figure> measureStartUp(const std::string& firstPaintProgram, int repetitions);
+/// Processor use at rest on "Select", against one scene that repaints at the same pace.
+std::vector<Figure> measureRest(const std::string& restProgram, int seconds);

@@ -78,6 +78,26 @@ Histogram cyclictest(qtTharlenTest& window, int seconds, int period, bool realTi
 
 }  // namespace
 
+std::vector<Figure> measureLostTicks(int seconds) {
+    armcontrol::resetArm();
+    prevTharlenID = -1;
+    qtTharlenTest window;
+    window.show();
+    window.ui.tabWidget->setCurrentIndex(1);
+    spend(window, 1, true);
+    const armcontrol::State before = armcontrol::state();
+    armcontrol::loopClearLateness();
+    spend(window, seconds, true);
+    const armcontrol::State after = armcontrol::state();
+    Figure figure = figureOf("long run of the loop", "1000 Hz, " + std::to_string(seconds) + " s, window busy, "
+                             + (after.realTime ? "real-time" : "ordinary") + " scheduling",
+                             armcontrol::loopLateness());
+    figure.values.push_back({"ticks", static_cast<double>(after.ticks - before.ticks)});
+    figure.values.push_back({"ticks lost", static_cast<double>(after.lateTicks - before.lateTicks)});
+    figure.goal = "no tick lost in ten minutes";
+    return {figure};
+}
+
 std::vector<Figure> measureLateness(int seconds) {
     armcontrol::resetArm();
     prevTharlenID = -1;
@@ -85,7 +105,7 @@ std::vector<Figure> measureLateness(int seconds) {
     window.show();
     window.ui.tabWidget->setCurrentIndex(1);
     std::vector<Figure> figures;
-    for (const int rate : {1000, 4000}) {
+    for (const int rate : {1000, 2000, 3000, 4000}) {
         for (const bool busy : {false, true}) {
             setServoLoopRate(rate);
             spend(window, 1, busy);

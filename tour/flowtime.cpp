@@ -23,10 +23,10 @@ void SteppedTime::spend(int milliseconds) {
 }
 
 void SteppedTime::fireDueTimers() {
-    QHash<int, long> running;
+    QHash<QPair<QTimer*, int>, long> running;
     const auto timers = m_window.findChildren<QTimer*>(QString(), Qt::FindDirectChildrenOnly);
     for (QTimer* timer : timers) {
-        const int id = timer->timerId();
+        const QPair<QTimer*, int> id(timer, timer->timerId());
         if (!timer->isActive() || timer->interval() == 0)
             continue;
         long due = m_due.value(id, m_now + timer->interval());
@@ -34,7 +34,7 @@ void SteppedTime::fireDueTimers() {
             fire(timer);
             due = m_now + timer->interval();
         }
-        if (timer->isActive() && timer->timerId() == id)
+        if (timer->isActive() && timer->timerId() == id.second)
             running.insert(id, due);
     }
     m_due = running;

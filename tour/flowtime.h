@@ -2,6 +2,7 @@
 #pragma once
 
 #include <QHash>
+#include <QPair>
 #include <functional>
 #include <vector>
 
@@ -41,6 +42,6 @@ private:
     };
     qtTharlenTest& m_window;
     long m_now = 0;
-    QHash<int, long> m_due;    ///< ms, by the id of a running timer: a timer that starts anew gets another id
-    std::vector<Shot> m_shots; ///< single shots of the amplifier test
+    QHash<QPair<QTimer*, int>, long> m_due;  ///< ms, by timer and its id: one that starts anew gets another id
+    std::vector<Shot> m_shots;               ///< single shots of the amplifier test
 };

@@ -1,0 +1,77 @@
+// What one call of each timer's slot costs the event loop, on the stepped simulated arm with a moving hand.
+#include <QApplication>
+#include <chrono>
+#include <functional>
+
+#include "device/simulated/armcontrol.h"
+#include "figures.h"
+#include "qttharlentest.h"
+#include "servostate.h"
+
+namespace {
+
+void openOn(qtTharlenTest& window, int device, const char* tab, QWidget* page) {
+    window.ui.tabWidget->setCurrentIndex(1);
+    window.ui.m_cmbTHARLeN->setCurrentIndex(device);
+    if (window.ui.tabWidget->indexOf(page) < 0)
+        window.ui.tabWidget->addTab(page, tab);
+    window.ui.tabWidget->setCurrentWidget(page);
+}
+
+Figure costOf(const std::string& slot, const std::string& conditions, const std::function<void()>& call) {
+    constexpr int kCalls = 3000;
+    std::vector<double> cost;
+    cost.reserve(kCalls);
+    for (int i = 0; i < kCalls; ++i) {
+        if (i % 400 == 0)
+            armcontrol::handDrag({i / 400 % 2 ? 30.0 : -30.0, 10, -10}, 60);
+        armcontrol::step(20);
+        QApplication::processEvents();  // what the last call asked to be painted is not of this call
+        const auto start = std::chrono::steady_clock::now();
+        call();
+        const std::chrono::duration<double, std::micro> taken = std::chrono::steady_clock::now() - start;
+        cost.push_back(taken.count());
+    }
+    return {"slot, " + slot, conditions,
+            {{"mean", mean(cost)}, {"p99", percentile(cost, 0.99)}, {"largest", percentile(cost, 1)}},
+            "us", "p99 at most 1000 us"};
+}
+
+}  // namespace
+
+std::vector<Figure> measureSlots() {
+    armcontrol::resetArm();
+    armcontrol::loopStepped(true);
+    prevTharlenID = -1;
+    qtTharlenTest window;
+    window.show();
+    const int corvale = 4;  // revision 5: three flags and two gaps
+    std::vector<Figure> figures;
+    openOn(window, 0, "Calibrate", window.ui.tab_2);
+    figures.push_back(costOf("updateOrdaCorvaleCalib", "Orda", [&] { window.updateOrdaCorvaleCalib(); }));
+    openOn(window, 0, "Read Encoder", window.ui.tab_3);
+    window.manufMode = true;
+    figures.push_back(costOf("updateReadEncoderTab", "Orda, manufacturing", [&] { window.updateReadEncoderTab(); }));
+    window.manufMode = false;
+    openOn(window, 0, "Test Forces", window.ui.tab_7);
+    figures.push_back(costOf("monitorTemperature, updateForceDisplay", "Orda", [&] {
+        window.monitorTemperature();
+        window.updateForceDisplay();
+    }));
+    window.manufMode = true;
+    figures.push_back(costOf("checkForcePass", "Orda, manufacturing", [&] { window.checkForcePass(); }));
+    window.manufMode = false;
+    openOn(window, 0, "Box Test", window.ui.tab_10);
+    figures.push_back(costOf("forceProgressUpdate", "Orda", [&] { window.forceProgressUpdate(); }));
+    openOn(window, corvale, "Calibrate", window.ui.tab_2);
+    for (int axis = 0; axis < 3; ++axis) {
+        armcontrol::handSweep(axis, 1.0);
+        armcontrol::step(8000);
+    }
+    window.manufMode = true;
+    openOn(window, corvale, "Calibration Details", window.ui.tab_4);
+    figures.push_back(costOf("updateCalibrationData", "Corvale, all flags and gaps seen",
+                             [&] { window.updateCalibrationData(); }));
+    window.manufMode = false;
+    return figures;
+}
