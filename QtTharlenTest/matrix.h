@@ -26,7 +26,8 @@ public:
     matrix(const matrix& other) noexcept : _m(other._m) { ++_m->Refcnt; }
     ~matrix() { release(); }
 
-    /// Shares the storage. The source gains its sharer before this loses one, so a matrix can be assigned to itself.
+    /// Shares the storage. The source gains its sharer before this loses one, so a matrix can be assigned to
+    /// itself.
     matrix& operator=(const matrix& other) noexcept {
         ++other._m->Refcnt;
         release();
@@ -43,6 +44,15 @@ public:
         return _m->Val[row][col];
     }
 
+    /// Leaves the shared storage for a private copy of it.
+    void clone() {
+        auto* own = new base_mat(_m->Row, _m->Col);
+        for (std::size_t i = 0; i < own->Row; ++i)
+            std::copy_n(_m->Val[i], own->Col, own->Val[i]);
+        release();
+        _m = own;
+    }
+
     /// Becomes the identity; of a matrix that is not square, the smaller side counts for both.
     void Unit() {
         detach();
@@ -51,6 +61,29 @@ public:
             std::fill_n(_m->Val[i], _m->Col, T(0));
             _m->Val[i][i] = T(1);
         }
+    }
+
+    /// Brings the largest element of column `row`, at or below row `row`, into that row. Of equals the first is
+    /// taken. -1 where there are only zeros or no such row, 0 where nothing had to move, else the row it came from.
+    int pivot(std::size_t row) {
+        if (row >= _m->Row || row >= _m->Col)
+            return -1;
+        detach();
+        T largest = T(0);
+        std::size_t found = row;
+        for (std::size_t i = row; i < _m->Row; ++i) {
+            const T size = std::abs(_m->Val[i][row]);
+            if (size > largest) {
+                largest = size;
+                found = i;
+            }
+        }
+        if (_m->Val[found][row] == T(0))
+            return -1;
+        if (found == row)
+            return 0;
+        std::swap(_m->Val[found], _m->Val[row]);
+        return static_cast<int>(found);
     }
 
     /// The inverse, by Gauss-Jordan elimination with partial pivoting. It works in place, which is meant: this
@@ -119,39 +152,9 @@ private:
             delete _m;
     }
 
-    /// Leaves the shared storage for a private copy of it.
-    void clone() {
-        auto* own = new base_mat(_m->Row, _m->Col);
-        for (std::size_t i = 0; i < own->Row; ++i)
-            std::copy_n(_m->Val[i], own->Col, own->Val[i]);
-        release();
-        _m = own;
-    }
-
     void detach() {
         if (_m->Refcnt > 1)
             clone();
-    }
-
-    /// Brings the largest element of column `row`, at or below row `row`, into that row. Of equals the first is
-    /// taken. -1 where there are only zeros, 0 where nothing had to move, else the row it came from. The storage
-    /// must not be shared.
-    int pivot(std::size_t row) {
-        T largest = T(0);
-        std::size_t found = row;
-        for (std::size_t i = row; i < _m->Row; ++i) {
-            const T size = std::abs(_m->Val[i][row]);
-            if (size > largest) {
-                largest = size;
-                found = i;
-            }
-        }
-        if (_m->Val[found][row] == T(0))
-            return -1;
-        if (found == row)
-            return 0;
-        std::swap(_m->Val[found], _m->Val[row]);
-        return static_cast<int>(found);
     }
 
     /// Makes column k that of the identity, and does the same to the rows of `result`.

@@ -143,6 +143,7 @@ void qtTharlenTest::createTimersAndScenes() {
     capstanTestTimer = new QTimer(this);
     connect(capstanTestTimer, &QTimer::timeout, this, &qtTharlenTest::runCapstanTest_verify);
     servoRateGraphicTimer = newTimer(&qtTharlenTest::updateServoLoopRateProgress);
+    servoRateGraphicTimer->setTimerType(Qt::PreciseTimer);  // a period's samples are counted; coarse is 5 % off
     errorDisplayTimer = newTimer(&qtTharlenTest::displayError);
     errorDisplayTimer->start(500);
     motorTempTimer = newTimer(&qtTharlenTest::getMotorTemperature);

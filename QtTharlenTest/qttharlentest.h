@@ -250,6 +250,10 @@ public:
     /// Adds one sample to the period. Returns 1. [S]
     int sampleHapticUpdateRate();
 
+    // --- Servo rate ---
+    /// Adds a bar of the period's samples to the strip, a tenth of a pixel a sample. A full strip starts anew.
+    void updateHistogram();
+
     // --- Report ---
     void initReportData();
     /// Clears the record and all per-device test state.
@@ -350,7 +354,7 @@ public slots:
     // Servo rate
     void startServoLoopRateTest();
     void stopServoLoopRateTest();
-    void updateServoLoopRateProgress();
+    void updateServoLoopRateProgress();  ///< once a period: a line, a bar; the eleventh ends the run
     void clearHistogram();
 
     // Performance pages
@@ -494,6 +498,10 @@ private:
     void composeForceText();
     void showEncodersAndPosition();
     QMessageBox* inkwellWarning = nullptr;
+
+    // Servo rate, a step of updateServoLoopRateProgress each
+    void takeRateStatistics();  ///< closes the period; not a number where it held no sample
+    QString rateReportLine() const;
 
     // Device selection, a step of OnSelChangeTHARLeN each
     int openFirstDevice(const QString& name);

@@ -17,11 +17,6 @@ void qtTharlenTest::onClickVerifyCapstanTest() {}
 int qtTharlenTest::runCapstanTest_ref() { return 0; }
 int qtTharlenTest::runCapstanTest_verify() { return 0; }
 
-// Servo rate
-void qtTharlenTest::startServoLoopRateTest() {}
-void qtTharlenTest::updateServoLoopRateProgress() {}
-void qtTharlenTest::clearHistogram() {}
-
 // Performance pages
 void qtTharlenTest::startServoLoopPerformance() {}
 void qtTharlenTest::stopServoLoopPerformance() {}

@@ -1,20 +1,44 @@
-// The servo rate strip: its mark, and the end of a run.
+// The "Servoloop" tab: once a period the samples of the servo rate become a line of statistics and a bar of the
+// strip. No verdict: the operator judges by the colours.
 #include <QFont>
 #include <QGraphicsTextItem>
 #include <QPen>
+#include <cmath>
+#include <limits>
 
 #include "qttharlentest.h"
 #include "servostate.h"
 
-/// The line and text that a bar of 1000 samples meets.
-void qtTharlenTest::drawHistogramMark() {
-    const int width = ui.graphicsView->width();
-    const int height = ui.graphicsView->height();
-    const QPen pen(Qt::green, 1.0, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin);
-    histogramScene->addLine(0.0, height - 100, 740.0, height - 100, pen);
-    QGraphicsTextItem* text = histogramScene->addText("1000 Hz", QFont("Arial", 16));
-    text->setDefaultTextColor(Qt::green);
-    text->setPos(width / 2, height - 130);
+namespace {
+
+constexpr int kLastReport = 10;  ///< a run's reports count from 0
+constexpr int kBarsOfStrip = 29;
+constexpr int kBarWidth = 40;  ///< scene units, which are pixels
+constexpr int kBarFoot = 151;  ///< y of the line that bars stand on
+constexpr int kSamplesAPixel = 10;
+
+/// The legend promises yellow from 950; the bars give it at 994 alone and green in between, which is meant.
+Qt::GlobalColor barColour(int samples) {
+    if (samples < 950)
+        return Qt::red;
+    return samples == 994 ? Qt::yellow : Qt::green;
+}
+
+}  // namespace
+
+// --- A run -----------------------------------------------------------------------------------------
+
+// The rate in Hz is also the period in ms. Samples of a run that was stopped within a period stay counted.
+void qtTharlenTest::startServoLoopRateTest() {
+    startServoTest = true;
+    servoRateGraphicTimer->start(static_cast<int>(servoRate));
+    ui.servoLoopUpdate_box->clear();
+    ui.servoLoopUpdate_box->setText("Start: \n");
+    ui.hapticRate_startButton->setEnabled(false);
+    ui.clearHistoButton->setEnabled(false);
+    ui.hapticRate_stoptButton->setEnabled(true);
+    histogramScene->setSceneRect(ui.graphicsView->rect());
+    clearHistogram();
 }
 
 void qtTharlenTest::stopServoLoopRateTest() {
@@ -25,4 +49,72 @@ void qtTharlenTest::stopServoLoopRateTest() {
     ui.hapticRate_startButton->setEnabled(true);
     ui.hapticRate_stoptButton->setEnabled(false);
     servoUpdateTicks = 0;
+}
+
+void qtTharlenTest::updateServoLoopRateProgress() {
+    takeRateStatistics();
+    const QString line = rateReportLine();
+    if (performanceTestMode)
+        ui.servoloopText->append(line);
+    else
+        ui.servoLoopUpdate_box->append(line);
+    updateHistogram();
+    if (servoUpdateTicks++ == kLastReport)
+        stopServoLoopRateTest();
+}
+
+// The next tick opens a new period. One that falls in between changes this period or the next by a sample: the
+// figures are for inspection.
+void qtTharlenTest::takeRateStatistics() {
+    varUpdateRate = meanUpdateRate = stdDevUpdateRate = 0;
+    const int rateCounterApp = rateCounter;
+    rateCounter = 0;
+    numSamplesUpdateRate = rateCounterApp;
+    if (rateCounterApp == 0) {
+        varUpdateRate = meanUpdateRate = stdDevUpdateRate = std::numeric_limits<float>::quiet_NaN();
+        return;
+    }
+    meanUpdateRate = totalRateSamples / rateCounterApp;
+    for (int i = 0; i < rateCounterApp; ++i) {
+        const float difference = sample[i] - meanUpdateRate;
+        varUpdateRate += difference * difference;
+    }
+    varUpdateRate /= rateCounterApp;
+    stdDevUpdateRate = std::sqrt(varUpdateRate);
+}
+
+QString qtTharlenTest::rateReportLine() const {
+    return QString::asprintf("Sample:%2d  N:  %4d  Min:  %0.2f  Max:  %0.2f  Mean:  %0.2f  Var:  %0.2f  SD:  %0.2f",
+                             servoUpdateTicks, numSamplesUpdateRate, double(minUpdateRate.load()),
+                             double(maxUpdateRate.load()), double(meanUpdateRate), double(varUpdateRate),
+                             double(stdDevUpdateRate));
+}
+
+// --- The strip -------------------------------------------------------------------------------------
+
+void qtTharlenTest::updateHistogram() {
+    if (startPlotCounter >= kBarsOfStrip)
+        clearHistogram();
+    const int height = numSamplesUpdateRate / kSamplesAPixel;
+    const QPen pen(Qt::black, 3.0, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin);
+    histogramScene->addRect(startPlotCounter * kBarWidth, kBarFoot - height, kBarWidth, height, pen,
+                            QBrush(barColour(numSamplesUpdateRate)));
+    ++startPlotCounter;
+}
+
+void qtTharlenTest::clearHistogram() {
+    histogramScene->clear();
+    drawHistogramMark();
+    startPlotCounter = 0;
+}
+
+/// The line and text that a bar of 1000 samples meets.
+void qtTharlenTest::drawHistogramMark() {
+    const int width = ui.graphicsView->width();
+    const int height = ui.graphicsView->height();
+    const QPen pen(Qt::green, 1.0, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin);
+    histogramScene->addLine(0.0, height - 100, 740.0, height - 100, pen);
+    QGraphicsTextItem* text = histogramScene->addText("1000 Hz", QFont("Arial", 16));
+    text->setDefaultTextColor(Qt::green);
+    text->setPos(width / 2, height - 130);
 }

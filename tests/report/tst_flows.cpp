@@ -82,7 +82,7 @@ class TestFlows : public QObject {
             if (i != 6)  // the date
                 DO(differs(lines[i], expected[i]));
         }
-        const bool pass = expected.contains("    · All tests succeed                                     P");
+        const bool pass = expected.filter("All tests succeed").value(0).endsWith(" P");
         QCOMPARE(window->ui.test_result_status->text(), QString(pass ? "PASS" : "FAIL"));
     }
 
@@ -100,7 +100,10 @@ class TestFlows : public QObject {
             time->spend(200);
             return QString();
         });
-        opensGate("Servoloop", [this] { return person->breakOutOfTheBox(); });
+        // Here the button is on and leads nowhere until the walls have yielded.
+        QVERIFY(person->canGoOn() && !tabTexts(*window).contains("Servoloop"));
+        DO(person->breakOutOfTheBox());
+        DO(person->next("Servoloop"));
         DO(person->runServoRate());
         DO(person->next("Summary"));
     }

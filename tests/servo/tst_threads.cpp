@@ -42,6 +42,10 @@ private slots:
         QTRY_COMPARE(double(window.hapticBoxRenderer->pPos[0]), 20.0);
         window.accumulateErrors(-4);
         window.displayError();
+        goToTab(window, "Servoloop");
+        window.startServoLoopRateTest();
+        QTRY_VERIFY(rateCounter > 20);
+        window.updateServoLoopRateProgress();
 
         window.ui.tabWidget->addTab(window.ui.tab_15, "Performance Testing");
         goToTab(window, "Performance Testing");
