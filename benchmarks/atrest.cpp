@@ -1,10 +1,9 @@
-// atrest window|scene SECONDS: shows the application's window on "Select", or one OpenGL widget of the graphic's size
-// that clears itself at the same pace, and prints what the graphical thread used of a core, in percent.
+// atrest window|scene SECONDS: shows the application's window on "Select", or an empty window of its size in which the
+// device graphic is the one widget that repaints, and prints what the graphical thread used of a core, in percent.
 #include <sys/resource.h>
 
 #include <QApplication>
-#include <QElapsedTimer>
-#include <QOpenGLWidget>
+#include <QMainWindow>
 #include <QTimer>
 #include <cstdio>
 #include <cstdlib>
@@ -34,17 +33,18 @@ int main(int argc, char** argv) {
     setenv("NOLVA_ARM_SOCKET", "off", 1);
     QApplication application(argc, argv);
     std::unique_ptr<qtTharlenTest> window;
-    QOpenGLWidget scene;
-    QTimer repaint;
+    QMainWindow empty;
     if (std::strcmp(argv[1], "window") == 0) {
         window = std::make_unique<qtTharlenTest>();
         window->show();
         window->ui.tabWidget->setCurrentIndex(1);
     } else {
-        scene.resize(qtTharlenTest().ui.glDrawWidget1->size());
-        scene.show();
-        QObject::connect(&repaint, &QTimer::timeout, &scene, QOverload<>::of(&QWidget::update));
-        repaint.start(33);
+        const qtTharlenTest model;
+        empty.resize(model.size());
+        auto* place = new QWidget(&empty);
+        place->setGeometry(model.ui.glDrawWidget1->geometry());
+        new qtTharlenDraw(init_tharlen("Default Device"), place);
+        empty.show();
     }
     double before = 0;
     QTimer::singleShot(2000, [&] { before = processorSeconds(); });

@@ -3,18 +3,36 @@
 #include <QEventLoop>
 #include <QTimer>
 #include <algorithm>
+#include <atomic>
 
 #include "device/simulated/armcontrol.h"
 #include "qttharlentest.h"
 
+namespace {
+
+std::atomic<bool> wasCancelled{false};
+static_assert(std::atomic<bool>::is_always_lock_free, "set by a signal's handler");
+
+}  // namespace
+
+void FlowTime::cancel() { wasCancelled = true; }
+bool FlowTime::cancelled() { return wasCancelled; }
+
 void RealTime::spend(int milliseconds) {
     QEventLoop loop;
     QTimer::singleShot(milliseconds, &loop, &QEventLoop::quit);
-    loop.exec();
+    QTimer watch;
+    QObject::connect(&watch, &QTimer::timeout, &loop, [&loop] {
+        if (cancelled())
+            loop.quit();
+    });
+    watch.start(50);
+    if (!cancelled())
+        loop.exec();
 }
 
 void SteppedTime::spend(int milliseconds) {
-    for (int i = 0; i < milliseconds; ++i) {
+    for (int i = 0; i < milliseconds && !cancelled(); ++i) {
         armcontrol::step(qMax(1, armcontrol::state().rate / 1000));
         ++m_now;
         fireDueTimers();

@@ -13,7 +13,12 @@ class qtTharlenTest;
 class FlowTime {
 public:
     virtual ~FlowTime() = default;
+    /// Returns early, or at once, after cancel().
     virtual void spend(int milliseconds) = 0;
+
+    /// Whoever waits is to come to an end. Any thread, also a signal's handler.
+    static void cancel();
+    static bool cancelled();
 };
 
 /// Runs the event loop: timers, paints and the loop's own thread go on as for a person.

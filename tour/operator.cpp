@@ -32,6 +32,20 @@ QString Operator::next(const QString& expectedTab) {
     return QString("\"%1\" was expected after Next, but \"%2\" is shown.").arg(expectedTab, currentTab());
 }
 
+QString Operator::select(const QString& device) {
+    const QString error = next("Select");
+    if (!error.isEmpty())
+        return error;
+    const int index = m_window.ui.m_cmbTHARLeN->findText(device);
+    if (index < 0)
+        return QString("There is no device \"%1\".").arg(device);
+    m_window.ui.m_cmbTHARLeN->setCurrentIndex(index);
+    m_window.ui.lineEdit_name->setText("A. Operator");
+    armcontrol::handMove({});
+    m_time.spend(500);
+    return m_window.csTharlenID >= 0 ? QString() : QString("\"%1\" could not be opened.").arg(device);
+}
+
 void Operator::choose(std::initializer_list<QRadioButton*> buttons) {
     for (QRadioButton* button : buttons)
         button->setChecked(true);

@@ -18,6 +18,8 @@ public:
     QString enterAdvancedMode(const QString& word);
     /// Presses "next" and looks whether that tab came.
     QString next(const QString& expectedTab);
+    /// Goes to "Select" and opens the device of that name.
+    QString select(const QString& device);
     bool canGoOn() const;
     QString currentTab() const;
 

@@ -51,13 +51,6 @@ class TestFlows : public QObject {
         time = std::make_unique<SteppedTime>(*window);
         person = std::make_unique<Operator>(*window, *time);
     }
-    void select(int device) {
-        DO(person->next("Select"));
-        window->ui.m_cmbTHARLeN->setCurrentIndex(device);
-        window->ui.lineEdit_name->setText("A. Operator");
-        armcontrol::handMove({});
-        time->spend(500);
-    }
     /// Whether the way on opens by what is done, not before.
     void opensGate(const char* tab, const std::function<QString()>& act) {
         QVERIFY2(!person->canGoOn() && !tabTexts(*window).contains(tab), tab);
@@ -66,10 +59,9 @@ class TestFlows : public QObject {
         DO(person->next(tab));
     }
     void devices() {
-        QTest::addColumn<int>("device");
-        const auto names = armcontrol::fleetNames();
-        for (std::size_t i = 0; i < names.size(); ++i)
-            QTest::newRow(names[i].c_str()) << int(i);
+        QTest::addColumn<QString>("device");
+        for (const std::string& name : armcontrol::fleetNames())
+            QTest::newRow(name.c_str()) << QString::fromStdString(name);
     }
     void compareReport() {
         QFile report(home.filePath("logs/Test_Reports"));
@@ -122,9 +114,9 @@ private slots:
 
     void user_data() { devices(); }
     void user() {
-        QFETCH(int, device);
+        QFETCH(QString, device);
         open();
-        select(device);
+        DO(person->select(device));
         DO(person->next("Calibrate"));
         DO(person->calibrate());
         DO(person->next("Read Encoder"));
@@ -147,10 +139,10 @@ private slots:
     // report is written by a "Summary" tab that is put there.
     void manufacturing_data() { devices(); }
     void manufacturing() {
-        QFETCH(int, device);
+        QFETCH(QString, device);
         open();
         DO(person->enterAdvancedMode(NOLVA_ADVANCED_WORD));
-        select(device);
+        DO(person->select(device));
         DO(person->next("Calibrate"));
         if (window->isAnyStelmar() && !window->isCNolvaDevice()) {
             DO(person->calibrate());
