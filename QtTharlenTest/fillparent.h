@@ -5,7 +5,6 @@
 #include <QEvent>
 #include <QOpenGLWidget>
 #include <QSurfaceFormat>
-#include <QTimer>
 
 /// How much of its placeholder a scene takes. A perspective has its angle upright, so a scene that is taller than
 /// wide cuts off what stands at its sides.
@@ -28,7 +27,7 @@ public:
             follow(m_scene->parentWidget());
         if (event->type() == QEvent::Paint && !m_shown) {
             m_shown = true;
-            QTimer::singleShot(0, m_scene, &QWidget::show);
+            QMetaObject::invokeMethod(m_scene, "show", Qt::QueuedConnection);
         }
         return false;
     }

@@ -1,6 +1,7 @@
 #include "logbook.h"
 
 #include <QBuffer>
+#include <QCoreApplication>
 #include <QDateTime>
 #include <QDir>
 #include <QRegularExpression>
@@ -40,6 +41,10 @@ QString verdictCell(const TourStep& step) {
 }  // namespace
 
 QByteArray Logbook::photograph(QWidget& window) {
+    // Without an event loop nothing was laid out or painted yet, and a scene comes up after the first paint.
+    QCoreApplication::sendPostedEvents();
+    window.grab();
+    QCoreApplication::sendPostedEvents();
     QByteArray bytes;
     QBuffer buffer(&bytes);
     buffer.open(QIODevice::WriteOnly);

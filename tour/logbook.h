@@ -13,7 +13,7 @@ struct TourStep {
     QString name;
     QString verdict;  ///< what went wrong; empty when nothing did
     QString note;     ///< what is worth saying beside the verdict
-    double seconds = 0;
+    double seconds = 0;  ///< of the arm
     QByteArray picture;  ///< PNG, may be empty
 };
 

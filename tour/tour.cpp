@@ -1,6 +1,5 @@
 #include "tour.h"
 
-#include <QElapsedTimer>
 #include <QFile>
 
 #include "device/simulated/armcontrol.h"
@@ -52,12 +51,11 @@ void Tour::walk(const QString& device) {
 bool Tour::step(const QString& name, const std::function<QString()>& act, const QString& note) {
     if (FlowTime::cancelled())
         return false;
-    QElapsedTimer clock;
-    clock.start();
+    const double start = armcontrol::armTime();
     const QString verdict = act();
     if (FlowTime::cancelled())
         return false;
-    m_book.add({m_device, name, verdict, note, 1e-3 * double(clock.elapsed()), Logbook::photograph(*m_window)});
+    m_book.add({m_device, name, verdict, note, armcontrol::armTime() - start, Logbook::photograph(*m_window)});
     if (!verdict.isEmpty())
         std::fprintf(stderr, "%s, %s: %s\n", qPrintable(m_device), qPrintable(name), qPrintable(verdict));
     return verdict.isEmpty();
