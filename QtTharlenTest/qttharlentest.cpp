@@ -124,9 +124,7 @@ void qtTharlenTest::createTimersAndScenes() {
     hapticBoxRenderer = new qtTharlenHapticRenderer(csTharlenID, ui.boxTest_glWin);
     passivityBoxRenderer = new qtTharlenHapticRenderer(csTharlenID, ui.passivity_widget);
     filtersRenderer = new qtTharlenHapticRenderer(csTharlenID, ui.filters_render);
-    // The passivity branch of the servo tick has no label to write to: its gain is shown with each frame.
-    connect(passivityBoxRenderer->graphicTimer, &QTimer::timeout, this,
-            [this] { ui.gain_label->setText(QString::number(passivityGain)); });
+    connect(passivityBoxRenderer->graphicTimer, &QTimer::timeout, this, &qtTharlenTest::showPassivityGain);
     forceProgressTimer = newTimer(&qtTharlenTest::forceProgressUpdate);
     checkCalibTimer = newTimer(&qtTharlenTest::updateOrdaCorvaleCalib);
     encoderGuiUpdateTimer = newTimer(&qtTharlenTest::updateReadEncoderTab);
@@ -236,6 +234,7 @@ qtTharlenTest::~qtTharlenTest() {
 /// What the window owns beside its children.
 void qtTharlenTest::releaseOwned() {
     deleteDeviceRecords(20);
+    freeMemoryLoad();
     for (QLineF* line : {motor1_linePlot, motor2_linePlot, motor3_linePlot, motor1_windingPlot, motor1_statorPlot,
                          motor2_windingPlot, motor2_statorPlot, motor3_windingPlot, motor3_statorPlot, velocityLine})
         delete line;

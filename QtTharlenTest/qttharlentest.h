@@ -9,11 +9,14 @@
 #include <QGraphicsScene>
 #include <QLineF>
 #include <QMainWindow>
+#include <QPointer>
 #include <QRectF>
 #include <QString>
 #include <QTextStream>
 #include <QTimer>
 #include <initializer_list>
+#include <memory>
+#include <vector>
 
 #include "device/tharlenio.h"
 #include "handover.h"
@@ -207,7 +210,7 @@ public:
     bool performanceTestMode = false;
 
     // --- Performance pages ---
-    double* memoryLoadInt[10] = {};
+    double* memoryLoadInt[10] = {};             ///< of the memory load alone, null without one
     bool releaseProcess = false;
     QTimer* motorTempTimer = nullptr;
     Shared<float> passivityGain;                ///< N/mm
@@ -361,17 +364,23 @@ public slots:
     void startServoLoopPerformance();
     void stopServoLoopPerformance();
     void loadProcessor();
+    void loadCPU();  ///< of each of the 500 load timers
     void releaseProcessor();
     void loadMemory();
     void releaseMemory();
     void startResolutionTest();
+    void updatePositionForResolutionTest();
     void stopResolutionTest();
+    /// Takes the typed command of the page that is set up: DAC counts, or N where its box is checked. What does not
+    /// parse is 0.
     void command_motor_dac();
     void clear_dac_value();
     void clearForces();
     void commandForces();                ///< connected to nothing
     void startWorkspaceRecord();
+    void recordWorkspace();
     void stopWorkspaceRecord();
+    void startMotorTempTest();
     void startLinePlot();
     void stopLinePlot();
     void getMotorTemperature();
@@ -439,10 +448,6 @@ private:
     void enterSummary();
     void enterPerformanceTesting();
     void leavePerformanceTesting();
-    void enterPassivityPage();
-    void leavePassivityPage();
-    void enterFiltersPage();
-    void leaveFiltersPage();
     void passAdvancedModeGate();
     void setModes(bool manufacturing, bool encoderTest, bool performance);
     QString boxTestInstruction() const;
@@ -450,6 +455,29 @@ private:
     /// Inserts a page as a tab, or leaves it where it is: tabs come in the order of their indices, so its place
     /// would be the same. Enables it.
     void placeTab(int index, QWidget* page, const QString& icon, const QString& text);
+
+    // Performance pages: what each does on entry and on any other page, and its steps
+    void enterPassivityPage();
+    void leavePassivityPage();
+    void enterForcePage();
+    void leaveForcePage();
+    void leaveMotorTempPage();
+    void clearCommandsOnForcePage();
+    void leaveResolutionPage();
+    void enterFiltersPage();
+    void leaveFiltersPage();
+    /// Replaces the timer by a new one of the window that runs `slot` every so many milliseconds.
+    void startNewTimer(QPointer<QTimer>& timer, void (qtTharlenTest::*slot)(), int milliseconds);
+    /// Antialiased, on black, with the smart update of the viewport.
+    static void showPlot(QGraphicsView* view, QGraphicsScene* scene);
+    void showResolution(const long* encoders, const float* position);
+    void showPassivityGain();
+    void plotJointVelocity();
+    void drawTemperatureGrid();
+    void plotWindings();
+    bool allocateMemoryLoad(int bytes);
+    void freeMemoryLoad();
+    std::vector<std::unique_ptr<QTimer>> m_loadTimers;  ///< of every processor load so far
 
     // Calibration, a step of its tabs each
     /// Resets the device in its reset pose and tells the operator how it went. True when it went well.

@@ -1,38 +1,22 @@
 // The haptic boxes: wall forces and pop-through on the servo thread, bars and verdict on the graphical one.
 //
-// The box has walls at plus and minus 20 mm on each axis, the passivity cube at 40 mm. A wall is a spring
-// without damping.
+// The box has walls at plus and minus 20 mm on each axis. A wall is a spring without damping.
 #include <cmath>
 
 #include "qttharlenhapticrenderer.h"
 #include "qttharlentest.h"
 #include "restyle.h"
 #include "servostate.h"
+#include "wallforce.h"
 
 namespace {
 
-constexpr double kBoxWall = 20.0;        ///< mm
-constexpr double kPassivityWall = 40.0;  ///< mm
+constexpr double kBoxWall = 20.0;       ///< mm
 constexpr double kFullDac = 32768.0;    ///< DAC counts
-constexpr int kMaxBrokeTicks = 3;        ///< ticks over the limit that make a pop-through
+constexpr int kMaxBrokeTicks = 3;       ///< ticks over the limit that make a pop-through
 
 float sumOfSquares(const float* force) {
     return force[0] * force[0] + force[1] * force[1] + force[2] * force[2];
-}
-
-/// Spring force of the walls on one axis, N, and the position (mm) held at the wall. The difference and the
-/// product are taken in double and stored as float.
-float wallForce(double wall, double gain, Shared<float>& position) {
-    const double where = position;
-    if (where > wall) {
-        position = static_cast<float>(wall);
-        return static_cast<float>((wall - where) * gain);
-    }
-    if (where < -wall) {
-        position = static_cast<float>(-wall);
-        return static_cast<float>((-wall - where) * gain);
-    }
-    return 0.0f;
 }
 
 }  // namespace
@@ -173,27 +157,6 @@ void qtTharlenTest::checkBoxTest(int tharlen_id, float* devForce) {
         else if (cPos[i] < -kBoxWall)
             box.m_nWallTransitions[2 * i + 1] = box.m_nWallTransitions[2 * i + 1] + 1;
     }
-}
-
-// Forces come on when the stylus first crosses a wall. There is no limit and no pop-through.
-float* qtTharlenTest::calcCustomForce(int tharlen_id, float*) {
-    const float gain = passivityGain;
-    get_tharlen_nominal_max_force(tharlen_id);
-    float velo[3] = {};
-    get_tharlen_vel(tharlen_id, velo);
-    float position[3] = {};
-    get_tharlen_pos(tharlen_id, position);
-    qtTharlenHapticRenderer& scene = *passivityBoxRenderer;
-    scene.pPos.store(position);
-    scene.m_afBoxStiffness = 1.0f;
-    for (int i = 0; i < 3; ++i) {
-        const bool outside = position[i] < -kPassivityWall || position[i] > kPassivityWall;
-        if (is_tharlen_forces_enabled(tharlen_id) == 0 && outside)
-            enable_tharlen_forces(tharlen_id);
-    }
-    for (int i = 0; i < 3; ++i)
-        m_passivityForce[i] = wallForce(kPassivityWall, gain * scene.m_afBoxStiffness, scene.pPos[i]);
-    return m_passivityForce;
 }
 
 void qtTharlenTest::forceProgressUpdate() {

@@ -17,23 +17,3 @@ void qtTharlenTest::onClickVerifyCapstanTest() {}
 int qtTharlenTest::runCapstanTest_ref() { return 0; }
 int qtTharlenTest::runCapstanTest_verify() { return 0; }
 
-// Performance pages
-void qtTharlenTest::startServoLoopPerformance() {}
-void qtTharlenTest::stopServoLoopPerformance() {}
-void qtTharlenTest::loadProcessor() {}
-void qtTharlenTest::releaseProcessor() {}
-void qtTharlenTest::loadMemory() {}
-void qtTharlenTest::releaseMemory() {}
-void qtTharlenTest::startResolutionTest() {}
-void qtTharlenTest::stopResolutionTest() {}
-void qtTharlenTest::command_motor_dac() {}
-void qtTharlenTest::clear_dac_value() {}
-void qtTharlenTest::clearForces() {}
-void qtTharlenTest::commandForces() {}
-void qtTharlenTest::startWorkspaceRecord() {}
-void qtTharlenTest::stopWorkspaceRecord() {}
-void qtTharlenTest::startLinePlot() {}
-void qtTharlenTest::stopLinePlot() {}
-void qtTharlenTest::getMotorTemperature() {}
-void qtTharlenTest::startFrictionPerformanceTest() {}
-void qtTharlenTest::stopFrictionPerformanceTest() {}

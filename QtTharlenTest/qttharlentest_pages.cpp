@@ -1,7 +1,7 @@
 // The engineering pages of the last tab: what each starts on entry and stops on any other page.
+#include <QGraphicsView>
 #include <QListWidget>
 
-#include "qttharlenhapticrenderer.h"
 #include "qttharlentest.h"
 #include "servostate.h"
 
@@ -12,43 +12,27 @@ void qtTharlenTest::changePage(QListWidgetItem* current, QListWidgetItem* previo
     ui.stackedWidget->setCurrentIndex(ui.listWidget->row(item));
     const QString page = item->text();
     page == "Passivity Test" ? enterPassivityPage() : leavePassivityPage();
-    if (page == "Force Test")
-        tempGuiUpdateTimer->start(1000);
-    else if (tempGuiUpdateTimer->isActive())
-        tempGuiUpdateTimer->stop();
+    page == "Force Test" ? enterForcePage() : leaveForcePage();
+    page == "Motor Temp. Test" ? startMotorTempTest() : leaveMotorTempPage();
+    clearCommandsOnForcePage();
+    leaveResolutionPage();
     page == "Filters Test" ? enterFiltersPage() : leaveFiltersPage();
 }
 
-void qtTharlenTest::enterPassivityPage() {
-    passivityBoxRenderer->changeTharlenInstance(csTharlenID, 0);
-    passivityBoxRenderer->startTest(false);
-    startPassivityTest = true;
+// The timer before it stays, stopped, until the window goes.
+void qtTharlenTest::startNewTimer(QPointer<QTimer>& timer, void (qtTharlenTest::*slot)(), int milliseconds) {
+    if (timer)
+        timer->stop();
+    timer = newTimer(slot);
+    timer->start(milliseconds);
 }
 
-void qtTharlenTest::leavePassivityPage() {
-    startPassivityTest = false;
-    for (float& force : m_forceToSend)
-        force = 0;
-    disable_tharlen_forces(csTharlenID);
-    ui.gain_slider->setValue(0);
-    if (passivityBoxRenderer->graphicTimer->isActive())
-        passivityBoxRenderer->stopTest();
-}
-
-void qtTharlenTest::enterFiltersPage() {
-    filtersRenderer->changeTharlenInstance(csTharlenID, 1);
-    filtersRenderer->startTest(false);
-    startFiltersTest = true;
-    forceProgressTimer->start(5);
-}
-
-void qtTharlenTest::leaveFiltersPage() {
-    startFiltersTest = false;
-    disable_tharlen_forces(csTharlenID);
-    if (!filtersRenderer->graphicTimer->isActive())
-        return;
-    filtersRenderer->stopTest();
-    forceProgressTimer->stop();
+void qtTharlenTest::showPlot(QGraphicsView* view, QGraphicsScene* scene) {
+    view->setScene(scene);
+    view->setRenderHint(QPainter::Antialiasing);
+    view->setViewportUpdateMode(QGraphicsView::SmartViewportUpdate);
+    view->setBackgroundBrush(Qt::black);
+    view->show();
 }
 
 // The first checked of the four rates; 1000 Hz where none is.
@@ -66,6 +50,3 @@ void qtTharlenTest::updateServoLoopRate() {
     }
     setServoLoopRate(static_cast<int>(servoRate));
 }
-
-// Declared slots that nothing connects: the gain slider stays without effect.
-void qtTharlenTest::onPassivitySliderChange(int value) { passivityGain = static_cast<float>(value * 10 / 100.0); }

@@ -1,6 +1,5 @@
 // The servo tick: one function, called by the device library on its servo thread, and the activities it
 // chooses from. No widget is read or written here and nothing waits, but for errorMessageSync.
-#include "qttharlenhapticrenderer.h"
 #include "qttharlentest.h"
 #include "servostate.h"
 
@@ -143,10 +142,4 @@ void qtTharlenTest::frictionPerformanceBranch(int id) {
 void qtTharlenTest::defaultBranch(int id) {
     if (command_motor_dac_values(id, force_dac_values.copy().data()) == kMaxForceExceeded)
         enable_tharlen_forces(id);
-}
-
-void qtTharlenTest::filterNrender(int tharlen_id) {
-    float position[3] = {};
-    get_tharlen_pos(tharlen_id, position);
-    filtersRenderer->pPos.store(position);
 }

@@ -49,6 +49,15 @@ float statorTemperature[6], prevStatorTemperature[6];
 float shutdownTemperature[6], prevShutdownTemperature[6];
 float cooldownTemperature[6], prevCooldownTemperature[6];
 
+QPointer<QTimer> resolutionTestTimer;
+QPointer<QTimer> posRecordTimer;
+QPointer<QTimer> loadTimer[500];
+bool runMotorTempTest = false;
+int timerCounter = 0;
+int bStep = 0;
+float frictionForce[6];
+long positionOfDev[6];
+
 QTime encoderTestTime;
 QTime testPointTimer = QTime::currentTime();
 Shared<float> nextTempWarning = 75.0f;

@@ -3,7 +3,9 @@
 #pragma once
 
 #include <QMutex>
+#include <QPointer>
 #include <QTime>
+#include <QTimer>
 
 #include "handover.h"
 
@@ -57,6 +59,16 @@ extern float windingTemperature[6], prevWindingTemperature[6];
 extern float statorTemperature[6], prevStatorTemperature[6];
 extern float shutdownTemperature[6], prevShutdownTemperature[6];
 extern float cooldownTemperature[6], prevCooldownTemperature[6];
+
+// Performance pages. A timer is null until its first start, and each start makes a new one.
+extern QPointer<QTimer> resolutionTestTimer;
+extern QPointer<QTimer> posRecordTimer;
+extern QPointer<QTimer> loadTimer[500];  ///< of the last processor load
+extern bool runMotorTempTest;     ///< the temperature page is set up; typed commands are taken from it
+extern int timerCounter;          ///< s plotted, the x of the temperature plot
+extern int bStep;                 ///< cleared with the friction run; read by nothing
+extern float frictionForce[6];    ///< N; cleared with the friction run, read by nothing
+extern long positionOfDev[6];     ///< counts at the start of the friction run
 
 extern QTime encoderTestTime;          ///< start of the closed-loop run; null until one ran
 extern QTime testPointTimer;           ///< start of the test point; the process's start until one ran

@@ -39,7 +39,8 @@ std::string handDock();
 std::string handUndock();
 /// Holds the arm in its reset pose.
 std::string handReset();
-/// Greatest force of the hand, N (0.1 to 200).
+/// Greatest force of the hand, N (0.1 to 200). Below 25 N, the usual one, a hand at a point is also softer, damps less
+/// and is lighter, in proportion: a light touch.
 std::string handStrength(double newtons);
 /// Presses or releases stylus button 0 or 1.
 std::string handSwitch(int button, bool pressed);

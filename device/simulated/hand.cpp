@@ -11,6 +11,7 @@ namespace {
 constexpr double kMass = 0.15;            // kg of the hand that moves with the stylus
 constexpr double kStiffness = 1500.0;     // N/m
 constexpr double kDamping = 40.0;         // N s/m
+constexpr double kFirmGrip = 25.0;        // N of strength that has these three figures; less has them in proportion
 constexpr double kJointStiffness = 60.0;  // N m/rad
 constexpr double kGimbalStiffness = 0.5;  // N m/rad
 constexpr double kGimbalInertia = 2e-4;   // kg m^2
@@ -133,15 +134,16 @@ void Hand::advance(const Wear& wear, const Motion& motion, double seconds) {
 
 void Hand::pullPoint(const LineFigures& line, const Motion& motion, Pull& pull) {
     const Vector3 velocity = baseJacobian(line, motion.angle) * motion.speed.head<3>();
-    const Vector3 spring = (pointWanted_ - endpoint(line, motion.angle)) * (kStiffness / 1000.0);
-    pull.mass = kMass;
-    pull.damping = std::min(kDamping, strength / std::max(velocity.norm(), 1e-6));
+    const double grip = std::min(1.0, strength / kFirmGrip);
+    const Vector3 spring = (pointWanted_ - endpoint(line, motion.angle)) * (grip * kStiffness / 1000.0);
+    pull.mass = grip * kMass;
+    pull.damping = std::min(grip * kDamping, strength / std::max(velocity.norm(), 1e-6));
     const double size = spring.norm();
     if (size > strength) {
         pull.force = spring * (strength / size);
     } else {
         pull.force = spring;
-        pull.stiffness = kStiffness;
+        pull.stiffness = grip * kStiffness;
     }
     force_ = std::min((pull.force - pull.damping * velocity).norm(), strength);
 }

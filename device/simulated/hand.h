@@ -40,7 +40,7 @@ public:
     Vector3 target(const LineFigures& line) const;  ///< mm
     double force() const { return force_; }         ///< N, of the last pull
 
-    double strength = 25.0;  ///< N
+    double strength = 25.0;  ///< N; below the usual 25 a hand at a point also is softer, in proportion
 
 private:
     void beginJoints(Mode mode, const Vector6& goal, double speed, const Motion& motion);

@@ -234,8 +234,9 @@ int get_tharlen_temp_normalized_6dof(int id, float scale[6]) {
     standin::fill(scale, theDevice.normalizedTemperature, 6);
     return note("get_tharlen_temp_normalized_6dof", id);
 }
-int get_tharlen_temp_advance(int id, int, float celsius[6]) {
-    return zeros("get_tharlen_temp_advance", id, celsius);
+int get_tharlen_temp_advance(int id, int kind, float celsius[6]) {
+    standin::fill(celsius, theDevice.temperatures[kind], 6);
+    return note("get_tharlen_temp_advance", id, kind);
 }
 int set_tharlen_temp_advance(int id, int kind, const float celsius[6]) {
     return note("set_tharlen_temp_advance", id, kind, Array<float>{celsius, 6});

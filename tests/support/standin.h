@@ -58,6 +58,7 @@ struct Device {
     float celsius[6] = {};           ///< motor temperatures
     float normalizedTemperature[6] = {};
     bool singularJacobian = false;   ///< else the identity
+    float temperatures[4][6] = {};            ///< by kind: winding, stator, shutdown, cooldown
     int calibrationStatus = 0;
     Calibration calibration;
     CIOConnection connection;

@@ -22,6 +22,8 @@ void resetSharedState() {
     servoUpdateTicks = 0;
     startPlotCounter = 0;
     nextTempWarning = 75.0f;
+    runMotorTempTest = false;
+    timerCounter = 0;
 }
 
 QStringList tabTexts(const qtTharlenTest& window) {

@@ -1,0 +1,51 @@
+// The "Friction Test" page: the velocity of the third joint under a growing command. The servo tick ramps and
+// stores (frictionPerformanceBranch); stopping plots. No control reaches these slots, which is meant.
+#include <QPen>
+
+#include "qttharlentest.h"
+#include "servostate.h"
+
+namespace {
+
+constexpr int kVelocitySamples = static_cast<int>(jointVelocity.size());
+constexpr double kBaseLine = 300.0;           ///< y of velocity 0
+constexpr double kPixelsPerVelocity = 1000.0;  ///< y for 1 rad/s
+
+}  // namespace
+
+void qtTharlenTest::startFrictionPerformanceTest() {
+    bFrictionPerformance = true;
+    friction_dac_values.fill(0);
+    for (float& force : frictionForce)
+        force = 0;
+    get_encoder_values(csTharlenID, positionOfDev);
+    enable_tharlen_forces(csTharlenID);
+    for (QLabel* label : {ui.label_88, ui.label_89, ui.label_90, ui.label_97, ui.label_98, ui.label_99})
+        label->setText("");
+}
+
+void qtTharlenTest::stopFrictionPerformanceTest() {
+    bFrictionPerformance = false;
+    disable_tharlen_forces(csTharlenID);
+    for (int i = 0; i < 3; ++i)
+        positionOfDev[i] = 0;
+    friction_dac_values.fill(0);
+    for (float& force : frictionForce)
+        force = 0;
+    disable_tharlen_forces(csTharlenID);
+    dacFloat = 0.0f;
+    bStep = 0;
+    plotJointVelocity();
+}
+
+// Every third sample joined to the one after next, backwards in x: the curve's uneven steps are meant. The scene
+// is never cleared, so that a second run is drawn over the first.
+void qtTharlenTest::plotJointVelocity() {
+    showPlot(ui.friction_plot, frictionPlotScene);
+    const QPen pen(Qt::magenta, 0.5);
+    const auto height = [](int i) { return kBaseLine - kPixelsPerVelocity * static_cast<double>(jointVelocity[i]); };
+    for (int i = 0; i < kVelocitySamples; i += 3) {
+        velocityLine->setLine(i + 2, height(i + 2), i + 1, height(i));
+        frictionPlotScene->addLine(*velocityLine, pen);
+    }
+}

@@ -1,0 +1,85 @@
+// The "Passivity Test" and "Filters Test" pages: the stylus in a scene, against a wall whose gain grows until the
+// device is no longer stable, or as a shape that follows the raw position.
+#include "qttharlenhapticrenderer.h"
+#include "qttharlentest.h"
+#include "restyle.h"
+#include "servostate.h"
+#include "wallforce.h"
+
+namespace {
+
+constexpr double kPassivityWall = 40.0;  ///< mm; the box that the scene draws is half as wide, which is meant
+constexpr int kProgressPeriod = 5;       ///< ms
+
+}  // namespace
+
+// --- Passivity -------------------------------------------------------------------------------------
+
+void qtTharlenTest::enterPassivityPage() {
+    passivityBoxRenderer->changeTharlenInstance(csTharlenID, 0);
+    passivityBoxRenderer->startTest(false);
+    startPassivityTest = true;
+}
+
+void qtTharlenTest::leavePassivityPage() {
+    startPassivityTest = false;
+    for (float& force : m_forceToSend)
+        force = 0;
+    disable_tharlen_forces(csTharlenID);
+    ui.gain_slider->setValue(0);
+    if (passivityBoxRenderer->graphicTimer->isActive())
+        passivityBoxRenderer->stopTest();
+}
+
+// Nothing connects the slider to it: the gain stays 0 and no force arises, which is meant.
+void qtTharlenTest::onPassivitySliderChange(int value) { passivityGain = static_cast<float>(value * 10 / 100.0); }
+
+/// The servo tick has no label to write to: its gain is shown with each frame of the scene.
+void qtTharlenTest::showPassivityGain() { showText(ui.gain_label, QString::number(passivityGain)); }
+
+// Forces come on when the stylus first crosses a wall, whatever the gain. There is no limit and no pop-through.
+// Neither the nominal force nor the velocity takes part.
+float* qtTharlenTest::calcCustomForce(int tharlen_id, float*) {
+    const float gain = passivityGain;
+    get_tharlen_nominal_max_force(tharlen_id);
+    float velo[3] = {};
+    get_tharlen_vel(tharlen_id, velo);
+    float position[3] = {};
+    get_tharlen_pos(tharlen_id, position);
+    qtTharlenHapticRenderer& scene = *passivityBoxRenderer;
+    scene.pPos.store(position);
+    scene.m_afBoxStiffness = 1.0f;
+    for (int i = 0; i < 3; ++i) {
+        const bool outside = position[i] < -kPassivityWall || position[i] > kPassivityWall;
+        if (is_tharlen_forces_enabled(tharlen_id) == 0 && outside)
+            enable_tharlen_forces(tharlen_id);
+    }
+    for (int i = 0; i < 3; ++i)
+        m_passivityForce[i] = wallForce(kPassivityWall, gain * scene.m_afBoxStiffness, scene.pPos[i]);
+    return m_passivityForce;
+}
+
+// --- Filters ---------------------------------------------------------------------------------------
+
+void qtTharlenTest::enterFiltersPage() {
+    filtersRenderer->changeTharlenInstance(csTharlenID, 1);
+    filtersRenderer->startTest(false);
+    startFiltersTest = true;
+    forceProgressTimer->start(kProgressPeriod);
+}
+
+void qtTharlenTest::leaveFiltersPage() {
+    startFiltersTest = false;
+    disable_tharlen_forces(csTharlenID);
+    if (!filtersRenderer->graphicTimer->isActive())
+        return;
+    filtersRenderer->stopTest();
+    forceProgressTimer->stop();
+}
+
+// There is no filter: whatever the page's controls show, the shape follows the raw position.
+void qtTharlenTest::filterNrender(int tharlen_id) {
+    float position[3] = {};
+    get_tharlen_pos(tharlen_id, position);
+    filtersRenderer->pPos.store(position);
+}

@@ -1,0 +1,50 @@
+// The "Resolution Test" page: raw encoder and position readings, live.
+#include "qttharlentest.h"
+#include "restyle.h"
+#include "servostate.h"
+
+namespace {
+
+constexpr int kReadPeriod = 10;  ///< ms
+
+}  // namespace
+
+void qtTharlenTest::startResolutionTest() {
+    startNewTimer(resolutionTestTimer, &qtTharlenTest::updatePositionForResolutionTest, kReadPeriod);
+    ui.pushButton_13->setEnabled(false);
+    ui.pushButton_14->setEnabled(true);
+}
+
+void qtTharlenTest::updatePositionForResolutionTest() {
+    long encoders[6] = {};
+    float position[3] = {};
+    get_encoder_values(csTharlenID, encoders);
+    get_tharlen_pos(csTharlenID, position);
+    showResolution(encoders, position);
+}
+
+void qtTharlenTest::stopResolutionTest() {
+    if (resolutionTestTimer)
+        resolutionTestTimer->stop();
+    ui.pushButton_14->setEnabled(false);
+    ui.pushButton_13->setEnabled(true);
+    const long encoders[3] = {};
+    const float position[3] = {};
+    showResolution(encoders, position);
+}
+
+/// Three counts and three mm.
+void qtTharlenTest::showResolution(const long* encoders, const float* position) {
+    QLabel* const counts[3] = {ui.label_74, ui.label_75, ui.label_76};
+    QLabel* const places[3] = {ui.label_81, ui.label_83, ui.label_85};
+    for (int i = 0; i < 3; ++i) {
+        showText(counts[i], QString::number(encoders[i]));
+        showText(places[i], QString::number(position[i]));
+    }
+}
+
+/// On any change of page, also to this one.
+void qtTharlenTest::leaveResolutionPage() {
+    if (resolutionTestTimer && resolutionTestTimer->isActive())
+        stopResolutionTest();
+}

@@ -1,0 +1,117 @@
+// The pages of the last tab on the stepped arm: what a hand and the motors really do shows on each.
+#include <algorithm>
+#include <cmath>
+
+#include "device/simulated/armcontrol.h"
+#include "qttharlenhapticrenderer.h"
+#include "servostate.h"
+#include "windowtest.h"
+
+class TestPerformanceFlow : public QObject {
+    Q_OBJECT
+
+    std::unique_ptr<qtTharlenTest> window;
+
+    void page(const char* text) {
+        auto* list = window->ui.listWidget;
+        list->setCurrentItem(list->findItems(text, Qt::MatchExactly).at(0));
+    }
+    /// How wide the stylus moves on the wall, mm, a second after a hand of this strength (N) was dragged onto it.
+    double widthOnWall(int slider, double strength) {
+        window->onPassivitySliderChange(0);
+        armcontrol::handStrength(25);
+        armcontrol::handMove({37, 0, 0});
+        armcontrol::step(window->servoRate / 2);
+        window->onPassivitySliderChange(slider);
+        armcontrol::handStrength(strength);
+        armcontrol::handDrag({40 + 13 / strength, 0, 0}, 100);
+        armcontrol::step(window->servoRate * 3 / 2);
+        double low = 1e9, high = -1e9;
+        for (int i = 0; i < 400; ++i) {
+            armcontrol::step(1);
+            low = std::min(low, armcontrol::state().position[0]);
+            high = std::max(high, armcontrol::state().position[0]);
+        }
+        return high - low;
+    }
+
+private slots:
+    void init() {
+        qunsetenv("KNDD_HOME");
+        qputenv("NOLVA_ARM_SOCKET", "off");
+        armcontrol::resetArm();
+        QCOMPARE(armcontrol::loopStepped(true), std::string());
+        resetSharedState();
+        window = std::make_unique<qtTharlenTest>();
+        window->performanceTestMode = window->manufMode = true;
+        window->onInitTabItems();
+        goToTab(*window, "Select");
+        armcontrol::handDock();
+        armcontrol::step(3000);
+        QCOMPARE(update_calibration(window->csTharlenID), 0);
+        armcontrol::handUndock();
+        armcontrol::step(1500);
+        QVERIFY(goToTab(*window, "Performance Testing"));
+    }
+    void cleanup() {
+        window.reset();
+        armcontrol::resetArm();
+    }
+
+    // The ramp passes the dry friction of the third joint and moves it; before that it stays at rest.
+    void rampMovesTheThirdJoint() {
+        page("Friction Test");
+        armcontrol::handRelease();
+        for (const int rate : {1000, 2000, 3000, 4000}) {
+            setServoLoopRate(rate);
+            armcontrol::step(rate);
+            jointVelocityIndex = -1;
+            window->startFrictionPerformanceTest();
+            armcontrol::step(240);
+            window->stopFrictionPerformanceTest();
+            float fastest = 0;
+            for (std::size_t i = 0; i < 230; ++i) {
+                fastest = std::max(fastest, std::fabs(jointVelocity[i]));
+                QVERIFY(i > 110 || fastest == 0.0f);
+            }
+            QVERIFY2(fastest > 0.05f, qPrintable(QString("%1 rad/s at %2 Hz").arg(fastest).arg(rate)));
+        }
+    }
+
+    // A light hand rests on a soft wall. Far above the bound of sampling and damping (about 7 N/mm at 1000 Hz) it is
+    // shaken, and not where it grips firmly or the loop runs faster. The gain is shown with the scene's frames.
+    void wallIsStableUpToItsBound_data() {
+        QTest::addColumn<int>("rate");
+        QTest::addColumn<int>("slider");
+        QTest::addColumn<double>("strength");
+        QTest::addColumn<bool>("shaken");
+        QTest::addColumn<QString>("gain");
+        QTest::newRow("soft") << 1000 << 23 << 2.0 << false << "2.3";
+        QTest::newRow("stiff") << 1000 << 350 << 2.0 << true << "35";
+        QTest::newRow("stiff, firm hand") << 1000 << 350 << 25.0 << false << "35";
+        QTest::newRow("stiff, fast loop") << 4000 << 350 << 2.0 << false << "35";
+    }
+    void wallIsStableUpToItsBound() {
+        QFETCH(int, rate);
+        QFETCH(int, slider);
+        QFETCH(double, strength);
+        QFETCH(bool, shaken);
+        QFETCH(QString, gain);
+        window->ui.servo4000->setChecked(rate == 4000);
+        window->updateServoLoopRate();
+        page("Passivity Test");
+        armcontrol::step(20);
+        QVERIFY(!armcontrol::state().amplifiers);
+        const double width = widthOnWall(slider, strength);
+        QVERIFY(armcontrol::state().amplifiers);
+        QVERIFY2(shaken ? width > 0.2 : width < 0.07, qPrintable(QString("%1 mm").arg(width)));
+        QMetaObject::invokeMethod(window->passivityBoxRenderer->graphicTimer, "timeout");
+        QCOMPARE(window->ui.gain_label->text(), gain);
+        page("Resolution Test");
+        armcontrol::step(20);
+        QVERIFY(!armcontrol::state().amplifiers);
+    }
+};
+
+QTEST_MAIN(TestPerformanceFlow)
+#include "tst_performanceflow.moc"
