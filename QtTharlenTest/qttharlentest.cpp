@@ -47,6 +47,7 @@ void qtTharlenTest::connectServoOptions() {
     connect(ui.sendForce_checkBox, &QCheckBox::toggled, this, handOver);
     connect(ui.sendForce_checkBox_2, &QCheckBox::toggled, this, handOver);
     handOver();
+    connectEncoderTestOptions();
 }
 
 QTimer* qtTharlenTest::newTimer(void (qtTharlenTest::*slot)()) {
@@ -130,6 +131,7 @@ void qtTharlenTest::createTimersAndScenes() {
     encoderGuiUpdateTimer = newTimer(&qtTharlenTest::updateReadEncoderTab);
     tempGuiUpdateTimer = newTimer(&qtTharlenTest::monitorTemperature);
     connect(tempGuiUpdateTimer, &QTimer::timeout, this, &qtTharlenTest::updateForceDisplay);
+    tempGuiUpdateTimer->setInterval(1000);  // the encoder test starts it as it stands
     forceCheckTimer = newTimer(&qtTharlenTest::checkForcePass);
     ampsGuiUpdateTimer = newTimer(&qtTharlenTest::onCycleAmpsTab);
     cycleAmpsTimer = new QTimer(this);
@@ -146,6 +148,7 @@ void qtTharlenTest::createTimersAndScenes() {
     errorDisplayTimer->start(500);
     motorTempTimer = newTimer(&qtTharlenTest::getMotorTemperature);
     gimbEncTestTimer = newTimer(&qtTharlenTest::runGimbalEncoderTest);
+    m_encoderTestTimer = newTimer(&qtTharlenTest::showEncoderTestEvents);
     connect(ui.listWidget, &QListWidget::currentItemChanged, this, &qtTharlenTest::changePage);
 }
 

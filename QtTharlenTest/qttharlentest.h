@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "device/tharlenio.h"
+#include "encodertest.h"
 #include "handover.h"
 #include "tharlenDefines.h"
 #include "ui_qttharlentest.h"
@@ -156,6 +157,28 @@ public:
     // --- Closed-loop encoder test ---
     float m_nCounter = 0;                       ///< ticks of calibDetailTimer
     int n_axis = 0;
+    SharedArray<long, 3> m_lDestination;        ///< target of the current step, counts
+    SharedArray<long, 3> m_lDesirePos;          ///< the moving set point, counts
+    SharedArray<long, 3> m_lDeltaPos;           ///< its change, plus or minus m_lStepSize
+    Shared<long> m_lStepSize;                   ///< counts/tick
+    SharedArray<long, 3> Destination[kRouteRows];  ///< the route, counts; row 0 is all zero
+    Shared<long> m_SettleTolerance = 2;         ///< counts
+    Shared<long> m_MotionToleranceTimeCounter = 1000;  ///< down-counter that all axes and both faults share
+    SharedArray<int, 3> m_iReachDestination;    ///< ticks that each axis still has to stay at its destination
+    Shared<bool> m_bReached;                    ///< in spite of its name: a step's arrival is being watched
+    Shared<bool> m_bServoControl;               ///< position control is on
+    SharedArray<long, 6> m_lDACvalues;          ///< the commands, DAC counts; only three are written
+    Shared<int> m_fPosMaxDAC;                   ///< DAC counts
+    Shared<int> m_fNegMaxDAC;                   ///< DAC counts
+    iir_structure m_iir_data[3];
+    SharedArray<float, 3> m_fParity;            ///< sign of each motor
+    SharedArray<float, 3> m_fOffset;            ///< constant command, DAC counts, before the sign
+    Shared<int> m_iButtonStep;                  ///< row of Destination
+    Shared<unsigned> m_lastsensor;              ///< home sensor bits of the tick before
+    SharedArray<long, 3> ZsensorOn;             ///< counts at the last edges of each axis's home sensor
+    SharedArray<long, 3> ZsensorOff;
+    SharedArray<long, 3> TemperatureOn;         ///< thousandths of a degree Celsius at the same edges
+    SharedArray<long, 3> TemperatureOff;
     int iGimbalR1 = 0;
     int iGimbalR2 = 0;
     int iGimbalR3 = 0;
@@ -166,6 +189,7 @@ public:
     int CntTemperatureOverFlow = 0;
     bool CollectControl = false;
     bool b_PositionControl = false;
+    Shared<bool> b_TriggerEPPError;             ///< the connection's bool has been set, once in a process
     QFile* traceEncOutFile = nullptr;
     QTextStream traceEncStream;
     QFile* traceGimbOutFile = nullptr;
@@ -257,6 +281,22 @@ public:
     /// Adds a bar of the period's samples to the strip, a tenth of a pixel a sample. A full strip starts anew.
     void updateHistogram();
 
+    // --- Closed-loop encoder test ---
+    /// Gains and route of the selected model; null where it has none. [any thread]
+    const EncoderTestLine* encoderTestLine() const;
+    /// Filters, gains and route of the selected model; control off, at step 0.
+    void initEncoderTestPars();
+    void setupPIDGains();
+    /// One tick of the test. Reads the encoders itself and does not use its argument; six commands, DAC counts,
+    /// valid until the next call. [S]
+    long* runEncoderTest(long* encoders);
+    /// Loads the step of m_iButtonStep, with the set point at the given counts (3). [any thread]
+    void UpdateDestinations(long* CurrentEncoders);
+    /// The same to 0, 0, 0; nothing calls it. [any thread]
+    void seekCenterDestination(long* CurrentEncoders);
+    /// Control off and commands zero; the ticks go on. Returns the six commands. [S]
+    long* abortMotion(int tharlenID);
+
     // --- Report ---
     void initReportData();
     /// Clears the record and all per-device test state.
@@ -330,6 +370,8 @@ public slots:
     int checkSwitchPass();   ///< 1 when the operator has chosen for every switch that the model has
     void initEncoderTest();
     void stopEncoderTest();
+    /// Brings lines and the end of a run from the servo thread to the tab.
+    void showEncoderTestEvents();
     void initGimbalEncoderTest();
     void stopGimbalEncoderTest();
     void runGimbalEncoderTest();
@@ -410,6 +452,7 @@ private:
     void passivityBranch(int id);
     void voltageBranch(int id);
     void servoRateBranch(int id);
+    void encoderTestBranch(int id);
     void performanceForceBranch(int id);
     void frictionPerformanceBranch(int id);
     void defaultBranch(int id);
@@ -423,6 +466,35 @@ private:
     void limitStelmarForce(float limit);
     float m_boxForce[3]{};      ///< what calcForce returns, N
     float m_passivityForce[3]{};  ///< what calcCustomForce returns, N
+
+    // Closed-loop encoder test, a step of its tick each [S]; false of one ends the motion
+    long* encoderTestCommands();
+    void startTestPoint();
+    void runTestPoint(long* encoders);
+    void pushAxes();
+    void logTestPoint(const long* encoders);
+    void checkTimeLimit(std::int64_t elapsed);
+    void noteHomeSensors(const long* encoders, const float* temperatures);
+    bool controlAxis(int axis, long encoder, float temperature);
+    bool withinReach(int axis, float error);
+    bool coolEnough(int axis, float temperature);
+    bool withinLimits(int axis, int command);
+    void followRoute(long* encoders);
+    void nextStep(long* encoders);
+    void triggerConnectionError();
+    void watchSettling(const long* encoders);
+    bool tellWindow(EncoderTestEvent::Kind kind, int axis, double first, double second = 0, double third = 0);
+    long m_encoderTestDac[6]{};  ///< what runEncoderTest returns
+
+    // Closed-loop encoder test, the window's side
+    void connectEncoderTestOptions();
+    void handOverEncoderTestOptions();
+    bool takeEncoderTestEvents();
+    void traceHomeSensor(const EncoderTestEvent& event);
+    void seekDestination(const long* destination, const long* encoders);  ///< [any thread]
+    BoundedQueue<EncoderTestEvent, kEncoderTestEvents> m_encoderTestEvents;
+    QTimer* m_encoderTestTimer = nullptr;  ///< looks for events while a test runs
+    bool m_encoderTestRan = false;         ///< at its last look
 
     // Wizard: what each tab does on entry and on any other tab
     void updateWizardButtons(int index);
@@ -508,6 +580,9 @@ private:
     void judgeEncoders(const long* travel, const long* least);
     int takeEncoderChoices();
     void countSwitches();
+
+    void endGimbalTraceLine();
+    qint64 m_gimbalTraceEnd = 0;  ///< bytes of the whole lines in the trace file
 
     // Amplifiers and forces, a step of their tabs each
     void startCyclingAmps();

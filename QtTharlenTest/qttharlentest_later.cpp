@@ -2,12 +2,6 @@
 // file together with its body; none of them reports a result.
 #include "qttharlentest.h"
 
-// Encoders
-void qtTharlenTest::initEncoderTest() {}
-void qtTharlenTest::stopEncoderTest() {}
-void qtTharlenTest::initGimbalEncoderTest() {}
-void qtTharlenTest::stopGimbalEncoderTest() {}
-void qtTharlenTest::runGimbalEncoderTest() {}
 
 // Friction and capstan
 void qtTharlenTest::onClickStartFrictionTest() {}

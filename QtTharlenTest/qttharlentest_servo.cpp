@@ -30,6 +30,8 @@ int ServoLoopCallBack(void* pUserData) {
         window->voltageBranch(id);
     else if (startServoTest)
         window->servoRateBranch(id);
+    else if (startEncoderTest)
+        window->encoderTestBranch(id);
     else if (startPerformanceForceTest)
         window->performanceForceBranch(id);
     else if (bFrictionPerformance)

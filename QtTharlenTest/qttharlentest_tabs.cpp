@@ -92,8 +92,19 @@ void qtTharlenTest::enterReadEncoder() {
 
 void qtTharlenTest::leaveReadEncoder() { stopIfActive(encoderGuiUpdateTimer); }
 
-void qtTharlenTest::enterEncoderTest() {}
+// The group of the gimbal's recorder is hidden here and nothing shows it again, which is meant.
+void qtTharlenTest::enterEncoderTest() {
+    if (csTharlenID < 0)
+        return;
+    ui.runEncoderTest_button->setEnabled(true);
+    ui.runGimbalEncoderTest_button->setEnabled(true);
+    ui.stopEncoderTest_button->setEnabled(false);
+    ui.stopGimbalEncoderTest_button->setEnabled(false);
+    ui.groupBox_22->hide();
+    initEncoderTestPars();
+}
 
+// Forces, buttons and lines of a run stay as they are until the next entry.
 void qtTharlenTest::leaveEncoderTest() { startEncoderTest = false; }
 
 // --- Motors ----------------------------------------------------------------------------------------

@@ -33,6 +33,19 @@ Shared<float> dacFloat;
 Shared<bool> sendForceChecked;
 Shared<bool> updateServoLoopText;
 
+TestTimer encoderTestTime;
+TestTimer testPointTimer;
+Shared<bool> seekingTestPoint;
+Shared<int> totalLoops;
+Shared<float> nextTempWarning = 75.0f;
+
+Shared<bool> encoderTestForever;
+Shared<int> encoderTestMaxTime;
+Shared<int> encoderTestAbortTemp;
+Shared<bool> encoderTestPeriodic;
+Shared<int> encoderTestLoops;
+Shared<bool> encoderTestDegrees;
+
 SharedArray<float, kRateSamples> sample;
 Shared<int> rateCounter;
 Shared<float> totalRateSamples;
@@ -57,10 +70,6 @@ int timerCounter = 0;
 int bStep = 0;
 float frictionForce[6];
 long positionOfDev[6];
-
-QTime encoderTestTime;
-QTime testPointTimer = QTime::currentTime();
-Shared<float> nextTempWarning = 75.0f;
 
 QMutex errorMessageSync(QMutex::Recursive);
 

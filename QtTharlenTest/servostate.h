@@ -4,10 +4,10 @@
 
 #include <QMutex>
 #include <QPointer>
-#include <QTime>
 #include <QTimer>
 
 #include "handover.h"
+#include "testclock.h"
 
 // --- Test flags, in the order of the dispatch chain ----------------------------------------------
 // Raised and cleared on the graphical thread, read once a tick; all false at start.
@@ -37,6 +37,22 @@ extern Shared<int> jointVelocityIndex;             ///< next sample; starts at -
 extern Shared<float> dacFloat;                     ///< growth of the ramp, DAC counts a tick
 extern Shared<bool> sendForceChecked;              ///< sendForce_checkBox or sendForce_checkBox_2 is checked
 extern Shared<bool> updateServoLoopText;           ///< declared with the flags; nothing uses it
+
+// --- Closed-loop encoder test ----------------------------------------------------------------------
+
+extern TestTimer encoderTestTime;      ///< since the run started or ended; 0 until one ran
+extern TestTimer testPointTimer;       ///< since the test point started; 0 until one ran
+extern Shared<bool> seekingTestPoint;  ///< a test point is under way; a stop leaves it set
+extern Shared<int> totalLoops;         ///< completed loops and test points of the run
+extern Shared<float> nextTempWarning;  ///< degrees Celsius; rises by 5 with each warning, never falls
+
+// The tab's options, kept current by the window and read on each tick.
+extern Shared<bool> encoderTestForever;  ///< no time limit
+extern Shared<int> encoderTestMaxTime;   ///< time limit, ms
+extern Shared<int> encoderTestAbortTemp; ///< degrees Celsius
+extern Shared<bool> encoderTestPeriodic; ///< a test point every so many loops
+extern Shared<int> encoderTestLoops;     ///< that many; 0 for none
+extern Shared<bool> encoderTestDegrees;  ///< test points log degrees instead of counts
 
 // --- Samples of the servo rate ---------------------------------------------------------------------
 
@@ -69,10 +85,6 @@ extern int timerCounter;          ///< s plotted, the x of the temperature plot
 extern int bStep;                 ///< cleared with the friction run; read by nothing
 extern float frictionForce[6];    ///< N; cleared with the friction run, read by nothing
 extern long positionOfDev[6];     ///< counts at the start of the friction run
-
-extern QTime encoderTestTime;          ///< start of the closed-loop run; null until one ran
-extern QTime testPointTimer;           ///< start of the test point; the process's start until one ran
-extern Shared<float> nextTempWarning;  ///< degrees Celsius; rises by 5 with each warning, never falls
 
 /// The one lock: around errorMessage and numAccumErrors. Recursive, since displayError() clears the
 /// browser with the lock held.

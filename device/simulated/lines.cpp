@@ -137,12 +137,13 @@ const LineFigures kLines[] = {
 };
 // clang-format on
 
-// Home flags by axis. Revisions 2 to 7 carry a comb of three on X and Y; the comb lies where the routes of
-// the endurance run pass it alone. The forearm's flag mirrors with its encoder.
+// Home flags by axis. Revisions 2 to 7 carry a comb of three on X and Y. Those of Y lie where the routes of the
+// endurance run, which move two axes at one speed, pass no edge of two axes at once. The forearm's flag mirrors
+// with its encoder.
 constexpr AxisFlags kCombX = {3, 0, {{-1100, -700}, {-300, 300}, {700, 1100}}};
-constexpr AxisFlags kCombY = {3, 0, {{-8100, -7700}, {-7300, -6700}, {-6300, -5900}}};
+constexpr AxisFlags kCombY = {3, 0, {{-8000, -7600}, {-7200, -6600}, {-6200, -5800}}};
 constexpr AxisFlags kSingleX = {1, 1, {{-300, 300}}};
-constexpr AxisFlags kSingleY = {1, 1, {{-7300, -6700}}};
+constexpr AxisFlags kSingleY = {1, 1, {{-7200, -6600}}};
 constexpr AxisFlags kSingleZ = {1, 0, {{-3300, -2700}}};
 constexpr AxisFlags kSingleZMirrored = {1, 0, {{2700, 3300}}};
 constexpr AxisFlags kNoFlags = {0, 0, {}};

@@ -19,7 +19,7 @@ struct Flag {
     std::vector<std::string> commands;  ///< after update_tharlen
 };
 
-// In the order of the chain. The encoder test's flag is raised by no tab yet.
+// In the order of the chain.
 const std::vector<Flag> kChain = {
     {"box", startBoxTest, {"get_tharlen_pos", "send_tharlen_force", "enable_tharlen_forces"}},
     {"passivity", startPassivityTest, {"get_tharlen_pos", "get_tharlen_pos", "send_tharlen_force_6dof"}},
@@ -29,6 +29,7 @@ const std::vector<Flag> kChain = {
     {"capstan", startCapstanTest, {"command_motor_voltages"}},
     {"verify", verifyCapstanTest, {"command_motor_voltages"}},
     {"servo rate", startServoTest, {"get_tharlen_inst_rate"}},
+    {"encoder test", startEncoderTest, {"command_motor_dac_values"}},
     {"performance force", startPerformanceForceTest, {"enable_tharlen_forces_no_wait", "command_motor_dac_values"}},
     {"friction performance", bFrictionPerformance, {"command_motor_dac_values"}},
 };

@@ -67,6 +67,30 @@ private slots:
         QVERIFY(!isServoLoopRunning());
     }
 
+    // The encoder test's options, lines and ends beside its ticks: past the quiet start, an abort, two runs at once
+    // after one another, and the tab left in the middle.
+    void encoderTestBesideItsTicks() {
+        qtTharlenTest window;
+        goToTab(window, "Select");
+        window.ui.m_cmbTHARLeN->setCurrentText("Corvale USB");
+        window.manufMode = window.encoderTestMode = true;
+        window.ui.tabWidget->addTab(window.ui.tab_5, "Encoder Test");
+        goToTab(window, "Encoder Test");
+        window.ui.runEncoderTest_button->click();
+        QTRY_VERIFY(window.m_lDACvalues[0] != 0 || window.m_lDACvalues[1] != 0);
+        window.ui.encoderTestLoopsSpinBox->setValue(1);
+        window.ui.testRadio1->setChecked(true);
+        QCOMPARE(armcontrol::setFault("hot", true, 1, 180), std::string());
+        QTRY_VERIFY(window.ui.encoderTest_debug->toPlainText().contains("Temperature Error"));
+        armcontrol::clearFaults();
+        for (int i = 0; i < 20; ++i) {
+            window.ui.stopEncoderTest_button->click();
+            window.ui.runEncoderTest_button->click();
+        }
+        goToTab(window, "Select");
+        goToTab(window, "Encoder Test");
+    }
+
     // The window goes while its loop is running: the last callback has ended before anything is destroyed.
     void closingWhileTheLoopRuns() {
         for (int round = 0; round < 5; ++round) {

@@ -21,6 +21,11 @@ void resetSharedState() {
     prevTharlenID = -1;
     servoUpdateTicks = 0;
     startPlotCounter = 0;
+    testClock = &monotonicMilliseconds;
+    encoderTestTime.clear();
+    testPointTimer.clear();
+    seekingTestPoint = false;
+    totalLoops = 0;
     nextTempWarning = 75.0f;
     runMotorTempTest = false;
     timerCounter = 0;

@@ -1,0 +1,161 @@
+// The "Encoder Test" tab: start and stop of the endurance run, its options on their way to the servo thread, and
+// its log, which is its whole result.
+#include <QDateTime>
+
+#include "qttharlentest.h"
+#include "servostate.h"
+
+namespace {
+
+constexpr int kEventPeriod = 20;  ///< ms
+constexpr double kDegreesPerRadian = 57.2957795;
+
+QString timeText(const QDateTime& time) { return time.time().toString(" [ h:mm:ssa ] "); }
+QString timeText() { return timeText(QDateTime::currentDateTime()); }
+
+/// The line of an event; `time` is the tick's own.
+QString lineOf(const EncoderTestEvent& event) {
+    const double* v = event.values;
+    const QString time = timeText(QDateTime::fromSecsSinceEpoch(event.time));
+    switch (event.kind) {
+        case EncoderTestEvent::PositionError:  // alone without a time, which is meant
+            return QString::asprintf("Position Error (%.3f) detected at axis %d\n", v[0], event.axis);
+        case EncoderTestEvent::TemperatureError:
+            return time + QString::asprintf("Temperature Error (%.3f) detected at axis %d\n", v[0], event.axis);
+        case EncoderTestEvent::TemperatureWarning:
+            return time + QString::asprintf("Temprature Warning (%.3f) estimated on axis %d\n", v[0], event.axis);
+        case EncoderTestEvent::DacError:
+            return time
+                   + QString::asprintf("DAC Error (%d) detected at axis %d\n", static_cast<int>(v[0]), event.axis);
+        case EncoderTestEvent::TestPointAngles:
+            return time
+                   + QString::asprintf("Encoder Angles :  %.2f, %.2f, %.2f", v[0] * kDegreesPerRadian,
+                                       v[1] * kDegreesPerRadian, v[2] * kDegreesPerRadian);
+        case EncoderTestEvent::TestPointCounts:
+            return time
+                   + QString::asprintf("Encoder Values :  %d, %d, %d", static_cast<int>(v[0]),
+                                       static_cast<int>(v[1]), static_cast<int>(v[2]));
+        case EncoderTestEvent::SensorEdge:
+        case EncoderTestEvent::Stop:
+            break;
+    }
+    return {};
+}
+
+/// The hours in milliseconds, as a 32-bit product: above 596 hours it wraps around.
+int hoursInMilliseconds(int hours) { return static_cast<int>(static_cast<unsigned>(hours) * 3600000u); }
+
+}  // namespace
+
+// --- Options ---------------------------------------------------------------------------------------
+
+void qtTharlenTest::connectEncoderTestOptions() {
+    const auto handOver = [this] { handOverEncoderTestOptions(); };
+    for (QAbstractButton* button : std::initializer_list<QAbstractButton*>{
+             ui.testRadio1, ui.testRadio2, ui.testRadio3, ui.testRadio4eva, ui.encoderTestPeriodicCheck,
+             ui.checkTestDegrees})
+        connect(button, &QAbstractButton::toggled, this, handOver);
+    for (QSpinBox* box : {ui.SpinBoxTest, ui.encoderTestTempSpinBox, ui.encoderTestLoopsSpinBox})
+        connect(box, QOverload<int>::of(&QSpinBox::valueChanged), this, handOver);
+    handOver();
+}
+
+void qtTharlenTest::handOverEncoderTestOptions() {
+    encoderTestMaxTime = ui.testRadio1->isChecked()   ? 600000
+                         : ui.testRadio2->isChecked() ? 2400000
+                         : ui.testRadio3->isChecked() ? hoursInMilliseconds(ui.SpinBoxTest->value())
+                                                      : 10000;
+    encoderTestForever = ui.testRadio4eva->isChecked();
+    encoderTestAbortTemp = ui.encoderTestTempSpinBox->value();
+    encoderTestPeriodic = ui.encoderTestPeriodicCheck->isChecked();
+    encoderTestLoops = ui.encoderTestLoopsSpinBox->value();
+    encoderTestDegrees = ui.checkTestDegrees->isChecked();
+}
+
+// --- Start and stop --------------------------------------------------------------------------------
+
+// A stop in the middle of a test point leaves seekingTestPoint set: this run then begins with one, which is
+// meant.
+void qtTharlenTest::initEncoderTest() {
+    const int id = csTharlenID;
+    if (id < 0)
+        return;
+    takeEncoderTestEvents();
+    initEncoderTestPars();
+    tempGuiUpdateTimer->start();
+    encoderTestTime.start();
+    m_pConnection = get_connection_data(id);
+    m_lastsensor = m_pConnection ? loadRelaxed(m_pConnection->m_portInput.ucMiscIn) & kHomeSensorMask : 0u;
+    enable_tharlen_forces(id);
+    if (!m_bServoControl) {
+        long encoders[6] = {};
+        get_encoder_values(id, encoders);
+        UpdateDestinations(encoders);
+        totalLoops = 0;
+        CntGimbalRs = 0;
+        m_bServoControl = true;
+        startEncoderTest = true;
+    } else {
+        abortMotion(id);
+    }
+    ui.runEncoderTest_button->setEnabled(false);
+    ui.stopEncoderTest_button->setEnabled(true);
+    ui.encoderTest_debug->append(timeText() + "Starting Encoder Test\n");
+    m_encoderTestTimer->start(kEventPeriod);
+}
+
+void qtTharlenTest::stopEncoderTest() {
+    const int id = csTharlenID;
+    startEncoderTest = false;
+    m_bServoControl = false;
+    m_iButtonStep = 0;
+    disable_tharlen_forces(id);
+    takeEncoderTestEvents();
+    ui.runEncoderTest_button->setEnabled(true);
+    ui.stopEncoderTest_button->setEnabled(false);
+    ui.encoderTest_debug->append(timeText() + "Ending Encoder Test");
+    encoderTestTime.restart();
+    tempGuiUpdateTimer->stop();
+    if (!isCorvale())
+        return;
+    // The library replaces the figures by its own, which are then written back.
+    float shutdown[6] = {85.0f, 85.0f, 85.0f, 0, 0, 0};
+    get_tharlen_temp_advance(id, kShutdownTemperature, shutdown);
+    set_tharlen_temp_advance(id, kShutdownTemperature, shutdown);
+}
+
+// --- Events of the servo thread --------------------------------------------------------------------
+
+// Looks once more after the flag has gone down, for the tick that was then under way.
+void qtTharlenTest::showEncoderTestEvents() {
+    const bool running = startEncoderTest;
+    if (!running && !m_encoderTestRan)
+        m_encoderTestTimer->stop();
+    m_encoderTestRan = running;
+    if (takeEncoderTestEvents())
+        ui.stopEncoderTest_button->click();
+}
+
+/// Appends what has come to the log. True when the time was up.
+bool qtTharlenTest::takeEncoderTestEvents() {
+    bool stop = false;
+    EncoderTestEvent event;
+    while (m_encoderTestEvents.pop(event)) {
+        if (event.kind == EncoderTestEvent::Stop)
+            stop = true;
+        else if (event.kind == EncoderTestEvent::SensorEdge)
+            traceHomeSensor(event);
+        else
+            ui.encoderTest_debug->append(lineOf(event));
+    }
+    return stop;
+}
+
+// No file is opened for these lines: without a device they are not written.
+void qtTharlenTest::traceHomeSensor(const EncoderTestEvent& event) {
+    if (!traceEncStream.device() && !traceEncStream.string())
+        return;
+    traceEncStream << "XYZ"[event.axis] << (event.values[2] != 0 ? " Sensor ON at " : " Sensor OFF at ")
+                   << static_cast<long>(event.values[0]) << " at Temperature "
+                   << static_cast<float>(event.values[1]) << "\n";
+}

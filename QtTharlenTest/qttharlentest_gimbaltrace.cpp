@@ -1,0 +1,62 @@
+// The gimbal's recorder on the "Encoder Test" tab: encoders and angles of the three gimbal axes, as text.
+#include <QDateTime>
+
+#include "qttharlentest.h"
+
+namespace {
+
+constexpr int kTracePeriod = 30;  ///< ms
+
+/// The backslash is meant: the file lies beside the folder "logs", under a name that begins with that word.
+QString traceFileName() {
+    return qEnvironmentVariable("KNDD_HOME", "(null)") + "/logs" + "\\TraceGimbalEncoder_"
+           + QDateTime::currentDateTime().toString("MMMM-dd-yyyy  hh-mm-ss-AP") + ".txt";
+}
+
+}  // namespace
+
+// Each run has a file of its own, whose object stays until the window goes.
+void qtTharlenTest::initGimbalEncoderTest() {
+    ui.runGimbalEncoderTest_button->setEnabled(false);
+    ui.stopGimbalEncoderTest_button->setEnabled(true);
+    traceGimbOutFile = new QFile(traceFileName(), this);
+    if (!traceGimbOutFile->open(QIODevice::WriteOnly | QIODevice::Text | QIODevice::Unbuffered)) {
+        ui.encoderTest_debug->append("Error creating trace file !");
+        return;
+    }
+    traceGimbEncStream.setDevice(traceGimbOutFile);
+    m_gimbalTraceEnd = 0;
+    ui.encoderTest_debug->append(
+        "Move the gimbal axes one by one slowly from one extreme to the other until you hit the stops.");
+    traceGimbEncStream << "YAW\tPITCH\tROLL\tANGLE1\tANGLE2\tANGLE3\n";
+    endGimbalTraceLine();
+    gimbEncTestTimer->start(kTracePeriod);
+}
+
+void qtTharlenTest::runGimbalEncoderTest() {
+    long mEncoder[6] = {};
+    float jAngle[6] = {};
+    get_encoder_values(csTharlenID, mEncoder);
+    get_tharlen_joint_angles(csTharlenID, jAngle);
+    traceGimbEncStream << mEncoder[3] << '\t' << mEncoder[4] << '\t' << mEncoder[5] << '\t' << jAngle[3] << '\t'
+                       << jAngle[4] << '\t' << jAngle[5] << '\n';
+    endGimbalTraceLine();
+}
+
+// Line by line, so that a disk that fills up leaves whole lines: a piece of one is cut off, and the stream writes
+// nothing more after its first failure.
+void qtTharlenTest::endGimbalTraceLine() {
+    traceGimbEncStream.flush();
+    if (traceGimbEncStream.status() == QTextStream::Ok)
+        m_gimbalTraceEnd = traceGimbOutFile->pos();
+    else
+        traceGimbOutFile->resize(m_gimbalTraceEnd);
+}
+
+void qtTharlenTest::stopGimbalEncoderTest() {
+    gimbEncTestTimer->stop();
+    ui.runGimbalEncoderTest_button->setEnabled(true);
+    ui.stopGimbalEncoderTest_button->setEnabled(false);
+    if (traceGimbOutFile)
+        traceGimbOutFile->close();
+}

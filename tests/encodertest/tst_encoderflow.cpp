@@ -1,0 +1,182 @@
+// The closed-loop encoder test on the simulated arm: healthy arms go round without a complaint, and what is wrong
+// with an arm ends or marks the run.
+#include <QTemporaryDir>
+#include <cmath>
+#include <functional>
+
+#include "device/simulated/armcontrol.h"
+#include "servostate.h"
+#include "windowtest.h"
+
+class TestEncoderFlow : public QObject {
+    Q_OBJECT
+
+    QTemporaryDir home;
+    std::unique_ptr<qtTharlenTest> window;
+
+    void calibrate() {
+        if (window->isCorvale()) {
+            for (int axis = 0; axis < 3; ++axis) {
+                QCOMPARE(armcontrol::handSweep(axis, 0.8), std::string());
+                armcontrol::step(9000);
+            }
+        } else {
+            armcontrol::handDock();
+            armcontrol::step(1500);
+        }
+        QCOMPARE(update_calibration(window->csTharlenID), 0);
+        armcontrol::handUndock();
+        armcontrol::handMove({0, 0, 0});
+        armcontrol::step(1500);
+        armcontrol::handRelease();
+    }
+
+    void open(const QString& device) {
+        window.reset();
+        armcontrol::resetArm();
+        QCOMPARE(armcontrol::loopStepped(true), std::string());
+        resetSharedState();
+        testClock = [] { return static_cast<std::int64_t>(std::llround(armcontrol::armTime() * 1000.0)); };
+        window = std::make_unique<qtTharlenTest>();
+        goToTab(*window, "Select");
+        window->ui.m_cmbTHARLeN->setCurrentText(device);
+        QVERIFY(window->csTharlenID >= 0);
+        calibrate();
+        window->manufMode = window->encoderTestMode = true;
+        window->ui.tabWidget->addTab(window->ui.tab_5, "Encoder Test");
+        goToTab(*window, "Encoder Test");
+    }
+    QStringList log() { return window->ui.encoderTest_debug->toPlainText().split('\n', Qt::SkipEmptyParts); }
+
+    /// The counts of the log's test points.
+    QVector<std::array<long, 3>> testPoints() {
+        QVector<std::array<long, 3>> points;
+        for (const QString& line : log().filter("Encoder Values :  ")) {
+            const QStringList counts = line.section(":  ", 1).split(", ");
+            points.append({counts[0].toLong(), counts[1].toLong(), counts[2].toLong()});
+        }
+        return points;
+    }
+
+    /// Simulated seconds until the condition holds, at most `most`.
+    double runUntil(const std::function<bool()>& condition, double most) {
+        const double start = armcontrol::armTime();
+        while (!condition() && armcontrol::armTime() < start + most) {
+            armcontrol::step(20);
+            window->showEncoderTestEvents();
+        }
+        return armcontrol::armTime() - start;
+    }
+    /// The same until that count of loops and test points.
+    double runUntil(int loops, double most) {
+        return runUntil([=] { return totalLoops >= loops; }, most);
+    }
+    bool running() const { return startEncoderTest && window->m_bServoControl; }
+    /// s; the route of a Corvale alone takes 28 s at its speed.
+    double longestLoop() const { return window->isOrda() ? 15.0 : 42.0; }
+    void start() {
+        window->ui.encoderTestLoopsSpinBox->setValue(2);
+        window->ui.checkTestDegrees->setChecked(false);
+        window->ui.runEncoderTest_button->click();
+    }
+
+private slots:
+    void initTestCase() {
+        qputenv("KNDD_HOME", home.path().toLocal8Bit());
+        QDir(home.path()).mkdir("config");
+        qputenv("NOLVA_ARM_SOCKET", "off");
+    }
+    void cleanup() {
+        window.reset();
+        armcontrol::resetArm();
+        resetSharedState();
+    }
+
+    // Two test points with a loop between them, on every arm that has a route: no complaint, no warning, and the
+    // arm ends up at the same counts both times.
+    void healthy_data() {
+        QTest::addColumn<int>("unused");
+        for (const char* device :
+             {"Default Device", "Orda LAN", "Orda High Force", "Corvale USB", "Corvale LAN", "Corvale 1394"})
+            QTest::newRow(device) << 0;
+    }
+    void healthy() {
+        open(QTest::currentDataTag());
+        start();
+        runUntil(1, 30);
+        const double seconds = runUntil(2, 60);
+        QVERIFY2(seconds < longestLoop(), qPrintable(QString::number(seconds)));
+        runUntil(3, 30);
+        const auto points = testPoints();
+        QCOMPARE(points.size(), 2);
+        for (int axis = 0; axis < 3; ++axis) {
+            QVERIFY2(std::labs(points[1][axis] - points[0][axis]) <= 1, qPrintable(log().join(" | ")));
+            // A Corvale passes each home sensor on the way that is meant for it.
+            QCOMPARE(window->ZsensorOn[axis] != 0 && window->ZsensorOff[axis] != 0, window->isCorvale());
+        }
+        window->ui.stopEncoderTest_button->click();
+        QCOMPARE(log().size(), 4);  // start, two test points, end
+        armcontrol::step(20);
+        QVERIFY(!armcontrol::state().amplifiers && window->errorMessage.isEmpty());
+        start();  // a second run settles as the first did
+        runUntil(1, 30);
+        QCOMPARE(testPoints().size(), 3);
+    }
+
+    // A fault that comes between two test points: an axis stops elsewhere at the second, the loop takes longer, the
+    // run stands at a step, or a line says why the motion ended.
+    void faults_data() {
+        QTest::addColumn<QString>("device");
+        QTest::addColumn<QString>("fault");
+        QTest::addColumn<int>("axis");
+        QTest::addColumn<double>("amount");
+        QTest::addColumn<QString>("mark");
+        const auto row = [](const char* device, const char* fault, int axis, double amount, const char* mark) {
+            QTest::newRow(qPrintable(QString("%1, %2").arg(device, fault)))
+                << device << fault << axis << amount << mark;
+        };
+        for (const char* device : {"Default Device", "Corvale USB", "Corvale LAN"}) {
+            row(device, "sticky-bearing", 1, 8, "slow");
+            row(device, "dead-encoder", 0, 1, "stands");
+            row(device, "drifting-encoder", 1, 60, "elsewhere");
+        }
+        row("Default Device", "hot", 2, 165, "Temperature Error (165.000) detected at axis 2");
+        row("Orda High Force", "hot", 0, 95, "Temprature Warning (95.000) estimated on axis 0");
+        row("Orda LAN", "sticky-bearing", 0, 8, "elsewhere");
+        row("Default Device", "weak-motor", 0, 0.5, "elsewhere");
+        row("Corvale USB", "weak-motor", 1, 0.1, "elsewhere");
+        row("Corvale LAN", "weak-motor", 2, 0, "stands");
+        row("Corvale 1394", "dead-encoder", -1, 1, "DAC Error (");
+        row("Corvale LAN", "unplugged", -1, 1, "DAC Error (");
+    }
+    void faults() {
+        QFETCH(QString, device);
+        QFETCH(QString, fault);
+        QFETCH(int, axis);
+        QFETCH(double, amount);
+        QFETCH(QString, mark);
+        open(device);
+        start();
+        // Set while all three axes are on their way, so that none holds the others in the band.
+        runUntil([this] { return window->m_iButtonStep == 2; }, 40);
+        armcontrol::step(200);
+        QCOMPARE(armcontrol::setFault(fault.toStdString(), true, axis, amount), std::string());
+        const double seconds = runUntil(2, 60);
+        if (mark == "slow") {
+            QVERIFY2(seconds > longestLoop(), qPrintable(QString::number(seconds)));
+        } else if (mark == "stands") {
+            QVERIFY(running() && totalLoops == 1 && log().size() == 2);
+        } else if (mark == "elsewhere") {
+            runUntil(3, 30);
+            const auto points = testPoints();
+            QVERIFY2(points.size() == 2 && std::labs(points[1][axis] - points[0][axis]) >= 5,
+                     qPrintable(log().join(" | ")));
+        } else {
+            QVERIFY2(!log().filter(mark).isEmpty(), qPrintable(log().join(" | ")));
+            QCOMPARE(running(), mark.contains("Warning"));
+        }
+    }
+};
+
+QTEST_MAIN(TestEncoderFlow)
+#include "tst_encoderflow.moc"

@@ -1,0 +1,363 @@
+// The closed-loop encoder test tick by tick: control, route, arrival, test points, faults, time limits and log.
+#include <QButtonGroup>
+#include <cmath>
+#include <functional>
+
+#include "servostate.h"
+#include "standin.h"
+#include "windowtest.h"
+
+using standin::device;
+
+using Counts = std::array<long, 3>;
+
+static std::int64_t now = 0;  ///< ms of the stepped clock: one a tick
+
+class TestEncoderTest : public QObject {
+    Q_OBJECT
+
+    std::unique_ptr<qtTharlenTest> window;
+    std::vector<double> sent;  ///< the last command
+
+    void open(unsigned long type, unsigned long card = 7) {
+        window.reset();
+        standin::reset();
+        resetSharedState();
+        testClock = [] { return now; };
+        device().fleet = {standin::record("Arm", type, card)};
+        window = openWindow();
+        window->manufMode = window->encoderTestMode = true;
+        window->ui.tabWidget->addTab(window->ui.tab_5, "Encoder Test");
+        goToTab(*window, "Encoder Test");
+    }
+    void tick() {
+        device().calls.clear();
+        ++now;
+        ServoLoopCallBack(window.get());
+        sent = device().of({"command_motor_dac_values"}).at(0).values;
+        sent.erase(sent.begin());
+    }
+    void ticks(int count) {
+        for (int i = 0; i < count; ++i)
+            tick();
+    }
+    /// A tick of an arm that is where the set point was.
+    void follow() {
+        std::copy_n(window->m_lDesirePos.copy().begin(), 3, device().encoders);
+        tick();
+    }
+    /// Until the condition holds; false after ten simulated minutes.
+    bool followUntil(const std::function<bool()>& condition) {
+        for (int i = 0; i < 600000; ++i) {
+            if (condition())
+                return true;
+            follow();
+        }
+        return false;
+    }
+    void place(const Counts& counts) { std::copy(counts.begin(), counts.end(), device().encoders); }
+    /// Starts a run and lets it take up control, the arm at rest.
+    void runAt(const Counts& counts) {
+        place(counts);
+        window->ui.runEncoderTest_button->click();
+        ticks(751);
+    }
+    QStringList log() {
+        window->showEncoderTestEvents();
+        return window->ui.encoderTest_debug->toPlainText().split('\n', Qt::SkipEmptyParts);
+    }
+    bool running() const { return startEncoderTest && window->m_bServoControl; }
+    bool still() const { return sent == std::vector<double>(6, 0.0); }
+
+private slots:
+    void cleanup() {
+        window.reset();
+        resetSharedState();
+    }
+
+    // A lasting error e is answered by P e + n I e and, on its first tick, D e; then offset and sign, truncated.
+    void control() {
+        struct Case {
+            int type, card, axis;
+            double p, i, d, offset, sign;
+        };
+        for (const Case& c : {Case{5, 7, 1, 32, 0.4, 1500, 255, 1}, Case{5, 6, 2, 15.5, 0.35, 1000, 120, -1},
+                              Case{3, 6, 2, 10, 0.08, 75, 0, 1}, Case{3, 7, 2, 5, 0.04, 30, 0, -1}}) {
+            open(c.type, c.card);
+            runAt({0, 0, 0});
+            QCOMPARE(sent[c.axis], c.offset * c.sign);
+            const int e = -7;
+            device().encoders[c.axis] = e;
+            for (int n = 1; n <= 20; ++n) {
+                tick();
+                const double wanted = c.sign * (c.offset + (c.p + n * c.i + (n == 1 ? c.d : 0)) * e);
+                QVERIFY(std::fabs(sent[c.axis] - wanted) <= 1.0 && sent[c.axis] == std::trunc(sent[c.axis]));
+            }
+            // A wild error is cut at the limit and keeps its sign, however long it lasts.
+            device().encoders[c.axis] = 1000000000;
+            ticks(500);
+            QCOMPARE(sent[c.axis], c.sign * window->m_fPosMaxDAC);
+            QVERIFY(running());
+        }
+        // A model without a route moves nothing.
+        open(1);
+        runAt({100, 200, 300});
+        place({-900, 5000, 20});
+        ticks(2000);
+        QVERIFY(still());
+    }
+
+    // Half a second of zero commands, then the set point follows the arm up to 750 ms and no error arises.
+    void quietStart() {
+        open(5);
+        place({300, 300, 300});
+        window->initEncoderTest();
+        for (int i = 1; i < 750; ++i) {
+            device().encoders[0] = 300 + i;
+            tick();
+            QVERIFY(i >= 500 ? std::labs(window->m_lDesirePos[0] - 300 - i) <= 8 : still());
+        }
+        ticks(21);
+        QCOMPARE(window->m_lDesirePos[1].load(), 300L - 22 * 8);
+    }
+
+    // Row 0, a test point, row 0 again, then 1 to 8 round and round; one row tells the routes apart. A test point
+    // pushes each axis to its level for five seconds.
+    void route_data() {
+        QTest::addColumn<int>("type");
+        QTest::addColumn<int>("card");
+        QTest::addColumn<QVector<int>>("fifth");
+        QTest::addColumn<QVector<int>>("push");
+        QTest::newRow("Orda") << 5 << 7 << QVector<int>{0, -3755, 2500} << QVector<int>{1500, 3000, 3000};
+        QTest::newRow("Corvale") << 3 << 6 << QVector<int>{-8000, -3000, 2000} << QVector<int>{1400, 3500, 3500};
+        QTest::newRow("USB") << 3 << 7 << QVector<int>{-8000, -3000, -2000} << QVector<int>{8500, 8500, 8500};
+    }
+    void route() {
+        QFETCH(int, type);
+        QFETCH(int, card);
+        QFETCH(QVector<int>, fifth);
+        QFETCH(QVector<int>, push);
+        open(type, card);
+        window->ui.encoderTestLoopsSpinBox->setValue(3);
+        runAt({40, -40, 40});
+        QVERIFY(followUntil([] { return seekingTestPoint.load(); }));
+        QVERIFY(window->m_iButtonStep == 0 && totalLoops == 0);
+        ticks(4999);
+        QVERIFY(seekingTestPoint);
+        for (int axis = 0; axis < 3; ++axis)
+            QVERIFY(sent[axis] >= push[axis] && sent[axis] < push[axis] + 10);
+        tick();
+        QVERIFY(!seekingTestPoint && totalLoops == 1 && window->m_iButtonStep == 0);
+        QVERIFY(log().last().contains("Encoder Angles :  0.00, 0.00, 0.00"));
+        for (int i = 0; i < 16; ++i) {
+            QVERIFY(followUntil([=] { return window->m_iButtonStep == i % 8 + 1; }));
+            QCOMPARE(totalLoops.load(), 1 + i / 8);
+            for (int axis = 0; i % 8 == 4 && axis < 3; ++axis)
+                QCOMPARE(window->m_lDestination[axis].load(), long(fifth[axis]));
+        }
+        // The third count is a loop: a test point ahead of its first step, after which row 0 comes again.
+        QVERIFY(followUntil([] { return seekingTestPoint.load(); }));
+        QVERIFY(totalLoops == 3 && window->m_iButtonStep == 1);
+        ticks(5000);
+        QVERIFY(totalLoops == 4 && window->m_iButtonStep == 0);
+        QVERIFY(device().connection.m_bErrorTrigger);
+    }
+
+    void periodicTestPoints() {
+        for (const auto& [loops, checked] : {std::pair(1, true), std::pair(1, false), std::pair(0, true)}) {
+            open(5);
+            window->ui.encoderTestLoopsSpinBox->setValue(loops);
+            window->ui.encoderTestPeriodicCheck->setChecked(checked);
+            window->ui.checkTestDegrees->setChecked(false);
+            runAt({0, 0, 0});
+            QVERIFY(followUntil([] { return totalLoops == 2; }));
+            QCOMPARE(seekingTestPoint.load(), checked && loops > 0);
+        }
+    }
+
+    // All axes within two counts for a hundred ticks together; a single tick outside begins again.
+    void arrival() {
+        open(5);
+        runAt({0, 0, 0});
+        QVERIFY(followUntil([this] { return window->m_iButtonStep == 1 && window->m_lDesirePos[1] == -500; }));
+        place({2, -502, -2});
+        ticks(99);
+        device().encoders[2] = -3;
+        tick();
+        device().encoders[2] = -2;
+        ticks(100);
+        QCOMPARE(window->m_iButtonStep.load(), 1);
+        tick();
+        QCOMPARE(window->m_iButtonStep.load(), 2);
+    }
+
+    // One counter for all axes and both faults; an axis in the band fills it.
+    void faults_data() {
+        QTest::addColumn<QVector<int>>("error");
+        QTest::addColumn<int>("ticksToAbort");  // 0 for never
+        QTest::addColumn<QString>("line");
+        QTest::newRow("band's edge") << QVector<int>{150, 150, -150} << 334
+                                     << "Position Error (150.000) detected at axis 0";
+        QTest::newRow("one in the band") << QVector<int>{150, 149, -150} << 0 << "";
+        QTest::newRow("one far away") << QVector<int>{0, 9000, 0} << 0 << "";
+        // Six decrements a tick once the commands are beyond their limit: the thousandth is Y's command.
+        QTest::newRow("saturated") << QVector<int>{1000, 1000, 1000} << 167
+                                   << "DAC Error (23360) detected at axis 1";
+    }
+    void faults() {
+        QFETCH(QVector<int>, error);
+        QFETCH(int, ticksToAbort);
+        QFETCH(QString, line);
+        open(3, 6);
+        runAt({0, 0, 0});
+        for (int axis = 0; ticksToAbort == 334 && axis < 3; ++axis)  // so that no command jumps beyond its limit
+            device().encoders[axis] = qBound(-149, error[axis], 149);
+        ticks(2);
+        place({error[0], error[1], error[2]});
+        ticks(ticksToAbort ? ticksToAbort - 1 : 5000);
+        QVERIFY(running() && log().filter("Error").isEmpty());
+        if (!ticksToAbort)
+            return;
+        tick();
+        QVERIFY(startEncoderTest && !window->m_bServoControl);
+        QVERIFY2(log().last().endsWith(line), qPrintable(log().last()));
+        QCOMPARE(log().last().startsWith(" ["), line.startsWith("DAC"));
+        // Zero commands from here on; the time limit neither ends nor pushes at this step.
+        window->ui.testRadio1->setChecked(true);
+        now += 700000;
+        ticks(6000);
+        QVERIFY(still() && startEncoderTest && !seekingTestPoint);
+        window->ui.stopEncoderTest_button->click();
+        window->ui.testRadio4eva->setChecked(true);
+        runAt({0, 0, 0});
+        QVERIFY(running());
+    }
+
+    // Warnings climb by five and never come twice, not even in a second run; the abort follows the option at once.
+    void temperatures() {
+        open(5);
+        device().celsius[1] = 81.0f;
+        for (int run = 0; run < 2; ++run) {
+            window->stopEncoderTest();
+            runAt({0, 0, 0});
+            QCOMPARE(log().filter("] Temprature Warning (81.000) estimated on axis 1").size(), 2);
+        }
+        window->ui.encoderTestTempSpinBox->setValue(82);
+        ticks(10);
+        QVERIFY(running());
+        window->ui.encoderTestTempSpinBox->setValue(81);
+        tick();
+        QVERIFY(!window->m_bServoControl);
+        QVERIFY(log().last().endsWith("] Temperature Error (81.000) detected at axis 1"));
+    }
+
+    // The limit ends the run on the way of step 2, and pushes again and again at step 0.
+    void timeLimits_data() {
+        QTest::addColumn<QString>("choice");
+        QTest::addColumn<int>("hours");
+        QTest::addColumn<qint64>("limit");  // ms; 0 for over at once
+        QTest::newRow("10 minutes") << "testRadio1" << 8 << qint64(600000);
+        QTest::newRow("40 minutes") << "testRadio2" << 8 << qint64(2400000);
+        QTest::newRow("30 hours") << "testRadio3" << 30 << qint64(108000000);
+        QTest::newRow("an overflow") << "testRadio3" << 597 << qint64(0);
+        QTest::newRow("no choice") << "" << 8 << qint64(10000);
+    }
+    void timeLimits() {
+        QFETCH(QString, choice);
+        QFETCH(int, hours);
+        QFETCH(qint64, limit);
+        open(5);
+        window->ui.SpinBoxTest->setMaximum(1000);
+        window->ui.SpinBoxTest->setValue(hours);
+        window->ui.testRadio4eva->group()->setExclusive(false);
+        window->ui.testRadio4eva->setChecked(false);
+        if (!choice.isEmpty())
+            window->findChild<QRadioButton*>(choice)->setChecked(true);
+        runAt({0, 0, 0});
+        if (limit == 0) {
+            ticks(5001);
+            QVERIFY(seekingTestPoint && totalLoops == 1);
+            return;
+        }
+        window->m_iButtonStep = 2;
+        now += limit - 751 - 2;
+        tick();
+        const double before = sent[0];
+        QVERIFY(running());
+        window->ui.testRadio4eva->setChecked(true);
+        now += 1000000000000;
+        tick();
+        QVERIFY(running());
+        window->ui.testRadio4eva->setChecked(false);
+        tick();
+        QVERIFY(!startEncoderTest && sent[0] == before);  // this tick runs to its end
+        tick();
+        QVERIFY(log().last().endsWith("Ending Encoder Test") && window->ui.runEncoderTest_button->isEnabled());
+        QCOMPARE(device().count("disable_tharlen_forces"), 1);
+    }
+
+    // A stop in a test point: the next run begins with one, without going to row 0.
+    void stopInATestPoint() {
+        open(5);
+        runAt({0, 0, 0});
+        QVERIFY(followUntil([] { return seekingTestPoint.load(); }));
+        window->ui.stopEncoderTest_button->click();
+        window->ui.checkTestDegrees->setChecked(false);
+        runAt({500, -300, 200});
+        QVERIFY(seekingTestPoint && sent[0] > 0);
+        ticks(5000);
+        QVERIFY(!seekingTestPoint && totalLoops == 1);
+        QCOMPARE(log().filter("] Encoder Values :  500, -300, 200").size(), 1);
+    }
+
+    // Start and stop on a Corvale: its shutdown temperatures, forces, buttons; without a device nothing starts.
+    void startAndStop() {
+        open(3, 7);
+        auto& ui = window->ui;
+        ui.encoderTestTempSpinBox->setValue(120);
+        QVERIFY(ui.groupBox_22->isHidden() && !ui.stopEncoderTest_button->isEnabled());
+        device().calls.clear();
+        ui.runEncoderTest_button->click();
+        const double id = window->csTharlenID;
+        const auto set = device().of({"set_tharlen_temp_advance"});
+        QCOMPARE(set.at(0).values, (std::vector<double>{id, 2, 120, 120, 120, 0, 0, 0}));
+        QVERIFY(device().forcesEnabled && window->tempGuiUpdateTimer->isActive());
+        QCOMPARE(window->tempGuiUpdateTimer->interval(), 1000);
+        QVERIFY(!ui.runEncoderTest_button->isEnabled() && ui.stopEncoderTest_button->isEnabled());
+        goToTab(*window, "Select");
+        QVERIFY(!startEncoderTest);
+        goToTab(*window, "Encoder Test");
+        QVERIFY(ui.runEncoderTest_button->isEnabled() && !ui.stopEncoderTest_button->isEnabled());
+        window->stopEncoderTest();
+        QVERIFY(!device().forcesEnabled && !window->tempGuiUpdateTimer->isActive());
+        window->csTharlenID = -1;
+        ui.runEncoderTest_button->click();
+        QVERIFY(!startEncoderTest && log().size() == 2);
+        window->csTharlenID = int(id);
+    }
+
+    // Home sensors: an edge that comes alone, on the way of its axis's step; the lines go where a device is set.
+    void homeSensors() {
+        open(3, 7);
+        QString trace;
+        window->traceEncStream.setString(&trace);
+        runAt({1234, -7000, 3000});
+        device().celsius[0] = 40.25f;
+        for (const auto& [step, bits] :
+             {std::pair(0, 0x10), std::pair(3, 0x00), std::pair(3, 0xF3), std::pair(3, 0xEF), std::pair(5, 0xE7)}) {
+            window->m_iButtonStep = step;
+            device().connection.m_portInput.ucMiscIn = static_cast<UCHAR>(bits);
+            tick();
+        }
+        log();
+        QCOMPARE(trace,
+                 QString("X Sensor OFF at 1234 at Temperature 40.25\nX Sensor ON at 1234 at Temperature 40.25\n"
+                         "Z Sensor OFF at 3000 at Temperature 0\n"));
+        QVERIFY(window->ZsensorOff[0] == 1234 && window->TemperatureOn[0] == 40250
+                && window->ZsensorOff[2] == 3000);
+        window->traceEncStream.setString(nullptr);
+    }
+};
+
+QTEST_MAIN(TestEncoderTest)
+#include "tst_encodertest.moc"
