@@ -209,8 +209,26 @@ public:
     QString m_motorDACStr[6];                   ///< DAC counts
     QString csText;                             ///< the force as a line; no read-out shows it
 
-    // --- Friction and capstan ---
+    // --- Friction and capstan: one machine's state, which both tests share and their initialisers clear ---
+    VOLTAGE_VECTOR m_vvMaxVoltage{};            ///< highest voltage of each axis, V
+    int m_nStage = 0;
+    int m_nAxis = 0;                            ///< axis under test, 0 to 2
+    long m_anLastEncoders[3] = {};              ///< at the last check for stillness; then where the move starts
+    int m_nSameEncoderCnt = 0;                  ///< steps without movement, one after the other
+    POS_VECTOR m_pvEncoderChange{};             ///< counts that mean "moved", or the greatest slip that passes
+    VOLTAGE_VECTOR m_vvVoltageIncr{};           ///< capstan: drive towards the stops, V; friction does not read it
+    VOLTAGE_VECTOR m_vvVoltageChange{};         ///< friction: highest voltage that passes, V
+    POS_VECTOR m_pvMoveResult{};                ///< friction: start less end of each axis's move, counts
+    VOLTAGE_VECTOR m_vvMoveResult{};            ///< friction: voltage when the axis ended, V
+    VOLTAGE_VECTOR m_vvMoveMaxVoltage{};        ///< the limit that SendVoltages uses, V
+    VOLTAGE_VECTOR m_vvMoveIncr{};              ///< friction: the ramp, V
+    BOOL m_abRamping[3] = {};                   ///< cleared, not otherwise used
     QTimer* frictionTestTimer = nullptr;
+    int m_nTicksPushingOnStops = 0;             ///< steps at maximum voltage
+    POS_VECTOR m_pvMoveResult1{};               ///< encoders at the stops in the reference run, counts
+    POS_VECTOR m_pvMoveResult2{};               ///< the same in the verify run
+    VOLTAGE_VECTOR m_vvDamping{};               ///< loaded, not read: the damping is fixed
+    int m_nTimeAtMax = 0;                       ///< steps to push
     QTimer* capstanTestTimer = nullptr;
     QTimer* capstanTestRefTimer = nullptr;
 
@@ -320,6 +338,16 @@ public:
     BOOL isFlagGapValid(void* pvSensorData, int nAxis, int nToken, SENSOR_TOKEN type);
     void verifyFlagGapWidth();
 
+    // --- Friction and capstan ---
+    void initFrictionTest();
+    void updateFrictionTestResults();
+    void initCapstanRefTest();
+    void initCapstanVerifyTest();
+    void updateCapstanTestResults();
+    /// Hands `fVolts` (3, V) to the voltage branch of the servo tick, at most m_vvMoveMaxVoltage each; a motor of the
+    /// gimbal gets none. There is no lower limit, which is meant. Always 0.
+    int SendVoltages(int nTHARLeNID, float* fVolts);
+
     // Declarations only, from a time of limit files: no implementation and no caller.
     bool ReadCorvaleConfigurationFile(QString fileName);
     bool WriteCorvaleConfigurationFile(QString fileName);
@@ -388,8 +416,9 @@ public slots:
     void updateForceDisplay();
     void checkForcePass();
 
-    // Friction and capstan
+    // Friction and capstan. A run goes on where its tab was left, with the forces off, and ends by itself.
     void onClickStartFrictionTest();
+    /// One step, each millisecond. 0, or what SendVoltages returned.
     int runFrictionTest();
     void onClickStartCapstanTest();
     void onClickVerifyCapstanTest();
@@ -513,6 +542,8 @@ private:
     void leaveCycleAmps();
     void enterTestForces();
     void leaveTestForces();
+    void enterTestFriction();
+    void enterTestCapstan();
     void enterBoxTest();
     void leaveBoxTest();
     void enterServoloop();
@@ -605,6 +636,22 @@ private:
     // Servo rate, a step of updateServoLoopRateProgress each
     void takeRateStatistics();  ///< closes the period; not a number where it held no sample
     QString rateReportLine() const;
+
+    // Friction and capstan, a step of their machines each
+    void clearMove();
+    /// Counts the step as still where each of `encoders` (3) is within 5 counts of the last, and keeps them. True
+    /// once 500 steps in a row were still.
+    bool isArmStill(const long* encoders);
+    int rampFriction();
+    void endFrictionAxis(const long* encoders);
+    void finishFrictionTest();
+    void loadCapstanLimits();
+    void startSeek(POS_VECTOR& stops);
+    /// Drives towards the stops; true, with the encoders in `stops`, once the arm rests at them.
+    bool seekStops(POS_VECTOR& stops);
+    void pushOnStops();
+    void finishCapstanReference();
+    void finishCapstanVerify();
 
     // Device selection, a step of OnSelChangeTHARLeN each
     int openFirstDevice(const QString& name);

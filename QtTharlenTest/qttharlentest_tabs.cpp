@@ -146,6 +146,19 @@ void qtTharlenTest::leaveTestForces() {
     closeInkwellWarning();
 }
 
+// --- Mechanics -------------------------------------------------------------------------------------
+
+// Neither tab has a leaving action: a run that was started ends by itself.
+void qtTharlenTest::enterTestFriction() {
+    if (csTharlenID >= 0)
+        initFrictionTest();
+}
+
+void qtTharlenTest::enterTestCapstan() {
+    if (csTharlenID >= 0)
+        initCapstanRefTest();
+}
+
 // --- Box -------------------------------------------------------------------------------------------
 
 QString qtTharlenTest::boxTestInstruction() const {

@@ -178,6 +178,10 @@ void qtTharlenTest::onTabChange(int index) {
     tab == "Encoder Test" && manufMode && encoderTestMode ? enterEncoderTest() : leaveEncoderTest();
     tab == "Cycle Amps" ? enterCycleAmps() : leaveCycleAmps();
     tab == "Test Forces" ? enterTestForces() : leaveTestForces();
+    if (tab == "Test Friction" && manufMode)
+        enterTestFriction();
+    if (tab == "Test Capstan" && manufMode)
+        enterTestCapstan();
     tab == "Box Test" ? enterBoxTest() : leaveBoxTest();
     tab == "Servoloop" ? enterServoloop() : leaveServoloop();
     if (tab == "Summary")

@@ -2,6 +2,7 @@
 // when nothing changed. Graphical thread.
 #pragma once
 
+#include <QPushButton>
 #include <QString>
 #include <QWidget>
 
@@ -14,6 +15,17 @@ template <class Widget>
 void showText(Widget* widget, const QString& text) {
     if (widget->text() != text)
         widget->setText(text);
+}
+
+/// A result button's verdict, and the state before there is one.
+inline void showVerdict(QPushButton* button, bool pass) {
+    button->setText(pass ? "PASS" : "FAIL");
+    button->setStyleSheet(pass ? kPassStyle : kFailStyle);
+}
+
+inline void showNoVerdict(QPushButton* button) {
+    button->setText("NULL");
+    button->setStyleSheet("");
 }
 
 inline void showStyle(QWidget* widget, const char* style) {

@@ -8,13 +8,15 @@
 
 namespace arm {
 
-constexpr double kSubstep = 0.00025;      // s, the longest
-constexpr double kStopStiffness = 400.0;  // N m/rad of an end stop
+constexpr double kSubstep = 0.00025;       // s, the longest
+constexpr double kStopGive = 1.0 / 700.0;  // rad by which full command of its motor presses into an end stop
+constexpr double kStopStiffness = 400.0;   // N m/rad of an end stop of a joint without a motor
 
-/// Angles (rad) and speeds (rad/s) of the six joints.
+/// Angles (rad) and speeds (rad/s) of the six joints, and the share (-1 to 1) of its dry friction that each exerts.
 struct Motion {
     Vector6 angle = Vector6::Zero();
     Vector6 speed = Vector6::Zero();
+    Vector6 strain = Vector6::Zero();
 };
 
 /// What wear and faults have made of the line's figures.

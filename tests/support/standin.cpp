@@ -198,7 +198,7 @@ int get_tharlen_pos(int id, float position[3]) {
     return note("get_tharlen_pos", id);
 }
 int get_tharlen_vel(int id, float velocity[3]) {
-    std::fill(velocity, velocity + 3, 0.0f);
+    standin::fill(velocity, theDevice.velocity, 3);
     return note("get_tharlen_vel", id);
 }
 int get_tharlen_jacobian(int id, double jacobian[6][6]) {

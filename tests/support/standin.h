@@ -47,6 +47,7 @@ struct Device {
     float baseAngles[3] = {};
     float gimbalAngles[3] = {};
     float jointVelocities[6] = {};
+    float velocity[3] = {};
     long lastDac[6] = {};
     float stylus[4][4] = {{1, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, 1, 0}, {0, 0, 0, 1}};
     int switches[2] = {};

@@ -1,0 +1,199 @@
+// The "Test Capstan" tab: whether an Orda's cables slip on their capstans. A reference run notes the encoders at
+// the stops and then pushes as hard as the limits allow; a verify run notes them again. What differs is slip.
+#include "qttharlentest.h"
+#include "restyle.h"
+#include "servostate.h"
+
+namespace {
+
+enum Stage { Start, SeekStops, Push, ReferenceDone };
+constexpr int kVerifyDone = 2;  ///< the verify run does not push, and stays here
+
+constexpr VOLTAGE_VECTOR kDrive = {{0.2f, 0.35f, 0.3f}};  ///< towards the stops, V
+/// V per mm/s of the endpoint. X has the other sign and a fifth of the size, which is meant.
+constexpr double kDamping[3] = {0.0001, -0.0005, -0.0005};
+
+constexpr char kNotAvailable[] =
+    "Capstan test not available for this model..\n Please click next to go to next test";
+
+}  // namespace
+
+// --- Preparing and starting ------------------------------------------------------------------------
+
+void qtTharlenTest::initCapstanRefTest() {
+    clearMove();
+    m_pvMoveResult = m_pvMoveResult1 = {};
+    m_vvMoveResult = {};
+    for (QPushButton* result : {ui.x_capstan_result, ui.y_capstan_result, ui.z_capstan_result})
+        showNoVerdict(result);
+    for (QLabel* value : {ui.x_capstan_volt, ui.y_capstan_volt, ui.z_capstan_volt})
+        value->hide();
+    const bool available = isOrda();
+    ui.startCapstanTest_button->setEnabled(available);
+    ui.verifyCapstanTest_button->setEnabled(false);
+    ui.capstanTestGroupBox->setEnabled(available);
+    if (available) {
+        ui.capstan_textBox->setText("Move the Device to the center of the workspace.\n");
+        ui.capstan_textBox->append(
+            "Warning: Please ensure that the arm is free of any physical constraints across its entire range of "
+            "motion in all three directions. \n");
+        ui.capstan_textBox->append("When you are ready to proceed, press the 'RUN REFERENCE' button.");
+        loadCapstanLimits();
+    } else {
+        ui.capstan_textBox->clear();
+        ui.capstan_textBox->append(kNotAvailable);
+    }
+    m_vvVoltageIncr = kDrive;
+}
+
+/// The reference stays: the verdict needs it, and a verify run may be repeated against it.
+void qtTharlenTest::initCapstanVerifyTest() {
+    clearMove();
+    m_vvDamping = {};
+    if (isOrda()) {
+        ui.capstanTestGroupBox->setEnabled(true);
+        loadCapstanLimits();
+    } else {
+        ui.startCapstanTest_button->setEnabled(false);
+        ui.verifyCapstanTest_button->setEnabled(false);
+        ui.capstanTestGroupBox->setEnabled(false);
+        ui.capstan_textBox->append(kNotAvailable);
+    }
+    m_vvVoltageIncr = kDrive;
+}
+
+void qtTharlenTest::loadCapstanLimits() {
+    m_vvMaxVoltage = m_cdLodrin.vvCapstanMaxVoltage;
+    m_nTimeAtMax = m_cdLodrin.nCapstanTimeAtMax;
+    for (int axis = 0; axis < 3; ++axis) {
+        m_pvEncoderChange.anCoords[axis] = m_cdLodrin.axclCapstan[axis].nEncoderChange;
+        m_vvDamping.afVoltages[axis] = m_cdLodrin.axclCapstan[axis].fDamping;
+    }
+}
+
+void qtTharlenTest::onClickStartCapstanTest() {
+    enable_tharlen_forces(csTharlenID);
+    startCapstanTest = true;
+    capstanTestRefTimer->start(1);
+}
+
+void qtTharlenTest::onClickVerifyCapstanTest() {
+    initCapstanVerifyTest();
+    enable_tharlen_forces(csTharlenID);
+    verifyCapstanTest = true;
+    capstanTestTimer->start(1);
+}
+
+// --- The machines ----------------------------------------------------------------------------------
+
+int qtTharlenTest::runCapstanTest_ref() {
+    switch (m_nStage) {
+        case Start:
+            startSeek(m_pvMoveResult1);
+            break;
+        case SeekStops:
+            if (seekStops(m_pvMoveResult1)) {
+                m_nTicksPushingOnStops = 0;
+                m_nStage = Push;
+            }
+            break;
+        case Push:
+            pushOnStops();
+            break;
+        case ReferenceDone:
+            finishCapstanReference();
+            break;
+        default:
+            break;
+    }
+    return 0;
+}
+
+int qtTharlenTest::runCapstanTest_verify() {
+    switch (m_nStage) {
+        case Start:
+            startSeek(m_pvMoveResult2);
+            break;
+        case SeekStops:
+            if (seekStops(m_pvMoveResult2))
+                m_nStage = kVerifyDone;
+            break;
+        case kVerifyDone:
+            finishCapstanVerify();
+            break;
+        default:
+            break;
+    }
+    return 0;
+}
+
+void qtTharlenTest::startSeek(POS_VECTOR& stops) {
+    for (long& encoder : m_anLastEncoders)
+        encoder = 0;
+    m_nSameEncoderCnt = 0;
+    stops = {};
+    m_vvMoveMaxVoltage = m_vvMaxVoltage;
+    m_nStage = SeekStops;
+}
+
+bool qtTharlenTest::seekStops(POS_VECTOR& stops) {
+    long encoders[6] = {};
+    get_encoder_values(csTharlenID, encoders);
+    const bool still = isArmStill(encoders);
+    for (int i = 0; i < 3 && still; ++i)
+        stops.anCoords[i] = static_cast<int>(encoders[i]);
+    float velocity[3] = {};
+    get_tharlen_vel(csTharlenID, velocity);
+    float volts[3];
+    for (int i = 0; i < 3; ++i)
+        volts[i] = static_cast<float>(static_cast<double>(m_vvVoltageIncr.afVoltages[i])
+                                      + static_cast<double>(velocity[i]) * kDamping[i]);
+    SendVoltages(csTharlenID, volts);
+    return still;
+}
+
+void qtTharlenTest::pushOnStops() {
+    if (++m_nTicksPushingOnStops > m_nTimeAtMax) {
+        m_nStage = ReferenceDone;
+        return;
+    }
+    VOLTAGE_VECTOR most = m_vvMoveMaxVoltage;
+    SendVoltages(csTharlenID, most.afVoltages);
+}
+
+// startCapstanTest stays raised, which is meant: the last voltages go on being sent, with the forces off, until the
+// verify run has ended.
+void qtTharlenTest::finishCapstanReference() {
+    disable_tharlen_forces(csTharlenID);
+    verifyCapstanTest = false;
+    capstanTestRefTimer->stop();
+    ui.startCapstanTest_button->setEnabled(false);
+    ui.capstan_textBox->append("Reference complete. Now, press the 'RUN VERIFY' button.");
+    ui.verifyCapstanTest_button->setEnabled(true);
+    m_nStage = Start;
+}
+
+void qtTharlenTest::finishCapstanVerify() {
+    updateCapstanTestResults();
+    disable_tharlen_forces(csTharlenID);
+    startCapstanTest = false;
+    verifyCapstanTest = false;
+    capstanTestTimer->stop();
+    ui.capstan_textBox->append("\nCapstan Test complete..\n Please press the next button to proceed.");
+}
+
+// --- Verdicts --------------------------------------------------------------------------------------
+
+void qtTharlenTest::updateCapstanTestResults() {
+    QPushButton* const results[3] = {ui.x_capstan_result, ui.y_capstan_result, ui.z_capstan_result};
+    for (int i = 0; i < 3; ++i) {
+        const int delta = qAbs(m_pvMoveResult2.anCoords[i] - m_pvMoveResult1.anCoords[i]);
+        repData->nCapstanChange[i] = delta;
+        bool axisHasPassed = false;
+        if (isOrda()) {
+            axisHasPassed = delta <= m_pvEncoderChange.anCoords[i];
+            repData->bCapstanPass[i] = axisHasPassed;
+        }
+        showVerdict(results[i], axisHasPassed);
+    }
+}

@@ -1,0 +1,46 @@
+// What the friction and the capstan test share: the state of their machines, the check for stillness, and the
+// voltages that the servo tick sends. One step of a machine is one event of a 1 ms timer.
+#include "qttharlentest.h"
+
+namespace {
+
+constexpr long kStillCounts = 5;  ///< an axis that moves no further in a step is still
+constexpr int kStillSteps = 500;  ///< so many still steps in a row make an arm at rest
+
+}  // namespace
+
+/// All that both tests start from. What a test still needs of an earlier run is not cleared here.
+void qtTharlenTest::clearMove() {
+    m_vvMaxVoltage = m_vvVoltageIncr = m_vvVoltageChange = m_vvMoveMaxVoltage = m_vvMoveIncr = {};
+    m_pvEncoderChange = {};
+    m_nStage = 0;
+    m_nAxis = 0;
+    m_nSameEncoderCnt = 0;
+    for (int i = 0; i < 3; ++i) {
+        m_anLastEncoders[i] = 0;
+        m_abRamping[i] = 0;
+    }
+    m_fVoltsToSend.fill(0);
+    m_fVoltsSent.fill(0);
+}
+
+bool qtTharlenTest::isArmStill(const long* encoders) {
+    bool still = true;
+    for (int i = 0; i < 3; ++i) {
+        still &= qAbs(encoders[i] - m_anLastEncoders[i]) <= kStillCounts;
+        m_anLastEncoders[i] = encoders[i];
+    }
+    m_nSameEncoderCnt = still ? m_nSameEncoderCnt + 1 : 0;
+    return m_nSameEncoderCnt >= kStillSteps;
+}
+
+int qtTharlenTest::SendVoltages(int nTHARLeNID, float* fVolts) {
+    long encoders[6] = {};
+    get_encoder_values(nTHARLeNID, encoders);
+    for (int i = 0; i < 3; ++i) {
+        const float limit = m_vvMoveMaxVoltage.afVoltages[i];
+        m_fVoltsToSend[i] = fVolts[i] < limit ? fVolts[i] : limit;
+        m_fVoltsToSend[i + 3] = 0;
+    }
+    return 0;
+}
