@@ -73,7 +73,11 @@ class TestEncoderFlow : public QObject {
     }
     bool running() const { return startEncoderTest && window->m_bServoControl; }
     /// s; the route of a Corvale alone takes 28 s at its speed.
-    double longestLoop() const { return window->isOrda() ? 15.0 : 42.0; }
+    double longestLoop() const {
+        if (window->isOrda())
+            return 19.0;
+        return window->selectedDevice()->m_nCardType == 7 ? 38.0 : 34.0;
+    }
     void start() {
         window->ui.encoderTestLoopsSpinBox->setValue(2);
         window->ui.checkTestDegrees->setChecked(false);
@@ -144,10 +148,10 @@ private slots:
         row("Orda High Force", "hot", 0, 95, "Temprature Warning (95.000) estimated on axis 0");
         row("Orda LAN", "sticky-bearing", 0, 8, "elsewhere");
         row("Default Device", "weak-motor", 0, 0.5, "elsewhere");
-        row("Corvale USB", "weak-motor", 1, 0.1, "elsewhere");
+        row("Corvale USB", "weak-motor", 1, 0.1, "slow");
         row("Corvale LAN", "weak-motor", 2, 0, "stands");
-        row("Corvale 1394", "dead-encoder", -1, 1, "DAC Error (");
-        row("Corvale LAN", "unplugged", -1, 1, "DAC Error (");
+        row("Corvale 1394", "dead-encoder", -1, 1, "Error (");
+        row("Corvale LAN", "unplugged", -1, 1, "Error (");
     }
     void faults() {
         QFETCH(QString, device);

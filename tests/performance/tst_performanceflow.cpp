@@ -72,7 +72,7 @@ private slots:
             float fastest = 0;
             for (std::size_t i = 0; i < 230; ++i) {
                 fastest = std::max(fastest, std::fabs(jointVelocity[i]));
-                QVERIFY(i > 110 || fastest == 0.0f);
+                QVERIFY(i > 110 || fastest < 0.03f);  // it gives way a little and stands
             }
             QVERIFY2(fastest > 0.05f, qPrintable(QString("%1 rad/s at %2 Hz").arg(fastest).arg(rate)));
         }

@@ -221,10 +221,6 @@ double get_pinch_value(int id) {
     note("get_pinch_value", id);
     return theDevice.pinch;
 }
-static int zeros(const char* name, int id, float out[6]) {
-    std::fill(out, out + 6, 0.0f);
-    return note(name, id);
-}
 int get_tharlen_temp(int id, float celsius[6]) {
     standin::fill(celsius, theDevice.celsius, 6);
     return note("get_tharlen_temp", id);
