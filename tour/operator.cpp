@@ -32,6 +32,18 @@ QString Operator::next(const QString& expectedTab) {
     return QString("\"%1\" was expected after Next, but \"%2\" is shown.").arg(expectedTab, currentTab());
 }
 
+QString Operator::goTo(const QString& tab) {
+    QTabWidget* tabs = m_window.ui.tabWidget;
+    for (int i = 0; i < tabs->count(); ++i) {
+        if (tabs->tabText(i) == tab && tabs->isTabEnabled(i)) {
+            tabs->setCurrentIndex(i);
+            m_time.spend(400);
+            return {};
+        }
+    }
+    return QString("There is no tab \"%1\" to go to.").arg(tab);
+}
+
 QString Operator::select(const QString& device) {
     const QString error = next("Select");
     if (!error.isEmpty())
@@ -241,4 +253,41 @@ QString Operator::runServoRate() {
                        : QString("The servo rate test ended early.");
     }
     return "The servo rate test did not end.";
+}
+
+// --- Mechanics -------------------------------------------------------------------------------------
+
+void Operator::letGoAtTheCenter() {
+    armcontrol::handMove({});
+    m_time.spend(1500);
+    armcontrol::handRelease();
+    m_time.spend(300);
+}
+
+QString Operator::measureFriction() {
+    letGoAtTheCenter();
+    m_window.ui.startFrictionTest_button->click();
+    for (int i = 0; i < 600 && m_window.frictionTestTimer->isActive(); ++i)
+        m_time.spend(100);
+    for (const bool pass : m_window.repData->bFrictionPass) {
+        if (!pass)
+            return "An axis failed the friction test.";
+    }
+    return {};
+}
+
+QString Operator::measureCapstan() {
+    letGoAtTheCenter();
+    m_window.ui.startCapstanTest_button->click();
+    for (int i = 0; i < 600 && m_window.capstanTestRefTimer->isActive(); ++i)
+        m_time.spend(100);
+    letGoAtTheCenter();
+    m_window.ui.verifyCapstanTest_button->click();
+    for (int i = 0; i < 600 && m_window.capstanTestTimer->isActive(); ++i)
+        m_time.spend(100);
+    for (const bool pass : m_window.repData->bCapstanPass) {
+        if (!pass)
+            return "An axis failed the capstan test.";
+    }
+    return {};
 }

@@ -18,6 +18,8 @@ public:
     QString enterAdvancedMode(const QString& word);
     /// Presses "next" and looks whether that tab came.
     QString next(const QString& expectedTab);
+    /// Clicks on the tab of that text.
+    QString goTo(const QString& tab);
     /// Goes to "Select" and opens the device of that name.
     QString select(const QString& device);
     bool canGoOn() const;
@@ -40,9 +42,16 @@ public:
     QString breakOutOfTheBox();
     /// A whole run of the rate test, to its eleventh line.
     QString runServoRate();
+    /// Measures friction, with the arm let go at the center.
+    QString measureFriction();
+    /// The reference and the verify run of the capstan test.
+    QString measureCapstan();
+    /// Does on a page of "Performance Testing" what it is there for.
+    QString usePage(const QString& page);
 
 private:
     void choose(std::initializer_list<QRadioButton*> buttons);
+    void letGoAtTheCenter();
     QString pushThrough(int wall);
     void workSwitches();
 

@@ -101,22 +101,49 @@ void Tour::walkManufacturing() {
         step("End of the flow", [] { return QString(); }, "a device of this line goes no further in manufacturing");
         return;
     }
-    const bool reported = go("Cycle Amps")
-                          && step("Amplifiers cycled", [&] { return m_person->cycleAmplifiers(); })
-                          && go("Test Forces") && step("Every motor both ways", [&] { return m_person->driveMotors(); })
-                          && step("Choices of forces", [&] {
-                                 m_person->chooseForces(true);
-                                 m_time->spend(200);
-                                 return QString();
-                             })
-                          && go("Box Test") && step("Every wall broken", [&] { return m_person->breakOutOfTheBox(); })
+    const bool driven = go("Cycle Amps") && step("Amplifiers cycled", [&] { return m_person->cycleAmplifiers(); })
+                        && go("Test Forces") && step("Every motor both ways", [&] { return m_person->driveMotors(); })
+                        && step("Choices of forces", [&] {
+                               m_person->chooseForces(true);
+                               m_time->spend(200);
+                               return QString();
+                           });
+    const bool mechanics = driven && measureMechanics();
+    const bool reported = mechanics && go("Box Test")
+                          && step("Every wall broken", [&] { return m_person->breakOutOfTheBox(); })
                           && go("Servoloop") && step("Servo rate", [&] { return m_person->runServoRate(); })
                           && go("Summary");
     if (reported)
         keepReport();
 }
 
-void Tour::walkPages() {}
+// The wizard's list has taken these two tabs away; the tour puts them back where they belong.
+bool Tour::measureMechanics() {
+    if (!m_window->isOrda())
+        return true;
+    QTabWidget* tabs = m_window->ui.tabWidget;
+    const int place = tabs->indexOf(m_window->ui.tab_10);
+    tabs->insertTab(place, m_window->ui.tab_9, QIcon("./Resources/passivity.png"), "Test Capstan");
+    tabs->insertTab(place, m_window->ui.tab_8, QIcon("./Resources/friction.png"), "Test Friction");
+    return go("Test Friction") && step("Friction measured", [&] { return m_person->measureFriction(); })
+           && go("Test Capstan") && step("Slip measured", [&] { return m_person->measureCapstan(); });
+}
+
+// The friction page has no control that starts it, which is meant.
+void Tour::walkPages() {
+    const bool started = step("Mode", [&] { return m_person->enterAdvancedMode(NOLVA_TOUR_WORD); })
+                         && step("Select", [&] { return m_person->select(m_device); })
+                         && go("Calibrate") && step("Calibrate done", [&] { return m_person->calibrate(); })
+                         && step("Performance Testing", [&] { return m_person->goTo("Performance Testing"); });
+    if (!started)
+        return;
+    armcontrol::handMove({});
+    m_time->spend(1500);
+    for (int row = 0; row < m_window->ui.listWidget->count(); ++row) {
+        const QString page = m_window->ui.listWidget->item(row)->text();
+        step(page, [&] { return m_person->usePage(page); });
+    }
+}
 
 void Tour::keepReport() {
     QFile file(qEnvironmentVariable("KNDD_HOME") + "/logs/Test_Reports");

@@ -30,6 +30,7 @@ private:
     void walk(const QString& device);
     void walkUser();
     void walkManufacturing();
+    bool measureMechanics();
     void walkPages();
     /// One step: false when the flow cannot go on.
     bool step(const QString& name, const std::function<QString()>& act, const QString& note = QString());
