@@ -22,6 +22,12 @@ public:
     Shared& operator=(const Shared&) = delete;
     operator T() const noexcept { return m_value.load(std::memory_order_acquire); }
     T load() const noexcept { return m_value.load(std::memory_order_acquire); }
+    /// Stores and tells what was there, in one.
+    T exchange(T value) noexcept { return m_value.exchange(value, std::memory_order_acq_rel); }
+    /// Stores only where `expected` still stands. True when it did.
+    bool replace(T expected, T value) noexcept {
+        return m_value.compare_exchange_strong(expected, value, std::memory_order_acq_rel);
+    }
 
 private:
     std::atomic<T> m_value;

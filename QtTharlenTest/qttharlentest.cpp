@@ -92,6 +92,7 @@ void qtTharlenTest::clearTestState() {
     force_dac_values.fill(0);
     passivityTestForce.fill(0);
     jointVelocity.fill(0);
+    m_iReachDestination.fill(500);
     clearSwitchCounters();
     passivityGain = 0.0f;
 }

@@ -636,6 +636,8 @@ private:
     // Servo rate, a step of updateServoLoopRateProgress each
     void takeRateStatistics();  ///< closes the period; not a number where it held no sample
     QString rateReportLine() const;
+    float m_reportedMin = 0;  ///< Hz, of the period that is being reported
+    float m_reportedMax = 0;  ///< Hz
 
     // Friction and capstan, a step of their machines each
     void clearMove();

@@ -69,8 +69,10 @@ long* qtTharlenTest::runEncoderTest(long*) {
         noteHomeSensors(encoders, temperatures);
     if (m_bServoControl) {
         for (int axis = 0; axis < 3; ++axis) {
-            if (!controlAxis(axis, encoders[axis], temperatures[axis]))
-                return abortMotion(csTharlenID);
+            if (controlAxis(axis, encoders[axis], temperatures[axis]))
+                continue;
+            seekingTestPoint = false;  // one that this tick's time limit started would push the aborted arm
+            return abortMotion(csTharlenID);
         }
     }
     followRoute(encoders);
@@ -244,9 +246,9 @@ void qtTharlenTest::followRoute(long* encoders) {
 }
 
 void qtTharlenTest::nextStep(long* encoders) {
-    m_iButtonStep = m_iButtonStep + 1;
-    if (m_iButtonStep == kRouteRows) {
-        m_iButtonStep = 1;
+    const int next = m_iButtonStep + 1;
+    m_iButtonStep = next == kRouteRows ? 1 : next;
+    if (next == kRouteRows) {
         totalLoops = totalLoops + 1;
         const int every = encoderTestLoops;
         if (every > 0 && totalLoops % every == 0 && encoderTestPeriodic)

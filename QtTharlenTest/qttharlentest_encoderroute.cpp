@@ -79,11 +79,14 @@ void setGains(iir_structure& filter, const AxisGains& gains) {
 }  // namespace
 
 const EncoderTestLine* qtTharlenTest::encoderTestLine() const {
+    const CTHARLeNDevice* device = selectedDevice();
+    if (!device)
+        return nullptr;
     if (isOrda())
         return &kOrda;
     if (!isCorvale())
         return nullptr;
-    return selectedDevice()->m_nCardType == kUsbCard ? &kCorvaleUsb : &kCorvale;
+    return device->m_nCardType == kUsbCard ? &kCorvaleUsb : &kCorvale;
 }
 
 void qtTharlenTest::initEncoderTestPars() {

@@ -60,12 +60,15 @@ void qtTharlenTest::connectEncoderTestOptions() {
     handOver();
 }
 
+// The limit is stored before the choice that brings it into force, so that no tick sees half of a change.
 void qtTharlenTest::handOverEncoderTestOptions() {
-    encoderTestMaxTime = ui.testRadio1->isChecked()   ? 600000
-                         : ui.testRadio2->isChecked() ? 2400000
-                         : ui.testRadio3->isChecked() ? hoursInMilliseconds(ui.SpinBoxTest->value())
-                                                      : 10000;
-    encoderTestForever = ui.testRadio4eva->isChecked();
+    const bool unlimited = ui.testRadio4eva->isChecked();
+    if (!unlimited)
+        encoderTestMaxTime = ui.testRadio1->isChecked()   ? 600000
+                             : ui.testRadio2->isChecked() ? 2400000
+                             : ui.testRadio3->isChecked() ? hoursInMilliseconds(ui.SpinBoxTest->value())
+                                                          : 10000;
+    encoderTestForever = unlimited;
     encoderTestAbortTemp = ui.encoderTestTempSpinBox->value();
     encoderTestPeriodic = ui.encoderTestPeriodicCheck->isChecked();
     encoderTestLoops = ui.encoderTestLoopsSpinBox->value();

@@ -92,11 +92,11 @@ void qtTharlenTest::resetForceSliders() {
 // The switch reads zero when docked on the Orda line and non-zero on the Nolva line. Putting the stylus back drops
 // all forces, once.
 void qtTharlenTest::watchInkwell() {
+    if (!isOrda() && !isCNolvaDevice())
+        return;
     const int reading = get_inkwell_switch(csTharlenID);
     if (isOrda() && reading == 0)
         warnOfInkwell();
-    if (!isOrda() && !isCNolvaDevice())
-        return;
     const bool inkwell = (reading == 1) != isOrda();
     if (inkwellSwitchState && !inkwell) {
         inkwellSwitchState = 0;

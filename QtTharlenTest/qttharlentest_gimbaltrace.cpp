@@ -34,6 +34,9 @@ void qtTharlenTest::initGimbalEncoderTest() {
 }
 
 void qtTharlenTest::runGimbalEncoderTest() {
+    // A stream that failed would keep what it is given, for the next file.
+    if (traceGimbEncStream.status() != QTextStream::Ok)
+        return;
     long mEncoder[6] = {};
     float jAngle[6] = {};
     get_encoder_values(csTharlenID, mEncoder);

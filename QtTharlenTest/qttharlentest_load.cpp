@@ -77,7 +77,7 @@ void qtTharlenTest::releaseProcessor() {
 void qtTharlenTest::loadMemory() {
     const int bytes = ui.lineEdit_6->text().toInt(nullptr, 10);
     freeMemoryLoad();
-    const bool loaded = bytes >= 0 && allocateMemoryLoad(bytes);
+    const bool loaded = bytes / kBytesPerDouble / kLoadBlocks >= 0 && allocateMemoryLoad(bytes);
     if (!loaded)
         ui.servoloopText->append(QString("Load Memory: %1 bytes cannot be allocated.\n").arg(bytes));
     ui.pushButton_8->setEnabled(!loaded);

@@ -109,7 +109,7 @@ int qtTharlenTest::sampleHapticUpdateRate() {
         minUpdateRate = rate;
     totalRateSamples = totalRateSamples + rate;
     sample[index] = rate;
-    rateCounter = index + 1;
+    rateCounter.replace(index, index + 1);  // a period that was closed meanwhile stays closed
     return 1;
 }
 

@@ -63,18 +63,20 @@ void qtTharlenTest::updateServoLoopRateProgress() {
         stopServoLoopRateTest();
 }
 
-// The next tick opens a new period. One that falls in between changes this period or the next by a sample: the
-// figures are for inspection.
+// The next tick opens a new period. Sum and extremes are taken before it can; a sample that falls in between is lost or
+// counts twice: the figures are for inspection.
 void qtTharlenTest::takeRateStatistics() {
     varUpdateRate = meanUpdateRate = stdDevUpdateRate = 0;
-    const int rateCounterApp = rateCounter;
-    rateCounter = 0;
+    const float total = totalRateSamples;
+    m_reportedMin = minUpdateRate;
+    m_reportedMax = maxUpdateRate;
+    const int rateCounterApp = rateCounter.exchange(0);
     numSamplesUpdateRate = rateCounterApp;
     if (rateCounterApp == 0) {
         varUpdateRate = meanUpdateRate = stdDevUpdateRate = std::numeric_limits<float>::quiet_NaN();
         return;
     }
-    meanUpdateRate = totalRateSamples / rateCounterApp;
+    meanUpdateRate = total / rateCounterApp;
     for (int i = 0; i < rateCounterApp; ++i) {
         const float difference = sample[i] - meanUpdateRate;
         varUpdateRate += difference * difference;
@@ -85,8 +87,8 @@ void qtTharlenTest::takeRateStatistics() {
 
 QString qtTharlenTest::rateReportLine() const {
     return QString::asprintf("Sample:%2d  N:  %4d  Min:  %0.2f  Max:  %0.2f  Mean:  %0.2f  Var:  %0.2f  SD:  %0.2f",
-                             servoUpdateTicks, numSamplesUpdateRate, double(minUpdateRate.load()),
-                             double(maxUpdateRate.load()), double(meanUpdateRate), double(varUpdateRate),
+                             servoUpdateTicks, numSamplesUpdateRate, double(m_reportedMin),
+                             double(m_reportedMax), double(meanUpdateRate), double(varUpdateRate),
                              double(stdDevUpdateRate));
 }
 

@@ -104,8 +104,12 @@ void qtTharlenTest::enterEncoderTest() {
     initEncoderTestPars();
 }
 
-// Forces, buttons and lines of a run stay as they are until the next entry.
-void qtTharlenTest::leaveEncoderTest() { startEncoderTest = false; }
+// Buttons and lines of a run stay as they are until the next entry. A stop that came in this moment is not clicked:
+// it would turn off the forces of the next tab.
+void qtTharlenTest::leaveEncoderTest() {
+    startEncoderTest = false;
+    takeEncoderTestEvents();
+}
 
 // --- Motors ----------------------------------------------------------------------------------------
 

@@ -10,7 +10,8 @@
 #include "testclock.h"
 
 // --- Test flags, in the order of the dispatch chain ----------------------------------------------
-// Raised and cleared on the graphical thread, read once a tick; all false at start.
+// Raised and cleared on the graphical thread, read once a tick; all false at start. The end of its time clears
+// startEncoderTest on the servo thread.
 
 extern Shared<bool> startPinchCalibration;  ///< read the pinch value; a side step, not in the chain
 extern Shared<bool> startBoxTest;

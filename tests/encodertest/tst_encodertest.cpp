@@ -245,10 +245,15 @@ private slots:
         window->ui.encoderTestTempSpinBox->setValue(82);
         ticks(10);
         QVERIFY(running());
+        // The time is up at step 0 in the same tick: the abort wins, and nothing pushes the arm any more.
+        window->ui.testRadio1->setChecked(true);
+        now += 700000;
         window->ui.encoderTestTempSpinBox->setValue(81);
         tick();
-        QVERIFY(!window->m_bServoControl);
+        QVERIFY(!window->m_bServoControl && !seekingTestPoint);
         QVERIFY(log().last().endsWith("] Temperature Error (81.000) detected at axis 1"));
+        ticks(6000);
+        QVERIFY(still());
     }
 
     // The limit ends the run on the way of step 2, and pushes again and again at step 0.

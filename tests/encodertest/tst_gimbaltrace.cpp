@@ -88,6 +88,7 @@ private slots:
         window->stopGimbalEncoderTest();
         QCOMPARE(content(), before + before.mid(before.lastIndexOf('\n', -2) + 1));
         window->initGimbalEncoderTest();
+        QVERIFY(content().startsWith("YAW"));
         QVERIFY(QDir(home->path()).removeRecursively());
         record(5);
         window->stopGimbalEncoderTest();
