@@ -145,9 +145,9 @@ void ArmLink::write(const QString& name, QJsonObject fields, Answer answer, bool
         return;
     }
     const qint64 id = nextId_++;
+    pending_.push_back({id, name, fields, std::move(answer), isState});
     fields["command"] = name;
     fields["id"] = id;
-    pending_.push_back({id, name, std::move(answer), isState});
     if (!silence_.isActive() && condition_ == Condition::Connected)
         silence_.start();
     socket_.write(QJsonDocument(fields).toJson(QJsonDocument::Compact) + '\n');
@@ -202,6 +202,8 @@ void ArmLink::finish(const Pending& pending, const QJsonObject& answer) {
         emit refused(tr("%1: %2").arg(pending.name, answer["error"].toString()));
     else if (pending.isState)
         emit stateArrived(answer["state"].toObject());
+    else
+        emit accepted(pending.name, pending.fields);
 }
 
 void ArmLink::disconnected() {

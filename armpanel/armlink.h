@@ -68,6 +68,8 @@ signals:
     /// A new connection, before its first state.
     void connected();
     void stateArrived(const QJsonObject& state);
+    /// The arm took a command (`state` aside); `fields` as they were sent, without the name and the id.
+    void accepted(const QString& name, const QJsonObject& fields);
     /// The arm said no, or answered what cannot be read: a sentence for the operator.
     void refused(const QString& sentence);
 
@@ -75,6 +77,7 @@ private:
     struct Pending {
         qint64 id;
         QString name;
+        QJsonObject fields;
         Answer answer;
         bool isState;
     };

@@ -1,18 +1,23 @@
-// The window put together: header, views, figures, tabs, status line.
+// The window put together: header, views, figures, tabs, the script's row, status line.
 #include "armpanel.h"
 
-#include <QFileInfo>
+#include <QCloseEvent>
 #include <QLocale>
 #include <QShortcut>
 #include <QTabWidget>
 #include <QTime>
 #include <QVBoxLayout>
 
+#include "controls.h"
 #include "faultlist.h"
+#include "fleetlist.h"
 #include "handcontrols.h"
 #include "heatcontrols.h"
 #include "jointcontrols.h"
+#include "loopview.h"
 #include "readouts.h"
+#include "scriptbar.h"
+#include "wallcontrols.h"
 #include "workspaceview.h"
 
 namespace {
@@ -21,7 +26,8 @@ constexpr int kErrorMs = 15000;  // how long an error stays on the status line
 constexpr int kErrorsKept = 10;  // in its tool tip
 
 QString usualStatus() {
-    return ArmPanel::tr("Drag in a view, or its keys: arrows X Y, Page Up/Down Z, Shift 10 mm, Home, Esc.");
+    return ArmPanel::tr(
+        "Drag the stylus in a view, or use the arrow keys, Page Up/Down and Shift there; Esc releases it.");
 }
 
 }  // namespace
@@ -34,24 +40,20 @@ ArmPanel::ArmPanel(QWidget* parent) : QWidget(parent), hand_(link_) {
     layout->addLayout(header());
 
     body_ = new QWidget(this);
-    auto* body = new QVBoxLayout(body_);
+    auto* body = new QHBoxLayout(body_);
     body->setContentsMargins(0, 0, 0, 0);
-    body->setSpacing(6);
+    body->setSpacing(10);
     body->addLayout(views(), 1);
+    auto* right = new QVBoxLayout;
+    right->setSpacing(8);
     readouts_ = new Readouts(body_);
-    body->addWidget(readouts_);
-    auto* tabs = new QTabWidget(body_);
-    handControls_ = new HandControls(link_, hand_, tabs);
-    jointControls_ = new JointControls(link_, hand_, tabs);
-    faults_ = new FaultList(link_, tabs);
-    heat_ = new HeatControls(link_, tabs);
-    tabs->addTab(handControls_, tr("&Hand"));
-    tabs->addTab(jointControls_, tr("&Joints"));
-    tabs->addTab(faults_, tr("&Faults"));
-    tabs->addTab(heat_, tr("H&eat"));
-    body->addWidget(tabs);
+    right->addWidget(readouts_);
+    right->addWidget(tabs(), 1);
+    body->addLayout(right, 1);
     layout->addWidget(body_, 1);
 
+    script_ = new ScriptBar(link_, hand_, this);
+    layout->addWidget(script_);
     status_ = new LineLabel(usualStatus(), this);
     status_->setObjectName("status");
     status_->setTextInteractionFlags(Qt::TextSelectableByMouse);
@@ -59,16 +61,39 @@ ArmPanel::ArmPanel(QWidget* parent) : QWidget(parent), hand_(link_) {
 
     errorAge_.setSingleShot(true);
     errorAge_.setInterval(kErrorMs);
-    connect(&errorAge_, &QTimer::timeout, this, [this] { status_->setText(usualStatus()); });
+    connect(&errorAge_, &QTimer::timeout, this, [this] { showStatus(usualStatus(), false); });
     connect(&link_, &ArmLink::conditionChanged, this, &ArmPanel::showCondition);
     connect(&link_, &ArmLink::stateArrived, this, &ArmPanel::showState);
-    connect(&link_, &ArmLink::refused, this, &ArmPanel::showError);
+    connect(&link_, &ArmLink::refused, this, [this](const QString& why) { showError(tr("Refused: %1").arg(why)); });
+    connect(script_, &ScriptBar::failed, this, &ArmPanel::showError);
     connect(&link_, &ArmLink::connected, faults_, &FaultList::refresh);
     connect(&link_, &ArmLink::connected, heat_, &HeatControls::refresh);
+    connect(&link_, &ArmLink::connected, fleet_, &FleetList::refresh);
     auto* escape = new QShortcut(Qt::Key_Escape, this);
     connect(escape, &QShortcut::activated, &hand_, &Hand::release);
     showCondition();
-    resize(560, 740);
+    resize(720, 680);
+}
+
+QTabWidget* ArmPanel::tabs() {
+    auto* tabs = new QTabWidget(body_);
+    handControls_ = new HandControls(link_, hand_, tabs);
+    jointControls_ = new JointControls(link_, hand_, tabs);
+    faults_ = new FaultList(link_, tabs);
+    heat_ = new HeatControls(link_, tabs);
+    fleet_ = new FleetList(link_, tabs);
+    loopView_ = new LoopView(link_, tabs);
+    const auto add = [tabs](QWidget* page, const QString& text, const QString& tip) {
+        tabs->setTabToolTip(tabs->addTab(page, text), withKey(text, tip));
+    };
+    add(handControls_, tr("&Hand"), tr("Hold, move, press and release the stylus"));
+    add(jointControls_, tr("&Joints"), tr("Sweep an axis from stop to stop, hold joint angles"));
+    add(new WallControls(hand_, tabs), tr("&Walls"), tr("Push through the walls of the box test"));
+    add(faults_, tr("&Fault"), tr("What is broken"));
+    add(heat_, tr("H&eat"), tr("Temperatures of the motors"));
+    add(fleet_, tr("F&leet"), tr("The configured devices"));
+    add(loopView_, tr("L&oop"), tr("The servo loop"));
+    return tabs;
 }
 
 QLayout* ArmPanel::header() {
@@ -87,12 +112,12 @@ QLayout* ArmPanel::header() {
 }
 
 QLayout* ArmPanel::views() {
-    auto* row = new QHBoxLayout;
-    row->setSpacing(8);
+    auto* column = new QVBoxLayout;
+    column->setSpacing(6);
     views_ = {new WorkspaceView(WorkspaceView::Side::Front, body_),
               new WorkspaceView(WorkspaceView::Side::Above, body_)};
     for (WorkspaceView* view : views_) {
-        row->addWidget(view);
+        column->addWidget(view);
         connect(view, &WorkspaceView::dragged, this, [this](int across, double mm, int along, double mmAlong) {
             Vec3 target = hand_.target();
             target[across] = mm;
@@ -103,13 +128,16 @@ QLayout* ArmPanel::views() {
         connect(view, &WorkspaceView::originWanted, this, [this] { hand_.moveTo({}); });
         connect(view, &WorkspaceView::letGo, &hand_, &Hand::release);
     }
-    return row;
+    return column;
 }
 
 void ArmPanel::showCondition() {
     using Condition = ArmLink::Condition;
     const Condition condition = link_.condition();
     body_->setEnabled(condition == Condition::Connected);
+    script_->setCondition(condition);
+    if (condition != Condition::Connected)
+        hand_.stopScript();
     switch (condition) {
         case Condition::Connected:
             return;  // the first state tells the rest
@@ -127,7 +155,6 @@ void ArmPanel::showCondition() {
     loop_->showLine(condition == Condition::Off
                         ? tr("Start both programs without it.")
                         : tr("Start the diagnostic application; this panel connects by itself."));
-    hand_.stopScript();
     readouts_->clear();
     for (WorkspaceView* view : views_)
         view->clear();
@@ -154,13 +181,30 @@ void ArmPanel::showState(const QJsonObject& json) {
     handControls_->showState(state);
     jointControls_->showState(state);
     faults_->showState(state);
+    heat_->showState(state);
+    fleet_->showState(state);
+    loopView_->showState(state);
+}
+
+void ArmPanel::showStatus(const QString& text, bool error) {
+    QFont font = this->font();
+    font.setBold(error);
+    status_->setFont(font);
+    status_->setText(text);
 }
 
 void ArmPanel::showError(const QString& sentence) {
     errors_ << tr("%1  %2").arg(QTime::currentTime().toString("HH:mm:ss"), sentence);
     if (errors_.size() > kErrorsKept)
         errors_.removeFirst();
-    status_->setText(tr("Refused at %1").arg(errors_.last()));
+    showStatus(errors_.last(), true);
     status_->setToolTip(errors_.join('\n'));
     errorAge_.start();
+}
+
+void ArmPanel::closeEvent(QCloseEvent* event) {
+    if (script_->mayDrop())
+        event->accept();
+    else
+        event->ignore();
 }

@@ -1,4 +1,5 @@
-// The panel's window: who is at the other end, the workspace, the figures, and the controls by subject.
+// The panel's window: who is at the other end, the workspace, the figures, the controls by subject, and the
+// row that records and plays.
 #pragma once
 
 #include <QWidget>
@@ -9,10 +10,13 @@
 #include "readouts.h"
 
 class FaultList;
+class FleetList;
 class HandControls;
 class HeatControls;
 class JointControls;
+class LoopView;
 class QTabWidget;
+class ScriptBar;
 class WorkspaceView;
 
 class ArmPanel : public QWidget {
@@ -27,12 +31,17 @@ public:
     }
     ArmLink& link() { return link_; }
 
+protected:
+    void closeEvent(QCloseEvent* event) override;
+
 private:
     QLayout* header();
     QLayout* views();
+    QTabWidget* tabs();
     void showCondition();
     void showState(const QJsonObject& json);
     void showError(const QString& sentence);
+    void showStatus(const QString& text, bool error);
 
     ArmLink link_;
     Hand hand_;
@@ -44,6 +53,9 @@ private:
     JointControls* jointControls_;
     FaultList* faults_;
     HeatControls* heat_;
+    FleetList* fleet_;
+    LoopView* loopView_;
+    ScriptBar* script_;
     QTimer errorAge_;
     QStringList errors_;  // the latest last
 };

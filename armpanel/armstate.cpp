@@ -54,6 +54,7 @@ ArmState readArmState(const QJsonObject& json) {
     state.strength = json["strength"].toDouble();
 
     read(json, "winding", state.winding);
+    read(json, "stator", state.stator);
     state.warmLimit = json["warmLimit"].toDouble();
     const QJsonArray faults = json["faults"].toArray();
     for (const auto& fault : faults)

@@ -34,9 +34,9 @@ struct ArmState {
     double pinch = 0;     ///< 0 open, 1 closed
     double strength = 0;  ///< N
 
-    Vec6 winding{};        ///< degrees Celsius
-    double warmLimit = 0;  ///< degrees Celsius
-    QStringList faults;    ///< names of those that are on
+    Vec6 winding{}, stator{};  ///< degrees Celsius
+    double warmLimit = 0;      ///< degrees Celsius
+    QStringList faults;        ///< names of those that are on
 };
 
 /// A field that is missing, or of another kind or length than it should be, keeps its default.

@@ -12,6 +12,8 @@
 #include <QTreeWidget>
 #include <algorithm>
 
+#include "controls.h"
+
 namespace {
 
 enum Column { Name, Axis, Amount, Columns };
@@ -34,57 +36,52 @@ FaultList::FaultList(ArmLink& link, QWidget* parent) : QWidget(parent), link_(li
     connect(list_, &QTreeWidget::itemChanged, this, &FaultList::changed);
     connect(list_, &QTreeWidget::currentItemChanged, this, &FaultList::showSelected);
 
-    name_ = new QLabel(this);
-    QFont bold = name_->font();
-    bold.setBold(true);
-    name_->setFont(bold);
     text_ = new QLabel(this);
+    text_->setTextFormat(Qt::PlainText);
     text_->setWordWrap(true);
+    text_->setMinimumHeight(2 * fontMetrics().lineSpacing());
     text_->setAlignment(Qt::AlignLeft | Qt::AlignTop);
     axis_ = new QSpinBox(this);
     axis_->setRange(0, kMostAxes);
     axis_->setSpecialValueText(tr("all"));
-    axis_->setToolTip(tr("Axis, button or device, counted from 1"));
     amount_ = new QDoubleSpinBox(this);
     amount_->setRange(-1e6, 1e6);
     amount_->setDecimals(2);
-    amount_->setMinimumWidth(60);
-    amount_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
     amount_->setStepType(QAbstractSpinBox::AdaptiveDecimalStepType);
     // A value is sent when it stands, not with each digit.
     axis_->setKeyboardTracking(false);
     amount_->setKeyboardTracking(false);
     connect(axis_, QOverload<int>::of(&QSpinBox::valueChanged), this, &FaultList::choose);
     connect(amount_, QOverload<double>::of(&QDoubleSpinBox::valueChanged), this, &FaultList::choose);
-    auto* axisLabel = new QLabel(tr("A&xis"), this);
-    axisLabel->setBuddy(axis_);
-    auto* amountLabel = new QLabel(tr("A&mount"), this);
-    amountLabel->setBuddy(amount_);
-    auto* clear = new QPushButton(tr("&Clear all"), this);
+    const QString clearText = tr("&Clear all");
+    auto* clear = new QPushButton(clearText, this);
+    setTip(clear, clearText, tr("Switch every fault off"));
     connect(clear, &QPushButton::clicked, this, &FaultList::clearAll);
 
-    auto* selected = new QGridLayout;
-    selected->addWidget(name_, 0, 0, 1, 2);
-    selected->addWidget(text_, 1, 0, 1, 2);
-    selected->addWidget(axisLabel, 2, 0);
-    selected->addWidget(axis_, 2, 1);
-    selected->addWidget(amountLabel, 3, 0);
-    selected->addWidget(amount_, 3, 1);
-    selected->addWidget(clear, 4, 0, 1, 2);
-    selected->setRowStretch(1, 1);
-    selected->setColumnStretch(1, 1);
-    auto* layout = new QHBoxLayout(this);
+    auto* selected = new QHBoxLayout;
+    selected->setSpacing(6);
+    selected->addWidget(labelOf(axis_, tr("A&xis"),
+                                tr("Axis, 1 to 3 base, 4 to 6 gimbal; or the button, or the device's place in the "
+                                   "fleet, counted from 1")));
+    selected->addWidget(axis_);
+    selected->addSpacing(6);
+    selected->addWidget(labelOf(amount_, tr("A&mount"), tr("How much of it, in the unit of the fault")));
+    selected->addWidget(amount_, 1);
+    selected->addSpacing(6);
+    selected->addWidget(clear);
+    auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(8, 8, 8, 6);
-    layout->setSpacing(10);
-    layout->addWidget(list_, 5);
-    layout->addLayout(selected, 3);
+    layout->setSpacing(6);
+    layout->addWidget(list_, 1);
+    layout->addWidget(text_);
+    layout->addLayout(selected);
     showSelected();
 }
 
 void FaultList::refresh() {
     faults_.clear();
     list_->clear();
-    asked_ = false;
+    asked_ = listed_ = false;
     known_.clear();
     showSelected();
     showState({});
@@ -93,13 +90,14 @@ void FaultList::refresh() {
 void FaultList::showState(const ArmState& state) {
     QStringList on = state.faults;
     on.sort();
-    if (asked_ || (on == known_ && !faults_.isEmpty()))
+    if (asked_ || (on == known_ && listed_))
         return;
     asked_ = true;
     link_.send("fault.list", {}, [this, on](const QJsonObject& answer) {
         asked_ = false;
         // Kept even where the arm has no list, so that it is not asked again with each state.
         known_ = on;
+        listed_ = true;
         if (answer["ok"].toBool())
             takeList(answer["faults"].toArray());
     });
@@ -155,8 +153,7 @@ void FaultList::showSelected() {
     const int row = list_->indexOfTopLevelItem(list_->currentItem());
     const bool any = row >= 0 && row < faults_.size();
     const Fault fault = any ? faults_[row] : Fault();
-    name_->setText(any ? fault.name : tr("No fault is selected"));
-    text_->setText(fault.text);
+    text_->setText(any ? tr("%1: %2").arg(fault.name, fault.text) : tr("No fault is selected"));
     axis_->setEnabled(any);
     axis_->setValue(fault.axis + 1);
     amount_->setEnabled(any && !fault.unit.isEmpty());

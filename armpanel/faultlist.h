@@ -1,4 +1,4 @@
-// What can be wrong with the arm, with a check box each; beside it what the selected one means, its axis and
+// What can be wrong with the arm, with a check box each; below it what the selected one means, its axis and
 // amount.
 #pragma once
 
@@ -47,9 +47,9 @@ private:
     ArmLink& link_;
     QVector<Fault> faults_;
     QStringList known_;  // names of those that are on, as last listed
-    bool asked_ = false, filling_ = false;
+    bool asked_ = false, listed_ = false, filling_ = false;
     QTreeWidget* list_;
-    QLabel *name_, *text_;
+    QLabel* text_;
     QSpinBox* axis_;
     QDoubleSpinBox* amount_;
 };

@@ -3,20 +3,28 @@
 
 #include <QJsonArray>
 #include <algorithm>
+#include <cmath>
 
 namespace {
-const QString kMove = QStringLiteral("hand.move");
-}
+const QString kMove = QStringLiteral("hand.move"), kJoints = QStringLiteral("hand.joints");
+constexpr double kHaltSpeed = 1.5;  // rad/s
+constexpr double kPerMm = 100.0;    // steps of a position that a pointer asks for
+}  // namespace
 
 Hand::Hand(ArmLink& link, QObject* parent) : QObject(parent), link_(link) {
     connect(&player_, &HandPlayer::step, this, [this](const HandStep& step) {
         emit scriptAt(step.label);
+        if (step.command.isEmpty())
+            return;
         link_.send(step.command, step.fields, [this](const QJsonObject& answer) {
             if (!answer["ok"].toBool())
                 player_.cancel();
         });
     });
-    connect(&player_, &HandPlayer::finished, this, [this] { emit scriptAt({}); });
+    connect(&player_, &HandPlayer::finished, this, [this](bool complete) {
+        emit scriptAt({});
+        emit scriptEnded(complete);
+    });
 }
 
 void Hand::takeState(const ArmState& state) {
@@ -32,10 +40,17 @@ Vec3 Hand::target() const {
 
 void Hand::moveTo(Vec3 target) {
     player_.cancel();
+    link_.dropLatest(kJoints);
     for (double& value : target)
-        value = std::clamp(value, -kLimit, kLimit);
+        value = std::round(std::clamp(value, -kLimit, kLimit) * kPerMm) / kPerMm;
     wanted_ = target;
     link_.sendLatest(kMove, {{"position", toJson(target)}});
+}
+
+void Hand::turnTo(const QJsonObject& fields) {
+    player_.cancel();
+    link_.dropLatest(kMove);
+    link_.sendLatest(kJoints, fields);
 }
 
 void Hand::nudge(int axis, double mm) {
@@ -46,11 +61,26 @@ void Hand::nudge(int axis, double mm) {
 
 void Hand::act(const QString& command, const QJsonObject& fields) {
     player_.cancel();
-    link_.dropLatest(kMove);
+    dropWishes();
     link_.send(command, fields);
 }
 
-void Hand::play(const HandScript& script) {
+void Hand::dropWishes() {
     link_.dropLatest(kMove);
+    link_.dropLatest(kJoints);
+}
+
+void Hand::play(const HandScript& script) {
+    dropWishes();
     player_.start(script);
+}
+
+void Hand::halt() {
+    player_.cancel();
+    if (!state_.holding)
+        return;
+    QJsonArray here;
+    for (const double angle : state_.joints)
+        here << angle;
+    act(kJoints, {{"angles", here}, {"speed", kHaltSpeed}});
 }

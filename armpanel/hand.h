@@ -10,8 +10,8 @@ class Hand : public QObject {
     Q_OBJECT
 
 public:
-    /// Farther than this the arm reaches nowhere, mm.
-    static constexpr double kLimit = 60.0;
+    /// Farther than this no line of arms reaches on an axis, mm.
+    static constexpr double kLimit = 250.0;
 
     explicit Hand(ArmLink& link, QObject* parent = nullptr);
 
@@ -20,6 +20,8 @@ public:
     Vec3 target() const;
 
     void moveTo(Vec3 target);
+    /// Holds joint angles: the fields of "hand.joints".
+    void turnTo(const QJsonObject& fields);
     void nudge(int axis, double mm);
     /// Any other command of the hand that moves the arm, as "hand.dock".
     void act(const QString& command, const QJsonObject& fields = {});
@@ -28,13 +30,19 @@ public:
     /// Plays a script; a step that the arm refuses ends it.
     void play(const HandScript& script);
     void stopScript() { player_.cancel(); }
+    /// Ends the script, and the movement too: a hand that holds the stylus holds it where it is.
+    void halt();
     bool isPlaying() const { return player_.isRunning(); }
 
 signals:
     /// What a script does now; empty once it has ended.
     void scriptAt(const QString& label);
+    /// `complete` is false where it was stopped or the arm refused a step.
+    void scriptEnded(bool complete);
 
 private:
+    void dropWishes();
+
     ArmLink& link_;
     HandPlayer player_;
     ArmState state_;

@@ -1,88 +1,134 @@
-// The "Hand" tab: holds, stylus buttons, strength and pinch, pushes through the walls.
+// The "Hand" tab: holds, moves, stylus buttons, strength and pinch.
 #include "handcontrols.h"
 
 #include <QCheckBox>
+#include <QDoubleSpinBox>
 #include <QGridLayout>
-#include <QGroupBox>
 #include <QHBoxLayout>
 #include <QJsonArray>
 #include <QLabel>
 #include <QPushButton>
 #include <QSignalBlocker>
 #include <QSlider>
+#include <QSpinBox>
 #include <cmath>
 
+#include "controls.h"
 #include "readouts.h"
 
 namespace {
 
-constexpr int kStrongest = 60;  // N
-constexpr int kWallTimes = 3;   // pushes that the box test wants of each wall
+constexpr int kStrongest = 200;   // N that the arm takes
+constexpr int kUsualSpeed = 100;  // mm/s
+constexpr int kFastest = 5000;    // mm/s that the arm takes
 
 }  // namespace
-
-void followArm(QSlider* slider, int value) {
-    if (slider->isSliderDown() || slider->value() == value)
-        return;
-    const QSignalBlocker quiet(slider);
-    slider->setValue(value);
-}
 
 HandControls::HandControls(ArmLink& link, Hand& hand, QWidget* parent) : QWidget(parent), link_(link), hand_(hand) {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(8, 8, 8, 6);
-    layout->setSpacing(6);
+    layout->setSpacing(8);
     layout->addLayout(holdButtons());
-    layout->addLayout(stylusRow());
+    layout->addLayout(moveRows());
+    layout->addLayout(switchRow());
     layout->addLayout(sliderRows());
-    layout->addWidget(wallBox());
     layout->addStretch();
 }
 
-QLayout* HandControls::holdButtons() {
-    auto* row = new QHBoxLayout;
-    row->setSpacing(6);
-    const auto add = [&](const QString& text, const QString& tip, const std::function<void()>& act) {
-        auto* button = new QPushButton(text, this);
-        button->setToolTip(tip);
-        connect(button, &QPushButton::clicked, this, act);
-        row->addWidget(button);
-    };
-    add(tr("Hold at &origin"), tr("Grip the stylus and hold it in the middle of the box (Home)"),
-        [this] { hand_.moveTo({}); });
-    add(tr("&Let go"), tr("Let go of the stylus (Esc)"), [this] { hand_.release(); });
-    add(tr("&Dock"), tr("Put the stylus into the ink well and leave it there"), [this] { hand_.act("hand.dock"); });
-    add(tr("&Undock"), tr("Take the stylus out of the ink well to the origin"),
-        [this] { hand_.act("hand.undock"); });
-    add(tr("&Reset pose"), tr("Hold the links at right angles, for a calibration by reset"),
-        [this] { hand_.act("hand.reset"); });
-    return row;
+QPushButton* HandControls::button(const QString& text, const QString& tip, const std::function<void()>& act) {
+    auto* made = new QPushButton(text, this);
+    setTip(made, text, tip);
+    connect(made, &QPushButton::clicked, this, act);
+    return made;
 }
 
-QLayout* HandControls::stylusRow() {
+QLayout* HandControls::holdButtons() {
+    auto* grid = new QGridLayout;
+    grid->setSpacing(6);
+    grid->addWidget(button(tr("&Dock in ink well"), tr("Put the stylus into the ink well and leave it there"),
+                           [this] { hand_.act("hand.dock"); }),
+                    0, 0);
+    grid->addWidget(
+        button(tr("&Undock and hold"), tr("Take the stylus out of the ink well to the origin and hold it there"),
+               [this] { hand_.act("hand.undock"); }),
+        0, 1);
+    grid->addWidget(button(tr("Reset &pose"), tr("Hold the links at right angles, for a calibration by reset"),
+                           [this] { hand_.act("hand.reset"); }),
+                    0, 2);
+    grid->addWidget(button(tr("Hold at ori&gin"), tr("Grip the stylus and hold it in the middle of the box; Home"),
+                           [this] { hand_.moveTo({}); }),
+                    1, 0);
+    grid->addWidget(button(tr("&Release"), tr("Let go of the stylus; Esc"), [this] { hand_.release(); }), 1, 1);
+    const QString text = tr("Presen&ce sensor");
+    presence_ = new QCheckBox(text, this);
+    setTip(presence_, text, tr("A hand on the presence sensor; holding the stylus sets it too"));
+    connect(presence_, &QCheckBox::toggled, this, [this](bool present) {
+        link_.send("hand.presence", {{"present", present}});
+    });
+    grid->addWidget(presence_, 1, 2);
+    for (int column = 0; column < 3; ++column)
+        grid->setColumnStretch(column, 1);
+    return grid;
+}
+
+Vec3 HandControls::wanted() const {
+    return {wanted_[0]->value(), wanted_[1]->value(), wanted_[2]->value()};
+}
+
+QLayout* HandControls::moveRows() {
+    auto* grid = new QGridLayout;
+    grid->setSpacing(6);
+    static const char* const kNames[] = {QT_TR_NOOP("&X"), QT_TR_NOOP("&Y"), QT_TR_NOOP("&Z")};
+    static const char* const kWays[] = {QT_TR_NOOP("to the right, mm"), QT_TR_NOOP("up, mm"),
+                                        QT_TR_NOOP("towards you, mm")};
+    for (int axis = 0; axis < 3; ++axis) {
+        auto* spin = new QDoubleSpinBox(this);
+        spin->setRange(-Hand::kLimit, Hand::kLimit);
+        spin->setDecimals(1);
+        spin->setSuffix(tr(" mm"));
+        grid->addWidget(labelOf(spin, tr(kNames[axis]), tr("Where to move or drag: %1").arg(tr(kWays[axis]))), 0,
+                        2 * axis);
+        grid->addWidget(spin, 0, 2 * axis + 1);
+        grid->setColumnStretch(2 * axis + 1, 1);
+        wanted_[static_cast<std::size_t>(axis)] = spin;
+    }
+    grid->addWidget(button(tr("&Move there"), tr("Grip the stylus and pull it there at once"),
+                           [this] { hand_.moveTo(wanted()); }),
+                    1, 1);
+    grid->addWidget(button(tr("Dr&ag there"), tr("The same along a straight line, at this speed"),
+                           [this] {
+                               hand_.act("hand.drag", {{"position", toJson(wanted())}, {"speed", speed_->value()}});
+                           }),
+                    1, 3);
+    speed_ = new QSpinBox(this);
+    speed_->setRange(1, kFastest);
+    speed_->setValue(kUsualSpeed);
+    speed_->setStepType(QAbstractSpinBox::AdaptiveDecimalStepType);
+    speed_->setSuffix(tr(" mm/s"));
+    grid->addWidget(labelOf(speed_, tr("a&t"), tr("Speed of the drag")), 1, 4);
+    grid->addWidget(speed_, 1, 5);
+    return grid;
+}
+
+QLayout* HandControls::switchRow() {
     auto* row = new QHBoxLayout;
     row->setSpacing(6);
     for (int i = 0; i < 2; ++i) {
-        auto* press = new QPushButton(tr("Stylus button &%1").arg(i + 1), this);
-        press->setToolTip(tr("Pressed while you hold it down, with the mouse or the space key"));
-        auto* latch = new QCheckBox(tr("kept"), this);
+        const QString text = i == 0 ? tr("Stylus switch &1") : tr("Extra switch &2");
+        auto* press = new QPushButton(text, this);
+        setTip(press, text,
+               tr("Stylus button %1: pressed while you hold it down, with the mouse or the space key").arg(i + 1));
+        auto* latch = new QCheckBox(tr("keep on"), this);
         latch->setToolTip(tr("Keep stylus button %1 pressed").arg(i + 1));
         latch->setAccessibleName(latch->toolTip());
         buttons_[i] = {press, latch, false};
         connect(press, &QPushButton::pressed, this, [this, i] { pressButton(i); });
         connect(press, &QPushButton::released, this, [this, i] { pressButton(i); });
         connect(latch, &QCheckBox::toggled, this, [this, i] { pressButton(i); });
-        row->addWidget(press);
+        row->addWidget(press, 1);
         row->addWidget(latch);
-        row->addSpacing(8);
+        row->addSpacing(6);
     }
-    row->addStretch();
-    presence_ = new QCheckBox(tr("&Presence sensor"), this);
-    presence_->setToolTip(tr("A hand on the presence sensor; holding the stylus sets it too"));
-    connect(presence_, &QCheckBox::toggled, this, [this](bool present) {
-        link_.send("hand.presence", {{"present", present}});
-    });
-    row->addWidget(presence_);
     return row;
 }
 
@@ -98,82 +144,32 @@ void HandControls::pressButton(int button) {
 QLayout* HandControls::sliderRows() {
     auto* grid = new QGridLayout;
     grid->setHorizontalSpacing(8);
-    grid->setVerticalSpacing(4);
-    const auto add = [&](int column, const QString& text, int low, int high, QSlider*& slider, QLabel*& value) {
+    grid->setVerticalSpacing(6);
+    const auto add = [&](int row, const QString& text, const QString& tip, int low, int high, QSlider*& slider,
+                         QLabel*& value) {
         slider = new QSlider(Qt::Horizontal, this);
         slider->setRange(low, high);
         slider->setPageStep(10);
-        auto* label = new QLabel(text, this);
-        label->setBuddy(slider);
         value = new QLabel(this);
         value->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
-        value->setMinimumWidth(fontMetrics().horizontalAdvance("100 % "));
-        grid->addWidget(label, 0, column);
-        grid->addWidget(slider, 0, column + 1);
-        grid->addWidget(value, 0, column + 2);
-        grid->setColumnStretch(column + 1, 1);
+        value->setMinimumWidth(fontMetrics().horizontalAdvance("100.0 N "));
+        grid->addWidget(labelOf(slider, text, tip), row, 0);
+        grid->addWidget(slider, row, 1);
+        grid->addWidget(value, row, 2);
     };
-    add(0, tr("&Strength"), 1, kStrongest, strength_, strengthText_);
-    add(4, tr("P&inch"), 0, 100, pinch_, pinchText_);
-    grid->setColumnMinimumWidth(3, 10);
-    strength_->setToolTip(tr("Greatest force of the hand, N"));
-    pinch_->setToolTip(tr("How far the grip is closed; only on an arm with a pinch grip"));
+    add(0, tr("&Strength"), tr("Greatest force of the hand, N"), 1, kStrongest, strength_, strengthText_);
+    add(1, tr("P&inch grip"), tr("How far the grip is closed; only on an arm with a pinch grip"), 0, 100, pinch_,
+        pinchText_);
+    grid->setColumnStretch(1, 1);
     connect(strength_, &QSlider::valueChanged, this, [this](int newtons) {
-        setChangedText(strengthText_, tr("%1 N").arg(newtons));
+        showFigure(strengthText_, tr("Strength"), tr("%1 N").arg(newtons));
         link_.sendLatest("hand.strength", {{"newtons", newtons}});
     });
     connect(pinch_, &QSlider::valueChanged, this, [this](int percent) {
-        setChangedText(pinchText_, tr("%1 %").arg(percent));
+        showFigure(pinchText_, tr("Pinch grip closed"), tr("%1 %").arg(percent));
         link_.sendLatest("hand.pinch", {{"closed", percent / 100.0}});
     });
     return grid;
-}
-
-QWidget* HandControls::wallBox() {
-    auto* box = new QGroupBox(tr("Push through a wall of the box, and return"), this);
-    auto* layout = new QVBoxLayout(box);
-    layout->setContentsMargins(8, 4, 8, 6);
-    layout->setSpacing(4);
-    auto* row = new QHBoxLayout;
-    row->setSpacing(4);
-    static const char* const kSides[kWalls] = {"right", "left", "top", "bottom", "inner, towards you", "rear"};
-    for (int wall = 0; wall < kWalls; ++wall) {
-        auto* button = new QPushButton(wallName(wall), box);
-        button->setMinimumWidth(40);
-        button->setToolTip(
-            tr("Push once through the wall %1 (%2) and return").arg(wallName(wall), tr(kSides[wall])));
-        connect(button, &QPushButton::clicked, this,
-                [this, wall] { hand_.play(wallScript(wall, 1, overEdge_->isChecked())); });
-        row->addWidget(button);
-    }
-    auto* all = new QPushButton(tr("&All walls x%1").arg(kWallTimes), box);
-    all->setToolTip(tr("Push through each of the six walls %1 times").arg(kWallTimes));
-    connect(all, &QPushButton::clicked, this,
-            [this] { hand_.play(allWallsScript(kWallTimes, overEdge_->isChecked())); });
-    row->addSpacing(6);
-    row->addWidget(all, 1);
-    layout->addLayout(row);
-
-    auto* below = new QHBoxLayout;
-    overEdge_ = new QCheckBox(tr("over an ed&ge"), box);
-    overEdge_->setToolTip(
-        tr("Lean on the next wall too: an arm whose force is limited axis by axis gives way "
-           "only where two walls press at once"));
-    script_ = new LineLabel(box);
-    stop_ = new QPushButton(tr("S&top"), box);
-    stop_->setToolTip(tr("End the pushes or sweeps; the hand stays where it is"));
-    stop_->setEnabled(false);
-    connect(stop_, &QPushButton::clicked, &hand_, &Hand::stopScript);
-    connect(&hand_, &Hand::scriptAt, this, [this](const QString& label) {
-        script_->setText(label);
-        stop_->setEnabled(!label.isEmpty());
-    });
-    below->addWidget(overEdge_);
-    below->addSpacing(12);
-    below->addWidget(script_, 1);
-    below->addWidget(stop_);
-    layout->addLayout(below);
-    return box;
 }
 
 void HandControls::showState(const ArmState& state) {
@@ -183,8 +179,8 @@ void HandControls::showState(const ArmState& state) {
         return;
     followArm(strength_, static_cast<int>(std::lround(state.strength)));
     followArm(pinch_, static_cast<int>(std::lround(state.pinch * 100.0)));
-    setChangedText(strengthText_, tr("%1 N").arg(strength_->value()));
-    setChangedText(pinchText_, tr("%1 %").arg(pinch_->value()));
+    showFigure(strengthText_, tr("Strength"), tr("%1 N").arg(state.strength));
+    showFigure(pinchText_, tr("Pinch grip closed"), tr("%1 %").arg(pinch_->value()));
     const QSignalBlocker quiet(presence_);
     presence_->setChecked(state.presence);
     for (int i = 0; i < 2; ++i) {

@@ -1,19 +1,18 @@
-// What the hand does by button: where it holds the stylus, what it presses, and the pushes of the box test.
+// What the hand does by button: where it holds the stylus and moves it, what it presses, how strong it is.
 #pragma once
 
 #include <QWidget>
 #include <array>
+#include <functional>
 
 #include "hand.h"
 
-class QAbstractButton;
 class QCheckBox;
+class QDoubleSpinBox;
 class QLabel;
 class QPushButton;
 class QSlider;
-
-/// A slider that sends while it moves and follows the arm while nobody touches it.
-void followArm(QSlider* slider, int value);
+class QSpinBox;
 
 class HandControls : public QWidget {
     Q_OBJECT
@@ -25,9 +24,11 @@ public:
 
 private:
     QLayout* holdButtons();
-    QLayout* stylusRow();
+    QLayout* moveRows();
+    QLayout* switchRow();
     QLayout* sliderRows();
-    QWidget* wallBox();
+    QPushButton* button(const QString& text, const QString& tip, const std::function<void()>& act);
+    Vec3 wanted() const;
     void pressButton(int button);
 
     ArmLink& link_;
@@ -38,9 +39,9 @@ private:
         bool sent;  // what was last sent, so that nothing is sent twice
     };
     std::array<StylusButton, 2> buttons_{};
+    std::array<QDoubleSpinBox*, 3> wanted_{};
+    QSpinBox* speed_;
     QCheckBox* presence_;
     QSlider *strength_, *pinch_;
-    QLabel *strengthText_, *pinchText_, *script_;
-    QCheckBox* overEdge_;
-    QPushButton* stop_;
+    QLabel *strengthText_, *pinchText_;
 };

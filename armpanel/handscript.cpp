@@ -3,6 +3,7 @@
 
 #include <QCoreApplication>
 #include <QJsonArray>
+#include <algorithm>
 #include <cmath>
 
 namespace {
@@ -70,7 +71,7 @@ HandScript sweepScript(const QVector<int>& joints, double speed, const ArmState&
         const double travel = state.jointMax[joint] - state.jointMin[joint];
         const int ms = static_cast<int>(std::lround(2.0 * travel / speed * 1000.0)) + kSweepSettleMs;
         script << HandStep{
-            "hand.sweep", {{"axis", joint}, {"speed", speed}}, ms, text("joint %1, stop to stop").arg(joint + 1)};
+            "hand.sweep", {{"axis", joint}, {"speed", speed}}, ms, text("axis %1, stop to stop").arg(joint + 1)};
     }
     return script;
 }
@@ -86,6 +87,8 @@ void HandPlayer::start(const HandScript& script) {
     script_ = script;
     next_ = 0;
     running_ = true;
+    due_ = 0;
+    clock_.start();
     advance();
 }
 
@@ -98,7 +101,9 @@ void HandPlayer::advance() {
         return;
     }
     const HandStep now = script_[next_++];
-    timer_.start(now.waitMs);
+    // Each timer fires a little late; a long script keeps to its times all the same.
+    due_ += now.waitMs;
+    timer_.start(static_cast<int>(std::max<qint64>(0, due_ - clock_.elapsed())));
     emit step(now);
 }
 

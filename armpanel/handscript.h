@@ -1,6 +1,7 @@
 // What a hand does as a series of steps: data, and a player that moves from one to the next.
 #pragma once
 
+#include <QElapsedTimer>
 #include <QJsonObject>
 #include <QTimer>
 #include <QVector>
@@ -8,7 +9,7 @@
 #include "armstate.h"
 
 struct HandStep {
-    QString command;
+    QString command;  ///< empty for a wait alone
     QJsonObject fields;
     int waitMs;     ///< until the next step
     QString label;  ///< what the operator sees meanwhile
@@ -55,5 +56,7 @@ private:
     HandScript script_;
     int next_ = 0;
     bool running_ = false;
+    QElapsedTimer clock_;
+    qint64 due_ = 0;  // ms of clock_ at which the next step is due
     QTimer timer_;
 };

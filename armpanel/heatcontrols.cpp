@@ -9,69 +9,105 @@
 #include <QPushButton>
 #include <QSignalBlocker>
 #include <QSpinBox>
+#include <algorithm>
+
+#include "controls.h"
+#include "readouts.h"
+
+namespace {
+
+constexpr double kCold = 25.0;                        // degrees Celsius
+constexpr double kColdest = -40.0, kHottest = 400.0;  // that the arm takes
+
+}  // namespace
 
 HeatControls::HeatControls(ArmLink& link, QWidget* parent) : QWidget(parent), link_(link) {
-    const auto labelled = [](const QString& text, QWidget* buddy, QWidget* owner) {
-        auto* label = new QLabel(text, owner);
-        label->setBuddy(buddy);
-        return label;
-    };
-    const auto temperature = [](QWidget* owner, double usual) {
-        auto* box = new QDoubleSpinBox(owner);
-        box->setRange(-40.0, 300.0);
-        box->setDecimals(1);
-        box->setSuffix(tr(" \u00b0C"));
-        box->setValue(usual);
-        return box;
-    };
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(8, 8, 8, 6);
+    layout->setSpacing(6);
+    layout->addWidget(setBox());
+    layout->addWidget(paceBox());
+    layout->addStretch();
+}
 
-    auto* now = new QGroupBox(tr("Set temperatures"), this);
-    motor_ = new QComboBox(now);
+QWidget* HeatControls::setBox() {
+    auto* box = new QGroupBox(tr("Set temperatures"), this);
+    const auto temperature = [box](double usual) {
+        auto* spin = new QDoubleSpinBox(box);
+        spin->setRange(kColdest, kHottest);
+        spin->setDecimals(1);
+        spin->setSuffix(tr(" \u00b0C"));
+        spin->setValue(usual);
+        return spin;
+    };
+    motor_ = new QComboBox(box);
     motor_->addItem(tr("all motors"), -1);
     for (int i = 0; i < 6; ++i)
-        motor_->addItem(tr("motor %1").arg(i + 1), i);
-    winding_ = temperature(now, 80.0);
-    stator_ = temperature(now, 60.0);
-    auto* set = new QPushButton(tr("Set &temperatures"), now);
-    auto* cool = new QPushButton(tr("&Cold (25 \u00b0C)"), now);
-    const auto send = [this](double winding, double stator) {
-        link_.send("heat.set",
-                   {{"motor", motor_->currentData().toInt()}, {"winding", winding}, {"stator", stator}});
-    };
-    connect(set, &QPushButton::clicked, this, [this, send] { send(winding_->value(), stator_->value()); });
-    connect(cool, &QPushButton::clicked, this, [send] { send(25.0, 25.0); });
-    auto* grid = new QGridLayout(now);
-    grid->setContentsMargins(8, 4, 8, 8);
-    grid->addWidget(labelled(tr("&Motor"), motor_, now), 0, 0);
-    grid->addWidget(motor_, 0, 1);
-    grid->addWidget(labelled(tr("&Winding"), winding_, now), 0, 2);
-    grid->addWidget(winding_, 0, 3);
-    grid->addWidget(labelled(tr("&Stator"), stator_, now), 0, 4);
-    grid->addWidget(stator_, 0, 5);
-    grid->addWidget(set, 1, 1, 1, 3);
-    grid->addWidget(cool, 1, 5);
-    grid->setColumnStretch(6, 1);
+        motor_->addItem(axisName(i), i);
+    winding_ = temperature(80.0);
+    stator_ = temperature(60.0);
+    const QString setText = tr("Set &temperatures"), coldText = tr("&Cold (25 \u00b0C)");
+    auto* set = new QPushButton(setText, box);
+    setTip(set, setText, tr("Give the chosen motors these temperatures; they go on from there"));
+    auto* cold = new QPushButton(coldText, box);
+    setTip(cold, coldText, tr("Cool the chosen motors down at once"));
+    connect(set, &QPushButton::clicked, this, [this] { send(winding_->value(), stator_->value()); });
+    connect(cold, &QPushButton::clicked, this, [this] { send(kCold, kCold); });
+    now_ = new QLabel(box);
+    now_->setWordWrap(true);
 
-    auto* pace = new QGroupBox(tr("Pace"), this);
-    pace_ = new QSpinBox(pace);
+    auto* grid = new QGridLayout(box);
+    grid->setContentsMargins(8, 6, 8, 8);
+    grid->setHorizontalSpacing(8);
+    grid->setVerticalSpacing(6);
+    grid->addWidget(labelOf(motor_, tr("&Motor"), tr("The motors that are set")), 0, 0);
+    grid->addWidget(motor_, 0, 1);
+    grid->addWidget(labelOf(winding_, tr("Win&ding"), tr("Temperature of the winding, which warms fast")), 1, 0);
+    grid->addWidget(winding_, 1, 1);
+    grid->addWidget(set, 1, 2);
+    grid->addWidget(labelOf(stator_, tr("&Stator"), tr("Temperature of the stator, which warms slowly")), 2, 0);
+    grid->addWidget(stator_, 2, 1);
+    grid->addWidget(cold, 2, 2);
+    grid->addWidget(now_, 3, 0, 1, 3);
+    grid->setColumnStretch(1, 1);
+    grid->setColumnStretch(2, 1);
+    return box;
+}
+
+QWidget* HeatControls::paceBox() {
+    auto* box = new QGroupBox(tr("Pace"), this);
+    pace_ = new QSpinBox(box);
     pace_->setRange(1, 10000);
     pace_->setKeyboardTracking(false);
     pace_->setStepType(QAbstractSpinBox::AdaptiveDecimalStepType);
     connect(pace_, QOverload<int>::of(&QSpinBox::valueChanged), this, [this](int factor) {
         link_.send("heat.pace", {{"factor", factor}});
     });
-    auto* row = new QHBoxLayout(pace);
-    row->setContentsMargins(8, 4, 8, 8);
-    row->addWidget(labelled(tr("Heat r&uns"), pace_, pace));
+    auto* row = new QHBoxLayout(box);
+    row->setContentsMargins(8, 6, 8, 8);
+    row->addWidget(labelOf(pace_, tr("Heat r&uns"), tr("How much faster than in life motors warm and cool")));
     row->addWidget(pace_);
-    row->addWidget(new QLabel(tr("times as fast as time"), pace));
+    row->addWidget(new QLabel(tr("times as fast as time"), box));
     row->addStretch();
+    return box;
+}
 
-    auto* layout = new QVBoxLayout(this);
-    layout->setContentsMargins(8, 8, 8, 6);
-    layout->addWidget(now);
-    layout->addWidget(pace);
-    layout->addStretch();
+void HeatControls::send(double winding, double stator) {
+    link_.send("heat.set", {{"motor", motor_->currentData().toInt()}, {"winding", winding}, {"stator", stator}});
+}
+
+// All motors: the warmest one.
+void HeatControls::showState(const ArmState& state) {
+    const auto of = [this](const Vec6& values) {
+        const int motor = motor_->currentData().toInt();
+        return motor < 0 ? *std::max_element(values.begin(), values.end())
+                         : values[static_cast<std::size_t>(motor)];
+    };
+    setChangedText(now_, tr("%1 now: winding %2 \u00b0C, stator %3 \u00b0C; warm from %4 \u00b0C")
+                             .arg(motor_->currentData().toInt() < 0 ? tr("Warmest") : tr("This motor"))
+                             .arg(of(state.winding), 0, 'f', 1)
+                             .arg(of(state.stator), 0, 'f', 1)
+                             .arg(state.warmLimit, 0, 'f', 0));
 }
 
 void HeatControls::refresh() {

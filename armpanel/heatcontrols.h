@@ -4,9 +4,11 @@
 #include <QWidget>
 
 #include "armlink.h"
+#include "armstate.h"
 
 class QComboBox;
 class QDoubleSpinBox;
+class QLabel;
 class QSpinBox;
 
 class HeatControls : public QWidget {
@@ -15,12 +17,18 @@ class HeatControls : public QWidget {
 public:
     explicit HeatControls(ArmLink& link, QWidget* parent = nullptr);
 
+    void showState(const ArmState& state);
     /// A new connection: the arm tells no pace, and a fresh one has 1.
     void refresh();
 
 private:
+    QWidget* setBox();
+    QWidget* paceBox();
+    void send(double winding, double stator);
+
     ArmLink& link_;
     QComboBox* motor_;
     QDoubleSpinBox *winding_, *stator_;
+    QLabel* now_;
     QSpinBox* pace_;
 };

@@ -1,9 +1,8 @@
-// The "Joints" tab: gimbal sliders and sweeps.
+// The "Joints" tab.
 #include "jointcontrols.h"
 
 #include <QGridLayout>
 #include <QGroupBox>
-#include <QHBoxLayout>
 #include <QJsonArray>
 #include <QLabel>
 #include <QPushButton>
@@ -12,14 +11,21 @@
 #include <QSpinBox>
 #include <cmath>
 
-#include "handcontrols.h"
+#include "controls.h"
 #include "readouts.h"
 
 namespace {
 
-constexpr double kDegreesPerRad = 57.29577951308232;
-constexpr double kSag = 3.0;  // degrees
+constexpr double kTenthsPerRad = 572.9577951308232;  // the sliders count tenths of a degree
+constexpr double kSag = 30.0;                        // tenths of a degree that a gimbal hangs below what is wanted
+constexpr double kGive = 5.0;                        // and a base joint
+constexpr int kDegree = 10;
 constexpr int kFirstGimbal = 3;
+constexpr double kDegreesPerRad = 57.29577951308232;
+
+QString shortName(int axis) {
+    return JointControls::tr(axis < kFirstGimbal ? "Base %1" : "Gimbal %1").arg("XYZ"[axis % 3]);
+}
 
 }  // namespace
 
@@ -27,128 +33,125 @@ JointControls::JointControls(ArmLink& link, Hand& hand, QWidget* parent)
     : QWidget(parent), link_(link), hand_(hand) {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(8, 8, 8, 6);
-    layout->addWidget(gimbalBox());
+    layout->setSpacing(6);
     layout->addWidget(sweepBox());
+    layout->addWidget(angleBox());
     layout->addStretch();
 }
 
-QWidget* JointControls::gimbalBox() {
-    gimbal_ = new QGroupBox(tr("Gimbal"), this);
-    auto* grid = new QGridLayout(gimbal_);
-    grid->setContentsMargins(8, 4, 8, 6);
-    grid->setVerticalSpacing(4);
-    for (int i = 0; i < 3; ++i) {
-        auto* slider = new QSlider(Qt::Horizontal, gimbal_);
-        slider->setRange(-180, 180);
-        slider->setPageStep(15);
-        auto* label = new QLabel(tr("Gimbal &%1").arg("XYZ"[i]), gimbal_);
-        label->setBuddy(slider);
-        auto* value = new QLabel(gimbal_);
+QWidget* JointControls::angleBox() {
+    auto* box = new QGroupBox(tr("Grip the stylus and hold joint angles"), this);
+    auto* grid = new QGridLayout(box);
+    grid->setContentsMargins(8, 6, 8, 8);
+    grid->setHorizontalSpacing(6);
+    grid->setVerticalSpacing(6);
+    for (int i = 0; i < 6; ++i) {
+        auto* slider = new QSlider(Qt::Horizontal, box);
+        slider->setRange(-180 * kDegree, 180 * kDegree);
+        slider->setSingleStep(kDegree);
+        slider->setPageStep(15 * kDegree);
+        auto* value = new QLabel(box);
         value->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
-        value->setMinimumWidth(fontMetrics().horizontalAdvance("-180\u00b0 "));
-        connect(slider, &QSlider::valueChanged, this, [this] { sendGimbal(); });
-        grid->addWidget(label, i, 0);
-        grid->addWidget(slider, i, 1);
-        grid->addWidget(value, i, 2);
+        value->setMinimumWidth(fontMetrics().horizontalAdvance("-180.0\u00b0"));
+        connect(slider, &QSlider::valueChanged, this, [this, i] { sendAngles(i); });
+        const bool base = i < kFirstGimbal;
+        const QString text = shortName(i).insert(shortName(i).size() - 1, base ? "&" : "");
+        const int column = base ? 0 : 4;
+        grid->addWidget(labelOf(slider, text,
+                                base ? tr("Angle of this base joint; arrow keys turn it by 1 degree")
+                                     : tr("Angle of this gimbal joint; arrow keys turn it by 1 degree")),
+                        i % 3, column);
+        grid->addWidget(slider, i % 3, column + 1);
+        grid->addWidget(value, i % 3, column + 2);
+        grid->setColumnStretch(column + 1, 1);
         angles_[i] = slider;
         angleTexts_[i] = value;
     }
-    grid->setColumnStretch(1, 1);
-    return gimbal_;
+    grid->setColumnMinimumWidth(3, 6);
+    return box;
 }
 
 QWidget* JointControls::sweepBox() {
-    auto* box = new QGroupBox(tr("Sweep a joint from stop to stop and back"), this);
-    auto* layout = new QVBoxLayout(box);
-    layout->setContentsMargins(8, 4, 8, 6);
-    auto* row = new QHBoxLayout;
-    row->setSpacing(4);
+    auto* box = new QGroupBox(tr("Sweep an axis from stop to stop and back"), this);
+    auto* grid = new QGridLayout(box);
+    grid->setContentsMargins(8, 6, 8, 8);
+    grid->setSpacing(6);
     for (int i = 0; i < 6; ++i) {
-        auto* button = new QPushButton(tr("Sweep %1").arg(i + 1), box);
-        button->setMinimumWidth(40);
-        button->setToolTip(i < kFirstGimbal ? tr("Base axis %1").arg("XYZ"[i])
-                                            : tr("Gimbal axis %1").arg("XYZ"[i - kFirstGimbal]));
+        const QString text = tr("&%1 %2").arg(i + 1).arg(shortName(i));
+        auto* button = new QPushButton(text, box);
+        setTip(button, text, tr("Sweep this axis once"));
         connect(button, &QPushButton::clicked, this, [this, i] { sweep({i}); });
-        row->addWidget(button);
+        grid->addWidget(button, i / 3, i % 3);
+        grid->setColumnStretch(i % 3, 1);
         sweeps_[i] = button;
     }
-    auto* below = new QHBoxLayout;
-    auto* label = new QLabel(tr("Spee&d"), box);
-    speed_ = new QSpinBox(box);
-    speed_->setRange(5, 400);
-    speed_->setValue(60);
-    speed_->setSingleStep(5);
-    speed_->setSuffix(tr(" \u00b0/s"));
-    label->setBuddy(speed_);
-    auto* all = new QPushButton(tr("Sweep &all in turn"), box);
+    const QString allText = tr("Sweep &all in turn");
+    auto* all = new QPushButton(allText, box);
+    setTip(all, allText, tr("Sweep each axis of the device, one after the other"));
     connect(all, &QPushButton::clicked, this, [this] {
         QVector<int> joints{0, 1, 2};
         if (state_.gimbal)
             joints << QVector<int>{3, 4, 5};
         sweep(joints);
     });
-    auto* script = new LineLabel(box);
-    auto* stop = new QPushButton(tr("S&top"), box);
-    stop->setToolTip(tr("Start no further sweep, and hold the joints where they are"));
-    stop->setEnabled(false);
-    connect(stop, &QPushButton::clicked, this, [this] {
-        hand_.stopScript();
-        QJsonArray here;
-        for (const double angle : state_.joints)
-            here << angle;
-        hand_.act("hand.joints", {{"angles", here}, {"speed", speed_->value() / kDegreesPerRad}});
-    });
-    connect(&hand_, &Hand::scriptAt, this, [script, stop](const QString& text) {
-        script->setText(text);
-        stop->setEnabled(!text.isEmpty());
-    });
-    below->addWidget(label);
-    below->addWidget(speed_);
-    below->addSpacing(6);
-    below->addWidget(all);
-    below->addSpacing(6);
-    below->addWidget(script, 1);
-    below->addWidget(stop);
-    layout->addLayout(row);
-    layout->addLayout(below);
+    speed_ = new QSpinBox(box);
+    speed_->setRange(5, 400);
+    speed_->setValue(60);
+    speed_->setSingleStep(5);
+    speed_->setSuffix(tr(" \u00b0/s"));
+    auto* speed = new QHBoxLayout;
+    speed->addWidget(labelOf(speed_, tr("Spee&d"), tr("Speed of sweeps and of held base joints")));
+    speed->addWidget(speed_, 1);
+    grid->addWidget(all, 2, 0, 1, 2);
+    grid->addLayout(speed, 2, 2);
     return box;
 }
 
-void JointControls::sendGimbal() {
+void JointControls::showAngle(int axis) {
+    showFigure(angleTexts_[axis], shortName(axis),
+               QStringLiteral("%1\u00b0").arg(angles_[axis]->value() / static_cast<double>(kDegree), 0, 'f', 1));
+}
+
+void JointControls::sendAngles(int axis) {
+    showAngle(axis);
     QJsonArray angles;
-    for (int i = 0; i < 3; ++i) {
-        angles << angles_[i]->value() / kDegreesPerRad;
-        setChangedText(angleTexts_[i], QStringLiteral("%1\u00b0").arg(angles_[i]->value()));
-    }
-    link_.sendLatest("hand.gimbal", {{"angles", angles}});
+    for (int i = axis < kFirstGimbal ? 0 : kFirstGimbal; i < 6; ++i)
+        angles << angles_[i]->value() / kTenthsPerRad;
+    if (axis < kFirstGimbal)
+        hand_.turnTo({{"angles", angles}, {"speed", speed_->value() / kDegreesPerRad}});
+    else
+        link_.sendLatest("hand.gimbal", {{"angles", angles}});
 }
 
 void JointControls::sweep(const QVector<int>& joints) {
     hand_.play(sweepScript(joints, speed_->value() / kDegreesPerRad, state_));
 }
 
+void JointControls::follow(int axis, const ArmState& state) {
+    // While a slider has the focus it is the operator's: the arm may still be on its way.
+    if (state.holding && angles_[axis]->hasFocus())
+        return;
+    {
+        const QSignalBlocker quiet(angles_[axis]);
+        if (state.jointMax[axis] > state.jointMin[axis])
+            angles_[axis]->setRange(static_cast<int>(std::ceil(state.jointMin[axis] * kTenthsPerRad)),
+                                    static_cast<int>(std::floor(state.jointMax[axis] * kTenthsPerRad)));
+    }
+    // A joint gives way a little under load; following that would creep away from the wish.
+    const double angle = state.joints[axis] * kTenthsPerRad;
+    if (std::abs(angle - angles_[axis]->value()) > (axis < kFirstGimbal ? kGive : kSag))
+        followArm(angles_[axis], static_cast<int>(std::lround(angle)));
+    showAngle(axis);
+}
+
 void JointControls::showState(const ArmState& state) {
     state_ = state;
-    gimbal_->setEnabled(!state.open || state.gimbal);
-    for (int i = kFirstGimbal; i < 6; ++i)
+    for (int i = kFirstGimbal; i < 6; ++i) {
+        angles_[i]->setEnabled(!state.open || state.gimbal);
         sweeps_[i]->setEnabled(!state.open || state.gimbal);
+    }
     if (link_.commandsUnderWay() != 0)
         return;
-    for (int i = 0; i < 3; ++i) {
-        const int joint = kFirstGimbal + i;
-        // While a slider has the focus it is the operator's: the arm may still be on its way.
-        if (angles_[i]->hasFocus())
-            continue;
-        {
-            const QSignalBlocker quiet(angles_[i]);
-            if (state.jointMax[joint] > state.jointMin[joint])
-                angles_[i]->setRange(static_cast<int>(std::ceil(state.jointMin[joint] * kDegreesPerRad)),
-                                     static_cast<int>(std::floor(state.jointMax[joint] * kDegreesPerRad)));
-        }
-        // A gimbal hangs a little below what the hand wants; following that would creep away from the wish.
-        const double angle = state.joints[joint] * kDegreesPerRad;
-        if (std::abs(angle - angles_[i]->value()) > kSag)
-            followArm(angles_[i], static_cast<int>(std::lround(angle)));
-        setChangedText(angleTexts_[i], QStringLiteral("%1\u00b0").arg(angles_[i]->value()));
-    }
+    for (int i = 0; i < 6; ++i)
+        follow(i, state);
 }

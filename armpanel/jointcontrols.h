@@ -1,4 +1,4 @@
-// The hand joint by joint: the gimbal's angles, and sweeps from stop to stop.
+// The hand joint by joint: angles that it holds, and sweeps from stop to stop.
 #pragma once
 
 #include <QWidget>
@@ -6,7 +6,6 @@
 
 #include "hand.h"
 
-class QGroupBox;
 class QLabel;
 class QPushButton;
 class QSlider;
@@ -21,17 +20,18 @@ public:
     void showState(const ArmState& state);
 
 private:
-    QWidget* gimbalBox();
+    QWidget* angleBox();
     QWidget* sweepBox();
-    void sendGimbal();
+    void sendAngles(int axis);
     void sweep(const QVector<int>& joints);
+    void follow(int axis, const ArmState& state);
+    void showAngle(int axis);
 
     ArmLink& link_;
     Hand& hand_;
     ArmState state_;
-    QGroupBox* gimbal_;
-    std::array<QSlider*, 3> angles_{};
-    std::array<QLabel*, 3> angleTexts_{};
+    std::array<QSlider*, 6> angles_{};
+    std::array<QLabel*, 6> angleTexts_{};
     std::array<QPushButton*, 6> sweeps_{};
     QSpinBox* speed_;
 };

@@ -43,6 +43,21 @@ void setChangedText(QLabel* label, const QString& text) {
         label->setText(text);
 }
 
+void showFigure(QLabel* label, const QString& name, const QString& text) {
+    if (label->text() == text)
+        return;
+    label->setText(text);
+    label->setAccessibleName(name + ' ' + text);
+}
+
+QString axisName(int axis) {
+    static const char* const kNames[] = {
+        QT_TRANSLATE_NOOP("Readouts", "1  base X"),   QT_TRANSLATE_NOOP("Readouts", "2  base Y"),
+        QT_TRANSLATE_NOOP("Readouts", "3  base Z"),   QT_TRANSLATE_NOOP("Readouts", "4  gimbal X"),
+        QT_TRANSLATE_NOOP("Readouts", "5  gimbal Y"), QT_TRANSLATE_NOOP("Readouts", "6  gimbal Z")};
+    return Readouts::tr(kNames[axis]);
+}
+
 void LineLabel::showLine(const QString& line) {
     if (line == text())
         return;
@@ -57,7 +72,7 @@ void LineLabel::paintEvent(QPaintEvent*) {
                      fontMetrics().elidedText(text(), Qt::ElideRight, contentsRect().width()));
 }
 
-BarGauge::BarGauge(Kind kind, QWidget* parent) : QWidget(parent), kind_(kind) {
+BarGauge::BarGauge(Kind kind, const QString& name, QWidget* parent) : QWidget(parent), kind_(kind), name_(name) {
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
 }
 
@@ -67,6 +82,10 @@ void BarGauge::show(double low, double high, double value) {
     low_ = low;
     high_ = high;
     value_ = value;
+    const double part = high > low ? (value - low) / (high - low) : 0.0;
+    const QString described = tr("%1 %2 %").arg(name_).arg(std::lround(part * 100.0));
+    if (described != accessibleName())
+        setAccessibleName(described);
     update();
 }
 
@@ -115,7 +134,10 @@ QString Lamp::text() const {
 }
 
 void Lamp::show(Light light, const QString& text) {
-    setChangedText(text_, text);
+    if (text != text_->text()) {
+        text_->setText(text);
+        setAccessibleName(text);
+    }
     if (light == light_)
         return;
     light_ = light;
@@ -135,36 +157,40 @@ void Lamp::paintEvent(QPaintEvent*) {
 }
 
 Readouts::Readouts(QWidget* parent) : QWidget(parent) {
-    auto* lamps = new QHBoxLayout;
+    auto* lamps = new QGridLayout;
+    lamps->setHorizontalSpacing(6);
+    lamps->setVerticalSpacing(2);
     amplifiers_ = new Lamp(tr("Amplifiers OFF"), this);
     loop_ = new Lamp(tr("Servo running"), this);
     calibration_ = new Lamp(tr("Not calibrated (16)"), this);
     hand_ = new Lamp(tr("Hand pulls 25.0 N"), this);
-    for (Lamp* lamp : {amplifiers_, loop_, calibration_, hand_})
-        lamps->addWidget(lamp);
-    lamps->setSpacing(6);
+    faults_ = new Lamp(tr("10 faults on"), this);
+    scheduling_ = new Lamp(tr("Not real-time"), this);
+    int place = 0;
+    for (Lamp* lamp : {amplifiers_, loop_, calibration_, hand_, scheduling_, faults_}) {
+        lamps->addWidget(lamp, place / 3, place % 3);
+        ++place;
+    }
 
     auto* grid = new QGridLayout;
-    grid->setHorizontalSpacing(8);
+    grid->setHorizontalSpacing(6);
     grid->setVerticalSpacing(1);
     grid->addWidget(heading(tr("Joint"), this, Qt::AlignLeft), 0, 0);
-    grid->addWidget(heading(tr("between the stops"), this, Qt::AlignLeft), 0, 1);
+    grid->addWidget(heading(tr("stop to stop"), this, Qt::AlignLeft), 0, 1);
     grid->addWidget(heading(tr("angle"), this, Qt::AlignRight), 0, 2);
     grid->addWidget(heading(tr("encoder"), this, Qt::AlignRight), 0, 3);
     grid->addWidget(heading(tr("DAC"), this, Qt::AlignRight), 0, 4);
-    grid->addWidget(heading(tr("winding to warm limit"), this, Qt::AlignLeft), 0, 5);
-    grid->addWidget(heading(tr("winding"), this, Qt::AlignRight), 0, 6);
-    static const char* const kNames[6] = {"1  base X",   "2  base Y",   "3  base Z",
-                                          "4  gimbal X", "5  gimbal Y", "6  gimbal Z"};
+    grid->addWidget(heading(tr("winding, \u00b0C, to warm limit"), this, Qt::AlignRight), 0, 5, 1, 2);
     for (int i = 0; i < 6; ++i) {
+        const QString name = axisName(i);
         Row& row = rows_[i];
         row = {figure(this, "-179.9\u00b0"),
-               figure(this, "-100000"),
                figure(this, "-32767"),
-               figure(this, "999.9 \u00b0C"),
-               new BarGauge(BarGauge::Kind::Marker, this),
-               new BarGauge(BarGauge::Kind::Level, this)};
-        grid->addWidget(new QLabel(tr(kNames[i]), this), i + 1, 0);
+               figure(this, "-32767"),
+               figure(this, "warm 99.9"),
+               new BarGauge(BarGauge::Kind::Marker, tr("%1, between its stops").arg(name), this),
+               new BarGauge(BarGauge::Kind::Level, tr("%1, winding to its warm limit").arg(name), this)};
+        grid->addWidget(new QLabel(name, this), i + 1, 0);
         grid->addWidget(row.angleBar, i + 1, 1);
         grid->addWidget(row.angle, i + 1, 2);
         grid->addWidget(row.encoder, i + 1, 3);
@@ -183,12 +209,14 @@ Readouts::Readouts(QWidget* parent) : QWidget(parent) {
     clear();
 }
 
-void Readouts::showState(const ArmState& state) {
+void Readouts::showLamps(const ArmState& state) {
     using Light = Lamp::Light;
     amplifiers_->show(state.amplifiers ? Light::Good : Light::Dark,
                       state.amplifiers ? tr("Amplifiers ON") : tr("Amplifiers OFF"));
     loop_->show(state.loopRunning ? Light::Good : Light::Dark,
                 state.loopRunning ? tr("Servo running") : tr("Servo stopped"));
+    scheduling_->show(state.realTime ? Light::Good : Light::Dark,
+                      state.realTime ? tr("Real-time") : tr("Not real-time"));
     const QString calibration = calibrationText(state.calibrationStatus);
     calibration_->show(state.calibrationStatus == 0 ? Light::Good : Light::Attention,
                        calibration.left(1).toUpper() + calibration.mid(1));
@@ -196,27 +224,42 @@ void Readouts::showState(const ArmState& state) {
                 state.holding  ? tr("Hand pulls %1 N").arg(state.handForce, 0, 'f', 1)
                 : state.docked ? tr("In the ink well")
                                : tr("Nobody holds it"));
+    faults_->show(state.faults.isEmpty() ? Light::Dark : Light::Attention,
+                  state.faults.isEmpty()     ? tr("No fault")
+                  : state.faults.size() == 1 ? tr("1 fault on")
+                                             : tr("%1 faults on").arg(state.faults.size()));
+    faults_->setToolTip(state.faults.join(", "));
+}
+
+void Readouts::showState(const ArmState& state) {
+    showLamps(state);
     for (int i = 0; i < 6; ++i) {
         const Row& row = rows_[i];
+        const QString name = axisName(i);
         row.angleBar->show(state.jointMin[i], state.jointMax[i], state.joints[i]);
-        setChangedText(row.angle, QStringLiteral("%1\u00b0").arg(oneDecimal(state.joints[i] * kDegreesPerRad)));
-        setChangedText(row.encoder, QString::number(std::lround(state.encoders[i])));
-        setChangedText(row.dac, QString::number(std::lround(state.dac[i])));
+        showFigure(row.angle, tr("%1, angle").arg(name),
+                   QStringLiteral("%1\u00b0").arg(oneDecimal(state.joints[i] * kDegreesPerRad)));
+        showFigure(row.encoder, tr("%1, encoder").arg(name), QString::number(std::lround(state.encoders[i])));
+        showFigure(row.dac, tr("%1, DAC").arg(name), QString::number(std::lround(state.dac[i])));
         row.heatBar->show(0.0, state.warmLimit, state.winding[i]);
-        const bool warm = state.warmLimit > 0.0 && state.winding[i] >= state.warmLimit;
-        setChangedText(row.heat, tr("%1%2 \u00b0C").arg(warm ? "! " : "").arg(state.winding[i], 0, 'f', 1));
+        const double part = state.warmLimit > 0.0 ? state.winding[i] / state.warmLimit : 0.0;
+        const QString mark = part >= 1.0 ? tr("warm ") : part >= kNearlyWarm ? tr("near ") : QString();
+        showFigure(row.heat, tr("%1, winding").arg(name), mark + QString::number(state.winding[i], 'f', 1));
     }
 }
 
 void Readouts::clear() {
     amplifiers_->show(Lamp::Light::Dark, tr("Amplifiers -"));
     loop_->show(Lamp::Light::Dark, tr("Servo -"));
+    scheduling_->show(Lamp::Light::Dark, tr("Scheduling -"));
     calibration_->show(Lamp::Light::Dark, tr("Calibration -"));
     hand_->show(Lamp::Light::Dark, tr("Hand -"));
-    for (const Row& row : rows_) {
+    faults_->show(Lamp::Light::Dark, tr("Faults -"));
+    for (int i = 0; i < 6; ++i) {
+        const Row& row = rows_[i];
         row.angleBar->clear();
         row.heatBar->clear();
         for (QLabel* label : {row.angle, row.encoder, row.dac, row.heat})
-            setChangedText(label, "-");
+            showFigure(label, axisName(i), "-");
     }
 }

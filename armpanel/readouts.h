@@ -1,4 +1,5 @@
-// The live figures of the arm: axes, motors, amplifiers, calibration, servo loop.
+// The live figures of the arm: axes, motors, amplifiers, calibration, servo loop. What a colour says is also
+// in a text beside it.
 #pragma once
 
 #include <QLabel>
@@ -26,19 +27,21 @@ class BarGauge : public QWidget {
 
 public:
     enum class Kind { Marker, Level };
-    explicit BarGauge(Kind kind, QWidget* parent = nullptr);
+    /// `name`: what it shows, for those who cannot see it.
+    BarGauge(Kind kind, const QString& name, QWidget* parent = nullptr);
 
     /// `low` and `high` are the ends; a marker gets a tick at zero, a level turns to a warning near `high`.
     void show(double low, double high, double value);
     void clear();
-    QSize sizeHint() const override { return {90, 12}; }
-    QSize minimumSizeHint() const override { return {50, 12}; }
+    QSize sizeHint() const override { return {80, 12}; }
+    QSize minimumSizeHint() const override { return {44, 12}; }
 
 protected:
     void paintEvent(QPaintEvent* event) override;
 
 private:
     Kind kind_;
+    QString name_;
     double low_ = 0, high_ = 0, value_ = 0;  // low = high: nothing to show
 };
 
@@ -76,7 +79,9 @@ private:
         BarGauge *angleBar, *heatBar;
     };
 
-    Lamp *amplifiers_, *loop_, *calibration_, *hand_;
+    void showLamps(const ArmState& state);
+
+    Lamp *amplifiers_, *loop_, *calibration_, *hand_, *faults_, *scheduling_;
     std::array<Row, 6> rows_{};
 };
 
@@ -85,3 +90,8 @@ QString oneDecimal(double value);
 
 /// Sets a label's text only where it changed: the figures come thirty times a second.
 void setChangedText(QLabel* label, const QString& text);
+/// The same, and what the figure is for those who cannot see where it stands.
+void showFigure(QLabel* label, const QString& name, const QString& text);
+
+/// Number, part and letter of an axis, as "1  base X"; `axis` is 0 to 5.
+QString axisName(int axis);

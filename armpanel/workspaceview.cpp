@@ -16,6 +16,7 @@ constexpr double kStep = 2.0, kLongStep = 10.0;  // mm, by key and wheel notch
 constexpr double kBox = 20.0, kOuterBox = 40.0;  // mm, the walls of the two boxes
 constexpr double kRanges[] = {55.0, 110.0, 220.0, 440.0};
 constexpr double kTitleHeight = 20.0;
+constexpr double kSmallForce = 0.05;  // N, not shown
 
 /// The palette's text colour, `part` of it over the background.
 QColor faint(const QPalette& palette, double part) {
@@ -39,28 +40,41 @@ WorkspaceView::WorkspaceView(Side side, QWidget* parent) : QWidget(parent), side
     setFocusPolicy(Qt::StrongFocus);
     setCursor(Qt::CrossCursor);
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
-    setAccessibleName(side == Side::Front ? tr("Workspace from the front") : tr("Workspace from above"));
-    setAccessibleDescription(
-        tr("Arrow keys move the stylus on X and Y, Page Up and Page Down away and towards "
-           "you; Shift takes 10 mm steps. Home goes to the origin, Escape lets go."));
+    nameView();
     setToolTip(
         side == Side::Front
-            ? tr("From the front. Drag: X and Y. Wheel: Z, up is away from you.\nArrows X and Y, Page Up/Down "
-                 "Z, Shift for 10 mm. Home: origin. Esc: let go.")
-            : tr("From above. Drag: X and Z, down is towards you. Wheel: Y.\nArrows X and Y, Page Up/Down "
-                 "Z, Shift for 10 mm. Home: origin. Esc: let go."));
+            ? tr("From the front. Drag, or arrow keys: X and Y. Wheel, or Page Up/Down: Z, up is away from you.\n"
+                 "Keys and wheel move 2 mm, with Shift 10 mm. Home: origin. Esc: release.")
+            : tr("From above. Drag, or arrow keys: X and Z, down is towards you. Wheel, or Page Up/Down: Y.\n"
+                 "Keys and wheel move 2 mm, with Shift 10 mm. Home: origin. Esc: release."));
 }
 
 void WorkspaceView::showState(const ArmState& state) {
     state_ = state;
     hasState_ = true;
+    nameView();
     chooseRange();
     update();
 }
 
 void WorkspaceView::clear() {
     hasState_ = dragging_ = false;
+    nameView();
     update();
+}
+
+QString WorkspaceView::place() const {
+    return tr("X %1   %2 %3 mm")
+        .arg(oneDecimal(state_.position[0]), side_ == Side::Front ? "Y" : "Z",
+             oneDecimal(state_.position[along()]));
+}
+
+void WorkspaceView::nameView() {
+    QString name = side_ == Side::Front ? tr("Workspace from the front") : tr("Workspace from above");
+    if (hasState_ && state_.open)
+        name += ", " + place();
+    if (name != accessibleName())
+        setAccessibleName(name);
 }
 
 // The ink well and the stops lie far outside the box; the picture widens only while the stylus is there,
@@ -171,7 +185,7 @@ void WorkspaceView::paintArm(QPainter& painter) const {
     // The arrow's length grows with the root of the force: 1 N and 20 N are both readable.
     const double across = state_.force[0], up = downwards() * state_.force[along()];
     const double newtons = std::hypot(across, up);
-    if (newtons > 0.05) {
+    if (newtons > kSmallForce) {
         const QPointF direction(across / newtons, up / newtons);
         const QPointF tip = end + direction * (8.0 + 12.0 * std::sqrt(newtons));
         const QPointF side(-direction.y(), direction.x());
@@ -199,23 +213,19 @@ void WorkspaceView::paintTexts(QPainter& painter) const {
     painter.drawText(line, Qt::AlignLeft | Qt::AlignVCenter, side_ == Side::Front ? tr("Front") : tr("Above"));
     painter.setFont(font());
     const QString legend = side_ == Side::Front ? tr("X \u2192  Y \u2191") : tr("X \u2192  Z \u2193 to you");
-    QString values = legend;
-    if (hasState_ && state_.open) {
-        const QString axis = side_ == Side::Front ? "Y" : "Z";
-        values =
-            tr("X %1   %2 %3 mm").arg(oneDecimal(state_.position[0]), axis, oneDecimal(state_.position[along()]));
-        const double newtons = std::hypot(state_.force[0], state_.force[along()]);
-        if (newtons > 0.05)
-            values += tr("   %1 N").arg(newtons, 0, 'f', 1);
-    }
-    painter.drawText(line, Qt::AlignRight | Qt::AlignVCenter, values);
-    if (values == legend)
+    const bool shown = hasState_ && state_.open;
+    painter.drawText(line, Qt::AlignRight | Qt::AlignVCenter, shown ? place() : legend);
+    if (!shown)
         return;
     QFont small = font();
     small.setPointSizeF(small.pointSizeF() * 0.8);
     painter.setFont(small);
     painter.setPen(faint(palette(), 0.7));
     painter.drawText(area.adjusted(6, 4, -6, -4), Qt::AlignRight | Qt::AlignTop, legend);
+    const double newtons = std::hypot(state_.force[0], state_.force[along()]);
+    if (newtons > kSmallForce)
+        painter.drawText(area.adjusted(12, 4, -6, -4), Qt::AlignLeft | Qt::AlignTop,
+                         tr("force %1 N").arg(newtons, 0, 'f', 1));
 }
 
 void WorkspaceView::dragTo(const QPointF& point) {
@@ -247,7 +257,7 @@ void WorkspaceView::wheelEvent(QWheelEvent* event) {
     const int notches = wheelLeft_ / kNotch;
     wheelLeft_ -= notches * kNotch;
     if (notches != 0)
-        emit nudged(depth(), (side_ == Side::Front ? -1.0 : 1.0) * notches * stepOf(event->modifiers()));
+        emit nudged(depth(), backwards() * notches * stepOf(event->modifiers()));
     event->accept();
 }
 
@@ -261,16 +271,16 @@ void WorkspaceView::keyPressEvent(QKeyEvent* event) {
             emit nudged(0, step);
             return;
         case Qt::Key_Down:
-            emit nudged(1, -step);
+            emit nudged(along(), downwards() * step);
             return;
         case Qt::Key_Up:
-            emit nudged(1, step);
+            emit nudged(along(), -downwards() * step);
             return;
         case Qt::Key_PageUp:
-            emit nudged(2, -step);
+            emit nudged(depth(), backwards() * step);
             return;
         case Qt::Key_PageDown:
-            emit nudged(2, step);
+            emit nudged(depth(), -backwards() * step);
             return;
         case Qt::Key_Home:
             emit originWanted();

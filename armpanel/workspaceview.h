@@ -1,4 +1,5 @@
-// One view of the workspace: the box, the endpoint, the hand and the force; the stylus is dragged in it.
+// One view of the workspace: the box, the endpoint, the hand and the force; the stylus is dragged in it, or
+// moved by the keys as the picture shows it.
 #pragma once
 
 #include <QWidget>
@@ -41,6 +42,7 @@ private:
     int along() const { return side_ == Side::Front ? 1 : 2; }
     int depth() const { return side_ == Side::Front ? 2 : 1; }
     double downwards() const { return side_ == Side::Front ? -1.0 : 1.0; }  // of the axis along the height
+    double backwards() const { return side_ == Side::Front ? -1.0 : 1.0; }  // of the depth: what Page Up does
     QRectF field() const;
     QPointF toScreen(const Vec3& point) const;
     void chooseRange();
@@ -49,6 +51,8 @@ private:
     void paintScale(QPainter& painter) const;
     void paintArm(QPainter& painter) const;
     void paintTexts(QPainter& painter) const;
+    QString place() const;
+    void nameView();
 
     Side side_;
     ArmState state_;

@@ -7,10 +7,15 @@
 #include <unistd.h>
 
 #include <QCheckBox>
+#include <QComboBox>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QLocalServer>
+#include <QMessageBox>
 #include <QPushButton>
+#include <QSlider>
+#include <QSpinBox>
+#include <QTabWidget>
 #include <QTemporaryDir>
 #include <QTreeWidget>
 #include <QtTest>
@@ -18,7 +23,13 @@
 
 #include "armpanel.h"
 #include "faultlist.h"
+#include "fleetlist.h"
 #include "handcontrols.h"
+#include "handrecorder.h"
+#include "loopview.h"
+#include "readouts.h"
+#include "scriptbar.h"
+#include "scriptfile.h"
 #include "workspaceview.h"
 
 namespace {
@@ -122,6 +133,14 @@ class TestPanel : public QObject {
     std::unique_ptr<QTemporaryDir> folder;
     QString path(const QString& name) const { return folder->filePath("nolva-diagnostic/" + name); }
     static QString text(const ArmPanel& panel, const char* name) { return panel.findChild<QLabel*>(name)->text(); }
+
+    static QPushButton* button(const QWidget& in, const QString& text) {
+        for (QPushButton* it : in.findChildren<QPushButton*>()) {
+            if (it->text().remove('&') == text)
+                return it;
+        }
+        return nullptr;
+    }
 
     /// A link with an arm that has answered the first state and answers no more.
     struct Quiet {
@@ -246,7 +265,7 @@ private slots:
         quiet.arm.answers = true;
         quiet.arm.replyToAll(quiet.arm.received.size() - 1);
         QTRY_COMPARE(quiet.arm.named("hand.release").size(), 1);
-        hand.moveTo({-70, 0, 0});
+        hand.moveTo({-700, 0, 0});
         QTRY_COMPARE(moves().size(), 3);
         QCOMPARE(numbers(moves()[2]["position"])[0], -Hand::kLimit);
     }
@@ -371,9 +390,6 @@ private slots:
         QTRY_VERIFY(text(panel, "device").startsWith("Arm 7"));
         const auto views = panel.findChildren<WorkspaceView*>();
         const auto sentBy = [&](const std::function<void()>& act) {
-            // Where the last move was answered, the stylus is where the state says again: at 1, 2, 3.
-            for (int i = 0; i < 100 && panel.link().commandsUnderWay() != 0; ++i)
-                QTest::qWait(5);
             // Once the last move is answered, the stylus is where the state says again: at 1, 2, 3.
             const bool answered = QTest::qWaitFor([&] { return panel.link().commandsUnderWay() == 0; });
             const int before = arm.named("hand.move").size();
@@ -403,6 +419,9 @@ private slots:
             {Qt::Key_Home, Qt::NoModifier, {0, 0, 0}}};
         for (const Key& key : keys)
             QCOMPARE(sentBy([&] { QTest::keyClick(views[0], key.key, key.with); }), key.to);
+        // From above the keys follow that picture: up is away from the operator, the depth is the height.
+        QCOMPARE(sentBy([&] { QTest::keyClick(views[1], Qt::Key_Up); }), QList<double>({1, 2, 1}));
+        QCOMPARE(sentBy([&] { QTest::keyClick(views[1], Qt::Key_PageUp); }), QList<double>({1, 4, 3}));
         QTest::keyClick(views[0], Qt::Key_Escape);
         QTRY_COMPARE(arm.named("hand.release").size(), 1);
     }
@@ -473,6 +492,240 @@ private slots:
         };
         hand.play(script);
         QTRY_VERIFY(!hand.isPlaying());
+    }
+
+    // Each button by the keyboard, and the word and fields that the arm gets for it.
+    void saysTheArmsWords() {
+        ScriptedArm arm(path("arm-1.sock"));
+        arm.state["jointMin"] = QJsonArray{-1, -1, -1, -1, -1, -1};
+        arm.state["jointMax"] = QJsonArray{1, 1, 1, 1, 1, 1};
+        arm.state["gimbal"] = true;
+        arm.state["grip"] = 1;
+        ArmPanel panel;
+        panel.show();
+        panel.start(kRetryMs);
+        QTRY_VERIFY(text(panel, "device").startsWith("Arm 7"));
+        auto* tabs = panel.findChild<QTabWidget*>();
+        struct Word {
+            int tab;
+            const char* button;
+            const char* command;
+            QJsonObject fields;
+        };
+        const QJsonArray origin{0, 0, 0};
+        const Word words[] = {
+            {0, "Dock in ink well", "hand.dock", {}},
+            {0, "Undock and hold", "hand.undock", {}},
+            {0, "Reset pose", "hand.reset", {}},
+            {0, "Hold at origin", "hand.move", {{"position", origin}}},
+            {0, "Release", "hand.release", {}},
+            {0, "Drag there", "hand.drag", {{"position", origin}, {"speed", 100}}},
+            {1, "5 Gimbal Y", "hand.sweep", {{"axis", 4}}},
+            {2, "-Z  rear", "hand.drag", {{"position", origin}}},
+            {3, "Clear all", "fault.clear", {}},
+            {4, "Cold (25 \u00b0C)", "heat.set", {{"motor", -1}, {"winding", 25}, {"stator", 25}}},
+            {5, "List anew", "fleet.list", {}},
+            {6, "Step", "loop.step", {{"ticks", 1000}}}};
+        const auto sent = [&arm](const char* command, int before, const QJsonObject& fields) {
+            if (!QTest::qWaitFor([&] { return arm.named(command).size() > before; }))
+                return false;
+            const QJsonObject got = arm.named(command)[before];
+            for (auto it = fields.begin(); it != fields.end(); ++it) {
+                if (got[it.key()] != it.value())
+                    return false;
+            }
+            return true;
+        };
+        for (const Word& word : words) {
+            tabs->setCurrentIndex(word.tab);
+            QPushButton* key = button(*tabs->widget(word.tab), QString::fromUtf8(word.button));
+            QVERIFY2(key && key->isVisible() && (key->focusPolicy() & Qt::TabFocus), word.button);
+            const int before = arm.named(word.command).size();
+            QTest::keyClick(key, Qt::Key_Space);
+            QVERIFY2(sent(word.command, before, word.fields), word.button);
+        }
+        tabs->setCurrentIndex(0);
+        QTest::keyPress(button(panel, "Extra switch 2"), Qt::Key_Space);
+        QVERIFY(sent("hand.switch", 0, {{"button", 1}, {"pressed", true}}));
+        QTest::keyRelease(button(panel, "Extra switch 2"), Qt::Key_Space);
+        QVERIFY(sent("hand.switch", 1, {{"button", 1}, {"pressed", false}}));
+        // The sliders follow no state while an answer is due, so that each is moved with none under way.
+        const auto sliders = panel.findChildren<QSlider*>();
+        const QStringList commands{"hand.strength", "hand.pinch",  "hand.joints", "hand.gimbal",
+                                   "hand.joints",   "hand.joints", "hand.gimbal", "hand.gimbal"};
+        QCOMPARE(sliders.size(), commands.size());
+        QStringList moved;
+        for (QSlider* slider : sliders) {
+            QTRY_COMPARE(panel.link().commandsUnderWay(), 0);
+            const int before = arm.received.size();
+            slider->triggerAction(QAbstractSlider::SliderSingleStepAdd);
+            QTRY_VERIFY(std::any_of(arm.received.begin() + before, arm.received.end(),
+                                    [](const QJsonObject& c) { return c["command"] != "state"; }));
+            for (int i = before; i < arm.received.size(); ++i) {
+                if (arm.received[i]["command"] != "state")
+                    moved << arm.received[i]["command"].toString();
+            }
+        }
+        moved.sort();
+        QStringList wanted = commands;
+        wanted.sort();
+        QCOMPARE(moved, wanted);
+    }
+
+    void everyControlHasKeyAndName() {
+        ArmPanel panel;
+        // All of it at a small window, so that nothing is cut off there.
+        QVERIFY2(panel.minimumSizeHint().width() <= 700 && panel.minimumSizeHint().height() <= 600,
+                 qPrintable(
+                     QString("%1x%2").arg(panel.minimumSizeHint().width()).arg(panel.minimumSizeHint().height())));
+        auto* tabs = panel.findChild<QTabWidget*>();
+        QStringList always;
+        for (int i = 0; i < tabs->count(); ++i)
+            always << QKeySequence::mnemonic(tabs->tabText(i)).toString();
+        for (int i = 0; i < tabs->count(); ++i) {
+            QStringList keys = always;
+            for (QWidget* control : tabs->widget(i)->findChildren<QWidget*>()) {
+                QString shown = control->property("text").toString();
+                if (!shown.contains('&'))
+                    shown.clear();
+                if (!QKeySequence::mnemonic(shown).isEmpty())
+                    keys << QKeySequence::mnemonic(shown).toString();
+                const bool own = qobject_cast<QAbstractButton*>(control) || qobject_cast<QSlider*>(control)
+                                 || qobject_cast<QAbstractSpinBox*>(control) || qobject_cast<QComboBox*>(control);
+                if (own && !control->objectName().startsWith("qt_"))
+                    QVERIFY2(!control->toolTip().isEmpty() && (control->focusPolicy() & Qt::TabFocus),
+                             qPrintable(tabs->tabText(i) + ": " + control->property("text").toString()));
+            }
+            keys.removeAll(QString());
+            const int all = keys.size();
+            QVERIFY2(keys.removeDuplicates() == 0 && all > 7, qPrintable(tabs->tabText(i) + ": " + keys.join(' ')));
+        }
+    }
+
+    // What a colour or a place tells is in a text too; of the fleet, the open device is marked.
+    void tellsWithoutColours() {
+        ScriptedArm arm(path("arm-1.sock"));
+        arm.state["winding"] = QJsonArray{25, 80, 90, 25, 25, 25};
+        arm.state["warmLimit"] = 85;
+        arm.state["faults"] = QJsonArray{"hot", "jitter"};
+        arm.state["lateTicks"] = 3;
+        arm.state["ticks"] = 1000;
+        arm.answer = [](const QJsonObject& command) -> QJsonObject {
+            return command["command"] == "fleet.list"
+                       ? QJsonObject{{"devices", QJsonArray{"Arm 6", "Arm 7"}}, {"source", "built in"}}
+                       : QJsonObject{};
+        };
+        ArmPanel panel;
+        panel.start(kRetryMs);
+        QTRY_VERIFY(text(panel, "device").startsWith("Arm 7"));
+        QStringList names;
+        for (const QWidget* it : panel.findChildren<QWidget*>())
+            names << it->accessibleName();
+        for (const char* name :
+             {"2  base Y, winding near 80.0", "3  base Z, winding warm 90.0", "Amplifiers OFF", "2 faults on",
+              "Workspace from above, X 1.0   Z 3.0 mm", "Not real-time", "Nobody holds it",
+              "Late ticks 3 (0.300 %)", "3  base Z, winding to its warm limit 106 %"})
+            QVERIFY2(names.contains(name), name);
+        auto* fleet = panel.findChild<FleetList*>()->findChild<QTreeWidget*>();
+        QTRY_COMPARE(fleet->topLevelItemCount(), 2);
+        QCOMPARE(fleet->topLevelItem(0)->text(1), QString());
+        QCOMPARE(fleet->topLevelItem(1)->text(1), QString("open"));
+    }
+
+    void recordsWithItsTimes() {
+        ArmLink link;
+        HandRecorder recorder(link);
+        recorder.take("hand.dock", {}, 5);  // before the start
+        recorder.start();
+        recorder.take("fault.clear", {}, 900);
+        recorder.take("hand.dock", {}, 1000);
+        recorder.take("hand.switch", {{"button", 0}, {"pressed", true}}, 1250);
+        recorder.stopAt(1300);
+        recorder.take("hand.undock", {}, 1400);
+        QCOMPARE(writeScript(recorder.script()),
+                 QByteArray("{\"command\":\"hand.dock\"}\n{\"wait\":250}\n{\"button\":0,\"command\":"
+                            "\"hand.switch\",\"pressed\":true}\n{\"wait\":50}\n"));
+    }
+
+    // From the operator's buttons to a file and back to the arm; what the arm refused is not in it.
+    void recordsAndPlays() {
+        ScriptedArm arm(path("arm-1.sock"));
+        bool refuses = true;
+        arm.answer = [&refuses](const QJsonObject& command) -> QJsonObject {
+            return refuses && command["command"] == "hand.dock" ? QJsonObject{{"ok", false}, {"error", "no well"}}
+                                                                : QJsonObject{};
+        };
+        ArmPanel panel;
+        panel.start(kRetryMs);
+        QTRY_VERIFY(text(panel, "device").startsWith("Arm 7"));
+        auto* bar = panel.findChild<ScriptBar*>();
+        const auto press = [&panel](const char* name) { button(panel, name)->click(); };
+        QVERIFY(!button(panel, "Play")->isEnabled() && !button(panel, "Save...")->isEnabled());
+        press("Record");
+        for (const char* name : {"Reset pose", "Dock in ink well", "Hold at origin", "Undock and hold"}) {
+            press(name);
+            QTRY_COMPARE(panel.link().commandsUnderWay(), 0);
+        }
+        QVERIFY(!button(panel, "Play")->isEnabled() && !button(panel, "Open...")->isEnabled());
+        press("Record");
+        const QString file = folder->filePath("walk.jsonl");
+
+        // A recording in no file is not closed away by one click.
+        QMessageBox::StandardButton pressed = QMessageBox::Cancel;
+        const auto answerBox = [&pressed] {
+            qobject_cast<QMessageBox*>(QApplication::activeModalWidget())->button(pressed)->click();
+        };
+        QTimer::singleShot(0, &panel, answerBox);
+        QVERIFY(!panel.close());
+        QVERIFY(bar->save(file));
+        QVERIFY(panel.close());
+        QVERIFY(!bar->save("/nowhere/walk.jsonl"));
+        QVERIFY(text(panel, "status").contains("walk.jsonl: "));
+
+        const int before = arm.received.size();
+        const auto handCommands = [&] {
+            QStringList out;
+            for (int i = before; i < arm.received.size(); ++i) {
+                if (arm.received[i]["command"] != "state")
+                    out << arm.received[i]["command"].toString();
+            }
+            return out;
+        };
+        QVERIFY(bar->load(file));
+        press("Play");
+        QTRY_COMPARE(text(panel, "script"), QString("Played walk.jsonl to its end"));
+        QTRY_COMPARE(handCommands(), QStringList({"hand.reset", "hand.move", "hand.undock"}));
+
+        // Stopped in the middle, the stylus is held where it is; a refused step ends the playing.
+        arm.state["holding"] = true;
+        QFile out(file);
+        QVERIFY(out.open(QIODevice::WriteOnly));
+        out.write("{\"command\":\"hand.reset\"}\n{\"wait\":60000}\n{\"command\":\"hand.dock\"}\n");
+        out.close();
+        QVERIFY(bar->load(file));
+        const int states = arm.named("state").size();
+        QTRY_VERIFY(arm.named("state").size() > states + 2);
+        press("Play");
+        QTRY_VERIFY(!arm.named("hand.reset").isEmpty());
+        press("Stop");
+        QTRY_COMPARE(arm.named("hand.joints").size(), 1);
+        QVERIFY(text(panel, "script").contains("step 1 of 2, hand.reset"));
+
+        QVERIFY(out.open(QIODevice::WriteOnly));
+        out.write("{\"command\":\"hand.dock\"}\n{\"wait\":60000}\n{\"command\":\"hand.release\"}\n");
+        out.close();
+        QVERIFY(bar->load(file));
+        press("Play");
+        QTRY_VERIFY(text(panel, "script").contains("Ended"));
+        QVERIFY(text(panel, "status").contains("no well"));
+
+        // Nothing is left to be played of a bad file, which is named with line and reason.
+        QVERIFY(out.open(QIODevice::WriteOnly | QIODevice::Append));
+        out.write("{\"command\":\"hand.fly\"}\n");
+        out.close();
+        QVERIFY(!bar->load(file));
+        QVERIFY(text(panel, "script").startsWith("walk.jsonl: line 4: command: \"hand.fly\""));
+        QVERIFY(!button(panel, "Play")->isEnabled());
     }
 };
 

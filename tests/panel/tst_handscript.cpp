@@ -1,0 +1,143 @@
+// Scripts of the hand as files: a line is good exactly where the arm takes it, and a bad one is named.
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QtTest>
+
+#include "device/simulated/armcontrol.h"
+#include "scriptfile.h"
+
+namespace {
+
+QByteArray line(const QJsonObject& object) {
+    return QJsonDocument(object).toJson(QJsonDocument::Compact);
+}
+
+/// Values about the ends of every range, and of every kind.
+QJsonArray candidates(int count) {
+    QJsonArray out{QJsonValue(), "1", true, QJsonObject()};
+    for (const double value : {-1000.1, -1000.0, -6.3, -6.2, -1.0, 0.0,   0.05,  0.1,    0.5,    1.0,    2.0,   5.0,
+                               6.0,     6.2,     6.3,  50.0, 50.1, 200.0, 200.1, 1000.0, 1000.1, 5000.0, 5000.1}) {
+        out << value;
+        for (int size = count - 1; size <= count + 1; ++size) {
+            QJsonArray array;
+            for (int i = 0; i < size; ++i)
+                array << value;
+            out << array;
+        }
+    }
+    return out << QJsonArray{1, "2", 3} << QJsonArray{1, QJsonValue(), 3, 4, 5, 6};
+}
+
+}  // namespace
+
+class TestHandScript : public QObject {
+    Q_OBJECT
+
+private slots:
+    void initTestCase() {
+        qputenv("NOLVA_ARM_SOCKET", "off");
+        qputenv("KNDD_HOME", "");
+        QCOMPARE(armcontrol::loopStepped(true), std::string());
+    }
+    void cleanupTestCase() { armcontrol::resetArm(); }
+
+    void agreesWithTheArm() {
+        const QJsonArray commands{
+            QJsonObject{{"command", "hand.move"}, {"position", QJsonArray{1, 2, 3}}},
+            QJsonObject{{"command", "hand.drag"}, {"position", QJsonArray{1, 2, 3}}, {"speed", 9}},
+            QJsonObject{{"command", "hand.joints"}, {"angles", QJsonArray{0, 0, 0, 0, 0, 0}}, {"speed", 1}},
+            QJsonObject{{"command", "hand.sweep"}, {"axis", 5}, {"speed", 1}},
+            QJsonObject{{"command", "hand.gimbal"}, {"angles", QJsonArray{0, 0, 0}}},
+            QJsonObject{{"command", "hand.release"}},
+            QJsonObject{{"command", "hand.dock"}},
+            QJsonObject{{"command", "hand.undock"}},
+            QJsonObject{{"command", "hand.reset"}},
+            QJsonObject{{"command", "hand.strength"}, {"newtons", 25}},
+            QJsonObject{{"command", "hand.switch"}, {"button", 1}, {"pressed", true}},
+            QJsonObject{{"command", "hand.presence"}, {"present", false}},
+            QJsonObject{{"command", "hand.pinch"}, {"closed", 0.5}}};
+        int good = 0, bad = 0;
+        const auto compare = [&](const QJsonObject& object) {
+            const std::string answer = armcontrol::command(line(object).toStdString());
+            const bool taken = QJsonDocument::fromJson(QByteArray::fromStdString(answer))["ok"].toBool();
+            const QString error = readScript(line(object)).error;
+            QVERIFY2(taken == error.isEmpty(), qPrintable(line(object) + "  " + error + "  " + answer.c_str()));
+            ++(taken ? good : bad);
+        };
+        for (const QJsonValue& command : commands) {
+            QJsonObject object = command.toObject();
+            compare(object);
+            for (const QString& name : object.keys()) {
+                QJsonObject other = object;
+                other.remove(name);
+                compare(other);
+                for (const QJsonValue& value : candidates(object[name].toArray().size())) {
+                    if (name == "command")
+                        break;
+                    other[name] = value;
+                    compare(other);
+                }
+            }
+            object["id"] = "mine";
+            compare(object);
+            object["more"] = 1;
+            compare(object);
+            QVERIFY(!QTest::currentTestFailed());
+        }
+        QVERIFY(good > 100 && bad > 100);
+    }
+
+    void namesWhatIsBad_data() {
+        QTest::addColumn<QByteArray>("text");
+        QTest::addColumn<QString>("error");  // its beginning
+        const QByteArray dock = "{\"command\":\"hand.dock\"}\n";
+        QTest::newRow("nothing") << QByteArray("\n \n") << "line 1: there is no command";
+        QTest::newRow("not JSON") << QByteArray(dock + "\n{\"command\":}") << "line 3: not JSON at column ";
+        QTest::newRow("array") << QByteArray(dock + "[1]") << "line 2: a line is one JSON object";
+        QTest::newRow("no command") << QByteArray("{\"position\":1}") << "line 1: command: ";
+        QTest::newRow("not the hand's")
+            << QByteArray(dock + "{\"command\":\"fault.clear\"}") << "line 2: command: \"fault.clear\" is none";
+        QTest::newRow("short") << QByteArray(dock + "{\"command\":\"hand.move\",\"position\":[1,2]}")
+                               << "line 2: position: must be an array of 3 numbers between -1000 and 1000";
+        QTest::newRow("unknown field") << QByteArray("{\"command\":\"hand.dock\",\"speed\":1}")
+                                       << "line 1: speed: ";
+        QTest::newRow("negative wait") << QByteArray("{\"wait\":-1}") << "line 1: wait: must be";
+        QTest::newRow("text wait") << QByteArray("{\"wait\":\"1\"}") << "line 1: wait: must be";
+        QTest::newRow("wait and more") << QByteArray("{\"wait\":1,\"command\":\"hand.dock\"}")
+                                       << "line 1: wait: stands";
+        QTest::newRow("long waits") << QByteArray(dock + "{\"wait\":3600000}\n{\"wait\":1}")
+                                    << "line 3: wait: the waits";
+        QTest::newRow("long line") << QByteArray(dock + "{\"wait\":" + QByteArray(70000, '1') + "}")
+                                   << "line 2: the line";
+    }
+    void namesWhatIsBad() {
+        QFETCH(QByteArray, text);
+        QFETCH(QString, error);
+        const ReadScript read = readScript(text);
+        QVERIFY2(read.error.startsWith(error), qPrintable(read.error));
+        QVERIFY(read.script.isEmpty());
+    }
+
+    void readsWhatItWrites() {
+        const QByteArray text =
+            "{\"wait\":40}\n{\"command\":\"hand.dock\"}\n{\"command\":\"hand.switch\","
+            "\"button\":1,\"pressed\":true}\n{\"wait\":1500}\n{\"command\":\"hand.move\","
+            "\"position\":[0.1,-2.25,1e-07]}\n{\"wait\":7}\n";
+        const ReadScript read = readScript(text);
+        QCOMPARE(read.error, QString());
+        QCOMPARE(lengthOf(read.script), qint64(1547));
+        QCOMPARE(writeScript(readScript(writeScript(read.script)).script), writeScript(read.script));
+        QCOMPARE(writeScript(read.script).split('\n').size(), text.split('\n').size());
+        QVERIFY(writeScript(read.script).contains("[0.1,-2.25,1e-07]"));
+        const ReadScript loose =
+            readScript("\r\n{ \"wait\" : 10.4 }\r\n{\"wait\":5}\n\n{\"command\":\"hand.dock\",\"id\":3}");
+        QCOMPARE(loose.script.size(), 2);
+        QCOMPARE(loose.script[0].waitMs, 15);
+        QVERIFY(loose.script[1].fields.isEmpty());
+        QVERIFY(!readScriptFile("/nowhere/script.jsonl").error.isEmpty());
+        QVERIFY(!writeScriptFile("/nowhere/script.jsonl", read.script).isEmpty());
+    }
+};
+
+QTEST_GUILESS_MAIN(TestHandScript)
+#include "tst_handscript.moc"
