@@ -1,0 +1,253 @@
+#include "bench.h"
+
+#include <QFile>
+#include <QHash>
+#include <cmath>
+
+#include "examiner.h"
+#include "servostate.h"
+
+using armcontrol::Vec3;
+
+namespace {
+
+constexpr int kLook = 250;             ///< ms between two looks at the error browser
+constexpr double kHealthyJitter = 40;  ///< us
+
+std::int64_t armMilliseconds() {
+    return std::llround(armcontrol::armTime() * 1000.0);
+}
+
+/// What a test leaves behind for the next window of the same process.
+void clearSharedState() {
+    for (Shared<bool>* flag : {&startBoxTest, &startCalibTest, &startFrictionTest, &startCapstanTest,
+                               &verifyCapstanTest, &startServoTest, &startEncoderTest})
+        *flag = false;
+    prevTharlenID = -1;
+    servoUpdateTicks = startPlotCounter = 0;
+    rateCounter = 0;
+    testClock = &armMilliseconds;
+    encoderTestTime.clear();
+    testPointTimer.clear();
+    seekingTestPoint = false;
+    totalLoops = 0;
+    nextTempWarning = 75.0f;
+}
+
+QString calibrationPath(const Subject& subject) {
+    return qEnvironmentVariable("KNDD_HOME") + "/config/THARLeN Calibration (" + subject.name + ")";
+}
+
+/// The calibration file of a healthy device, made once by a whole calibration.
+QByteArray calibrationFile(const Subject& subject) {
+    static QHash<QString, QByteArray> files;
+    QByteArray& content = files[subject.name];
+    if (!content.isEmpty())
+        return content;
+    Findings unused(nullptr);
+    Cell cell{subject};
+    Bench bench(cell, unused);
+    if (bench.open().isEmpty() && bench.person->next("Calibrate").isEmpty())
+        bench.person->calibrate();
+    QFile file(calibrationPath(subject));
+    if (file.open(QIODevice::ReadOnly))
+        content = file.readAll();
+    return content;
+}
+
+void restoreCalibration(const Subject& subject) {
+    const QByteArray content = calibrationFile(subject);
+    QFile file(calibrationPath(subject));
+    if (file.open(QIODevice::WriteOnly))
+        file.write(content);
+}
+
+bool isStall(const FaultCase* faultCase) {
+    return faultCase && qstrcmp(faultCase->fault, "stall") == 0;
+}
+
+}  // namespace
+
+Bench::Bench(const Cell& cell, Findings& findings) : cell(cell), findings(findings), manner(cell.seed) {
+    armcontrol::resetArm();
+    armcontrol::loopStepped(true);
+    clearSharedState();
+    // A loop on a real machine is never quite even; the fault "jitter" takes this one's place.
+    armcontrol::setFault("jitter", true, -1, manner.between(1, kHealthyJitter));
+    if (cell.test == Test::Select && cell.faultCase && cell.faultCase->part == Part::Record)
+        switchFault();
+    qunsetenv("MVI_MANUFACTURING");
+    qunsetenv("MVI_ENCODER_CHECK");
+    if (cell.subject.inManufacturing(cell.test)) {
+        qputenv("MVI_MANUFACTURING", "1");
+        if (cell.test == Test::EncoderTest || cell.test == Test::GimbalTrace)
+            qputenv("MVI_ENCODER_CHECK", "1");
+    }
+    window = std::make_unique<qtTharlenTest>();
+    time = std::make_unique<SteppedTime>(*window);
+    person = std::make_unique<Operator>(*window, *time);
+}
+
+Bench::~Bench() {
+    person.reset();
+    time.reset();
+    window.reset();
+    clearSharedState();
+    armcontrol::resetArm();
+}
+
+void Bench::switchFault() {
+    if (cell.faultCase)
+        armcontrol::setFault(cell.faultCase->fault, true, cell.axis, cell.faultCase->amount);
+}
+
+QString Bench::open() {
+    spend(100);
+    QString wrong;
+    if (cell.subject.inManufacturing(cell.test))
+        wrong = person->enterAdvancedMode(NOLVA_TOUR_WORD);
+    if (wrong.isEmpty())
+        wrong = person->select(cell.subject.name);
+    if (!wrong.isEmpty())
+        return wrong;
+    insertTabs();
+    armcontrol::handStrength(manner.between(25, 30));
+    hold(center(), manner.wait(300, 700));
+    return {};
+}
+
+// All of the flow's tabs, since entering one disables another one by its number.
+void Bench::insertTabs() {
+    for (const Test test : {Test::Calibrate, Test::ReadEncoder, Test::CycleAmps, Test::TestForces, Test::BoxTest,
+                            Test::Servoloop, cell.test}) {
+        if (!has(page(test)))
+            window->ui.tabWidget->addTab(page(test), test == Test::GimbalTrace ? "Encoder Test" : testName(test));
+    }
+}
+
+QWidget* Bench::page(Test test) const {
+    const auto& ui = window->ui;
+    QWidget* const pages[kTests] = {ui.tab_1, ui.tab_2, ui.tab_4,  ui.tab_3,  ui.tab_6, ui.tab_7,
+                                    ui.tab_8, ui.tab_9, ui.tab_10, ui.tab_11, ui.tab_5, ui.tab_5};
+    return pages[static_cast<int>(test)];
+}
+
+void Bench::enter() {
+    if (!isStall(cell.faultCase))
+        switchFault();
+    window->ui.tabWidget->setCurrentWidget(page(cell.test));
+    spend(manner.wait(50, 250));
+}
+
+void Bench::underWay() {
+    if (isStall(cell.faultCase))
+        switchFault();
+}
+
+void Bench::spend(int milliseconds) {
+    while (milliseconds > 0) {
+        const int part = qMin(milliseconds, kLook - m_sinceLook);
+        time->spend(part);
+        milliseconds -= part;
+        m_sinceLook += part;
+        if (m_sinceLook < kLook)
+            continue;
+        m_sinceLook = 0;
+        readErrors();
+    }
+}
+
+void Bench::readErrors() {
+    const QString line = window->ui.error_browser->toPlainText().trimmed().section('\n', 0, 0);
+    if (!line.isEmpty())
+        findings.said("error browser: " + line.section(" : ", 1));
+}
+
+// --- The hand --------------------------------------------------------------------------------------
+
+Vec3 Bench::center() {
+    return {manner.between(-6, 6), manner.between(-6, 6), manner.between(-6, 6)};
+}
+
+void Bench::hold(const Vec3& place, int milliseconds) {
+    armcontrol::handMove(place);
+    spend(milliseconds);
+}
+
+void Bench::sweep(int axis, double speed) {
+    const double used = speed * manner.between(0.85, 1.15);
+    const armcontrol::State state = armcontrol::state();
+    const auto i = static_cast<std::size_t>(axis);
+    armcontrol::handSweep(axis, used);
+    spend(static_cast<int>(2000.0 * (state.jointMax[i] - state.jointMin[i] + 0.2) / used) + manner.wait(500, 800));
+}
+
+double Bench::drag(const Vec3& from, const Vec3& to, double speed) {
+    hold(from, 400);
+    const double way =
+        std::sqrt(std::pow(to[0] - from[0], 2) + std::pow(to[1] - from[1], 2) + std::pow(to[2] - from[2], 2));
+    armcontrol::handDrag(to, speed);
+    const int samples = static_cast<int>(0.8 * way / speed * 100);
+    spend(static_cast<int>(0.15 * way / speed * 1000));
+    double sum = 0;
+    for (int i = 0; i < samples; ++i) {
+        spend(10);
+        sum += armcontrol::state().handForce;
+    }
+    return sum / samples;
+}
+
+// --- A cell ----------------------------------------------------------------------------------------
+
+namespace {
+
+CellResult play(const Cell& cell, Findings& findings) {
+    CellResult result;
+    result.played = true;
+    restoreCalibration(cell.subject);
+    {
+        Bench bench(cell, findings);
+        if (cell.test == Test::Select)
+            Examiner(bench).select();
+        else
+            result.broken = bench.open();
+        if (result.broken.isEmpty() && cell.test != Test::Select)
+            Examiner(bench).examine();
+        result.armSeconds = armcontrol::armTime();
+    }
+    result.program = findings.program();
+    result.person = findings.person();
+    result.figures = findings.figures();
+    return result;
+}
+
+/// The read-outs of a healthy arm in the usual manner; `why` where there are none.
+const Readings& usualReadings(const Cell& cell, QString& why) {
+    static QHash<QString, Readings> known;
+    static QHash<QString, QString> broken;
+    const QString key = QString(cell.subject.name) + '/' + testName(cell.test);
+    if (!known.contains(key)) {
+        Findings findings(nullptr);
+        Cell healthy{cell.subject, cell.test};
+        const CellResult result = play(healthy, findings);
+        known[key] = findings.readings();
+        broken[key] = result.broken.isEmpty() ? (result.program + result.person).join("; ") : result.broken;
+    }
+    why = broken[key];
+    return known[key];
+}
+
+}  // namespace
+
+CellResult examine(const Cell& cell) {
+    QString why;
+    const Readings& usual = usualReadings(cell, why);
+    if (!why.isEmpty()) {
+        CellResult result;
+        result.played = true;
+        result.broken = "a healthy arm in the usual manner does not pass: " + why;
+        return result;
+    }
+    Findings findings(&usual);
+    return play(cell, findings);
+}
