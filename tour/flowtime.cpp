@@ -32,8 +32,9 @@ void RealTime::spend(int milliseconds) {
 }
 
 void SteppedTime::spend(int milliseconds) {
+    const int ticks = qMax(1, armcontrol::state().rate / 1000);  // of a millisecond; no timer changes the rate
     for (int i = 0; i < milliseconds && !cancelled(); ++i) {
-        armcontrol::step(qMax(1, armcontrol::state().rate / 1000));
+        armcontrol::step(ticks);
         ++m_now;
         fireDueTimers();
         fireDueShots();

@@ -35,6 +35,8 @@ public:
     void spend(int milliseconds) override;
     /// Milliseconds spent.
     long now() const { return m_now; }
+    /// Whether the amplifier test's switches are still to come, also after its tab was left.
+    bool shotsPending() const { return !m_shots.empty(); }
 
 private:
     void fireDueTimers();

@@ -1,0 +1,98 @@
+// A few seconds of trouble with fixed seeds, and that what it demands can be found missing.
+#include <QDir>
+#include <QTemporaryDir>
+#include <QTest>
+#include <functional>
+
+#include "device/simulated/armcontrol.h"
+#include "trouble.h"
+
+using Act = std::function<void(TroubleBench&)>;
+Q_DECLARE_METATYPE(Act)
+
+class TestTrouble : public QObject {
+    Q_OBJECT
+
+    /// What is found; the last actions too, so that it can be repeated.
+    QString trouble(Diary& diary, const Act& act) {
+        const QTemporaryDir home;  // calibrations are kept there
+        qputenv("KNDD_HOME", home.path().toLocal8Bit());
+        QDir(home.path()).mkpath("config");
+        QDir(home.path()).mkpath("logs");
+        try {
+            TroubleBench bench(diary, NOLVA_TOUR_WORD);
+            act(bench);
+        } catch (const std::exception& error) {
+            return QString("%1 The last actions:\n%2").arg(error.what(), diary.last());
+        }
+        return {};
+    }
+
+private slots:
+    void initTestCase() { qputenv("NOLVA_ARM_SOCKET", "off"); }
+
+    // Every fault meets two tests, and every test a fault.
+    void faults() {
+        const int faults = static_cast<int>(armcontrol::faultNames().size());
+        const int tests = troubleRound() / faults;
+        Diary diary;
+        const QString found = trouble(diary, [&](TroubleBench& bench) {
+            for (int fault = 0; fault < faults; ++fault)
+                troubleFaults(bench, diary, 7, fault * tests + fault % (tests - 1), 2);
+        });
+        QVERIFY2(found.isEmpty(), qPrintable(found));
+    }
+
+    // The same seed does the same; another one does something else.
+    void operators() {
+        const auto play = [this](unsigned seed, unsigned& digest) {
+            Diary diary;
+            const QString found =
+                trouble(diary, [&](TroubleBench& bench) { troubleOperator(bench, diary, seed, 0, 400); });
+            digest = diary.digest;
+            return found;
+        };
+        unsigned first = 0, again = 0, other = 0;
+        for (const QString& found : {play(11, first), play(11, again), play(12, other)})
+            QVERIFY2(found.isEmpty(), qPrintable(found));
+        QCOMPARE(first, again);
+        QVERIFY(first != other);
+    }
+
+    // A window that does not do what is demanded.
+    void demands_data() {
+        QTest::addColumn<Act>("act");
+        QTest::addColumn<QString>("sentence");
+        QTest::newRow("forces stay on") << Act([](TroubleBench& bench) {
+            QTabWidget* tabs = bench.window().ui.tabWidget;
+            connect(tabs, &QTabWidget::currentChanged, [&] { enable_tharlen_forces(bench.window().csTharlenID); });
+            bench.go("Read Encoder");
+        }) << "The forces are on after the change to \"Read Encoder\"";
+        QTest::newRow("no error line") << Act([](TroubleBench& bench) {
+            bench.window().errorDisplayTimer->stop();
+            Dice dice(1, 1);
+            bench.breakArm("unplugged", dice);
+        }) << "\"Communication Error: Check the Device connection\" does not appear within 1050 ms";
+        QTest::newRow("no report") << Act([](TroubleBench& bench) {
+            qputenv("KNDD_HOME", "/nowhere");
+            bench.checkReport();
+        }) << "No whole report";
+        QTest::newRow("not open again") << Act([](TroubleBench& bench) {
+            armcontrol::setFault("init-fails", true);
+            bench.select(3);
+        }) << "does not open again";
+    }
+    void demands() {
+        QFETCH(Act, act);
+        QFETCH(QString, sentence);
+        Diary diary;
+        const QString found = trouble(diary, [&](TroubleBench& bench) {
+            bench.choose(Mode::Manufacturing);
+            act(bench);
+        });
+        QVERIFY2(found.contains(sentence), qPrintable(found));
+    }
+};
+
+QTEST_MAIN(TestTrouble)
+#include "tst_trouble.moc"
