@@ -56,7 +56,7 @@ Touch touchAt(const arm::LineFigures& line, const armcontrol::Vec6& joints, doub
     for (int i = 0; i < arm::kBase; ++i) {
         inertia[i] = line.axis(i).inertia;
         viscous[i] = line.axis(i).viscous;
-        dry[i] = line.frictionTorque(i);
+        dry[i] = std::min(line.frictionTorque(i, 1.0), line.frictionTorque(i, -1.0));
     }
     const arm::Matrix3 one = arm::Matrix3::Identity();
     const arm::Matrix3 forward = arm::baseJacobian(line, motion.angle), back = forward.inverse();

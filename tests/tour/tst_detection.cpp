@@ -109,7 +109,8 @@ private slots:
         const QString text = QString::fromUtf8(page.readAll());
         QVERIFY2(text.contains(QRegularExpression("healthy +F +–")), qPrintable(text));
         QVERIFY2(text.contains(QRegularExpression("sticky-bearing 8 times +M +o 1/2")), qPrintable(text));
-        QVERIFY(MatrixReport({healthy}, {result()}, 1).good());
+        QVERIFY(!report.good() && MatrixReport({healthy}, {result()}, 1).good());
+        QVERIFY(!MatrixReport({healthy}, {CellResult()}, 1).good());
         QVERIFY(!report.write(home.filePath("not there")));
     }
 

@@ -61,7 +61,7 @@ public:
     double drag(const armcontrol::Vec3& from, const armcontrol::Vec3& to, double speed);
 
     // --- The eyes ---
-    bool has(const QWidget* page) const { return window->ui.tabWidget->indexOf(const_cast<QWidget*>(page)) >= 0; }
+    bool has(QWidget* page) const { return window->ui.tabWidget->indexOf(page) >= 0; }
     QWidget* page(Test test) const;
 
     const Cell& cell;

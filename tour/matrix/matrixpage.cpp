@@ -91,12 +91,15 @@ QString MatrixReport::htmlReasons() const {
 
 QByteArray MatrixReport::html() const {
     const QString title = "Nolva Diagnostic: which test finds which fault";
-    QString page = "<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\"><title>" + title
-                   + "</title><style>" + kStyle + "</style></head><body>\n<h1>" + title + "</h1>\n<p>"
-                   + QDateTime::currentDateTime().toString(Qt::ISODate) + ". "
-                   + (good() ? QString("<span class=\"good\">No miss and no false alarm.</span>")
-                             : QString("<span class=\"wrong\">%1 findings.</span>").arg(m_findings.size()))
-                   + " " + totals().toHtmlEscaped() + "</p>\n" + QString::fromUtf8(kLegend);
+    QString page =
+        "<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\"><title>" + title + "</title><style>"
+        + kStyle + "</style></head><body>\n<h1>" + title + "</h1>\n<p>"
+        + QDateTime::currentDateTime().toString(Qt::ISODate) + ". "
+        + (good() ? QString("<span class=\"good\">No miss and no false alarm.</span>")
+                  : QString("<span class=\"wrong\">Findings: %1%2.</span>")
+                        .arg(m_findings.size())
+                        .arg(m_total[static_cast<int>(Outcome::NotPlayed)] > 0 ? "; broken off" : ""))
+        + " " + totals().toHtmlEscaped() + "</p>\n" + QString::fromUtf8(kLegend);
     page += "<h2>All devices</h2>\n" + htmlTable(QString()) + "<h2>Findings</h2>\n"
             + (m_findings.isEmpty() ? QString("<p class=\"good\">None.</p>\n") : list(m_findings));
     if (!m_unseen.isEmpty())

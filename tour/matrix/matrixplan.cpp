@@ -93,11 +93,6 @@ Outcome outcome(const Cell& cell, const CellResult& result) {
     return expected.reason ? Outcome::NotVisible : Outcome::Missed;
 }
 
-bool fails(Outcome outcome) {
-    return outcome == Outcome::Missed || outcome == Outcome::FalseAlarm || outcome == Outcome::Crashed
-           || outcome == Outcome::NotPlayed;
-}
-
 QStringList wrongFigures(const Cell& cell, const CellResult& result) {
     QStringList wrong;
     for (auto it = result.figures.begin(); it != result.figures.end(); ++it) {

@@ -28,8 +28,6 @@ enum class Outcome {
 };
 
 Outcome outcome(const Cell& cell, const CellResult& result);
-/// Whether the run as a whole fails for it.
-bool fails(Outcome outcome);
 
 /// Figures of friction and slip that are more than 5 % from what the arm was given, in words.
 QStringList wrongFigures(const Cell& cell, const CellResult& result);

@@ -36,7 +36,8 @@ public:
     /// Cases that no test of a device sees, by design. No failure either.
     const QStringList& unseen() const { return m_unseen; }
     QString totals() const;
-    bool good() const { return m_findings.isEmpty(); }
+    /// Whole, and without a finding.
+    bool good() const { return m_findings.isEmpty() && m_total[static_cast<int>(Outcome::NotPlayed)] == 0; }
     /// False when something cannot be written.
     bool write(const QString& folder) const;
 
