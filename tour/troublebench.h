@@ -103,7 +103,7 @@ public:
 
     /// What holds right after a change of tab. Some milliseconds pass.
     void checkForces();
-    /// What holds on a sound arm: the loop ticks, numbers are numbers.
+    /// Numbers are numbers, and on an arm without faults the loop ticks.
     void checkAlive();
     /// Goes to "Summary", where the report has to be written.
     void checkReport();
