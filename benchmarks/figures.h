@@ -40,6 +40,8 @@ std::vector<Figure> measureStalls(int secondsATab);
 std::vector<Figure> measureStepped();
 /// Wake-up lateness of the loop beside the shown window, against cyclictest in the same minute.
 std::vector<Figure> measureLateness(int seconds);
+/// Wake-up lateness of the loop with the loads of the servo page on, and without.
+std::vector<Figure> measureUnderLoad(int seconds);
 /// Ticks lost beside a busy window.
 std::vector<Figure> measureLostTicks(int seconds);
 /// From process start to first paint, against a bare window.

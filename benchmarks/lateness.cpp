@@ -98,6 +98,34 @@ std::vector<Figure> measureLostTicks(int seconds) {
     return {figure};
 }
 
+std::vector<Figure> measureUnderLoad(int seconds) {
+    armcontrol::resetArm();
+    prevTharlenID = -1;
+    qtTharlenTest window;
+    window.show();
+    window.ui.tabWidget->setCurrentIndex(1);
+    spend(window, 1, false);
+    std::vector<Figure> figures;
+    for (const bool loaded : {false, true}) {
+        if (loaded) {
+            window.loadProcessor();
+            window.ui.lineEdit_6->setText("100000000");
+            window.loadMemory();
+        }
+        armcontrol::loopClearLateness();
+        const std::uint64_t lostBefore = armcontrol::state().lateTicks;
+        spend(window, seconds, false);
+        Figure figure = figureOf("wake-up lateness of the loop",
+                                 std::string("1000 Hz, ") + (loaded ? "processor and memory load on" : "without load"),
+                                 armcontrol::loopLateness());
+        figure.values.push_back({"ticks lost", static_cast<double>(armcontrol::state().lateTicks - lostBefore)});
+        figures.push_back(figure);
+    }
+    window.releaseProcessor();
+    window.releaseMemory();
+    return figures;
+}
+
 std::vector<Figure> measureLateness(int seconds) {
     armcontrol::resetArm();
     prevTharlenID = -1;

@@ -1,6 +1,6 @@
 // measure [--only SUBJECT] [--seconds N] [file.json]: prints every figure with the machine and the scheduling beside
 // it, and writes it as JSON. Subjects: startup, ticks, slots, stalls, rest, stepped,
-// lateness, ordinary (lateness without real-time scheduling), lost (ticks lost in --seconds beside a busy window).
+// lateness, load, ordinary (lateness without real-time scheduling), lost (ticks lost in --seconds beside a busy window).
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QDateTime>
@@ -98,6 +98,7 @@ int main(int argc, char** argv) {
         {"rest", true, [&] { return measureRest(folder + "/atrest", seconds); }},
         {"stepped", true, [] { return measureStepped(); }},
         {"lateness", true, [&] { return measureLateness(seconds); }},
+        {"load", true, [&] { return measureUnderLoad(seconds); }},
         {"ordinary", true, [&] { return latenessWithoutRealTime(program, seconds); }},
         {"lost", false, [&] { return measureLostTicks(seconds); }},
     };

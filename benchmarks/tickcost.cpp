@@ -80,6 +80,7 @@ std::vector<Figure> measureTickCost() {
                     {"filters", &startFiltersTest},
                     {"voltages", &startFrictionTest},
                     {"servo rate", &startServoTest},
+                    {"encoder test", &startEncoderTest},
                     {"performance force", &startPerformanceForceTest},
                     {"friction performance", &bFrictionPerformance}};
     for (const auto& branch : branches) {
