@@ -71,6 +71,31 @@ int bStep = 0;
 float frictionForce[6];
 long positionOfDev[6];
 
+void resetProcessState() {
+    for (Shared<bool>* flag : {&startPinchCalibration, &startBoxTest, &startPassivityTest, &startCalibTest,
+                               &startFiltersTest, &startFrictionTest, &startCapstanTest, &verifyCapstanTest,
+                               &startServoTest, &startEncoderTest, &startPerformanceForceTest,
+                               &bFrictionPerformance, &sendForceChecked, &seekingTestPoint})
+        *flag = false;
+    passivityTestForce.fill(0);
+    encoderTestEncoders.fill(0);
+    cForce.fill(0);
+    dac_values.fill(0);
+    friction_dac_values.fill(0);
+    jointVelocity.fill(0);
+    jointVelocityIndex = -1;
+    dacFloat = 0.0f;
+    rateCounter = 0;
+    totalRateSamples = 0.0f;
+    totalLoops = 0;
+    encoderTestTime.clear();
+    testPointTimer.clear();
+    nextTempWarning = 75.0f;
+    prevTharlenID = -1;
+    servoUpdateTicks = startPlotCounter = timerCounter = 0;
+    runMotorTempTest = false;
+}
+
 QMutex errorMessageSync(QMutex::Recursive);
 
 ErrorMessageLock::ErrorMessageLock() {

@@ -87,6 +87,10 @@ extern int bStep;                 ///< cleared with the friction run; read by no
 extern float frictionForce[6];    ///< N; cleared with the friction run, read by nothing
 extern long positionOfDev[6];     ///< counts at the start of the friction run
 
+/// Puts every value of this page back to its start, as a new process has it: for programs that open one window after
+/// another. No window and no loop may be alive. testClock stays.
+void resetProcessState();
+
 /// The one lock: around errorMessage and numAccumErrors. Recursive, since displayError() clears the
 /// browser with the lock held.
 extern QMutex errorMessageSync;

@@ -41,7 +41,7 @@ void spend(int milliseconds) {
 
 std::vector<Figure> measureStalls(int secondsATab) {
     armcontrol::resetArm();
-    prevTharlenID = -1;
+    resetProcessState();
     qtTharlenTest window;
     window.show();
     StallMeter meter;

@@ -80,7 +80,7 @@ Histogram cyclictest(qtTharlenTest& window, int seconds, int period, bool realTi
 
 std::vector<Figure> measureLostTicks(int seconds) {
     armcontrol::resetArm();
-    prevTharlenID = -1;
+    resetProcessState();
     qtTharlenTest window;
     window.show();
     window.ui.tabWidget->setCurrentIndex(1);
@@ -100,7 +100,7 @@ std::vector<Figure> measureLostTicks(int seconds) {
 
 std::vector<Figure> measureUnderLoad(int seconds) {
     armcontrol::resetArm();
-    prevTharlenID = -1;
+    resetProcessState();
     qtTharlenTest window;
     window.show();
     window.ui.tabWidget->setCurrentIndex(1);
@@ -128,7 +128,7 @@ std::vector<Figure> measureUnderLoad(int seconds) {
 
 std::vector<Figure> measureLateness(int seconds) {
     armcontrol::resetArm();
-    prevTharlenID = -1;
+    resetProcessState();
     qtTharlenTest window;
     window.show();
     window.ui.tabWidget->setCurrentIndex(1);

@@ -42,7 +42,7 @@ Figure costOf(const std::string& slot, const std::string& conditions, const std:
 std::vector<Figure> measureSlots() {
     armcontrol::resetArm();
     armcontrol::loopStepped(true);
-    prevTharlenID = -1;
+    resetProcessState();
     qtTharlenTest window;
     window.show();
     const int corvale = 4;  // revision 5: three flags and two gaps

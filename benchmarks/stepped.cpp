@@ -23,7 +23,7 @@ double residentMegabytes() {
 std::vector<Figure> measureStepped() {
     armcontrol::resetArm();
     armcontrol::loopStepped(true);
-    prevTharlenID = -1;
+    resetProcessState();
     qtTharlenTest window;
     window.ui.tabWidget->setCurrentIndex(1);
     armcontrol::handMove({20, 0, 0});

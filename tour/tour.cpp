@@ -26,7 +26,7 @@ int Tour::run() {
 void Tour::walk(const QString& device) {
     armcontrol::resetArm();
     armcontrol::loopStepped(m_plan.stepped);
-    prevTharlenID = -1;
+    resetProcessState();
     m_device = device;
     m_window = std::make_unique<qtTharlenTest>();
     if (m_plan.stepped)

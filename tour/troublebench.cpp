@@ -60,30 +60,6 @@ namespace {
 constexpr int kFollow = 5;        ///< ms in which amplifiers have followed
 constexpr int kErrorLine = 1050;  ///< ms from an error to its line: two looks, and what a count above 1000 clears
 
-/// What outlives a window, as a new process has it.
-void forgetProcess() {
-    for (Shared<bool>* flag :
-         {&startPinchCalibration, &startBoxTest, &startPassivityTest, &startCalibTest, &startFiltersTest,
-          &startFrictionTest, &startCapstanTest, &verifyCapstanTest, &startServoTest, &startEncoderTest,
-          &startPerformanceForceTest, &bFrictionPerformance, &seekingTestPoint})
-        *flag = false;
-    passivityTestForce.fill(0);
-    encoderTestEncoders.fill(0);
-    cForce.fill(0);
-    dac_values.fill(0);
-    friction_dac_values.fill(0);
-    jointVelocity.fill(0);
-    jointVelocityIndex = -1;
-    dacFloat = totalRateSamples = 0.0f;
-    rateCounter = totalLoops = 0;
-    nextTempWarning = 75.0f;
-    encoderTestTime.clear();
-    testPointTimer.clear();
-    prevTharlenID = -1;
-    servoUpdateTicks = startPlotCounter = timerCounter = 0;
-    runMotorTempTest = false;
-}
-
 /// The page behind a tab's text, whether or not a list shows it.
 QWidget* pageOf(const Ui::qtTharlenTestClass& ui, const QString& tab) {
     const struct {
@@ -113,7 +89,7 @@ TroubleBench::~TroubleBench() {
     m_window.reset();
     armcontrol::resetArm();
     testClock = &monotonicMilliseconds;
-    forgetProcess();
+    resetProcessState();
 }
 
 void TroubleBench::freshArm() {
@@ -130,7 +106,7 @@ void TroubleBench::openWindow() {
     m_window.reset();
     if (armcontrol::state().amplifiers)
         throw TroubleFound("The amplifiers are on after the window has gone.");
-    forgetProcess();
+    resetProcessState();
     m_window = std::make_unique<qtTharlenTest>();
     m_time = std::make_unique<SteppedTime>(*m_window);
     m_person = std::make_unique<Operator>(*m_window, *m_time);

@@ -14,7 +14,7 @@ public:
     explicit MechanicalBench(int device = 0) {
         armcontrol::resetArm();
         armcontrol::loopStepped(true);
-        prevTharlenID = -1;
+        resetProcessState();
         window = std::make_unique<qtTharlenTest>();
         show("Select");
         window->ui.m_cmbTHARLeN->setCurrentIndex(device);

@@ -3,32 +3,8 @@
 #include "servostate.h"
 
 void resetSharedState() {
-    for (Shared<bool>* flag : {&startPinchCalibration, &startBoxTest, &startPassivityTest, &startCalibTest,
-                               &startFiltersTest, &startFrictionTest, &startCapstanTest, &verifyCapstanTest,
-                               &startServoTest, &startEncoderTest, &startPerformanceForceTest,
-                               &bFrictionPerformance, &sendForceChecked})
-        *flag = false;
-    passivityTestForce.fill(0);
-    encoderTestEncoders.fill(0);
-    cForce.fill(0);
-    dac_values.fill(0);
-    friction_dac_values.fill(0);
-    jointVelocity.fill(0);
-    jointVelocityIndex = -1;
-    dacFloat = 0.0f;
-    rateCounter = 0;
-    totalRateSamples = 0.0f;
-    prevTharlenID = -1;
-    servoUpdateTicks = 0;
-    startPlotCounter = 0;
+    resetProcessState();
     testClock = &monotonicMilliseconds;
-    encoderTestTime.clear();
-    testPointTimer.clear();
-    seekingTestPoint = false;
-    totalLoops = 0;
-    nextTempWarning = 75.0f;
-    runMotorTempTest = false;
-    timerCounter = 0;
 }
 
 QStringList tabTexts(const qtTharlenTest& window) {

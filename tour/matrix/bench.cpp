@@ -20,18 +20,8 @@ std::int64_t armMilliseconds() {
 
 /// What a test leaves behind for the next window of the same process.
 void clearSharedState() {
-    for (Shared<bool>* flag : {&startBoxTest, &startCalibTest, &startFrictionTest, &startCapstanTest,
-                               &verifyCapstanTest, &startServoTest, &startEncoderTest})
-        *flag = false;
-    prevTharlenID = -1;
-    servoUpdateTicks = startPlotCounter = 0;
-    rateCounter = 0;
+    resetProcessState();
     testClock = &armMilliseconds;
-    encoderTestTime.clear();
-    testPointTimer.clear();
-    seekingTestPoint = false;
-    totalLoops = 0;
-    nextTempWarning = 75.0f;
 }
 
 QString calibrationPath(const Subject& subject) {
