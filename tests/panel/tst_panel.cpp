@@ -28,119 +28,13 @@
 #include "handrecorder.h"
 #include "loopview.h"
 #include "readouts.h"
+#include "scriptedarm.h"
 #include "scriptbar.h"
 #include "scriptfile.h"
 #include "workspaceview.h"
 
-namespace {
-
-constexpr int kRetryMs = 15;
-
-QByteArray line(const QJsonObject& object) {
-    return QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n';
-}
-
-/// An arm that keeps what it receives and answers each command, unless told otherwise.
-class ScriptedArm : public QObject {
-public:
-    QLocalServer server;
-    QLocalSocket* client = nullptr;
-    QList<QJsonObject> received;
-    bool answers = true;
-    std::function<QJsonObject(const QJsonObject&)> answer;  // fields beside ok and id
-    QJsonObject state{
-        {"open", true}, {"name", "Arm 7"}, {"position", QJsonArray{1, 2, 3}}, {"strength", 25}, {"holding", false}};
-
-    explicit ScriptedArm(const QString& path) {
-        connect(&server, &QLocalServer::newConnection, this, [this] {
-            client = server.nextPendingConnection();
-            connect(client, &QLocalSocket::readyRead, this, [this] {
-                while (client->canReadLine())
-                    take(QJsonDocument::fromJson(client->readLine()).object());
-            });
-        });
-        if (!server.listen(path))
-            qFatal("cannot listen on %s", qPrintable(path));
-    }
-    ~ScriptedArm() override { vanish(); }
-
-    void vanish() {
-        if (client)
-            client->abort();
-        client = nullptr;
-        server.close();
-    }
-    void reply(const QJsonObject& command) {
-        QJsonObject out{{"ok", true}, {"id", command["id"]}};
-        if (command["command"] == "state")
-            out["state"] = state;
-        if (answer) {
-            const QJsonObject more = answer(command);
-            for (auto it = more.begin(); it != more.end(); ++it)
-                out[it.key()] = it.value();
-        }
-        client->write(line(out));
-    }
-    void replyToAll(int from) {
-        for (int i = from; i < received.size(); ++i)
-            reply(received[i]);
-    }
-    QList<QJsonObject> named(const QString& name) const {
-        QList<QJsonObject> out;
-        for (const QJsonObject& command : received) {
-            if (command["command"] == name)
-                out << command;
-        }
-        return out;
-    }
-
-private:
-    void take(const QJsonObject& command) {
-        received << command;
-        if (answers)
-            reply(command);
-    }
-};
-
-/// A socket file whose owner is gone.
-void leaveStale(const QString& path) {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    qstrncpy(address.sun_path, path.toLocal8Bit().constData(), sizeof address.sun_path);
-    const int descriptor = ::socket(AF_UNIX, SOCK_STREAM, 0);
-    QVERIFY(::bind(descriptor, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0);
-    ::close(descriptor);
-}
-
-void setAge(const QString& path, int seconds) {
-    const timespec then{::time(nullptr) - seconds, 0};
-    const timespec times[2] = {then, then};
-    QCOMPARE(::utimensat(AT_FDCWD, path.toLocal8Bit().constData(), times, 0), 0);
-}
-
-QList<double> numbers(const QJsonValue& value) {
-    QList<double> out;
-    for (const QJsonValue& number : value.toArray())
-        out << number.toDouble();
-    return out;
-}
-
-}  // namespace
-
-class TestPanel : public QObject {
+class TestPanel : public PanelFixture {
     Q_OBJECT
-
-    std::unique_ptr<QTemporaryDir> folder;
-    QString path(const QString& name) const { return folder->filePath("nolva-diagnostic/" + name); }
-    static QString text(const ArmPanel& panel, const char* name) { return panel.findChild<QLabel*>(name)->text(); }
-
-    static QPushButton* button(const QWidget& in, const QString& text) {
-        for (QPushButton* it : in.findChildren<QPushButton*>()) {
-            if (it->text().remove('&') == text)
-                return it;
-        }
-        return nullptr;
-    }
 
     /// A link with an arm that has answered the first state and answers no more.
     struct Quiet {
@@ -157,12 +51,7 @@ class TestPanel : public QObject {
     };
 
 private slots:
-    void init() {
-        folder = std::make_unique<QTemporaryDir>();
-        QVERIFY(QDir(folder->path()).mkdir("nolva-diagnostic"));
-        qputenv("XDG_RUNTIME_DIR", folder->path().toLocal8Bit());
-        qunsetenv("NOLVA_ARM_SOCKET");
-    }
+    void init() { prepare(); }
 
     void findsTheNewestThatLives() {
         ScriptedArm older(path("arm-3.sock")), newer(path("arm-1.sock"));
@@ -630,102 +519,6 @@ private slots:
         QTRY_COMPARE(fleet->topLevelItemCount(), 2);
         QCOMPARE(fleet->topLevelItem(0)->text(1), QString());
         QCOMPARE(fleet->topLevelItem(1)->text(1), QString("open"));
-    }
-
-    void recordsWithItsTimes() {
-        ArmLink link;
-        HandRecorder recorder(link);
-        recorder.take("hand.dock", {}, 5);  // before the start
-        recorder.start();
-        recorder.take("fault.clear", {}, 900);
-        recorder.take("hand.dock", {}, 1000);
-        recorder.take("hand.switch", {{"button", 0}, {"pressed", true}}, 1250);
-        recorder.stopAt(1300);
-        recorder.take("hand.undock", {}, 1400);
-        QCOMPARE(writeScript(recorder.script()),
-                 QByteArray("{\"command\":\"hand.dock\"}\n{\"wait\":250}\n{\"button\":0,\"command\":"
-                            "\"hand.switch\",\"pressed\":true}\n{\"wait\":50}\n"));
-    }
-
-    // From the operator's buttons to a file and back to the arm; what the arm refused is not in it.
-    void recordsAndPlays() {
-        ScriptedArm arm(path("arm-1.sock"));
-        bool refuses = true;
-        arm.answer = [&refuses](const QJsonObject& command) -> QJsonObject {
-            return refuses && command["command"] == "hand.dock" ? QJsonObject{{"ok", false}, {"error", "no well"}}
-                                                                : QJsonObject{};
-        };
-        ArmPanel panel;
-        panel.start(kRetryMs);
-        QTRY_VERIFY(text(panel, "device").startsWith("Arm 7"));
-        auto* bar = panel.findChild<ScriptBar*>();
-        const auto press = [&panel](const char* name) { button(panel, name)->click(); };
-        QVERIFY(!button(panel, "Play")->isEnabled() && !button(panel, "Save...")->isEnabled());
-        press("Record");
-        for (const char* name : {"Reset pose", "Dock in ink well", "Hold at origin", "Undock and hold"}) {
-            press(name);
-            QTRY_COMPARE(panel.link().commandsUnderWay(), 0);
-        }
-        QVERIFY(!button(panel, "Play")->isEnabled() && !button(panel, "Open...")->isEnabled());
-        press("Record");
-        const QString file = folder->filePath("walk.jsonl");
-
-        // A recording in no file is not closed away by one click.
-        QMessageBox::StandardButton pressed = QMessageBox::Cancel;
-        const auto answerBox = [&pressed] {
-            qobject_cast<QMessageBox*>(QApplication::activeModalWidget())->button(pressed)->click();
-        };
-        QTimer::singleShot(0, &panel, answerBox);
-        QVERIFY(!panel.close());
-        QVERIFY(bar->save(file));
-        QVERIFY(panel.close());
-        QVERIFY(!bar->save("/nowhere/walk.jsonl"));
-        QVERIFY(text(panel, "status").contains("walk.jsonl: "));
-
-        const int before = arm.received.size();
-        const auto handCommands = [&] {
-            QStringList out;
-            for (int i = before; i < arm.received.size(); ++i) {
-                if (arm.received[i]["command"] != "state")
-                    out << arm.received[i]["command"].toString();
-            }
-            return out;
-        };
-        QVERIFY(bar->load(file));
-        press("Play");
-        QTRY_COMPARE(text(panel, "script"), QString("Played walk.jsonl to its end"));
-        QTRY_COMPARE(handCommands(), QStringList({"hand.reset", "hand.move", "hand.undock"}));
-
-        // Stopped in the middle, the stylus is held where it is; a refused step ends the playing.
-        arm.state["holding"] = true;
-        QFile out(file);
-        QVERIFY(out.open(QIODevice::WriteOnly));
-        out.write("{\"command\":\"hand.reset\"}\n{\"wait\":60000}\n{\"command\":\"hand.dock\"}\n");
-        out.close();
-        QVERIFY(bar->load(file));
-        const int states = arm.named("state").size();
-        QTRY_VERIFY(arm.named("state").size() > states + 2);
-        press("Play");
-        QTRY_VERIFY(!arm.named("hand.reset").isEmpty());
-        press("Stop");
-        QTRY_COMPARE(arm.named("hand.joints").size(), 1);
-        QVERIFY(text(panel, "script").contains("step 1 of 2, hand.reset"));
-
-        QVERIFY(out.open(QIODevice::WriteOnly));
-        out.write("{\"command\":\"hand.dock\"}\n{\"wait\":60000}\n{\"command\":\"hand.release\"}\n");
-        out.close();
-        QVERIFY(bar->load(file));
-        press("Play");
-        QTRY_VERIFY(text(panel, "script").contains("Ended"));
-        QVERIFY(text(panel, "status").contains("no well"));
-
-        // Nothing is left to be played of a bad file, which is named with line and reason.
-        QVERIFY(out.open(QIODevice::WriteOnly | QIODevice::Append));
-        out.write("{\"command\":\"hand.fly\"}\n");
-        out.close();
-        QVERIFY(!bar->load(file));
-        QVERIFY(text(panel, "script").startsWith("walk.jsonl: line 4: command: \"hand.fly\""));
-        QVERIFY(!button(panel, "Play")->isEnabled());
     }
 };
 
