@@ -38,7 +38,7 @@ Friction frictionOf(const LineFigures& line, const Wear& wear, const Motion& mot
     const double strain = motion.strain[joint];
     const double way = strain != 0.0 ? strain : motion.speed[joint];
     return {h * line.frictionTorque(joint, way) * wear.frictionFactor[joint], strain,
-            kGive / line.axis(joint).countsPerRad};
+            line.give / line.axis(joint).countsPerRad};
 }
 
 /// Damping of contacts that have not broken loose, N m s/rad: a load that comes at once hardly swings the joint.

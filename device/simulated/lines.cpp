@@ -29,15 +29,15 @@ constexpr AxisFigures driven(int halfTravel) {
 }
 
 // A row: word, model string, model type, card (0: any other), high force, six degrees of freedom, second
-// switch, calibration; links, origin up and out in mm, DAC counts per mN m of motor torque; base axes; gimbal
-// axes; nominal stiffness N/mm, damping N s/mm, greatest and continuous force N, and the four of the torques
-// (N mm/rad, N mm s/rad, N mm, N mm); rest, ink-well and reset pose in rad; heat of a motor.
+// switch, calibration; links, origin up and out in mm, DAC counts per mN m of motor torque, give in counts; base
+// axes; gimbal axes; nominal stiffness N/mm, damping N s/mm, greatest and continuous force N, and the four of the
+// torques (N mm/rad, N mm s/rad, N mm, N mm); rest, ink-well and reset pose in rad; heat of a motor.
 // Axis columns: counts/rad, encoder sign, stop low, stop high, parity, reduction, inertia kg m^2,
 // viscous N m s/rad, dry friction in DAC counts, and the shares of the two that a negative command meets, if not 1.
 // clang-format off
 const LineFigures kLines[] = {
     {"Orda", "THARLEN Orda", 5, 7, false, false, 1, Style::InkWell,
-     135.0, 135.0, -33.0, 187.9, 513.708,
+     135.0, 135.0, -33.0, 187.9, 513.708, 1.65,
      {{2760.0, -1, -2450, 2380, 1, 14.0, 2.01e-4, 5.1e-3, 820.0, 0.97, 0.96},
       {2430.0, -1, -3900, 560, 1, 10.5, 5.59e-4, 2.7e-3, 820.0, 1.04, 1.05},
       {2035.0, 1, -1000, 2730, -1, 10.5, 4.29e-4, 2.7e-3, 820.0, 1.04, 1.05}},
@@ -46,7 +46,7 @@ const LineFigures kLines[] = {
      {0.0, 0.61, 0.61}, {0.0, 1.22, 0.17}, {0, 0, 0, 0, 0, 0}, kSmallMotor},
 
     {"Orda", "THARLEN Orda", 5, 0, false, false, 1, Style::InkWell,
-     135.0, 135.0, -33.0, 187.9, 513.708,
+     135.0, 135.0, -33.0, 187.9, 513.708, 1.65,
      {{2760.0, -1, -2450, 2380, 1, 14.0, 2.01e-4, 5.1e-3, 820.0, 0.97, 0.96},
       {2430.0, -1, -3850, 200, 1, 10.5, 5.59e-4, 2.7e-3, 820.0, 1.04, 1.05},
       {2035.0, 1, -1000, 2730, -1, 10.5, 4.29e-4, 2.7e-3, 820.0, 1.04, 1.05}},
@@ -55,7 +55,7 @@ const LineFigures kLines[] = {
      {0.0, 0.61, 0.61}, {0.0, 1.22, 0.17}, {0, 0, 0, 0, 0, 0}, kSmallMotor},
 
     {"Orda", "THARLEN Orda", 5, 7, true, false, 1, Style::InkWell,
-     135.0, 135.0, -33.0, 187.9, 513.708,
+     135.0, 135.0, -33.0, 187.9, 513.708, 1.65,
      {{2760.0, -1, -2450, 2380, 1, 26.0, 3.73e-4, 9.3e-3, 820.0, 0.97, 0.96},
       {2430.0, -1, -3900, 560, 1, 20.0, 1.064e-3, 5.0e-3, 820.0, 1.04, 1.05},
       {2035.0, 1, -1000, 2730, -1, 20.0, 8.18e-4, 5.0e-3, 820.0, 1.04, 1.05}},
@@ -64,7 +64,7 @@ const LineFigures kLines[] = {
      {0.0, 0.61, 0.61}, {0.0, 1.22, 0.17}, {0, 0, 0, 0, 0, 0}, kSmallMotor},
 
     {"Corvale", "THARLEN Corvale", 3, 7, false, false, 0, Style::HomeSensors,
-     140.0, 140.0, -34.5, 194.9, 340.0,
+     140.0, 140.0, -34.5, 194.9, 340.0, 1.85,
      {{10830.0, -1, -9450, 9450, 1, 28.0, 3.64e-5, 1.4e-2, 130.0},
       {9590.0, -1, -15900, 800, 1, 28.0, 3.22e-5, 7.2e-3, 130.0},
       {6410.0, 1, -2850, 8950, -1, 28.0, 2.16e-5, 7.2e-3, 130.0}},
@@ -73,7 +73,7 @@ const LineFigures kLines[] = {
      {0.0, 0.61, 0.61}, {0.0, 1.22, 0.17}, {0, 0, 0, 0, 0, 0}, kSmallMotor},
 
     {"Corvale", "THARLEN Corvale", 3, 0, false, false, 0, Style::HomeSensors,
-     140.0, 140.0, -34.5, 194.9, 340.0,
+     140.0, 140.0, -34.5, 194.9, 340.0, 1.85,
      {{10830.0, -1, -9450, 9450, 1, 28.0, 1.138e-4, 1.4e-2, 150.0},
       {9590.0, -1, -15900, 800, 1, 28.0, 1.007e-4, 7.2e-3, 150.0},
       {6410.0, -1, -8950, 2850, 1, 28.0, 6.73e-5, 7.2e-3, 150.0}},
@@ -82,7 +82,7 @@ const LineFigures kLines[] = {
      {0.0, 0.61, 0.61}, {0.0, 1.22, 0.17}, {0, 0, 0, 0, 0, 0}, kSmallMotor},
 
     {"Nolva", "Nolva", 9, 0, false, false, 1, Style::InkWell,
-     140.0, 140.0, -34.5, 194.9, 513.708,
+     140.0, 140.0, -34.5, 194.9, 513.708, 1.85,
      {{3036.0, -1, -2650, 2650, 1, 18.0, 3.0e-4, 1.1e-2, 900.0},
       {1400.0, -1, -2300, 450, 1, 14.0, 6.0e-4, 5.6e-3, 900.0},
       {1800.0, 1, -100, 2450, -1, 14.0, 5.0e-4, 5.6e-3, 900.0}},
@@ -91,7 +91,7 @@ const LineFigures kLines[] = {
      {0.0, 0.61, 0.61}, {0.0, 1.22, 0.17}, {0, 0, 0, 0, 0, 0}, kSmallMotor},
 
     {"Stelmar 1.0", "THARLEN Stelmar 1.0", 1, 0, false, false, 0, Style::ResetPose,
-     170.0, 170.0, -41.9, 236.7, 114.3565,
+     170.0, 170.0, -41.9, 236.7, 114.3565, 1.85,
      {{8000.0, -1, -8500, 8500, 1, 9.5, 2.4e-3, 3.0e-2, 260.0},
       {7000.0, -1, -11000, 2000, 1, 9.5, 1.9e-3, 1.6e-2, 260.0},
       {7000.0, 1, -2500, 9500, -1, 9.5, 1.7e-3, 1.6e-2, 260.0}},
@@ -100,7 +100,7 @@ const LineFigures kLines[] = {
      {0.0, 0.61, 0.61}, {0.0, 1.22, 0.17}, {0, 0, 0, 0, 0, 0}, kLargeMotor},
 
     {"Stelmar 1.5", "THARLEN Stelmar 1.5", 2, 0, false, false, 0, Style::ResetPose,
-     215.0, 215.0, -53.0, 299.4, 114.3565,
+     215.0, 215.0, -53.0, 299.4, 114.3565, 1.85,
      {{8000.0, -1, -8500, 8500, 1, 12.0, 4.5e-3, 4.2e-2, 260.0},
       {7000.0, -1, -11000, 2000, 1, 12.0, 3.2e-3, 2.2e-2, 260.0},
       {7000.0, 1, -2500, 9500, -1, 12.0, 2.9e-3, 2.2e-2, 260.0}},
@@ -109,7 +109,7 @@ const LineFigures kLines[] = {
      {0.0, 0.61, 0.61}, {0.0, 1.22, 0.17}, {0, 0, 0, 0, 0, 0}, kLargeMotor},
 
     {"Stelmar 1.5", "THARLEN Stelmar 1.5", 2, 0, true, false, 0, Style::ResetPose,
-     215.0, 215.0, -53.0, 299.4, 114.3565,
+     215.0, 215.0, -53.0, 299.4, 114.3565, 1.85,
      {{8000.0, -1, -8500, 8500, 1, 28.0, 1.2e-2, 4.8e-2, 260.0},
       {7000.0, -1, -11000, 2000, 1, 28.0, 9.0e-3, 2.5e-2, 260.0},
       {7000.0, 1, -2500, 9500, -1, 28.0, 8.0e-3, 2.5e-2, 260.0}},
@@ -118,7 +118,7 @@ const LineFigures kLines[] = {
      {0.0, 0.61, 0.61}, {0.0, 1.22, 0.17}, {0, 0, 0, 0, 0, 0}, kLargeMotor},
 
     {"Stelmar 3.0", "THARLEN Stelmar 3.0", 6, 0, false, false, 0, Style::ResetPose,
-     340.0, 330.0, -75.7, 467.7, 41.610157,
+     340.0, 330.0, -75.7, 467.7, 41.610157, 1.85,
      {{12000.0, -1, -12500, 12500, 1, 16.0, 2.6e-2, 1.3e-1, 240.0},
       {10000.0, -1, -15500, 2800, 1, 16.0, 2.0e-2, 7.5e-2, 240.0},
       {10000.0, 1, -3500, 13500, -1, 16.0, 1.8e-2, 7.5e-2, 240.0}},
@@ -127,7 +127,7 @@ const LineFigures kLines[] = {
      {0.0, 0.61, 0.61}, {0.0, 1.22, 0.17}, {0, 0, 0, 0, 0, 0}, kLargeMotor},
 
     {"Stelmar 1.5 6DOF", "THARLEN Stelmar 1.5 6DOF", 4, 0, false, true, 0, Style::ResetPose,
-     215.0, 215.0, -53.0, 299.4, 114.3565,
+     215.0, 215.0, -53.0, 299.4, 114.3565, 1.85,
      {{8000.0, -1, -8500, 8500, 1, 12.0, 4.5e-3, 4.2e-2, 260.0},
       {7000.0, -1, -11000, 2000, 1, 12.0, 3.2e-3, 2.2e-2, 260.0},
       {7000.0, 1, -2500, 9500, -1, 12.0, 2.9e-3, 2.2e-2, 260.0}},

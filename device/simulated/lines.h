@@ -52,6 +52,9 @@ struct LineFigures {
     double upperArm, forearm;  ///< link lengths, mm
     double originY, originZ;   ///< origin of positions from the shoulder, mm up and towards the operator
     double dacPerMilliNm;      ///< DAC counts per mN m of motor torque
+    /// Encoder counts over which bearing and cable give way before an axis breaks loose: a load of half the dry
+    /// friction moves it by 0.7 of this, and it springs back. The same at any friction, as contacts stiffen with load.
+    double give;
     AxisFigures base[kBase];
     AxisFigures gimbal[kBase];
 
@@ -110,9 +113,6 @@ const LineFigures& lineAt(int index);
 /// The row for a fleet word, card and force class; null when there is none.
 const LineFigures* findLine(const std::string& word, int cardType, bool highForce);
 
-/// Encoder counts over which bearing and cable give way before an axis breaks loose: a load of half the dry
-/// friction moves it by 0.7 of this, and it springs back. The same at any friction, as contacts stiffen with load.
-constexpr double kGive = 1.85;
 /// Endpoint speed above which the velocity check trips the amplifiers, mm/s.
 constexpr double kSpeedLimit = 3000.0;
 /// Joint speed above which an axis's overspeed bit is set, rad/s.
