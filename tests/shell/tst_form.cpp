@@ -1,11 +1,14 @@
 // The form: its connections and those it must not have, texts, ranges, resources, and that nothing is cut off.
+#include <QAccessible>
 #include <QComboBox>
 #include <QDomDocument>
 #include <QFile>
 #include <QImageReader>
 #include <QMetaMethod>
 #include <QResource>
+#include <QScrollBar>
 
+#include "spokenreadouts.h"
 #include "standin.h"
 #include "windowtest.h"
 
@@ -95,6 +98,7 @@ class TestForm : public QObject {
     }
 
 private slots:
+    void initTestCase() { speakReadOuts(); }
     void init() {
         standin::reset();
         resetSharedState();
@@ -172,8 +176,7 @@ private slots:
              "border-image: url(:/qtTharlenTest/Resources/corvale_calibration_illustration.png)"},
             {"next_button", "styleSheet",
              "QPushButton { border-image: url(:/qtTharlenTest/Resources/next.png) } ;"},
-            {"back_button", "styleSheet",
-             "QPushButton { border-image: url(:/qtTharlenTest/Resources/prev.png) };"},
+            {"back_button", "styleSheet", "QPushButton { border-image: url(:/qtTharlenTest/Resources/prev.png) };"},
             {"testRadio3", "text", "                 Hours"},
             {"calibrate_button", "text", "&CALIBRATE "},
             {"pinch_calibrate_button", "text", "CALIBRATE &ATTACHMENT"},
@@ -213,6 +216,57 @@ private slots:
 
     // On each page, at the window's first size: no text control smaller than its text needs.
     void nothingIsCutOff() {
+        QStringList cut;
+        onEachPage([&](const QString& where) { cut << cutOff(where); });
+        QCOMPARE(window->size(), QSize(900, 738));
+        QVERIFY2(cut.isEmpty(), qPrintable(cut.join('\n')));
+    }
+
+    // On each page with all its controls enabled, the Tab key comes by every one of them, or by one of its group.
+    void keyboardReachesEverything() {
+        QStringList missed;
+        onEachPage([&](const QString& where) {
+            for (QWidget* widget : window->ui.tabWidget->currentWidget()->findChildren<QWidget*>())
+                widget->setEnabled(true);
+            window->ui.tabWidget->setFocus();
+            QSet<const QWidget*> reached;
+            for (QWidget* at = QApplication::focusWidget(); at && !reached.contains(at);
+                 at = QApplication::focusWidget()) {
+                reached << at;
+                if (const auto* radio = qobject_cast<QRadioButton*>(at)) {
+                    for (const QWidget* other : radio->parentWidget()->findChildren<QRadioButton*>())
+                        reached << other;
+                }
+                QTest::keyClick(at, Qt::Key_Tab);
+            }
+            for (const QWidget* widget : window->findChildren<QWidget*>()) {
+                if (isControl(widget) && !reached.contains(widget))
+                    missed << where + widget->objectName();
+            }
+        });
+        QVERIFY2(missed.isEmpty(), qPrintable(missed.join('\n')));
+    }
+
+    // A screen reader says what a read-out or lamp is and what it shows.
+    void readOutsSpeak() {
+        const auto said = [this](const char* name) {
+            return QAccessible::queryAccessibleInterface(child(name))->text(QAccessible::Name);
+        };
+        window->ui.encoder_X->setText("-1200");
+        window->ui.safetySwitch->setText("ON");
+        window->ui.EncoderTestLCD_Y->display(41);
+        QCOMPARE(said("encoder_X"), QString("Encoder X -1200"));
+        QCOMPARE(said("safetySwitch"), QString("Safety switch ON"));
+        QCOMPARE(said("EncoderTestLCD_Y"), QString("Estimated temperature Y 41"));
+        QCOMPARE(said("X_HOME"), QString("X home SEARCHING.."));
+        QCOMPARE(said("startRecord"), QString("Start recording"));
+        QCOMPARE(said("calibrate_button"), QString("CALIBRATE "));
+    }
+
+private:
+    /// Shows one page after the other, in the window's first size; `visit` gets the name of the page.
+    template <class Visit>
+    void onEachPage(const Visit& visit) {
         window->manufMode = true;
         for (const char* page : {"tab_2", "tab_3", "tab_4", "tab_5", "tab_6", "tab_7", "tab_8", "tab_9", "tab_10",
                                  "tab_11", "tab_12", "tab_13", "tab_14", "tab_15"})
@@ -220,7 +274,8 @@ private slots:
         window->resize(900, 738);
         window->show();
         QVERIFY(QTest::qWaitForWindowExposed(window.get()));
-        QStringList cut;
+        window->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(window.get()));
         for (int tab = 0; tab < window->ui.tabWidget->count(); ++tab) {
             window->ui.tabWidget->setCurrentIndex(tab);
             const bool pages = window->ui.tabWidget->currentWidget() == window->ui.tab_15;
@@ -228,14 +283,27 @@ private slots:
                 if (pages)
                     window->ui.stackedWidget->setCurrentIndex(page);
                 QCoreApplication::processEvents();
-                cut << cutOff(QString("%1/%2 ").arg(window->ui.tabWidget->tabText(tab)).arg(page));
+                visit(QString("%1/%2 ").arg(window->ui.tabWidget->tabText(tab)).arg(page));
             }
         }
-        QCOMPARE(window->size(), QSize(900, 738));
-        QVERIFY2(cut.isEmpty(), qPrintable(cut.join('\n')));
     }
-
-private:
+    /// What a mouse can use now; lamps and the picture of the maker are not to be pressed.
+    static bool isControl(const QWidget* widget) {
+        const auto* button = qobject_cast<const QAbstractButton*>(widget);
+        const QStringList lamps{"stylusButton_1",    "stylusButton_2",      "safetySwitch",       "inkwellSwitch",
+                                "amp_status_button", "device_fault_button", "test_result_status", "pushButton_21"};
+        if (!widget->isVisible() || !widget->isEnabled()
+            || widget->objectName().startsWith("Scroll")  // the tab bar's own
+            || lamps.contains(widget->objectName()) || widget->objectName().endsWith("_result"))
+            return false;
+        const bool slider =
+            qobject_cast<const QAbstractSlider*>(widget) && !qobject_cast<const QScrollBar*>(widget);
+        return button || slider || qobject_cast<const QComboBox*>(widget)
+               || qobject_cast<const QAbstractSpinBox*>(widget) || qobject_cast<const QAbstractItemView*>(widget)
+               || qobject_cast<const QTextBrowser*>(widget) || qobject_cast<const QTabBar*>(widget)
+               || (qobject_cast<const QLineEdit*>(widget)
+                   && !qobject_cast<const QAbstractSpinBox*>(widget->parentWidget()));
+    }
     QStringList cutOff(const QString& where) const {
         QStringList cut;
         for (const QWidget* widget : window->findChildren<QWidget*>()) {
@@ -248,7 +316,8 @@ private:
             const QSize needed = widget->minimumSizeHint();
             const bool small = widget->width() < needed.width() || widget->height() < needed.height();
             const QRect inWindow(widget->mapTo(window.get(), QPoint()), widget->size());
-            if (small || !window->rect().contains(inWindow) || widget->visibleRegion().boundingRect() != widget->rect())
+            if (small || !window->rect().contains(inWindow)
+                || widget->visibleRegion().boundingRect() != widget->rect())
                 cut << QString("%1%2 %3x%4 of %5x%6")
                            .arg(where, widget->objectName())
                            .arg(widget->width())
