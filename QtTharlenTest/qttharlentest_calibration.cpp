@@ -35,6 +35,7 @@ void qtTharlenTest::onCalibrationTab() {
                                       + ui.m_cmbTHARLeN->currentText() + "\nDevice model type: " + model);
     validCalibType = is_calibration_supported(id);
     ui.calibrate_button->setStyleSheet(kNotYetStyle);
+    ui.calibrate_button->setText("&CALIBRATE ");  // not "DONE" of the device before, which has no ALT+C either
     bResetCalib = false;
     onClickLoseCalibration();
     if (validCalibType != 0)

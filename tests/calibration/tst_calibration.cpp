@@ -90,6 +90,10 @@ private slots:
         QVERIFY(bResetCalib && window->checkCalibTimer->isActive());
         goToTab(*window, "Read Encoder");
         QVERIFY(!startCalibTest && !window->checkCalibTimer->isActive());
+        // What the button says of one calibration does not outlive it.
+        window->ui.calibrate_button->setText("CALIBRATION DONE");
+        goToTab(*window, "Calibrate");
+        QTEST(window->ui.calibrate_button->text(), "button");
     }
 
     // The ticks in the well add up, over visits to it and to the tab.
