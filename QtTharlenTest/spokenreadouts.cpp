@@ -7,13 +7,13 @@
 
 namespace {
 
+/// Of a widget that is a read-out.
 QString shown(const QWidget* widget) {
     if (const auto* label = qobject_cast<const QLabel*>(widget))
         return label->text();
     if (const auto* number = qobject_cast<const QLCDNumber*>(widget))
         return QString::number(number->value());
-    const auto* lamp = qobject_cast<const QPushButton*>(widget);
-    return lamp && lamp->focusPolicy() == Qt::NoFocus ? lamp->text() : QString();
+    return static_cast<const QPushButton*>(widget)->text();
 }
 
 class ReadOut : public QAccessibleWidget {

@@ -187,7 +187,7 @@ int main(int argc, char** argv) {
     qputenv("KNDD_HOME", home.path().toLocal8Bit());
     qputenv("NOLVA_ARM_SOCKET", "off");
     QApplication application(argc, argv);
-    testClock = [] { return static_cast<std::int64_t>(std::llround(armcontrol::armTime() * 1000.0)); };
+    testClock = &armcontrol::armMilliseconds;
 
     std::ofstream trace;
     if (!arguments.trace.empty()) {

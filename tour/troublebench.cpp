@@ -96,7 +96,7 @@ void TroubleBench::freshArm() {
     m_window.reset();
     armcontrol::resetArm();
     armcontrol::loopStepped(true);
-    testClock = [] { return static_cast<std::int64_t>(std::llround(armcontrol::armTime() * 1000.0)); };
+    testClock = &armcontrol::armMilliseconds;
     openWindow();
 }
 

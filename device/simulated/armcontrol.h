@@ -84,6 +84,8 @@ std::vector<std::uint64_t> loopLateness();
 void loopClearLateness();
 /// Simulated time since the library was loaded, s.
 double armTime();
+/// The same in whole milliseconds, rounded: a clock for who steps the loop.
+std::int64_t armMilliseconds();
 
 // --- State -------------------------------------------------------------------------------------
 

@@ -269,6 +269,10 @@ double armTime() {
     return rig().withArm([](Arm& a) { return a.time; });
 }
 
+std::int64_t armMilliseconds() {
+    return std::llround(armTime() * 1000.0);
+}
+
 State state() {
     State s;
     const arm::Loop& loop = rig().loop;

@@ -1,7 +1,6 @@
 // The closed-loop encoder test on the simulated arm: healthy arms go round without a complaint, and what is wrong
 // with an arm ends or marks the run.
 #include <QTemporaryDir>
-#include <cmath>
 #include <functional>
 
 #include "device/simulated/armcontrol.h"
@@ -36,7 +35,7 @@ class TestEncoderFlow : public QObject {
         armcontrol::resetArm();
         QCOMPARE(armcontrol::loopStepped(true), std::string());
         resetSharedState();
-        testClock = [] { return static_cast<std::int64_t>(std::llround(armcontrol::armTime() * 1000.0)); };
+        testClock = &armcontrol::armMilliseconds;
         window = std::make_unique<qtTharlenTest>();
         goToTab(*window, "Select");
         window->ui.m_cmbTHARLeN->setCurrentText(device);

@@ -150,9 +150,15 @@ private slots:
         QCOMPARE(window->ui.label_76->text() + window->ui.label_81->text(), QString("00"));
         goToTab(*window, "Calibrate");
         QVERIFY(posRecordTimer->isActive() && window->ui.stopRecord->isEnabled());
-        window->recordWorkspace();
+        int painted = 0;  // some lines at a time, and all of them when the record ends
+        for (int i = 0; i < 100; ++i) {
+            window->recordWorkspace();
+            painted += window->ui.textBrowser_2->updatesEnabled();
+        }
+        QVERIFY2(painted >= 1 && painted <= 10, qPrintable(QString::number(painted)));
         window->ui.stopRecord->click();
         QVERIFY(!posRecordTimer->isActive() && window->ui.startRecord->isEnabled());
+        QVERIFY(window->ui.textBrowser_2->updatesEnabled());
         QVERIFY(window->ui.textBrowser_2->toPlainText().endsWith("-40.500000 \t0.000000 \t0.000000"));
         window.reset();
         QVERIFY(!resolutionTestTimer && !posRecordTimer);

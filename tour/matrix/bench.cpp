@@ -14,14 +14,10 @@ namespace {
 constexpr int kLook = 250;             ///< ms between two looks at the error browser
 constexpr double kHealthyJitter = 40;  ///< us
 
-std::int64_t armMilliseconds() {
-    return std::llround(armcontrol::armTime() * 1000.0);
-}
-
 /// What a test leaves behind for the next window of the same process.
 void clearSharedState() {
     resetProcessState();
-    testClock = &armMilliseconds;
+    testClock = &armcontrol::armMilliseconds;
 }
 
 QString calibrationPath(const Subject& subject) {
