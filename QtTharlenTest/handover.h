@@ -1,5 +1,5 @@
-// The hand-over between the servo thread and the graphical thread: three small types, none of which
-// ever blocks or allocates on the servo side.
+// The hand-over between the servo thread and the graphical thread: small types, none of which ever blocks or
+// allocates on the servo side.
 #pragma once
 
 #include <array>
@@ -70,6 +70,73 @@ T loadRelaxed(const T& field) noexcept {
     __atomic_load(&field, &value, __ATOMIC_RELAXED);
     return value;
 }
+
+/// Keeps a tick that is under way from driving motors which the window has switched off meanwhile. No thread waits.
+///
+/// The window takes its flags down, closes the gate and then turns the amplifiers off. A tick begins ahead of reading
+/// a flag, asks ahead of each call that turns amplifiers on, and takes back what it did where the gate was closed by
+/// its end. So either the tick sees the closing, or all of its calls came before the window's: seq_cst, since each
+/// side stores (or calls) first and looks then.
+class ForceGate {
+public:
+    /// Any thread.
+    void close() noexcept { m_closings.fetch_add(1); }
+    /// [S]
+    void beginTick() noexcept {
+        m_begunAt = m_closings.load();
+        m_inTick = true;
+    }
+    /// Whether it was closed since the tick under way began; never outside a tick. [S]
+    bool shut() const noexcept { return m_inTick && m_closings.load() != m_begunAt; }
+    /// As shut(), of a tick that ends. [S]
+    bool endTick() noexcept {
+        const bool wasShut = shut();
+        m_inTick = false;
+        return wasShut;
+    }
+
+private:
+    std::atomic<unsigned> m_closings{0};
+    unsigned m_begunAt = 0;  ///< the servo thread's own
+    bool m_inTick = false;
+};
+
+/// Whether the servo loop goes on: its ticks count, the window looks now and then. Ticks from the servo thread, the
+/// rest from the graphical one.
+class LoopWatch {
+public:
+    enum class Change { None, StandsStill, GoesOn };
+
+    /// [S]
+    void tick() noexcept { m_ticks.fetch_add(1, std::memory_order_relaxed); }
+    /// The loop was started, or is about to be stopped.
+    void expect(bool running) noexcept {
+        m_expected = running;
+        m_still = 0;
+        m_told = false;
+    }
+    /// To be called at even intervals: `kStillLooks` of them without a tick are a loop that stands still.
+    Change look() noexcept {
+        const unsigned ticks = m_ticks.load(std::memory_order_relaxed);
+        const bool moved = ticks != m_seen;
+        m_seen = ticks;
+        if (!m_expected)
+            return Change::None;
+        m_still = moved ? 0 : m_still + 1;
+        if (m_told ? !moved : m_still < kStillLooks)
+            return Change::None;
+        m_told = !m_told;
+        return m_told ? Change::StandsStill : Change::GoesOn;
+    }
+    static constexpr int kStillLooks = 3;
+
+private:
+    std::atomic<unsigned> m_ticks{0};
+    unsigned m_seen = 0;
+    int m_still = 0;
+    bool m_expected = false;
+    bool m_told = false;  ///< that it stands still
+};
 
 /// A queue of one writing and one reading thread, bounded and without locks. A full queue refuses.
 /// push() on the writing thread, pop() on the reading one.

@@ -1,15 +1,24 @@
 // Process entry. No command-line option is read.
-#include <QApplication>
 #include <QCoreApplication>
+#include <QMessageBox>
 
+#include "application.h"
 #include "qttharlentest.h"
 #include "spokenreadouts.h"
 
 int main(int argc, char** argv) {
     QCoreApplication::addLibraryPath(".");
-    QApplication application(argc, argv);
+    DiagnosticApplication application(argc, argv);
+    const QuitOnSignals ending;
     speakReadOuts();
-    qtTharlenTest window;
-    window.show();
-    return QApplication::exec();
+    try {
+        qtTharlenTest window;
+        window.show();
+        return QApplication::exec();
+    } catch (...) {
+        QMessageBox box(QMessageBox::Critical, "Nolva Diagnostic", "Nolva Diagnostic cannot start.");
+        box.setInformativeText(textOfException().toHtmlEscaped());
+        box.exec();
+        return 1;
+    }
 }

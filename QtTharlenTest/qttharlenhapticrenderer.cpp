@@ -66,6 +66,7 @@ void qtTharlenHapticRenderer::stopTest() {
 
 void qtTharlenHapticRenderer::clearWalls() {
     m_nWallTransitions.fill(0);
+    m_bPassTest = false;  // with its walls: the next visit has to pass them all again
     std::fill(std::begin(m_bWallPassed), std::end(m_bWallPassed), false);
 }
 

@@ -31,7 +31,10 @@ qtTharlenTest::qtTharlenTest(QWidget* parent, Qt::WindowFlags flags) : QMainWind
     try {
         onInitTharlenTest();
     } catch (...) {
-        releaseOwned();  // opening the first device may throw, and then no destructor runs
+        // Opening the first device may throw, and then no destructor runs.
+        if (csTharlenID >= 0)
+            shutDownDevice();
+        releaseOwned();
         throw;
     }
 }
@@ -149,6 +152,8 @@ void qtTharlenTest::createTimersAndScenes() {
     errorDisplayTimer->start(500);
     motorTempTimer = newTimer(&qtTharlenTest::getMotorTemperature);
     gimbEncTestTimer = newTimer(&qtTharlenTest::runGimbalEncoderTest);
+    m_loopWatchTimer = newTimer(&qtTharlenTest::watchLoop);
+    m_loopWatchTimer->start(250);  // ms: four looks a second tell within one that the loop stands still
     m_encoderTestTimer = newTimer(&qtTharlenTest::showEncoderTestEvents);
     connect(ui.listWidget, &QListWidget::currentItemChanged, this, &qtTharlenTest::changePage);
 }
@@ -212,11 +217,7 @@ void qtTharlenTest::closeEvent(QCloseEvent* event) {
 // Servo traffic stops before anything that ServoLoopCallBack reaches is destroyed.
 qtTharlenTest::~qtTharlenTest() {
     if (csTharlenID >= 0) {
-        disable_tharlen_forces_no_wait(csTharlenID);
-        if (isServoLoopRunning())
-            stopServoLoop();
-        if (!isServoLoopRunning())
-            disable_tharlen(csTharlenID);
+        shutDownDevice();
         deleteDeviceRecords(m_nDevices);
         delete tharlenRenderer;
         delete hapticBoxRenderer;
@@ -230,7 +231,7 @@ qtTharlenTest::~qtTharlenTest() {
             delete timer;
     } else if (isServoLoopRunning()) {
         // A loop runs without a device where opening one threw; no tick may reach a window that is gone.
-        stopServoLoop();
+        stopLoop();
     }
     releaseOwned();
 }

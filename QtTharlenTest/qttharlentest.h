@@ -5,6 +5,7 @@
 // in qttharlentest_<subject>.cpp.
 #pragma once
 
+#include <QElapsedTimer>
 #include <QFile>
 #include <QGraphicsScene>
 #include <QLineF>
@@ -14,6 +15,7 @@
 #include <QString>
 #include <QTextStream>
 #include <QTimer>
+#include <exception>
 #include <initializer_list>
 #include <memory>
 #include <vector>
@@ -282,6 +284,9 @@ public:
     // --- Servo thread ---
     /// Turns a library status into a dated line; see the table in qttharlentest_errors.cpp. Any thread.
     void accumulateErrors(int nErr);
+    /// What may drive motors from a tick: closed whenever the window switches off.
+    ForceGate m_forceGate;
+    LoopWatch m_loopWatch;
     /// Wall forces of the box test for a position (mm) and the last motor commands (DAC counts): three
     /// forces, N, valid until the next call. All zero for a negative handle. [S]
     float* calcForce(int tharlen_id, float* pPos, long* plastDac);
@@ -294,6 +299,19 @@ public:
     void filterNrender(int tharlen_id);
     /// Adds one sample to the period. Returns 1. [S]
     int sampleHapticUpdateRate();
+
+    // --- What ends motor activity ---
+    /// Ends all that drives motors: flags, commands, the machines behind them, and what is typed or slid. Amplifiers
+    /// are left to the caller.
+    void endMotorActivity();
+    /// Ends it, turns the forces off and tells what the library threw; the window goes on.
+    void surviveException(const QString& text);
+    /// A dated line in the error browser, once. `text` may be foreign: it is shown as it is, on one line.
+    void sayError(const QString& text);
+    /// Counts the openings of devices: what was meant for one of them acts on that one alone.
+    int deviceOpening() const { return m_deviceOpening; }
+    /// A pending switch of the amplifier test, made during that opening.
+    void shootAmplifiers(int opening, bool on);
 
     // --- Servo rate ---
     /// Adds a bar of the period's samples to the strip, a tenth of a pixel a sample. A full strip starts anew.
@@ -474,9 +492,26 @@ private:
     void clearAxisState();
     void clearSwitchCounters();
     void releaseOwned();
+    void shutDownDevice() noexcept;
+
+    // Motors off, from the graphical thread: no tick under way turns them on again
+    void forcesOff();
+    void forcesOffNoWait();
+    int startLoop();
+    void stopLoop();
+    void watchLoop();
+    void tellForceNotFinite();
+    QTimer* m_loopWatchTimer = nullptr;
+    int m_deviceOpening = 0;
+    QString m_lastSaid;  ///< by sayError
+    QElapsedTimer m_sinceLastSaid;
+    std::exception_ptr m_failedEntry;  ///< what entering a tab threw, until the change of tab is whole
+    void rethrowFailedEntry();
 
     // One tick's activities [S]
     friend int ServoLoopCallBack(void* pUserData);
+    int tickEnablesForces(int id);
+    void dropForces(int id);
     void boxBranch(int id);
     void passivityBranch(int id);
     void voltageBranch(int id);
@@ -493,6 +528,11 @@ private:
     void wallForces(float gain);
     void limitUserForce(int id, float limit);
     void limitStelmarForce(float limit);
+    /// Three forces as they are, or zeros where one of them or the limit is no finite number.
+    void dropUnlessFinite(float* force, float limit);
+    bool m_limitSwitchedOff = false;  ///< in this tick, for the force limit
+    Shared<bool> m_forceNotFinite;    ///< since the device was opened
+    bool m_toldNotFinite = false;
     float m_boxForce[3]{};      ///< what calcForce returns, N
     float m_passivityForce[3]{};  ///< what calcCustomForce returns, N
 
@@ -551,9 +591,12 @@ private:
     void enterSummary();
     void enterPerformanceTesting();
     void leavePerformanceTesting();
+    void endPages();
+    bool m_sceneLeft = false;  ///< the last tab was left on a page with a scene, which then waits
     void passAdvancedModeGate();
     void setModes(bool manufacturing, bool encoderTest, bool performance);
     QString boxTestInstruction() const;
+    void openLastTests();
 
     /// Inserts a page as a tab, or leaves it where it is: tabs come in the order of their indices, so its place
     /// would be the same. Enables it.
@@ -624,6 +667,8 @@ private:
     void watchInkwell();
     void warnOfInkwell();
     void closeInkwellWarning();
+    void endTypedCommand();
+    void showCommands();
     void noteForceExtremes();
     void judgeForce(int axis);
     void showTemperatures(std::initializer_list<QLabel*> labels);

@@ -33,10 +33,12 @@ void qtTharlenTest::startCyclingAmps() {
     ampsGuiUpdateTimer->start(kTickPeriod);
 }
 
-// The shots are not cancelled when the tab is left: one that is pending then still switches.
+// The shots are not cancelled when the tab is left: one that is pending then still switches, unless the device is another
+// one by then.
 void qtTharlenTest::onCycleAmpsTab() {
-    QTimer::singleShot(kOffDelay, this, &qtTharlenTest::disableAmplifiers);
-    QTimer::singleShot(kOnDelay, this, &qtTharlenTest::enableAmplifiers);
+    const int opening = m_deviceOpening;
+    QTimer::singleShot(kOffDelay, this, [this, opening] { shootAmplifiers(opening, false); });
+    QTimer::singleShot(kOnDelay, this, [this, opening] { shootAmplifiers(opening, true); });
     if (unfiltered_device_fault(csTharlenID) != 0)
         noteAmplifierFault();
     else
@@ -78,6 +80,11 @@ void qtTharlenTest::openTestForces() {
     ui.next_button->setEnabled(true);
 }
 
+void qtTharlenTest::shootAmplifiers(int opening, bool on) {
+    if (opening == m_deviceOpening)
+        on ? enableAmplifiers() : disableAmplifiers();
+}
+
 void qtTharlenTest::enableAmplifiers() {
     if (cycleAmpsState != 0)
         return;
@@ -91,7 +98,7 @@ void qtTharlenTest::enableAmplifiers() {
 void qtTharlenTest::disableAmplifiers() {
     if (cycleAmpsState == 0)
         return;
-    disable_tharlen_forces_no_wait(csTharlenID);
+    forcesOffNoWait();
     ui.amp_status_button->setText("OFF");
     ui.amp_status_button->setStyleSheet(kFailStyle);
     ++cycleAmpsCounterOff;

@@ -45,7 +45,8 @@ float* qtTharlenTest::calcForce(int tharlen_id, float* pPos, long* plastDac) {
         lastDacValue[i] = static_cast<float>(std::fabs(static_cast<double>(plastDac[i]) * 100.0 / kFullDac));
     if (isAnyStelmar() || is6dof())
         limitStelmarForce(nominalMaxForce);
-    if (manufMode)
+    dropUnlessFinite(m_boxForce, nominalMaxForce);
+    if (manufMode && !m_forceGate.shut())  // the walls of a tab that has been left are not counted
         checkBoxTest(tharlen_id, m_boxForce);
     return m_boxForce;
 }
@@ -79,7 +80,7 @@ void qtTharlenTest::enableForcesOutsideBox(int id) {
             continue;
         const double position = hapticBoxRenderer->pPos[i];
         if (position < -kBoxWall || position > kBoxWall)
-            enable_tharlen_forces(id);
+            tickEnablesForces(id);
     }
 }
 
@@ -92,16 +93,17 @@ void qtTharlenTest::wallForces(float gain) {
 /// test that holds acts, so that one axis is limited a tick, the positive side first. This is meant. [S]
 void qtTharlenTest::limitUserForce(int id, float limit) {
     if (isCorvale()) {
-        if (sumOfSquares(m_boxForce) > limit * limit)
+        m_limitSwitchedOff = sumOfSquares(m_boxForce) > limit * limit;
+        if (m_limitSwitchedOff)
             disable_tharlen_forces(id);
         else
-            enable_tharlen_forces(id);
+            tickEnablesForces(id);
         return;
     }
-    for (const float side : {limit, -limit}) {
+    for (const float sign : {1.0f, -1.0f}) {
+        const float side = sign * limit;
         for (int i = 0; i < 3; ++i) {
-            const bool past = side > 0 ? m_boxForce[i] > side : m_boxForce[i] < side;
-            if (!past)
+            if (!(sign * m_boxForce[i] > limit))
                 continue;
             m_boxForce[i] = side;
             forceProgress[i] = side;
@@ -122,6 +124,16 @@ void qtTharlenTest::limitStelmarForce(float limit) {
         if (force < -limit)
             force = -limit;
     }
+}
+
+// A position or limit of the device that is no finite number would reach powered motors as a force. The window says so
+// once a device.
+void qtTharlenTest::dropUnlessFinite(float* force, float limit) {
+    if (std::isfinite(limit) && std::isfinite(force[0]) && std::isfinite(force[1]) && std::isfinite(force[2]))
+        return;
+    for (int i = 0; i < 3; ++i)
+        force[i] = 0;
+    m_forceNotFinite = true;
 }
 
 // The ticks over the limit need not be consecutive: they are counted within one excursion, until the force is
@@ -174,10 +186,16 @@ void qtTharlenTest::forceProgressUpdate() {
     showText(ui.boxTest_status, passed ? "PASS" : "");
     showStyle(ui.boxTest_status, passed ? kPassStyle : kNotYetStyle);
     repData->bBoxPass = passed;
-    if (passed) {
-        placeTab(11, ui.tab_11, "./Resources/servorate.png", "Servoloop");
-        placeTab(12, ui.tab_12, "./Resources/summary.png", "Summary");
-    }
-    // The operator can always go on: the report carries the failure.
-    ui.next_button->setEnabled(true);
+    if (passed)
+        openLastTests();
+    // The operator can always go on: the report carries the failure. The timer is another page's too, which is no way
+    // on.
+    if (ui.tabWidget->tabText(ui.tabWidget->currentIndex()) == "Box Test")
+        ui.next_button->setEnabled(true);
+}
+
+/// In manufacturing: as the box is passed, or as the operator goes on without.
+void qtTharlenTest::openLastTests() {
+    placeTab(11, ui.tab_11, "./Resources/servorate.png", "Servoloop");
+    placeTab(12, ui.tab_12, "./Resources/summary.png", "Summary");
 }

@@ -255,21 +255,21 @@ void qtTharlenTest::onClickLoseCalibration() {
         return;
     }
     enable_tharlen_forces(csTharlenID);
-    startServoLoop(ServoLoopCallBack, this);
+    startLoop();
     bResetCalib = false;
 }
 
 // Above zero counts as good here, the opposite of everywhere else: with a library that gives zero on success
 // this reports an error though the file was written. It is meant.
 void qtTharlenTest::onClickUpdateCalibration() {
-    stopServoLoop();
+    stopLoop();
     const int uErr = update_calibration(csTharlenID);
     if (uErr > 0)
         ui.calibFileStatus->setText("Updated the calibration.");
     else
         ui.calibFileStatus->setText("Error encountered when updating calibration for "
                                     + ui.m_cmbTHARLeN->currentText());
-    startServoLoop(ServoLoopCallBack, this);
+    startLoop();
 }
 
 // --- Minimum encoder ranges ------------------------------------------------------------------------

@@ -1,5 +1,7 @@
 // The "Test Capstan" tab: whether an Orda's cables slip on their capstans. A reference run notes the encoders at
 // the stops and then pushes as hard as the limits allow; a verify run notes them again. What differs is slip.
+#include <cmath>
+
 #include "qttharlentest.h"
 #include "restyle.h"
 #include "servostate.h"
@@ -148,6 +150,9 @@ bool qtTharlenTest::seekStops(POS_VECTOR& stops) {
     for (int i = 0; i < 3; ++i)
         volts[i] = static_cast<float>(static_cast<double>(m_vvVoltageIncr.afVoltages[i])
                                       + static_cast<double>(velocity[i]) * kDamping[i]);
+    for (float& volt : volts)
+        if (!std::isfinite(volt))
+            volt = 0;  // a velocity that is no number drives nothing
     SendVoltages(csTharlenID, volts);
     return still;
 }
@@ -164,7 +169,7 @@ void qtTharlenTest::pushOnStops() {
 // startCapstanTest stays raised, which is meant: the last voltages go on being sent, with the forces off, until the
 // verify run has ended.
 void qtTharlenTest::finishCapstanReference() {
-    disable_tharlen_forces(csTharlenID);
+    forcesOff();
     verifyCapstanTest = false;
     capstanTestRefTimer->stop();
     ui.startCapstanTest_button->setEnabled(false);
@@ -175,7 +180,7 @@ void qtTharlenTest::finishCapstanReference() {
 
 void qtTharlenTest::finishCapstanVerify() {
     updateCapstanTestResults();
-    disable_tharlen_forces(csTharlenID);
+    forcesOff();
     startCapstanTest = false;
     verifyCapstanTest = false;
     capstanTestTimer->stop();

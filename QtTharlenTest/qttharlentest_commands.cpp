@@ -44,10 +44,10 @@ void qtTharlenTest::command_motor_dac() {
 void qtTharlenTest::clear_dac_value() {
     dac_values.fill(0);
     cForce.fill(0);
-    disable_tharlen_forces_no_wait(csTharlenID);
+    startPerformanceForceTest = false;  // a tick in between would turn the amplifiers on again
+    forcesOffNoWait();
     for (QLineEdit* field : {ui.motor_dac_1, ui.motor_dac_2, ui.motor_dac_3})
         field->setText("0");
-    startPerformanceForceTest = false;
 }
 
 void qtTharlenTest::clearForces() {
@@ -55,7 +55,14 @@ void qtTharlenTest::clearForces() {
     for (QLineEdit* field : {ui.cforce_1, ui.cforce_2, ui.cforce_3})
         field->setText("0.0");
     startPerformanceForceTest = false;
-    disable_tharlen_forces(csTharlenID);
+    forcesOff();
+}
+
+void qtTharlenTest::endTypedCommand() {
+    if (!startPerformanceForceTest)
+        return;
+    clear_dac_value();
+    clearForces();
 }
 
 void qtTharlenTest::commandForces() {
@@ -66,7 +73,11 @@ void qtTharlenTest::commandForces() {
 
 // --- The page --------------------------------------------------------------------------------------
 
-void qtTharlenTest::enterForcePage() { tempGuiUpdateTimer->start(kMonitorPeriod); }
+// A stylus that is in its ink well by the page's first look counts as put back.
+void qtTharlenTest::enterForcePage() {
+    inkwellSwitchState = 0;
+    tempGuiUpdateTimer->start(kMonitorPeriod);
+}
 
 void qtTharlenTest::leaveForcePage() { tempGuiUpdateTimer->stop(); }
 

@@ -77,6 +77,9 @@ int qtTharlenTest::OnSelChangeTHARLeN() {
     ui.tharlenModel_lineedit->clear();
     disableTestTabs();
     csTharlenID = -1;
+    endMotorActivity();
+    ++m_deviceOpening;
+    m_forceNotFinite = m_toldNotFinite = false;
 
     const bool change = prevTharlenID >= 0;
     if (change)
@@ -100,7 +103,7 @@ int qtTharlenTest::OnSelChangeTHARLeN() {
 // handle a second time.
 void qtTharlenTest::closePreviousDevice() {
     ui.textBrowser->append("Changing selected Device now...");
-    stopServoLoop();
+    stopLoop();
     disable_tharlen(prevTharlenID);
     ui.textBrowser->clear();
 }
@@ -112,7 +115,7 @@ int qtTharlenTest::openFirstDevice(const QString& name) {
         return reportOpenFailure(handle);
     ui.glDrawWidget1->show();
     ui.textBrowser->append("Device initialization OK...");
-    const int status = startServoLoop(ServoLoopCallBack, this);
+    const int status = startLoop();
     if (status < 0) {
         ui.textBrowser->append("Error starting ServoLoop\n");
         return status;
@@ -140,7 +143,7 @@ int qtTharlenTest::changeDevice(const QString& name) {
     ui.glDrawWidget1->show();
     ui.textBrowser->append("Device initialization OK...");
     csTharlenID = handle;
-    status = startServoLoop(ServoLoopCallBack, this);
+    status = startLoop();
     if (status < 0) {
         ui.textBrowser->append("Error starting ServoLoop\n");
         return status;

@@ -2,6 +2,7 @@
 // to its stops, and the faults that end the motion. All of it runs on the servo thread; what it has to say goes
 // to the window as events.
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 
 #include "qttharlentest.h"
@@ -165,7 +166,8 @@ void qtTharlenTest::noteHomeSensors(const long* encoders, const float* temperatu
             continue;
         const bool on = (current & diff) != 0;
         (on ? ZsensorOn : ZsensorOff)[axis] = encoders[axis];
-        (on ? TemperatureOn : TemperatureOff)[axis] = static_cast<long>(temperatures[axis] * 1000.0);
+        if (std::isfinite(temperatures[axis]))
+            (on ? TemperatureOn : TemperatureOff)[axis] = static_cast<long>(temperatures[axis] * 1000.0);
         tellWindow(EncoderTestEvent::SensorEdge, axis, encoders[axis], temperatures[axis], on);
     }
 }
@@ -205,7 +207,7 @@ bool qtTharlenTest::withinReach(int axis, float error) {
 }
 
 bool qtTharlenTest::coolEnough(int axis, float temperature) {
-    if (temperature >= encoderTestAbortTemp) {
+    if (!(temperature < encoderTestAbortTemp)) {  // nor what is no number
         tellWindow(EncoderTestEvent::TemperatureError, axis, temperature);
         return false;
     }

@@ -112,7 +112,7 @@ void qtTharlenTest::stopEncoderTest() {
     startEncoderTest = false;
     m_bServoControl = false;
     m_iButtonStep = 0;
-    disable_tharlen_forces(id);
+    forcesOff();
     takeEncoderTestEvents();
     ui.runEncoderTest_button->setEnabled(true);
     ui.stopEncoderTest_button->setEnabled(false);

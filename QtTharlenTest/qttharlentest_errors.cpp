@@ -59,19 +59,48 @@ void qtTharlenTest::accumulateErrors(int nErr) {
 
 // The message is not emptied after it was shown: one error is shown again twice a second until something
 // clears it, and while there is none an empty line is.
+// The widget is touched once the lock is free again: a tick never waits for a layout, nor for a hundred thousand lines
+// that are cleared.
 void qtTharlenTest::displayError() {
-    const ErrorMessageLock lock;
-    if (numAccumErrors > kMostAccumulatedErrors) {
-        clearErrorBrowser();
-        numAccumErrors = 0;
+    QString line;
+    bool tooMany;
+    {
+        const ErrorMessageLock lock;
+        tooMany = numAccumErrors > kMostAccumulatedErrors;
+        if (tooMany) {
+            errorMessage.clear();
+            numAccumErrors = 0;
+        }
+        line = errorMessage;
     }
-    ui.error_browser->append(errorMessage);
+    if (tooMany)
+        ui.error_browser->clear();
+    ui.error_browser->append(line);
 }
 
 void qtTharlenTest::clearErrorBrowser() {
-    const ErrorMessageLock lock;
-    errorMessage.clear();
+    {
+        const ErrorMessageLock lock;
+        errorMessage.clear();
+    }
     ui.error_browser->clear();
+}
+
+// A text that comes again at once, as from a timer's slot, is not said again within a second.
+void qtTharlenTest::sayError(const QString& text) {
+    constexpr int kMostShown = 200;  ///< characters
+    QString line = text.left(kMostShown);
+    for (QChar& character : line)
+        if (!character.isPrint())
+            character = ' ';
+    if (line == m_lastSaid && m_sinceLastSaid.isValid() && !m_sinceLastSaid.hasExpired(1000))
+        return;
+    m_lastSaid = line;
+    m_sinceLastSaid.start();
+    char date[kDateTextSize];
+    const std::size_t length = dateText(std::time(nullptr), date);
+    line.prepend(QString::fromUtf8(date, static_cast<int>(length)) + " : ");
+    ui.error_browser->append(line.toHtmlEscaped());
 }
 
 void qtTharlenTest::displayDateTime() {

@@ -1,6 +1,7 @@
 // What the force test shows once a second: temperatures, commands, encoders and position.
 #include <QPalette>
 #include <array>
+#include <cmath>
 
 #include "qttharlentest.h"
 #include "restyle.h"
@@ -27,7 +28,8 @@ bool isStelmarSize(const QString& modelText, const char* size) {
 
 // --- Temperatures ----------------------------------------------------------------------------------
 
-// One line for each hot axis and tick; forces are not cut here, the device protects itself.
+// One line for each hot axis and tick; forces are not cut here, the device protects itself. A temperature that is no
+// number counts as hot and is shown as what it is.
 void qtTharlenTest::monitorTemperature() {
     get_tharlen_temp_6dof(csTharlenID, motorTempinDegrees);
     get_tharlen_temp_normalized_6dof(csTharlenID, motorTemp);
@@ -35,8 +37,8 @@ void qtTharlenTest::monitorTemperature() {
         showTemperatures({ui.label_65, ui.label_66, ui.label_67});
     else
         showTemperatures({ui.temp_X, ui.temp_Y, ui.temp_Z, ui.temp_TX, ui.temp_TY, ui.temp_TZ});
-    for (float temperature : motorTemp) {
-        if (temperature >= kHot)
+    for (int axis = 0; axis < 6; ++axis) {
+        if (!(motorTemp[axis] < kHot) || !std::isfinite(motorTempinDegrees[axis]))
             ui.forces_textBox->append("Motors are hot..Please wait until they cool down");
     }
     if (startEncoderTest)
@@ -47,7 +49,7 @@ void qtTharlenTest::monitorTemperature() {
 void qtTharlenTest::showTemperatures(std::initializer_list<QLabel*> labels) {
     int axis = 0;
     for (QLabel* label : labels) {
-        if (motorTemp[axis] > 0.0f)
+        if (!(motorTemp[axis] <= 0.0f) || !std::isfinite(motorTempinDegrees[axis]))
             showText(label, QString::number(static_cast<double>(motorTempinDegrees[axis]), 'g', 3));
         ++axis;
     }
@@ -57,7 +59,8 @@ void qtTharlenTest::showEncoderTestTemperatures() {
     QLCDNumber* const displays[3] = {ui.EncoderTestLCD_X, ui.EncoderTestLCD_Y, ui.EncoderTestLCD_Z};
     for (int axis = 0; axis < 3; ++axis) {
         const float degrees = motorTempinDegrees[axis];
-        displays[axis]->display(QString::number(static_cast<double>(degrees), 'f', 1));
+        // The display has no letters for "nan".
+        displays[axis]->display(std::isfinite(degrees) ? QString::number(static_cast<double>(degrees), 'f', 1) : "Err");
         const QColor colour = temperatureColour(degrees);
         QPalette palette = displays[axis]->palette();
         if (palette.color(QPalette::Active, QPalette::WindowText) == colour)
@@ -72,11 +75,17 @@ void qtTharlenTest::showEncoderTestTemperatures() {
 // The labels carry DAC counts, not newtons; checkForcePass reads them back.
 void qtTharlenTest::updateForceDisplay() {
     composeForceText();
-    QLabel* const labels[6] = {ui.force_x, ui.force_y, ui.force_z, ui.force_gx, ui.force_gy, ui.force_gz};
-    for (int i = 0; i < 6; ++i)
-        showText(labels[i], m_motorDACStr[i]);
+    showCommands();
     showEncodersAndPosition();
     watchInkwell();
+}
+
+void qtTharlenTest::showCommands() {
+    QLabel* const labels[6] = {ui.force_x, ui.force_y, ui.force_z, ui.force_gx, ui.force_gy, ui.force_gz};
+    for (int i = 0; i < 6; ++i) {
+        m_motorDACStr[i] = QString::number(static_cast<long>(force_dac_values[i]));
+        showText(labels[i], m_motorDACStr[i]);
+    }
 }
 
 /// DAC counts for a mN m of motor torque; 0 for a device that is none of these, whose torques then are 0.
@@ -126,10 +135,8 @@ void qtTharlenTest::composeForceText() {
         for (float& force : forceCartesian)
             force = 0;
     }
-    for (int i = 0; i < 6; ++i) {
+    for (int i = 0; i < 6; ++i)
         m_forceSentStr[i] = QString::number(static_cast<double>(forceCartesian[i]), 'f', 2);
-        m_motorDACStr[i] = QString::number(static_cast<long>(force_dac_values[i]));
-    }
     csText = QString::asprintf("Force (N):\t%2.2f \t%2.2f \t%2.2f ", static_cast<double>(forceCartesian[0]),
                                static_cast<double>(forceCartesian[1]), static_cast<double>(forceCartesian[2]));
 }

@@ -51,6 +51,7 @@ void qtTharlenTest::onTestForcesTab() {
     if (manufMode)
         forceCheckTimer->start(kCheckPeriod);
     showGimbalForces(is6dof());
+    showCommands();  // what stands there of a former visit would be judged
 }
 
 void qtTharlenTest::showGimbalForces(bool shown) {
@@ -103,20 +104,32 @@ void qtTharlenTest::watchInkwell() {
     } else if (!inkwellSwitchState && inkwell) {
         inkwellSwitchState = 1;
         resetForceSliders();
+        endTypedCommand();
     }
 }
 
-// Modal to the window, but without an event loop of its own: temperatures, errors and the loop go on behind it. It
-// comes back each second while the stylus stays, and goes with the tab.
+// Modal to the window on its own tab, where the forces are down by then. The ticks that bring it run on others too, beside
+// motors that are driven: there it blocks nothing and lies clear of what stops them. It has no event loop of its own:
+// temperatures, errors and the loop go on behind it. It comes back each second while the stylus stays, a full one after
+// it was answered, and goes with the tab.
 void qtTharlenTest::warnOfInkwell() {
     if (!inkwellWarning) {
         inkwellWarning = new QMessageBox(
             QMessageBox::Warning, "Warning",
             "Please remove the stylus from inkwell and hold the stylus to run the Force Test!", QMessageBox::Ok, this);
-        inkwellWarning->setWindowModality(Qt::WindowModal);
+        connect(inkwellWarning, &QDialog::finished, this, [this] {
+            if (tempGuiUpdateTimer->isActive())
+                tempGuiUpdateTimer->start();
+        });
     }
-    if (!inkwellWarning->isVisible())
-        inkwellWarning->open();
+    if (inkwellWarning->isVisible())
+        return;
+    const bool ownTab = ui.tabWidget->currentWidget() == ui.tab_7;
+    inkwellWarning->setWindowModality(ownTab ? Qt::WindowModal : Qt::NonModal);
+    inkwellWarning->setAttribute(Qt::WA_ShowWithoutActivating, !ownTab);
+    inkwellWarning->show();
+    if (!ownTab)
+        inkwellWarning->move(ui.frame1->mapToGlobal(QPoint(0, 0)));
 }
 
 void qtTharlenTest::closeInkwellWarning() {

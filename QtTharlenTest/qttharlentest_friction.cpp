@@ -116,7 +116,7 @@ void qtTharlenTest::endFrictionAxis(const long* encoders) {
 }
 
 void qtTharlenTest::finishFrictionTest() {
-    disable_tharlen_forces(csTharlenID);
+    forcesOff();
     startFrictionTest = false;
     frictionTestTimer->stop();
     updateFrictionTestResults();

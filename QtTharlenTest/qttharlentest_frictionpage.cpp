@@ -26,13 +26,13 @@ void qtTharlenTest::startFrictionPerformanceTest() {
 
 void qtTharlenTest::stopFrictionPerformanceTest() {
     bFrictionPerformance = false;
-    disable_tharlen_forces(csTharlenID);
+    forcesOff();
     for (int i = 0; i < 3; ++i)
         positionOfDev[i] = 0;
     friction_dac_values.fill(0);
     for (float& force : frictionForce)
         force = 0;
-    disable_tharlen_forces(csTharlenID);
+    forcesOff();
     dacFloat = 0.0f;
     bStep = 0;
     plotJointVelocity();

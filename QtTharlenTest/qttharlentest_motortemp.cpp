@@ -4,6 +4,7 @@
 #include <QGraphicsTextItem>
 #include <QPen>
 #include <algorithm>
+#include <cmath>
 
 #include "qttharlentest.h"
 #include "servostate.h"
@@ -103,6 +104,8 @@ void qtTharlenTest::plotWindings() {
         Qt::GlobalColor colour;
     } motors[] = {{motor1_windingPlot, Qt::red}, {motor2_windingPlot, Qt::green}, {motor3_windingPlot, Qt::cyan}};
     for (int i = 0; i < 3; ++i) {
+        if (!std::isfinite(prevWindingTemperature[i]) || !std::isfinite(windingTemperature[i]))
+            continue;  // the text has it as "nan"
         motors[i].line->setLine(timerCounter, plotHeight(prevWindingTemperature[i]), timerCounter,
                                 plotHeight(windingTemperature[i]));
         linePlotScene->addLine(*motors[i].line, QPen(motors[i].colour, 2.0));

@@ -25,7 +25,7 @@ void qtTharlenTest::leavePassivityPage() {
     startPassivityTest = false;
     for (float& force : m_forceToSend)
         force = 0;
-    disable_tharlen_forces(csTharlenID);
+    forcesOff();
     ui.gain_slider->setValue(0);
     if (passivityBoxRenderer->graphicTimer->isActive())
         passivityBoxRenderer->stopTest();
@@ -52,10 +52,11 @@ float* qtTharlenTest::calcCustomForce(int tharlen_id, float*) {
     for (int i = 0; i < 3; ++i) {
         const bool outside = position[i] < -kPassivityWall || position[i] > kPassivityWall;
         if (is_tharlen_forces_enabled(tharlen_id) == 0 && outside)
-            enable_tharlen_forces(tharlen_id);
+            tickEnablesForces(tharlen_id);
     }
     for (int i = 0; i < 3; ++i)
         m_passivityForce[i] = wallForce(kPassivityWall, gain * scene.m_afBoxStiffness, scene.pPos[i]);
+    dropUnlessFinite(m_passivityForce, 0.0f);
     return m_passivityForce;
 }
 
@@ -70,7 +71,7 @@ void qtTharlenTest::enterFiltersPage() {
 
 void qtTharlenTest::leaveFiltersPage() {
     startFiltersTest = false;
-    disable_tharlen_forces(csTharlenID);
+    forcesOff();
     if (!filtersRenderer->graphicTimer->isActive())
         return;
     filtersRenderer->stopTest();

@@ -9,6 +9,8 @@ int ServoLoopCallBack(void* pUserData) {
     const int status = update_tharlen(id);
     if (!window)
         return 0;
+    window->m_loopWatch.tick();
+    window->m_forceGate.beginTick();
     window->accumulateErrors(status);
 
     if (startPinchCalibration)
@@ -38,11 +40,24 @@ int ServoLoopCallBack(void* pUserData) {
         window->frictionPerformanceBranch(id);
     else
         window->defaultBranch(id);
+
+    if (window->m_forceGate.endTick())
+        window->dropForces(id);
     return 0;
 }
 
+/// Turns the amplifiers on, unless the window has switched off since the tick began. 0, or an error code. [S]
+int qtTharlenTest::tickEnablesForces(int id) { return m_forceGate.shut() ? 0 : enable_tharlen_forces(id); }
+
+/// The window has switched off in the middle of a tick: what this tick may have turned on or sent since does not stay. [S]
+void qtTharlenTest::dropForces(int id) {
+    const long none[6] = {};
+    command_motor_dac_values(id, none);
+    disable_tharlen_forces_no_wait(id);
+}
+
 // -2, the maximum force exceeded, turns the forces off here and on again in the passivity and default
-// branches. The three are meant to differ.
+// branches. The three are meant to differ. Where the limit of a Corvale has just switched off, the next tick asks anew.
 void qtTharlenTest::boxBranch(int id) {
     float devPos[3] = {};
     long lastDac[6] = {};
@@ -53,13 +68,14 @@ void qtTharlenTest::boxBranch(int id) {
         plastDac[i] = lastDac[i];
 
     const float* devForce = m_boxForce;
+    m_limitSwitchedOff = false;
     if (isServoLoopRunning())
         devForce = calcForce(id, devPos, plastDac);
     const float sentForce[6] = {devForce[0], devForce[1], devForce[2], 0, 0, 0};
     const int status = send_tharlen_force(id, sentForce);
 
-    if (is_tharlen_forces_enabled(id) == 0) {
-        const int error = enable_tharlen_forces(id);
+    if (is_tharlen_forces_enabled(id) == 0 && !m_limitSwitchedOff) {
+        const int error = tickEnablesForces(id);
         if (error != 0)
             accumulateErrors(error);
     }
@@ -74,7 +90,7 @@ void qtTharlenTest::passivityBranch(int id) {
     const float force[6] = {devForce[0], devForce[1], devForce[2], 0, 0, 0};
     passivityTestForce.store(force);
     if (send_tharlen_force_6dof(id, force) == kMaxForceExceeded)
-        enable_tharlen_forces(id);
+        tickEnablesForces(id);
 }
 
 // Friction, capstan and verify share it: three flags, so that the window can tell the runs apart.
@@ -114,7 +130,8 @@ int qtTharlenTest::sampleHapticUpdateRate() {
 }
 
 void qtTharlenTest::performanceForceBranch(int id) {
-    enable_tharlen_forces_no_wait(id);
+    if (!m_forceGate.shut())
+        enable_tharlen_forces_no_wait(id);
     if (sendForceChecked)
         send_tharlen_force_6dof(id, cForce.copy().data());
     else
@@ -143,5 +160,5 @@ void qtTharlenTest::frictionPerformanceBranch(int id) {
 
 void qtTharlenTest::defaultBranch(int id) {
     if (command_motor_dac_values(id, force_dac_values.copy().data()) == kMaxForceExceeded)
-        enable_tharlen_forces(id);
+        tickEnablesForces(id);
 }

@@ -18,7 +18,7 @@ void stopIfActive(QTimer* timer) {
 
 void qtTharlenTest::enterMode() {
     if (isServoLoopRunning())
-        stopServoLoop();
+        stopLoop();
     ui.glDrawWidget1->hide();
     disableTestTabs();
 }
@@ -28,7 +28,13 @@ void qtTharlenTest::enterSelect() {
         ui.tabWidget->setTabEnabled(0, false);
     if (isServoLoopRunning())
         return;
-    if (OnSelChangeTHARLeN() >= 0) {
+    int status = -1;
+    try {
+        status = OnSelChangeTHARLeN();
+    } catch (...) {
+        m_failedEntry = std::current_exception();  // once the tabs before have been left
+    }
+    if (status >= 0) {
         selectionTimer->start(30);
         enableTestTabs();
     } else {
@@ -123,10 +129,10 @@ void qtTharlenTest::enterCycleAmps() {
 // Twice where the test was on, which is meant.
 void qtTharlenTest::leaveCycleAmps() {
     if (csTharlenID >= 0)
-        disable_tharlen_forces(csTharlenID);
+        forcesOff();
     if (!ampsGuiUpdateTimer->isActive())
         return;
-    disable_tharlen_forces(csTharlenID);
+    forcesOff();
     ampsGuiUpdateTimer->stop();
 }
 
@@ -143,7 +149,7 @@ void qtTharlenTest::enterTestForces() {
 void qtTharlenTest::leaveTestForces() {
     onClickResetForces();
     if (tempGuiUpdateTimer->isActive()) {
-        disable_tharlen_forces(csTharlenID);
+        forcesOff();
         tempGuiUpdateTimer->stop();
     }
     stopIfActive(forceCheckTimer);
@@ -191,13 +197,12 @@ void qtTharlenTest::enterBoxTest() {
     forceProgressTimer->start(5);
 }
 
-// A tick that is running can still send forces; they are cut after its flag was cleared.
 void qtTharlenTest::leaveBoxTest() {
     startBoxTest = false;
     for (float& force : m_forceToSend)
         force = 0;
     if (csTharlenID >= 0)
-        disable_tharlen_forces(csTharlenID);
+        forcesOff();
     stopIfActive(forceProgressTimer);
     if (hapticBoxRenderer->graphicTimer->isActive())
         hapticBoxRenderer->stopTest();
@@ -234,13 +239,31 @@ void qtTharlenTest::enterSummary() {
     ui.back_button->setEnabled(false);
 }
 
+// A scene that was ended as the tab was left goes on.
 void qtTharlenTest::enterPerformanceTesting() {
-    if (csTharlenID >= 0)
-        ui.gain_slider->setValue(0);
+    if (csTharlenID < 0)
+        return;
+    ui.gain_slider->setValue(0);
+    if (m_sceneLeft)
+        changePage(ui.listWidget->currentItem(), nullptr);
+    m_sceneLeft = false;
 }
 
 void qtTharlenTest::leavePerformanceTesting() {
+    endPages();
     ui.gain_slider->setValue(0);
     if (csTharlenID >= 0)
-        disable_tharlen_forces(csTharlenID);
+        forcesOff();
+}
+
+/// What the pages drive ends with their tab, though it goes on from page to page.
+void qtTharlenTest::endPages() {
+    endTypedCommand();
+    if (bFrictionPerformance)
+        stopFrictionPerformanceTest();
+    m_sceneLeft = m_sceneLeft || startPassivityTest || startFiltersTest;
+    if (startPassivityTest)
+        leavePassivityPage();
+    if (startFiltersTest)
+        leaveFiltersPage();
 }

@@ -2,6 +2,7 @@
 #include <QCryptographicHash>
 #include <QIcon>
 #include <QKeyEvent>
+#include <utility>
 
 #include "qttharlenhapticrenderer.h"
 #include "qttharlentest.h"
@@ -132,7 +133,10 @@ void qtTharlenTest::placeTab(int index, QWidget* page, const QString& icon, cons
 
 void qtTharlenTest::gotoPrevTab() { ui.tabWidget->setCurrentIndex(ui.tabWidget->currentIndex() - 1); }
 
+// In manufacturing the box opens the next tabs as it is passed. An operator who goes on without has them opened here.
 void qtTharlenTest::gotoNextTab() {
+    if (manufMode && ui.tabWidget->currentWidget() == ui.tab_10)
+        openLastTests();
     ui.tabWidget->setCurrentIndex(ui.tabWidget->currentIndex() + 1);
     setFocusProxy(ui.tabWidget->currentWidget());
 }
@@ -187,4 +191,10 @@ void qtTharlenTest::onTabChange(int index) {
     if (tab == "Summary")
         enterSummary();
     tab == "Performance Testing" ? enterPerformanceTesting() : leavePerformanceTesting();
+    rethrowFailedEntry();
+}
+
+void qtTharlenTest::rethrowFailedEntry() {
+    if (m_failedEntry)
+        std::rethrow_exception(std::exchange(m_failedEntry, nullptr));
 }

@@ -64,8 +64,9 @@ void SteppedTime::fire(QTimer* timer) {
     QMetaObject::invokeMethod(timer, "timeout", Qt::DirectConnection);
     if (!amplifiers)
         return;
-    m_shots.push_back({m_now + 500, [this] { m_window.disableAmplifiers(); }});
-    m_shots.push_back({m_now + 1000, [this] { m_window.enableAmplifiers(); }});
+    const int opening = m_window.deviceOpening();
+    m_shots.push_back({m_now + 500, [this, opening] { m_window.shootAmplifiers(opening, false); }});
+    m_shots.push_back({m_now + 1000, [this, opening] { m_window.shootAmplifiers(opening, true); }});
 }
 
 void SteppedTime::fireDueShots() {
