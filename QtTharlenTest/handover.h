@@ -128,7 +128,7 @@ public:
         m_told = !m_told;
         return m_told ? Change::StandsStill : Change::GoesOn;
     }
-    static constexpr int kStillLooks = 3;
+    static constexpr int kStillLooks = 2;
 
 private:
     std::atomic<unsigned> m_ticks{0};

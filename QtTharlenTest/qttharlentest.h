@@ -308,6 +308,8 @@ public:
     void surviveException(const QString& text);
     /// A dated line in the error browser, once. `text` may be foreign: it is shown as it is, on one line.
     void sayError(const QString& text);
+    /// Four looks a second: says once that the loop stands still, or goes on, and what no motor was given.
+    void watchLoop();
     /// Counts the openings of devices: what was meant for one of them acts on that one alone.
     int deviceOpening() const { return m_deviceOpening; }
     /// A pending switch of the amplifier test, made during that opening.
@@ -499,7 +501,6 @@ private:
     void forcesOffNoWait();
     int startLoop();
     void stopLoop();
-    void watchLoop();
     void tellForceNotFinite();
     QTimer* m_loopWatchTimer = nullptr;
     int m_deviceOpening = 0;
@@ -528,8 +529,8 @@ private:
     void wallForces(float gain);
     void limitUserForce(int id, float limit);
     void limitStelmarForce(float limit);
-    /// Three forces as they are, or zeros where one of them or the limit is no finite number.
-    void dropUnlessFinite(float* force, float limit);
+    /// Leaves three forces as they are, or makes them zero where one of them or the limit is no finite number: false.
+    bool dropUnlessFinite(float* force, float limit);
     bool m_limitSwitchedOff = false;  ///< in this tick, for the force limit
     Shared<bool> m_forceNotFinite;    ///< since the device was opened
     bool m_toldNotFinite = false;

@@ -39,13 +39,14 @@ float* qtTharlenTest::calcForce(int tharlen_id, float* pPos, long* plastDac) {
                                                   : isOrda()  ? m_cdLodrin.nWallTransitions
                                                               : 3;
     wallForces(hapticBoxRenderer->m_afBoxStiffness * maxGain);
-    if (!manufMode)
-        limitUserForce(tharlen_id, nominalMaxForce);
     for (int i = 0; i < 3; ++i)
         lastDacValue[i] = static_cast<float>(std::fabs(static_cast<double>(plastDac[i]) * 100.0 / kFullDac));
+    if (!dropUnlessFinite(m_boxForce, nominalMaxForce))
+        return m_boxForce;
+    if (!manufMode)
+        limitUserForce(tharlen_id, nominalMaxForce);
     if (isAnyStelmar() || is6dof())
         limitStelmarForce(nominalMaxForce);
-    dropUnlessFinite(m_boxForce, nominalMaxForce);
     if (manufMode && !m_forceGate.shut())  // the walls of a tab that has been left are not counted
         checkBoxTest(tharlen_id, m_boxForce);
     return m_boxForce;
@@ -128,12 +129,13 @@ void qtTharlenTest::limitStelmarForce(float limit) {
 
 // A position or limit of the device that is no finite number would reach powered motors as a force. The window says so
 // once a device.
-void qtTharlenTest::dropUnlessFinite(float* force, float limit) {
+bool qtTharlenTest::dropUnlessFinite(float* force, float limit) {
     if (std::isfinite(limit) && std::isfinite(force[0]) && std::isfinite(force[1]) && std::isfinite(force[2]))
-        return;
+        return true;
     for (int i = 0; i < 3; ++i)
         force[i] = 0;
     m_forceNotFinite = true;
+    return false;
 }
 
 // The ticks over the limit need not be consecutive: they are counted within one excursion, until the force is

@@ -3,6 +3,7 @@
 #include <ctime>
 
 #include "datetext.h"
+#include "plaintext.h"
 #include "qttharlentest.h"
 #include "servostate.h"
 
@@ -89,10 +90,7 @@ void qtTharlenTest::clearErrorBrowser() {
 // A text that comes again at once, as from a timer's slot, is not said again within a second.
 void qtTharlenTest::sayError(const QString& text) {
     constexpr int kMostShown = 200;  ///< characters
-    QString line = text.left(kMostShown);
-    for (QChar& character : line)
-        if (!character.isPrint())
-            character = ' ';
+    QString line = oneLine(text.left(kMostShown));
     if (line == m_lastSaid && m_sinceLastSaid.isValid() && !m_sinceLastSaid.hasExpired(1000))
         return;
     m_lastSaid = line;
@@ -100,7 +98,7 @@ void qtTharlenTest::sayError(const QString& text) {
     char date[kDateTextSize];
     const std::size_t length = dateText(std::time(nullptr), date);
     line.prepend(QString::fromUtf8(date, static_cast<int>(length)) + " : ");
-    ui.error_browser->append(line.toHtmlEscaped());
+    appendPlain(ui.error_browser, line);
 }
 
 void qtTharlenTest::displayDateTime() {

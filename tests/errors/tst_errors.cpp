@@ -115,6 +115,32 @@ private slots:
         QCOMPARE(window->numAccumErrors, 0);
     }
 
+    // A loop that stands still is told within a second, once; and that it goes on again. One that was stopped is not.
+    void aLoopThatStandsStillIsTold() {
+        const auto look = [this](int looks) {
+            window->clearErrorBrowser();
+            for (int i = 0; i < looks; ++i)
+                window->watchLoop();
+            return browser();
+        };
+        ServoLoopCallBack(window.get());
+        QVERIFY(look(2).isEmpty());
+        QVERIFY(look(1).contains("stopped answering"));
+        QVERIFY(look(9).isEmpty());
+        ServoLoopCallBack(window.get());
+        QVERIFY(look(2).contains("answers again"));
+        goToTab(*window, "Mode");
+        QVERIFY(look(9).isEmpty());
+    }
+
+    // A foreign text is one line of plain text, and is not said again at once.
+    void whatIsSaidIsOneLine() {
+        for (int i = 0; i < 3; ++i)
+            window->sayError("<b>bold</b>\n\x01" + QString(5000, 'x'));
+        QVERIFY(browser().contains(" : <b>bold</b>  xx"));
+        QVERIFY(browser().size() < 260 && !browser().contains('\n'));
+    }
+
     void missingDeviceIsReportedPastTheFirstTab() {
         window->csTharlenID = -1;
         for (int second = 0; second < 3; ++second)

@@ -1,5 +1,6 @@
 // The box's force, its limits and its pop-through, tick by tick, for every model line in both modes.
 #include <cmath>
+#include <limits>
 
 #include "qttharlenhapticrenderer.h"
 #include "servostate.h"
@@ -91,9 +92,9 @@ private slots:
             const auto force = tickAt(0, deep, 0);
             if (line.type == 3) {
                 QVERIFY2(force[1] < -line.limit, line.name);
-                QVERIFY2(device().count("disable_tharlen_forces") == 1, line.name);
+                QVERIFY2(device().count("disable_tharlen_forces") == 1 && !device().forcesEnabled, line.name);
                 tickAt(0, 20.5f, 0);
-                QVERIFY2(device().count("enable_tharlen_forces") == 1, line.name);
+                QVERIFY2(device().count("enable_tharlen_forces") >= 1 && device().forcesEnabled, line.name);
             } else {
                 QVERIFY2(force[1] == -line.limit, line.name);
                 QVERIFY2(device().count("disable_tharlen_forces") == 0, line.name);
@@ -112,6 +113,39 @@ private slots:
         QCOMPARE(force, (std::array<float, 3>{-3.3f, 0.0f, -10.0f}));
         tickAt(24.0f, 0, 0);
         QCOMPARE(window->forceProgress.copy(), (std::array<float, 3>{-1.0f, 0.0f, 0.0f}));
+    }
+
+    // A nominal force of 0 leaves none to either side, one axis a tick.
+    void noNominalForceLeavesNone() {
+        open(kLines[0], false);
+        device().maxForce = 0;
+        QCOMPARE(tickAt(-30.0f, 0, 0), (std::array<float, 3>{0, 0, 0}));
+        QCOMPARE(tickAt(30.0f, 0, 0), (std::array<float, 3>{0, 0, 0}));
+    }
+
+    // Whatever the library gives, no motor gets what is no finite number; the window says so once, and nothing counts
+    // as a wall.
+    void whatIsNoNumberDrivesNothing() {
+        const float inf = std::numeric_limits<float>::infinity(), nan = std::numeric_limits<float>::quiet_NaN();
+        for (const Line& line : kLines) {
+            for (const bool manufacturing : {false, true}) {
+                open(line, manufacturing);
+                for (const float bad : {inf, -inf, nan}) {
+                    for (int tick = 0; tick < 5; ++tick)
+                        QVERIFY2(tickAt(0, bad, 0) == (std::array<float, 3>{0, 0, 0}), line.name);
+                    device().maxForce = device().maxContinuousForce = bad;
+                    QVERIFY2(tickAt(25.0f, 0, 0) == (std::array<float, 3>{0, 0, 0}), line.name);
+                    device().maxForce = device().maxContinuousForce = 3.3f;
+                    device().maxStiffness = bad;
+                    QVERIFY2(tickAt(25.0f, 0, 0) == (std::array<float, 3>{0, 0, 0}), line.name);
+                    device().maxStiffness = 0.5f;
+                    window->watchLoop();
+                }
+                for (int wall = 0; wall < 6; ++wall)
+                    QVERIFY2(count(wall) == 0, line.name);
+                QCOMPARE(window->ui.error_browser->toPlainText().count("no number"), 1);
+            }
+        }
     }
 
     // A Stelmar's components are limited one by one, once the whole is past the limit.
@@ -207,6 +241,37 @@ private slots:
         QCOMPARE(window->hapticBoxRenderer->pPos[0].load(), 1.0f);
     }
 
+    // An operator whose box does not pass goes on all the same, with the failure on record, and passes no wall unseen by
+    // coming back.
+    void goingOnWithoutThePass() {
+        open(kLines[0], false);
+        window->manufMode = true;
+        startBoxTest = false;
+        window->disableTestTabs();
+        window->ui.tabWidget->addTab(window->ui.tab_10, "Box Test");
+        goToTab(*window, "Box Test");
+        QVERIFY(!window->ui.next_button->isEnabled());
+        window->forceProgressUpdate();
+        QVERIFY(window->ui.next_button->isEnabled());
+        window->ui.next_button->click();
+        QCOMPARE(tabTexts(*window).mid(2), (QStringList{"Box Test", "Servoloop", "Summary"}));
+        QCOMPARE(window->ui.tabWidget->currentIndex(), 3);
+        QVERIFY(!window->repData->bBoxPass);
+        // On the last tab the timer, which is another page's too, does not light it.
+        goToTab(*window, "Summary");
+        window->forceProgressUpdate();
+        QVERIFY(!window->ui.next_button->isEnabled());
+        // A second visit passes nothing by itself.
+        window->hapticBoxRenderer->m_nWallTransitions.fill(3);
+        goToTab(*window, "Box Test");
+        window->hapticBoxRenderer->graphicsCallback();
+        QVERIFY(window->hapticBoxRenderer->m_bPassTest);
+        goToTab(*window, "Servoloop");
+        goToTab(*window, "Box Test");
+        window->forceProgressUpdate();
+        QVERIFY(!window->repData->bBoxPass);
+    }
+
     // Bars show the last motor command in percent, labels the share of the nominal force.
     void progressAndVerdict() {
         open(kLines[0], true);
@@ -290,6 +355,7 @@ private slots:
         QCOMPARE(window->passivityBoxRenderer->pPos.copy(), (std::array<float, 3>{40.0f, 0, -40.0f}));
         window->onPassivitySliderChange(0);
         QCOMPARE(tick(90.0f, 0, 0)[1], 0.0);
+        QCOMPARE(tick(std::numeric_limits<float>::infinity(), 0, 0)[1], 0.0);
     }
 
     void filtersSceneFollowsTheRawPosition() {

@@ -1,5 +1,6 @@
 // The "Cycle Amps" and "Test Forces" tabs tick by tick.
 #include <QMessageBox>
+#include <limits>
 
 #include "restyle.h"
 #include "servostate.h"
@@ -123,6 +124,18 @@ private slots:
         QVERIFY(!window->ampsGuiUpdateTimer->isActive());
     }
 
+    // A switch that is pending as another device is opened acts on neither.
+    void aPendingSwitchIsForItsDevice() {
+        open(5, false, "Cycle Amps");
+        const int opening = window->deviceOpening();
+        window->OnSelChangeTHARLeN();
+        device().calls.clear();
+        window->shootAmplifiers(opening, true);
+        QVERIFY(device().calls.empty());
+        window->shootAmplifiers(window->deviceOpening(), true);
+        QVERIFY(device().forcesEnabled);
+    }
+
     // --- Forces ------------------------------------------------------------------------------------
 
     void slidersCommandTheMotors() {
@@ -240,6 +253,16 @@ private slots:
         QCOMPARE(colour(window->ui.EncoderTestLCD_Y), QColor(255, 255, 0));
         QCOMPARE(window->ui.EncoderTestLCD_Z->value(), 100.0);
         QCOMPARE(colour(window->ui.EncoderTestLCD_Z), QColor(255, 255, 0));
+        // What is no number counts as too hot and is shown as such.
+        device().celsius[0] = device().normalizedTemperature[1] = std::numeric_limits<float>::quiet_NaN();
+        device().normalizedTemperature[5] = 0;
+        window->ui.forces_textBox->clear();
+        startEncoderTest = true;
+        window->monitorTemperature();
+        startEncoderTest = false;
+        QCOMPARE(window->ui.temp_X->text(), QString("nan"));
+        QCOMPARE(window->ui.forces_textBox->toPlainText(), hot + "\n" + hot);
+        QCOMPARE(colour(window->ui.EncoderTestLCD_X), QColor(255, 0, 0));
         window->performanceTestMode = true;
         window->monitorTemperature();
         QCOMPARE(window->ui.label_66->text(), QString("60"));
@@ -271,7 +294,24 @@ private slots:
             QVERIFY(warning->isVisible());
             goToTab(*window, "Select");
             QVERIFY(!warning->isVisible());
+            // Beside motors that another tab drives it blocks nothing.
+            window->ui.tabWidget->addTab(window->ui.tab_5, "Encoder Test");
+            goToTab(*window, "Encoder Test");
+            window->initEncoderTest();
+            window->updateForceDisplay();
+            QVERIFY(warning->isVisible() && !warning->isModal());
         }
+    }
+
+    // What was shown at the last visit is not judged at the next.
+    void labelsStartAsTheCommandsAre() {
+        open(5, true, "Test Forces");
+        setSliders(100);
+        window->updateForceDisplay();
+        goToTab(*window, "Select");
+        goToTab(*window, "Test Forces");
+        window->checkForcePass();
+        QCOMPARE(window->repData->fMaxForceVal[1], 0.0f);
     }
 };
 

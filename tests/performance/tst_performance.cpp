@@ -132,6 +132,63 @@ private slots:
         QCOMPARE(window->ui.motor_dac_1->text() == "0", way != "pushButton_15");
     }
 
+    // Leaving the tab ends what its pages drive, and so does another device, which starts with nothing commanded.
+    void nothingGoesOnPastTheTab_data() {
+        QTest::addColumn<QString>("page");
+        QTest::addColumn<bool>("otherDevice");
+        for (const char* text : {"Force Test", "Motor Temp. Test", "Passivity Test", "Filters Test", "Friction Test"})
+            for (const bool other : {false, true})
+                QTest::addRow("%s%s", text, other ? ", another device" : "") << text << other;
+    }
+    void nothingGoesOnPastTheTab() {
+        QFETCH(QString, page);
+        QFETCH(bool, otherDevice);
+        auto& ui = window->ui;
+        this->page("Workspace Test");
+        this->page(qPrintable(page));
+        if (page == "Friction Test")
+            window->startFrictionPerformanceTest();
+        ui.cforce_1->setText("900");
+        ui.motor_dac_1->setText("900");
+        if (page == "Force Test" || page == "Motor Temp. Test")
+            window->command_motor_dac();
+        window->force_dac_values[2] = window->m_fVoltsToSend[1] = 50;
+        tick();
+        if (otherDevice)
+            window->OnSelChangeTHARLeN();
+        else
+            goToTab(*window, "Calibrate");
+        QVERIFY(otherDevice || !device().forcesEnabled);
+        device().forcesEnabled = false;
+        device().calls.clear();
+        startCalibTest = false;
+        tick();
+        QVERIFY(!device().forcesEnabled);
+        const auto sent = device().of({"command_motor_dac_values", "send_tharlen_force_6dof", "command_motor_voltages"});
+        QCOMPARE(sent.size(), 1u);
+        QCOMPARE(sent[0].values[1], 0.0);
+        QCOMPARE(sent[0].values[3], otherDevice ? 0.0 : 50.0);  // the sliders' own command goes with its own tab
+        // A scene goes on as the operator comes back.
+        goToTab(*window, "Performance Testing");
+        QCOMPARE(startPassivityTest.load(), page == "Passivity Test" && !otherDevice);
+        QCOMPARE(startFiltersTest.load(), page == "Filters Test" && !otherDevice);
+    }
+
+    // Putting the stylus back ends a typed command.
+    void dockingEndsATypedCommand() {
+        device().result["get_inkwell_switch"] = 1;
+        page("Workspace Test");
+        page("Force Test");
+        window->updateForceDisplay();
+        window->ui.cforce_1->setText("900");
+        window->ui.pushButton_5->click();
+        window->updateForceDisplay();
+        QVERIFY(startPerformanceForceTest);
+        device().result["get_inkwell_switch"] = 0;
+        window->updateForceDisplay();
+        QVERIFY(!startPerformanceForceTest && dac_values[0] == 0 && !device().forcesEnabled);
+    }
+
     // The resolution page ends with its page, the workspace record goes on; each start makes a new timer.
     void records() {
         page("Resolution Test");

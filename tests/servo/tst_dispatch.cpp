@@ -1,4 +1,6 @@
 // One servo tick against the recording stand-in: what each flag sends, in which order, and what wins.
+#include <algorithm>
+
 #include "servostate.h"
 #include "standin.h"
 #include "windowtest.h"
@@ -209,6 +211,87 @@ private slots:
         const float full = totalRateSamples;
         tick();
         QCOMPARE(totalRateSamples.load(), full);
+    }
+
+    // The window switches off in the middle of a tick, at each call of it: nothing stays on, nothing stays commanded.
+    void switchingOffInTheMiddleOfATick_data() {
+        QTest::addColumn<QString>("activity");
+        QTest::addColumn<QString>("way");
+        QTest::newRow("box, tab left") << "box" << "tab";
+        QTest::newRow("passivity, tab left") << "passivity" << "tab";
+        QTest::newRow("passivity, page left") << "passivity" << "page";
+        QTest::newRow("sliders, tab left") << "sliders" << "tab";
+        QTest::newRow("typed, tab left") << "typed" << "tab";
+        QTest::newRow("typed, page left") << "typed" << "page";
+        QTest::newRow("typed, counts cleared") << "typed" << "clear";
+        QTest::newRow("encoder test, stopped") << "encoder" << "stop";
+        QTest::newRow("anything, an exception") << "box" << "exception";
+    }
+    void switchingOffInTheMiddleOfATick() {
+        QFETCH(QString, activity);
+        QFETCH(QString, way);
+        const auto& ui = window->ui;
+        const auto page = [&ui](const char* text) {
+            ui.listWidget->setCurrentItem(ui.listWidget->findItems(text, Qt::MatchExactly).at(0));
+        };
+        const auto start = [&] {
+            goToTab(*window, activity == "box" ? "Box Test" : activity == "sliders" ? "Test Forces" : "Select");
+            if (activity == "passivity" || activity == "typed") {
+                ui.tabWidget->addTab(ui.tab_15, "Performance Testing");
+                goToTab(*window, "Performance Testing");
+                page("Workspace Test");
+                page(activity == "typed" ? "Force Test" : "Passivity Test");
+                window->passivityGain = 2;
+                ui.cforce_1->setText("700");
+                if (activity == "typed")
+                    ui.pushButton_5->click();
+            }
+            if (activity == "sliders")
+                ui.slider_Y->setValue(50);
+            if (activity == "encoder")
+                window->initEncoderTest();
+            window->m_lDACvalues[1] = activity == "encoder" ? 900 : 0;
+        };
+        const auto leave = [&] {
+            if (way == "tab")
+                goToTab(*window, "Calibrate");
+            else if (way == "page")
+                page("Resolution Test");
+            else if (way == "clear")
+                window->clear_dac_value();
+            else if (way == "stop")
+                window->stopEncoderTest();
+            else
+                window->surviveException("");
+        };
+        device().position[0] = 52.0f;
+        int leftAt = 1;  // what comes ahead of it is a tick that begins afterwards
+        for (bool left = true; left; ++leftAt) {
+            start();
+            device().result = {{"send_tharlen_force", -2}, {"send_tharlen_force_6dof", -2}, {"command_motor_dac_values", -2}};
+            device().forcesEnabled = leftAt % 2;
+            device().calls.clear();
+            int call = 0;
+            left = false;
+            device().onCall = [&](const standin::Call&) {
+                if (call++ != leftAt)
+                    return;
+                left = true;
+                leave();
+                device().result.clear();
+            };
+            ServoLoopCallBack(window.get());
+            device().onCall = nullptr;
+            device().result.clear();
+            if (!left)
+                break;
+            const QByteArray where = QByteArray::number(leftAt);
+            QVERIFY2(!device().forcesEnabled, where);
+            const auto sent = device().of({"send_tharlen_force", "send_tharlen_force_6dof", "command_motor_dac_values"});
+            QVERIFY2(sent.empty() || std::all_of(sent.back().values.begin() + 1, sent.back().values.end(),
+                                                 [](double value) { return value == 0; }), where);
+        }
+        QVERIFY(leftAt >= 3);
     }
 
     void noWindowIsHarmless() {

@@ -120,6 +120,24 @@ private slots:
         QCOMPARE(device().namesOf(ending), (std::vector<std::string>{"disable_tharlen_forces_no_wait",
                                                                       "stopServoLoop", "disable_tharlen"}));
 
+        // A library may finish one more tick after it was asked to stop.
+        for (Shared<bool>* flag : {&startBoxTest, &startPerformanceForceTest}) {
+            resetSharedState();
+            window = openWindow();
+            *flag = true;
+            device().forcesEnabled = true;
+            bool onAtClosing = true;
+            device().onCall = [&](const standin::Call& call) {
+                if (call.name == "stopServoLoop")
+                    ServoLoopCallBack(window.get());
+                if (call.name == "disable_tharlen")
+                    onAtClosing = device().forcesEnabled;
+            };
+            window.reset();
+            device().onCall = nullptr;
+            QVERIFY(!onAtClosing && !device().forcesEnabled);
+        }
+
         // A loop that would not stop leaves the device enabled.
         resetSharedState();
         window = openWindow();

@@ -1,0 +1,96 @@
+// What an exception of the device library and a signal do to the application.
+#include <signal.h>
+
+#include "application.h"
+#include "servostate.h"
+#include "standin.h"
+#include "windowtest.h"
+
+using standin::device;
+
+class TestApplication : public QObject {
+    Q_OBJECT
+
+    /// An exception that unwinds through the toolkit comes from an event, as a person makes it.
+    static void byEvent(QWidget* receiver, const std::function<void()>& act) {
+        QTimer::singleShot(0, receiver, act);
+        QCoreApplication::processEvents();
+    }
+
+private slots:
+    void init() {
+        standin::reset();
+        resetSharedState();
+        device().fleet = {standin::record("Arm", 5)};
+    }
+
+    // Opening for the first time throws: the text is told, and the window is good for another try.
+    void openingThrowsAndIsTriedAgain() {
+        device().result["init_tharlen"] = -7;
+        qtTharlenTest window;
+        device().result.clear();
+        device().initThrows = "no such port";
+        byEvent(&window, [&] { goToTab(window, "Select"); });
+        QVERIFY(window.ui.error_browser->toPlainText().contains("no such port"));
+        QCOMPARE(window.csTharlenID.load(), -1);
+        QCOMPARE(tabTexts(window), (QStringList{"Mode", "Select"}));
+        device().initThrows.clear();
+        goToTab(window, "Mode");
+        goToTab(window, "Select");
+        QVERIFY(window.csTharlenID >= 0);
+    }
+
+    // Any call of the graphical thread throws, while a motor is driven: forces off, and the window goes on.
+    void anyCallThrowsBesideADrivenMotor() {
+        const auto window = openWindow();
+        goToTab(*window, "Test Forces");
+        window->ui.slider_Y->setValue(60);
+        QVERIFY(device().forcesEnabled);
+        device().onCall = [](const standin::Call& call) {
+            if (call.name == "get_tharlen_temp_6dof")
+                throw 7;
+        };
+        byEvent(window.get(), [&] { window->monitorTemperature(); });
+        device().onCall = nullptr;
+        QVERIFY(!device().forcesEnabled);
+        QCOMPARE(window->force_dac_values[1].load(), 0L);
+        QCOMPARE(window->ui.slider_Y->value(), 0);
+        QVERIFY(window->ui.error_browser->toPlainText().contains("an exception without a text"));
+    }
+
+    // Neither does a library that throws at every call of the window's end keep the others from being made.
+    void theEndIsWholeWhateverThrows() {
+        auto window = openWindow();
+        device().onCall = [](const standin::Call& call) {
+            if (call.name != "isServoLoopRunning")
+                throw std::runtime_error(call.name);
+        };
+        device().calls.clear();
+        window.reset();
+        device().onCall = nullptr;
+        QCOMPARE(device().count("stopServoLoop"), 1);
+        QCOMPARE(device().count("disable_tharlen"), 1);
+    }
+
+    void signalsCloseWithoutAQuestion() {
+        for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
+            resetSharedState();
+            const QuitOnSignals ending;
+            auto window = openWindow();
+            window->manufMode = true;
+            QTimer::singleShot(0, window.get(), [number] { raise(number); });
+            QTimer tooLong;
+            tooLong.setSingleShot(true);
+            tooLong.start(20000);
+            connect(&tooLong, &QTimer::timeout, [] { QCoreApplication::exit(9); });
+            QCOMPARE(QCoreApplication::exec(), 0);
+        }
+    }
+};
+
+int main(int argc, char** argv) {
+    DiagnosticApplication application(argc, argv);
+    TestApplication test;
+    return QTest::qExec(&test, argc, argv);
+}
+#include "tst_application.moc"
