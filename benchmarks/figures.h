@@ -42,6 +42,8 @@ std::vector<Figure> measureStepped();
 std::vector<Figure> measureLateness(int seconds);
 /// Wake-up lateness of the loop with the loads of the servo page on, and without.
 std::vector<Figure> measureUnderLoad(int seconds);
+/// Late ticks while "Clear" empties an error browser of 100,000 lines.
+std::vector<Figure> measureClearing();
 /// Ticks lost beside a busy window.
 std::vector<Figure> measureLostTicks(int seconds);
 /// From process start to first paint, against a bare window.

@@ -98,6 +98,33 @@ std::vector<Figure> measureLostTicks(int seconds) {
     return {figure};
 }
 
+std::vector<Figure> measureClearing() {
+    constexpr int kRounds = 5, kLines = 100000;
+    armcontrol::resetArm();
+    resetProcessState();
+    qtTharlenTest window;
+    window.show();
+    window.ui.tabWidget->setCurrentIndex(1);
+    const QString lines = QString("Device Warning: Device exceeded max velocity.\n").repeated(kLines - 1) + "the last";
+    std::vector<double> took;
+    std::uint64_t lost = 0;
+    for (int round = 0; round < kRounds; ++round) {
+        window.ui.error_browser->setPlainText(lines);
+        spend(window, 1, false);
+        const std::uint64_t before = armcontrol::state().lateTicks;
+        QElapsedTimer time;
+        time.start();
+        window.ui.pushButton_3->click();
+        took.push_back(static_cast<double>(time.nsecsElapsed()) * 1e-6);
+        lost += armcontrol::state().lateTicks - before;
+    }
+    return {{"\"Clear\" on 100,000 lines of errors",
+             "1000 Hz, five times",
+             {{"median, ms", percentile(took, 0.5)}, {"longest, ms", percentile(took, 1.0)}, {"late ticks", static_cast<double>(lost)}},
+             "",
+             "no late tick"}};
+}
+
 std::vector<Figure> measureUnderLoad(int seconds) {
     armcontrol::resetArm();
     resetProcessState();

@@ -1,6 +1,6 @@
 // measure [--only SUBJECT] [--seconds N] [file.json]: prints every figure with the machine and the scheduling beside
 // it, and writes it as JSON. Subjects: startup, ticks, slots, stalls, rest, stepped,
-// lateness, load, ordinary (lateness without real-time scheduling), lost (ticks lost in --seconds beside a busy window).
+// lateness, load, clear, ordinary (lateness without real-time scheduling), lost (ticks lost in --seconds beside a busy window).
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QDateTime>
@@ -100,6 +100,7 @@ int main(int argc, char** argv) {
         {"lateness", true, [&] { return measureLateness(seconds); }},
         {"load", true, [&] { return measureUnderLoad(seconds); }},
         {"ordinary", true, [&] { return latenessWithoutRealTime(program, seconds); }},
+        {"clear", true, [] { return measureClearing(); }},
         {"lost", false, [&] { return measureLostTicks(seconds); }},
     };
     bool known = only.isEmpty();
