@@ -4,9 +4,12 @@
 #include <unistd.h>
 
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <algorithm>
+
+#include "shown.h"
 
 namespace {
 
@@ -65,11 +68,14 @@ void ArmLink::connectToArm() {
         setCondition(Condition::Off);
         return;
     }
-    // A socket whose owner is gone refuses at once, so the candidates are tried one after the other.
+    // A socket whose owner is gone refuses at once, so the candidates are tried one after the other. Those whose
+    // owners stand still, with their queues full, have one time among them.
     connecting_ = true;
+    QElapsedTimer clock;
+    clock.start();
     for (const QString& path : candidates()) {
         socket_.connectToServer(path);
-        if (socket_.waitForConnected(kConnectMs)) {
+        if (socket_.waitForConnected(std::max(1, kConnectMs - static_cast<int>(clock.elapsed())))) {
             path_ = path;
             break;
         }
@@ -166,18 +172,24 @@ void ArmLink::readLines() {
 void ArmLink::takeLine(const QByteArray& line) {
     silence_.stop();
     setCondition(Condition::Connected);
-    const QJsonDocument document = QJsonDocument::fromJson(line);
+    const bool tooDeep =
+        foreign::shapeOf(line.constData(), static_cast<std::size_t>(line.size())).depth > foreign::kDeepest;
+    const QJsonDocument document = tooDeep ? QJsonDocument() : QJsonDocument::fromJson(line);
     QJsonObject answer = document.object();
     const bool readable = document.isObject() && answer["ok"].isBool();
     if (!readable)
-        answer = failure(tr("the answer cannot be read"));
+        answer = failure(tooDeep ? tr("the answer cannot be read: %1").arg(foreign::kTooDeep)
+                                 : tr("the answer cannot be read"));
+    else if (answer.contains("error"))
+        answer["error"] = shown(answer["error"].toString());
 
     // Each command gets one line, in order: an answer without an id is that of the oldest command, and an
     // id that is not the oldest one's tells that the answers before it were lost.
     auto mine = pending_.begin();
     if (readable && answer.contains("id")) {
-        const auto id = static_cast<qint64>(answer["id"].toDouble(-1));
-        mine = std::find_if(pending_.begin(), pending_.end(), [id](const Pending& p) { return p.id == id; });
+        const double id = answer["id"].toDouble(-1);
+        mine = std::find_if(pending_.begin(), pending_.end(),
+                            [id](const Pending& p) { return static_cast<double>(p.id) == id; });
     }
     if (mine == pending_.end())
         return;

@@ -17,6 +17,7 @@
 #include "loopview.h"
 #include "readouts.h"
 #include "scriptbar.h"
+#include "shown.h"
 #include "wallcontrols.h"
 #include "workspaceview.h"
 
@@ -143,7 +144,7 @@ void ArmPanel::showCondition() {
             return;  // the first state tells the rest
         case Condition::Silent:
             device_->showLine(tr("The arm does not answer. Waiting for it."));
-            loop_->showLine(link_.socketPath());
+            loop_->showLine(shown(link_.socketPath()));
             return;
         case Condition::Off:
             device_->showLine(tr("NOLVA_ARM_SOCKET is \"off\": the arm has no socket."));

@@ -39,7 +39,8 @@ struct ArmState {
     QStringList faults;        ///< names of those that are on
 };
 
-/// A field that is missing, or of another kind or length than it should be, keeps its default.
+/// A field that is missing, or of another kind or length than it should be, or a figure that no arm has, keeps its
+/// default. Texts are as they may be shown.
 ArmState readArmState(const QJsonObject& json);
 
 /// The calibration status in words.

@@ -11,13 +11,16 @@
 #include <QSpinBox>
 #include <QTreeWidget>
 #include <algorithm>
+#include <cmath>
 
 #include "controls.h"
+#include "shown.h"
 
 namespace {
 
 enum Column { Name, Axis, Amount, Columns };
 constexpr int kMostAxes = 20;  // the axis of some faults is a place in the fleet
+constexpr double kMostAmount = 1e6;
 
 }  // namespace
 
@@ -45,7 +48,7 @@ FaultList::FaultList(ArmLink& link, QWidget* parent) : QWidget(parent), link_(li
     axis_->setRange(0, kMostAxes);
     axis_->setSpecialValueText(tr("all"));
     amount_ = new QDoubleSpinBox(this);
-    amount_->setRange(-1e6, 1e6);
+    amount_->setRange(-kMostAmount, kMostAmount);
     amount_->setDecimals(2);
     amount_->setStepType(QAbstractSpinBox::AdaptiveDecimalStepType);
     // A value is sent when it stands, not with each digit.
@@ -104,14 +107,16 @@ void FaultList::showState(const ArmState& state) {
 }
 
 void FaultList::takeRow(const QJsonObject& json, Fault& fault) const {
-    fault.name = json["name"].toString();
-    fault.unit = json["unit"].toString();
-    fault.text = json["text"].toString();
+    fault.name = shown(json["name"].toString());
+    fault.unit = shown(json["unit"].toString());
+    fault.text = shown(json["text"].toString());
     fault.on = json["on"].toBool();
     if (fault.chosen && !fault.on)
         return;
-    fault.axis = json["axis"].toInt(-1);
-    fault.amount = json["amount"].toDouble();
+    const int axis = json["axis"].toInt(-1);
+    const double amount = json["amount"].toDouble();
+    fault.axis = axis >= 0 && axis < kMostAxes ? axis : -1;
+    fault.amount = std::abs(amount) <= kMostAmount ? amount : 0.0;
 }
 
 void FaultList::takeList(const QJsonArray& faults) {

@@ -9,6 +9,7 @@
 
 #include "controls.h"
 #include "readouts.h"
+#include "shown.h"
 
 FleetList::FleetList(ArmLink& link, QWidget* parent) : QWidget(parent), link_(link) {
     list_ = new QTreeWidget(this);
@@ -51,8 +52,8 @@ void FleetList::takeList(const QJsonObject& answer) {
     list_->clear();
     const QJsonArray devices = answer["devices"].toArray();
     for (const QJsonValue& device : devices)
-        list_->addTopLevelItem(new QTreeWidgetItem({device.toString()}));
-    source_->showLine(tr("%1 devices; from: %2").arg(devices.size()).arg(answer["source"].toString()));
+        list_->addTopLevelItem(new QTreeWidgetItem({shown(device.toString())}));
+    source_->showLine(tr("%1 devices; from: %2").arg(devices.size()).arg(shown(answer["source"].toString())));
     markOpen();
 }
 

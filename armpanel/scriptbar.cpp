@@ -10,11 +10,16 @@
 
 #include "readouts.h"
 #include "scriptfile.h"
+#include "shown.h"
 
 namespace {
 
 QString fileFilter() {
     return ScriptBar::tr("Scripts of the hand (*.jsonl);;All files (*)");
+}
+
+QString nameOf(const QString& path) {
+    return shown(QFileInfo(path).fileName());
 }
 
 }  // namespace
@@ -132,7 +137,7 @@ void ScriptBar::showAll() {
 }
 
 void ScriptBar::fail(const QString& path, const QString& why) {
-    note_ = tr("%1: %2").arg(QFileInfo(path).fileName(), why);
+    note_ = tr("%1: %2").arg(nameOf(path), why);
     emit failed(note_);
 }
 
@@ -140,7 +145,7 @@ bool ScriptBar::load(const QString& path) {
     const ReadScript read = readScriptFile(path);
     script_ = read.script;
     path_ = path;
-    name_ = QFileInfo(path).fileName();
+    name_ = nameOf(path);
     unsaved_ = false;
     note_.clear();
     if (!read.error.isEmpty())
@@ -153,7 +158,7 @@ bool ScriptBar::save(const QString& path) {
     const QString why = writeScriptFile(path, script_);
     if (why.isEmpty()) {
         path_ = path;
-        name_ = QFileInfo(path).fileName();
+        name_ = nameOf(path);
         unsaved_ = false;
         note_ = tr("Saved as %1").arg(name_);
     } else {

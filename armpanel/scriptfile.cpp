@@ -8,6 +8,8 @@
 #include <QSaveFile>
 #include <cmath>
 
+#include "shown.h"
+
 namespace {
 
 const QString kCommand = QStringLiteral("command"), kId = QStringLiteral("id"), kWait = QStringLiteral("wait");
@@ -107,7 +109,7 @@ QString faultOf(const Command& command, const QJsonObject& fields) {
     for (const QString& name : fields.keys()) {
         const auto is = [&name](const Field& field) { return name == QLatin1String(field.name); };
         if (std::none_of(command.fields.begin(), command.fields.end(), is))
-            return text("%1: %2 has no such field").arg(name, QLatin1String(command.name));
+            return text("%1: %2 has no such field").arg(shown(name), QLatin1String(command.name));
     }
     return {};
 }
@@ -140,12 +142,15 @@ QString addCommand(QJsonObject object, HandScript& script) {
             script << HandStep{name, object, 0, {}};
         return fault;
     }
-    return text("command: \"%1\" is none of the hand's; a script holds these and waits alone").arg(name.left(40));
+    return text("command: \"%1\" is none of the hand's; a script holds these and waits alone").arg(shown(name));
 }
 
 QString addLine(const QByteArray& line, HandScript& script) {
     if (line.size() > kLongestScriptLine)
         return text("the line is longer than 64 KiB");
+    const foreign::JsonShape shape = foreign::shapeOf(line.constData(), static_cast<std::size_t>(line.size()));
+    if (shape.depth > foreign::kDeepest)
+        return text(foreign::kTooDeep);
     QJsonParseError why{};
     const QJsonDocument document = QJsonDocument::fromJson(line, &why);
     if (why.error != QJsonParseError::NoError)
@@ -153,6 +158,8 @@ QString addLine(const QByteArray& line, HandScript& script) {
     if (!document.isObject())
         return text("a line is one JSON object");
     const QJsonObject object = document.object();
+    if (shape.fields != object.size())
+        return text("a field is there twice");
     return object.contains(kWait) ? addWait(object, script) : addCommand(object, script);
 }
 
@@ -209,15 +216,12 @@ qint64 lengthOf(const HandScript& script) {
 }
 
 ReadScript readScriptFile(const QString& path) {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return {{}, file.errorString()};
-    const QByteArray bytes = file.read(kLongestScriptFile + 1);
-    if (file.error() != QFileDevice::NoError)
-        return {{}, file.errorString()};
-    if (bytes.size() > kLongestScriptFile)
+    const foreign::FileText file = foreign::readFile(QFile::encodeName(path).toStdString(), kLongestScriptFile);
+    if (!file.there || !file.why.empty())
+        return {{}, file.why.empty() ? text("is not there") : QString::fromStdString(file.why)};
+    if (file.text.size() > kLongestScriptFile)
         return {{}, text("the file is longer than 16 MiB")};
-    return readScript(bytes);
+    return readScript(QByteArray::fromStdString(file.text));
 }
 
 QString writeScriptFile(const QString& path, const HandScript& script) {

@@ -7,8 +7,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <iterator>
 #include <nlohmann/json.hpp>
+#include <stdexcept>
+
+#include "device/foreign.h"
+#include "jsontext.h"
 
 namespace arm {
 namespace {
@@ -87,37 +90,38 @@ CalibrationFile readCalibration(const std::string& name, const std::string& seri
         why = "KNDD_HOME is not set: there is no calibration file";
         return CalibrationFile::Missing;
     }
-    const std::string path = pathOf(name);
-    std::ifstream file(path, std::ios::binary);
-    if (!file) {
-        if (::access(path.c_str(), F_OK) != 0) {
-            why = path + ": is not there";
-            return CalibrationFile::Missing;
-        }
-        why = path + ": cannot be read";
+    const std::string path = pathOf(name), shown = foreign::printable(path);
+    const foreign::FileText file = foreign::readFile(path, kLargestFile);
+    if (!file.there || !file.why.empty()) {
+        why = shown + ": " + (file.why.empty() ? "is not there" : file.why);
+        return file.there ? CalibrationFile::Bad : CalibrationFile::Missing;
+    }
+    nlohmann::json json;
+    try {
+        json = parseJson(file.text);
+    } catch (const nlohmann::json::exception&) {
+        json = nullptr;
+    } catch (const std::runtime_error& error) {
+        why = shown + ": " + error.what();
         return CalibrationFile::Bad;
     }
-    std::string text(kLargestFile + 1, '\0');
-    file.read(&text[0], static_cast<std::streamsize>(text.size()));
-    text.resize(static_cast<std::size_t>(file.gcount()));
-    const nlohmann::json json = nlohmann::json::parse(text, nullptr, false);
     const auto field = [&json](const char* key) {
         return json.is_object() ? json.value(key, nlohmann::json()) : nlohmann::json();
     };
     const nlohmann::json list = field("offsets");
-    if (text.size() > kLargestFile || !list.is_array() || list.size() != kBase || !field("device").is_string()
+    if (file.text.size() > kLargestFile || !list.is_array() || list.size() != kBase || !field("device").is_string()
         || !field("serial").is_string()) {
-        why = path + ": is not a calibration";
+        why = shown + ": is not a calibration";
         return CalibrationFile::Bad;
     }
     if (field("device") != name || field("serial") != serial) {
-        why = path + ": belongs to another device";
+        why = shown + ": belongs to another device";
         return CalibrationFile::Bad;
     }
     for (int i = 0; i < kBase; ++i) {
         if (!list[i].is_number_integer() || list[i].get<double>() > kLargestOffset
             || list[i].get<double>() < -kLargestOffset) {
-            why = path + ": offset " + std::to_string(i) + " is not a count within a million";
+            why = shown + ": offset " + std::to_string(i) + " is not a count within a million";
             return CalibrationFile::Bad;
         }
         offsets[i] = list[i].get<long>();
@@ -130,17 +134,19 @@ std::string writeCalibration(const std::string& name, const std::string& serial,
         return "KNDD_HOME is not set";
     const nlohmann::json json = {{"device", name}, {"serial", serial}, {"offsets", offsets}};
     const std::string path = pathOf(name), fresh = path + ".new";
-    // Written beside and renamed, so that a reader never meets half a file.
+    // Written beside and renamed, so that a reader never meets half a file. What has that name does not get it: a
+    // FIFO would hold the writer for ever.
+    ::unlink(fresh.c_str());
     {
         std::ofstream file(fresh, std::ios::binary | std::ios::trunc);
         file << json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
         file.close();
         if (!file)
-            return path + ": cannot be written";
+            return foreign::printable(path) + ": cannot be written";
     }
     if (std::rename(fresh.c_str(), path.c_str()) != 0) {
         std::remove(fresh.c_str());
-        return path + ": cannot be written";
+        return foreign::printable(path) + ": cannot be written";
     }
     return "";
 }

@@ -3,12 +3,16 @@
 #include "commands.h"
 
 #include <array>
+#include <climits>
 #include <cmath>
+#include <cstdint>
 #include <initializer_list>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 
 #include "control.h"
+#include "device/foreign.h"
+#include "jsontext.h"
 #include "rig.h"
 
 namespace arm {
@@ -29,14 +33,17 @@ public:
             for (const char* name : names)
                 known |= item.key() == name;
             if (!known)
-                throw std::runtime_error(item.key() + ": this command has no such field");
+                throw std::runtime_error(foreign::printable(item.key()) + ": this command has no such field");
         }
     }
     bool has(const char* name) const { return object_.contains(name); }
     double number(const char* name) const { return asNumber(need(name), name); }
     long integer(const char* name, long low, long high) const {
         const json& value = need(name);
-        if (!value.is_number_integer() || value < low || value > high)
+        // A number past what a long holds would turn into a negative one.
+        const bool holds =
+            value.is_number_integer() && (!value.is_number_unsigned() || value.get<std::uint64_t>() <= LONG_MAX);
+        if (!holds || value.get<long>() < low || value.get<long>() > high)
             throw std::runtime_error(std::string(name) + ": must be a whole number between " + std::to_string(low)
                                      + " and " + std::to_string(high));
         return value.get<long>();
@@ -274,14 +281,14 @@ Action actionNamed(const std::string& name) {
     for (const Command& command : kOtherCommands)
         if (name == command.name)
             return command.action;
-    throw std::runtime_error("command: there is no command \"" + name + "\"");
+    throw std::runtime_error("command: there is no command \"" + foreign::printable(name) + "\"");
 }
 
 json answerTo(const std::string& line) {
     json answer = json::object();
     std::string why;
     try {
-        const json object = json::parse(line);
+        const json object = parseJson(line);
         if (!object.is_object())
             throw std::runtime_error("a command is a JSON object");
         if (object.contains("id"))

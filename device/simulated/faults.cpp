@@ -4,6 +4,8 @@
 #include <cmath>
 #include <cstdio>
 
+#include "device/foreign.h"
+
 namespace arm {
 namespace {
 
@@ -81,7 +83,7 @@ Fault faultNamed(const std::string& name) {
 std::string FaultSet::check(const std::string& name, bool on, int axis, const double* amount) {
     const Fault fault = faultNamed(name);
     if (fault == Fault::Count)
-        return "name: there is no fault \"" + name + "\"";
+        return "name: there is no fault \"" + foreign::printable(name) + "\"";
     const FaultFigures& f = faultFigures(fault);
     const int size = scopeSize(f.scope);
     if (axis < -1 || (size > 0 && axis >= size))

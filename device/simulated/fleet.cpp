@@ -1,16 +1,15 @@
 // Reading of fleet files, with a message that says where in the file and why, and the built-in fleet.
 #include "fleet.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstring>
-#include <fstream>
 #include <initializer_list>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 
 #include "calibration.h"
+#include "device/foreign.h"
+#include "jsontext.h"
 
 namespace arm {
 namespace {
@@ -70,6 +69,12 @@ bool toLatin1(const std::string& utf8, std::string& latin1) {
     return true;
 }
 
+/// What an application that trims a name takes from its ends: of Latin-1, the blank and the one that does not
+/// break.
+bool isBlank(char latin1) {
+    return latin1 == ' ' || latin1 == '\xA0';
+}
+
 [[noreturn]] void refuse(const std::string& where, const std::string& why) {
     throw std::runtime_error(where + ": " + why);
 }
@@ -111,12 +116,14 @@ FleetDevice readDevice(const json& object, const std::string& where) {
     for (const auto& item : object.items()) {
         const char* const known[] = {"name", "model", "card", "highForce", "gimbal", "grip", "revision", "serial"};
         if (std::none_of(std::begin(known), std::end(known), [&](const char* k) { return item.key() == k; }))
-            refuse(where, "does not know \"" + item.key() + "\"");
+            refuse(where, "does not know \"" + foreign::printable(item.key()) + "\"");
     }
     FleetDevice device;
     device.name = text(object, where, "name");
-    if (!toLatin1(device.name, device.latin1) || device.name.empty() || device.name.find('/') != std::string::npos)
-        refuse(where + ".name", "must be Latin-1 text without control characters and slashes, and not empty");
+    if (!toLatin1(device.name, device.latin1) || device.name.empty() || device.name.find('/') != std::string::npos
+        || isBlank(device.latin1.front()) || isBlank(device.latin1.back()))
+        refuse(where + ".name",
+               "must be Latin-1 text without control characters, slashes and blanks at its ends, and not empty");
     if (device.latin1.size() > kLongestName)
         refuse(where + ".name", "is longer than 127 characters");
     device.cardType = choice(object, where, "card", 7, {1, 2, 3, 6, 7});
@@ -124,8 +131,8 @@ FleetDevice readDevice(const json& object, const std::string& where) {
     const std::string word = text(object, where, "model");
     device.line = findLine(word, device.cardType, highForce);
     if (!device.line)
-        refuse(where + ".model", "there is no line \"" + word + "\" with card " + std::to_string(device.cardType)
-                                     + (highForce ? " and high force" : ""));
+        refuse(where + ".model", "there is no line \"" + foreign::printable(word) + "\" with card "
+                                     + std::to_string(device.cardType) + (highForce ? " and high force" : ""));
     device.gimbal = boolean(object, where, "gimbal", true);
     if (!device.gimbal && device.line->sixDof)
         refuse(where + ".gimbal", "this line always has one");
@@ -144,11 +151,12 @@ FleetDevice readDevice(const json& object, const std::string& where) {
 std::vector<FleetDevice> readDevices(const std::string& content) {
     json root;
     try {
-        root = json::parse(content);
+        root = parseJson(content);
     } catch (const json::exception& error) {
         const std::string what = error.what();
         const std::size_t end = what.find("] ");
-        throw std::runtime_error("is not JSON: " + (end == std::string::npos ? what : what.substr(end + 2)));
+        throw std::runtime_error("is not JSON: "
+                                 + foreign::printable(end == std::string::npos ? what : what.substr(end + 2)));
     }
     if (!root.is_object() || !root.contains("devices") || !root["devices"].is_array() || root.size() != 1)
         throw std::runtime_error("must be an object with the one field \"devices\", an array");
@@ -198,21 +206,20 @@ Fleet loadFleet() {
     fleet.devices = builtIn();
     const std::string home = dataHome();
     const std::string path = home + "/config/devices.json";
-    if (home.empty() || ::access(path.c_str(), F_OK) != 0)
+    if (home.empty())
         return fleet;
     try {
-        std::ifstream file(path, std::ios::binary);
-        std::string content(kLargestFile + 1, '\0');
-        file.read(&content[0], static_cast<std::streamsize>(content.size()));
-        if (!file && !file.eof())
-            throw std::runtime_error("cannot be read");
-        content.resize(static_cast<std::size_t>(file.gcount()));
-        if (content.size() > kLargestFile)
+        const foreign::FileText file = foreign::readFile(path, kLargestFile);
+        if (!file.why.empty())
+            throw std::runtime_error(file.why);
+        if (!file.there)
+            return fleet;
+        if (file.text.size() > kLargestFile)
             throw std::runtime_error("is larger than 1 MiB");
-        fleet.devices = readDevices(content);
+        fleet.devices = readDevices(file.text);
         fleet.source = path;
     } catch (const std::exception& error) {
-        complain(path + ": " + error.what() + "; the built-in fleet stands");
+        complain(foreign::printable(path) + ": " + error.what() + "; the built-in fleet stands");
     }
     return fleet;
 }

@@ -30,8 +30,8 @@ struct Fleet {
     int find(const std::string& latin1) const;
 };
 
-/// The fleet as it is now configured. A file that cannot be read as a fleet is one line on standard error,
-/// and then the built-in fleet stands.
+/// The fleet as it is now configured. A file that cannot be read as a fleet, or of which cannot be told whether it is
+/// there, is one line on standard error, and then the built-in fleet stands. One that is not there is none.
 Fleet loadFleet();
 
 /// Fills a record of the store.

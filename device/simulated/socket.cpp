@@ -17,13 +17,16 @@
 #include <cstring>
 
 #include "calibration.h"
+#include "device/foreign.h"
 
 namespace arm {
 namespace {
 
 constexpr std::size_t kLongestLine = 64 * 1024;
 constexpr std::size_t kMostOutput = 1024 * 1024;  // bytes a client leaves unread before it is not heard
-constexpr std::size_t kMostClients = 16;
+constexpr std::ptrdiff_t kMostClients = 16;
+constexpr std::size_t kMostDescriptors = 64;  // those of surplus clients counted
+constexpr char kTooMany[] = "{\"ok\":false,\"error\":\"16 programs are connected already\"}\n";
 constexpr char kTooLong[] = "{\"ok\":false,\"error\":\"the line is longer than 64 KiB\"}\n";
 
 sockaddr_un addressOf(const std::string& path) {
@@ -33,13 +36,15 @@ sockaddr_un addressOf(const std::string& path) {
     return address;
 }
 
-/// True when somebody answers on this socket.
-bool answers(const std::string& path) {
-    const int probe = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+/// True when the owner of this socket is gone. Asked without waiting: one that stands still, with its queue full,
+/// would hold the start of the application for ever.
+bool isLeft(const std::string& path) {
+    const int probe = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     const sockaddr_un address = addressOf(path);
-    const bool taken = ::connect(probe, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+    const bool left =
+        ::connect(probe, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 && errno == ECONNREFUSED;
     ::close(probe);
-    return taken;
+    return left;
 }
 
 bool isSocket(const std::string& path) {
@@ -69,13 +74,14 @@ std::string usualPath(std::string& why) {
     const char* runtime = std::getenv("XDG_RUNTIME_DIR");
     const std::string folder = runtime && *runtime ? std::string(runtime) + "/nolva-diagnostic"
                                                    : "/tmp/nolva-diagnostic-" + std::to_string(::getuid());
+    const std::string shown = foreign::printable(folder);
     struct stat s {};
     if ((::mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST) || ::lstat(folder.c_str(), &s) != 0) {
-        why = folder + ": " + std::strerror(errno);
+        why = shown + ": " + std::strerror(errno);
         return "";
     }
     if (!S_ISDIR(s.st_mode) || s.st_uid != ::getuid() || (s.st_mode & 0777) != 0700) {
-        why = folder + ": is not a folder of this user alone";
+        why = shown + ": is not a folder of this user alone";
         return "";
     }
     sweep(folder);
@@ -85,18 +91,19 @@ std::string usualPath(std::string& why) {
 }  // namespace
 
 bool SocketServer::bindTo(const std::string& path) {
+    const std::string shown = foreign::printable(path);
     if (path.size() >= sizeof(sockaddr_un::sun_path)) {
-        complain("no control socket: " + path + ": the path is too long");
+        complain("no control socket: " + shown + ": the path is too long");
         return false;
     }
-    if (isSocket(path) && !answers(path))
+    if (isSocket(path) && isLeft(path))
         ::unlink(path.c_str());
     listener_ = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     const sockaddr_un address = addressOf(path);
     // The mode of the socket before it is bound is that of the file.
     if (listener_ < 0 || ::fchmod(listener_, 0600) != 0
         || ::bind(listener_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-        complain("no control socket: " + path + ": " + std::strerror(errno));
+        complain("no control socket: " + shown + ": " + std::strerror(errno));
         if (listener_ >= 0)
             ::close(listener_);
         listener_ = -1;
@@ -164,6 +171,13 @@ void SocketServer::accept() {
         return;
     Client client;
     client.descriptor = descriptor;
+    client.surplus =
+        std::count_if(clients_.begin(), clients_.end(), [](const Client& c) { return !c.surplus; }) >= kMostClients;
+    if (client.surplus) {
+        // Open for what it still sends until it closes, for a failure to send may cost it the answer.
+        ::send(descriptor, kTooMany, sizeof kTooMany - 1, MSG_NOSIGNAL);
+        ::shutdown(descriptor, SHUT_WR);
+    }
     clients_.push_back(std::move(client));
 }
 
@@ -171,7 +185,7 @@ void SocketServer::read(Client& client) {
     char buffer[16 * 1024];
     const ssize_t got = ::recv(client.descriptor, buffer, sizeof buffer, 0);
     if (got > 0)
-        client.input.append(buffer, static_cast<std::size_t>(got));
+        client.input.append(buffer, client.surplus ? 0 : static_cast<std::size_t>(got));
     else if (got == 0 || (errno != EAGAIN && errno != EINTR))
         client.ended = true;
 }
@@ -212,7 +226,7 @@ void SocketServer::run() {
     for (;;) {
         polled_.clear();
         polled_.push_back({wake_, POLLIN, 0});
-        polled_.push_back({clients_.size() < kMostClients ? listener_ : -1, POLLIN, 0});
+        polled_.push_back({clients_.size() < kMostDescriptors ? listener_ : -1, POLLIN, 0});
         for (const Client& client : clients_) {
             const bool hear = !client.ended && client.output.size() < kMostOutput;
             polled_.push_back({client.descriptor,

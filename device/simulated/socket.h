@@ -33,6 +33,7 @@ private:
         std::string output;
         bool skipping = false;  // the rest of a line that was too long
         bool ended = false;
+        bool surplus = false;  // one more than there is room for: told so, and heard no more
     };
 
     bool bindTo(const std::string& path);

@@ -1,4 +1,5 @@
-// What the panel's tests share: an arm that speaks the line protocol by script, and a folder of its own for its socket.
+// What the panel's tests share: an arm that speaks the line protocol by script, and a folder of its own for its
+// socket.
 #pragma once
 
 #include <fcntl.h>
@@ -89,14 +90,30 @@ private:
     }
 };
 
+/// A socket whose owner takes no one in, and one more who waits for it already: its queue is full.
+class StillArm {
+public:
+    explicit StillArm(const QString& path) {
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        qstrncpy(address.sun_path, path.toLocal8Bit().constData(), sizeof address.sun_path);
+        const auto* name = reinterpret_cast<const sockaddr*>(&address);
+        if (::bind(owner_, name, sizeof address) != 0 || ::listen(owner_, 0) != 0
+            || ::connect(waiting_, name, sizeof address) != 0)
+            qFatal("cannot listen on %s", qPrintable(path));
+    }
+    ~StillArm() {
+        ::close(waiting_);
+        ::close(owner_);
+    }
+
+private:
+    const int owner_ = ::socket(AF_UNIX, SOCK_STREAM, 0), waiting_ = ::socket(AF_UNIX, SOCK_STREAM, 0);
+};
+
 /// A socket file whose owner is gone.
 inline void leaveStale(const QString& path) {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    qstrncpy(address.sun_path, path.toLocal8Bit().constData(), sizeof address.sun_path);
-    const int descriptor = ::socket(AF_UNIX, SOCK_STREAM, 0);
-    QVERIFY(::bind(descriptor, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0);
-    ::close(descriptor);
+    StillArm gone(path);
 }
 
 inline void setAge(const QString& path, int seconds) {

@@ -1,6 +1,9 @@
 // Scripts of the hand as files: a line is good exactly where the arm takes it, and a bad one is named.
+#include <sys/stat.h>
+
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QTemporaryDir>
 #include <QtTest>
 
 #include "device/simulated/armcontrol.h"
@@ -107,6 +110,16 @@ private slots:
                                        << "line 1: wait: stands";
         QTest::newRow("long waits") << QByteArray(dock + "{\"wait\":3600000}\n{\"wait\":1}")
                                     << "line 3: wait: the waits";
+        QTest::newRow("field twice") << QByteArray(dock + "{\"wait\":1,\"wait\":2}")
+                                     << "line 2: a field is there twice";
+        QTest::newRow("deep") << QByteArray(dock + "{\"command\":\"hand.dock\",\"id\":" + QByteArray(64, '[')
+                                            + QByteArray(64, ']') + "}")
+                              << "line 2: nested deeper than 64 levels";
+        QTest::newRow("control characters")
+            << QByteArray("{\"command\":\"a\\u0000\\u001b\"}") << "line 1: command: \"a??\"";
+        QTest::newRow("long field") << QByteArray("{\"command\":\"hand.dock\",\"" + QByteArray(60000, 'x')
+                                                  + "\":1}")
+                                    << QString("line 1: " + QString(120, 'x') + "..." + QString(77, 'x') + ": ");
         QTest::newRow("long line") << QByteArray(dock + "{\"wait\":" + QByteArray(70000, '1') + "}")
                                    << "line 2: the line";
     }
@@ -134,6 +147,11 @@ private slots:
         QCOMPARE(loose.script.size(), 2);
         QCOMPARE(loose.script[0].waitMs, 15);
         QVERIFY(loose.script[1].fields.isEmpty());
+        QTemporaryDir folder;
+        const QByteArray fifo = folder.filePath("fifo").toLocal8Bit();
+        QCOMPARE(::mkfifo(fifo, 0600), 0);
+        for (const char* path : {fifo.constData(), "/dev/zero", "/tmp"})
+            QCOMPARE(readScriptFile(path).error, QString("is not a regular file"));
         QVERIFY(!readScriptFile("/nowhere/script.jsonl").error.isEmpty());
         QVERIFY(!writeScriptFile("/nowhere/script.jsonl", read.script).isEmpty());
     }

@@ -28,8 +28,8 @@
 #include "handrecorder.h"
 #include "loopview.h"
 #include "readouts.h"
-#include "scriptedarm.h"
 #include "scriptbar.h"
+#include "scriptedarm.h"
 #include "scriptfile.h"
 #include "workspaceview.h"
 
@@ -63,8 +63,15 @@ private slots:
         setAge(path("arm-1.sock"), 200);
         setAge(path("arm-2.sock"), 100);
         QCOMPARE(ArmLink::candidates(), QStringList({path("arm-2.sock"), path("arm-1.sock"), path("arm-3.sock")}));
+        // Some whose owners stand still, with their queues full, hold nobody up.
+        std::vector<std::unique_ptr<StillArm>> still;
+        for (int i = 20; i < 80; ++i)
+            still.push_back(std::make_unique<StillArm>(path(QString("arm-%1.sock").arg(i))));
         ArmLink link;
+        QElapsedTimer clock;
+        clock.start();
         link.start(kRetryMs);
+        QVERIFY2(clock.elapsed() < 6000, qPrintable(QString("%1 ms").arg(clock.elapsed())));
         QCOMPARE(link.socketPath(), path("arm-1.sock"));
         QTRY_VERIFY(!newer.received.isEmpty());
         QVERIFY(older.received.isEmpty());
@@ -169,6 +176,15 @@ private slots:
                                    << "";
         QTest::newRow("both in one") << QByteArrayList{"{\"ok\":true,\"id\":ID}\n" + next} << "";
         QTest::newRow("not JSON") << QByteArrayList{"nonsense\n" + next} << unreadable;
+        QTest::newRow("nested deep") << QByteArrayList{"{\"ok\":true,\"id\":ID,\"x\":" + QByteArray(64, '[')
+                                                       + QByteArray(64, ']') + "}\n" + next}
+                                     << unreadable + ": nested deeper than 64 levels";
+        QTest::newRow("control characters")
+            << QByteArrayList{"{\"ok\":false,\"id\":ID,\"error\":\"a\\u001b[2J\\u0000b\\n\"}\n" + next}
+            << "a?[2J?b?";
+        QTest::newRow("long error") << QByteArrayList{"{\"ok\":false,\"id\":ID,\"error\":\""
+                                                      + QByteArray(900000, 'x') + "\"}\n" + next}
+                                    << QString(120, 'x') + "..." + QString(77, 'x');
         QTest::newRow("empty line") << QByteArrayList{"\n" + next} << unreadable;
         QTest::newRow("array") << QByteArrayList{"[1,2]\n" + next} << unreadable;
         QTest::newRow("no ok") << QByteArrayList{"{\"id\":ID}\n" + next} << unreadable;
@@ -233,8 +249,16 @@ private slots:
                                              {"switches", QJsonArray{true}},
                                              {"faults", 3},
                                              {"handTarget", QJsonArray{4, "x", 6}},
+                                             {"jointMax", QJsonArray{1, 2, 1e300, -1e300, 3, 4}},
+                                             {"encoders", QJsonArray{1e300, 0, 0, 0, 0, 0}},
+                                             {"strength", 1e300},
+                                             {"ticks", 1e300},
+                                             {"name", "a\nb"},
                                              {"rate", 1000.0}});
         QCOMPARE(state.joints[1] + state.position[0], 0.0);
+        QCOMPARE(state.jointMax, (Vec6{1, 2, 0, 0, 3, 4}));
+        QCOMPARE(state.encoders[0] + state.strength + static_cast<double>(state.ticks), 0.0);
+        QCOMPARE(state.name, QString("a?b"));
         QVERIFY(!state.open && state.switches[0] && !state.switches[1] && state.faults.isEmpty());
         QCOMPARE(state.handTarget[2], 6.0);
         QCOMPARE(state.rate, 1000);
@@ -249,7 +273,12 @@ private slots:
                                                           {"axis", -1},
                                                           {"amount", 95},
                                                           {"unit", "degrees"},
-                                                          {"text", "heat"}}}}};
+                                                          {"text", "heat"}},
+                                              QJsonObject{{"name", "far\noff"},
+                                                          {"on", true},
+                                                          {"axis", 2147483647},
+                                                          {"amount", 1e300},
+                                                          {"unit", "degrees"}}}}};
             if (command["command"] == "fault.set" || command["command"] == "hand.dock")
                 return {{"ok", false}, {"error", "not " + command["command"].toString()}};
             return {};
@@ -257,7 +286,10 @@ private slots:
         ArmPanel panel;
         panel.start(kRetryMs);
         auto* list = panel.findChild<FaultList*>()->findChild<QTreeWidget*>();
-        QTRY_COMPARE(list->topLevelItemCount(), 1);
+        QTRY_COMPARE(list->topLevelItemCount(), 2);
+        QCOMPARE(list->topLevelItem(1)->text(0), QString("far?off"));
+        QCOMPARE(list->topLevelItem(1)->text(1), QString("all"));
+        QCOMPARE(list->topLevelItem(1)->text(2), QString("0 degrees"));
         list->topLevelItem(0)->setCheckState(0, Qt::Checked);
         QTRY_COMPARE(arm.named("fault.set").size(), 1);
         const QJsonObject sent = arm.named("fault.set")[0];

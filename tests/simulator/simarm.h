@@ -2,12 +2,14 @@
 // lines that the library writes on standard error.
 #pragma once
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTemporaryFile>
 #include <QtTest>
+#include <algorithm>
 #include <cmath>
 #include <functional>
 #include <string>
@@ -38,8 +40,28 @@ public:
         file.write(content);
     }
 
+    /// The same, but "-" is nothing there, "/" a folder, "|" a FIFO, "@" and a path a link to that.
+    void place(const QString& name, const QByteArray& content) const {
+        const QByteArray path = config(name).toUtf8();
+        if (content == "/")
+            QCOMPARE(::mkdir(path.constData(), 0700), 0);
+        else if (content == "|")
+            QCOMPARE(::mkfifo(path.constData(), 0600), 0);
+        else if (content.startsWith('@'))
+            QCOMPARE(::symlink(content.constData() + 1, path.constData()), 0);
+        else if (content != "-")
+            write(name, content);
+    }
+
     QTemporaryDir home;
 };
+
+/// Nothing in it that does something to a terminal, and no longer than a message with a foreign part is.
+inline bool isShort(const QByteArray& message) {
+    return message.size() < 500 && std::none_of(message.begin(), message.end(), [](char c) {
+               return static_cast<unsigned char>(c) < ' ' || c == 0x7F;
+           });
+}
 
 /// A callback for startServoLoop from any callable.
 class Callback {

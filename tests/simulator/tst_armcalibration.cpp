@@ -180,6 +180,8 @@ void TestArmCalibration::homeSensors() {
 void TestArmCalibration::inkWellBySelf() {
     Bench bench;
     for (const char* name : {"Default Device", "Nolva USB"}) {
+        // Where the file is written before it gets its name, what is there already is not waited for.
+        bench.place(QString("THARLeN Calibration (%1).new").arg(name), "|");
         const int id = init_tharlen(name);
         const int docked = QByteArray(name) == "Nolva USB" ? 1 : 0;
         QCOMPARE(get_inkwell_switch(id), 1 - docked);
@@ -208,7 +210,15 @@ void TestArmCalibration::file_data() {
     QTest::newRow("good") << QByteArray(R"({"device":"Default Device","serial":"SIM-50701","offsets":[10,-20,30]})")
                           << 0 << QByteArray();
     QTest::newRow("missing") << QByteArray("-") << 0x70 << QByteArray("is not there");
-    QTest::newRow("a folder") << QByteArray("/") << 0x70 << QByteArray("is not a calibration");
+    QTest::newRow("a folder") << QByteArray("/") << 0x70 << QByteArray("is not a regular file");
+    QTest::newRow("a FIFO") << QByteArray("|") << 0x70 << QByteArray("is not a regular file");
+    QTest::newRow("a device") << QByteArray("@/dev/zero") << 0x70 << QByteArray("is not a regular file");
+    QTest::newRow("a link to nothing") << QByteArray("@nothing") << 0x70 << QByteArray("is a link to nothing");
+    QTest::newRow("deep") << R"({"device":)" + QByteArray(64, '[') + QByteArray(64, ']') + "}" << 0x70
+                          << QByteArray("nested deeper than 64 levels");
+    QTest::newRow("field twice") << QByteArray(
+        R"({"device":"Default Device","serial":"SIM-50701","offsets":[1,2,3],"offsets":[4,5,6]})")
+                                 << 0x70 << QByteArray("offsets: is there twice");
     QTest::newRow("empty") << QByteArray() << 0x70 << QByteArray("is not a calibration");
     QTest::newRow("half") << QByteArray(R"({"device":"Default Device","serial":"SIM-5)") << 0x70
                           << QByteArray("is not a calibration");
@@ -238,10 +248,7 @@ void TestArmCalibration::file() {
     QFETCH(int, wanted);
     QFETCH(QByteArray, says);
     Bench bench;
-    if (content == "/")
-        QVERIFY(QDir().mkpath(bench.config("THARLeN Calibration (Default Device)")));
-    else if (content != "-")
-        bench.write("THARLeN Calibration (Default Device)", content);
+    bench.place("THARLeN Calibration (Default Device)", content);
     int id = -1;
     const QByteArray said = simarm::complaints([&id] { id = init_tharlen("Default Device"); });
     QVERIFY(id >= 0);

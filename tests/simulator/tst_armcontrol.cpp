@@ -7,8 +7,10 @@
 
 #include <QProcess>
 #include <cmath>
+#include <memory>
 #include <nlohmann/json.hpp>
 #include <thread>
+#include <vector>
 
 #include "simarm.h"
 
@@ -20,14 +22,24 @@ json ask(const std::string& line) {
     return json::parse(armcontrol::command(line));
 }
 
+sockaddr_un addressOf(const QByteArray& path) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    qstrncpy(address.sun_path, path.constData(), sizeof address.sun_path);
+    return address;
+}
+
+/// A command whose `id` makes it nested so many levels deep.
+QByteArray nested(int levels) {
+    return R"({"command":"fleet.list","id":)" + QByteArray(levels - 1, '[') + QByteArray(levels - 1, ']') + "}";
+}
+
 /// A client of the socket that may send in pieces.
 class Client {
 public:
     explicit Client(const QByteArray& path) : descriptor_(::socket(AF_UNIX, SOCK_STREAM, 0)) {
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        qstrncpy(address.sun_path, path.constData(), sizeof address.sun_path);
-        connected = ::connect(descriptor_, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
+        const sockaddr_un address = addressOf(path);
+        connected = ::connect(descriptor_, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
         const timeval wait{2, 0};
         ::setsockopt(descriptor_, SOL_SOCKET, SO_RCVTIMEO, &wait, sizeof wait);
     }
@@ -117,9 +129,7 @@ void TestArmControl::initTestCase() {
     qputenv("KNDD_HOME", home_.path().toUtf8());
     // A file that a process left behind does not stand in the way.
     const int left = ::socket(AF_UNIX, SOCK_STREAM, 0);
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    qstrncpy(address.sun_path, path_.constData(), sizeof address.sun_path);
+    sockaddr_un address = addressOf(path_);
     QCOMPARE(::bind(left, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
     ::close(left);
     CTHARLeNDevice* devices[20] = {};
@@ -157,6 +167,9 @@ void TestArmControl::good() {
                           {"text", fault["text"]}});
     QVERIFY(found);
     QCOMPARE(ask(R"({"command":"fault.clear"})")["ok"], json(true));
+    QCOMPARE(ask(nested(64).toStdString())["ok"], json(true));
+    const std::string brackets = std::string(70, '[') + "\"\\";
+    QCOMPARE(ask(json({{"command", "fleet.list"}, {"id", brackets}}).dump())["id"], json(brackets));
     const json fleet = ask(R"({"command":"fleet.list"})");
     QVERIFY(fleet["devices"][0] == "Default Device" && fleet["source"] == "built in");
     for (const char* line :
@@ -190,7 +203,9 @@ void TestArmControl::bad_data() {
                 {"{}", "command"},
                 {R"({"command":5})", "command"},
                 {R"({"command":"hand.fly"})", "command"},
+                {R"({"command":"a\u202eb\u0085"})", "\"a?b?\""},
                 {R"({"command":"state","colour":1})", "colour"},
+                {R"({"command":"state","\u0000\n":1})", "??: this command"},
                 {R"({"command":"hand.move"})", "position"},
                 {R"({"command":"hand.move","position":[1,2]})", "position"},
                 {R"({"command":"hand.move","position":[1,2,3,4]})", "position"},
@@ -208,6 +223,8 @@ void TestArmControl::bad_data() {
                 {R"({"command":"hand.sweep","axis":1.5,"speed":1})", "axis"},
                 {R"({"command":"hand.sweep","axis":18446744073709551615,"speed":1})", "axis"},
                 {R"({"command":"hand.sweep","axis":1,"speed":"fast"})", "speed"},
+                {R"({"command":"hand.sweep","axis":1,"axis":2,"speed":1})", "axis: is there twice"},
+                {R"({"command":"hand.release","id":{"a":[0,{"b":1,"b":1}]}})", "id.a[1].b: is there twice"},
                 {R"({"command":"hand.strength","newtons":0})", "newtons"},
                 {R"({"command":"hand.strength","newtons":true})", "newtons"},
                 {R"({"command":"hand.switch","button":2,"pressed":true})", "button"},
@@ -217,9 +234,12 @@ void TestArmControl::bad_data() {
                 {R"({"command":"fault.set","name":"plague","on":true})", "name"},
                 {R"({"command":"fault.set","name":"hot","on":"yes"})", "on"},
                 {R"({"command":"fault.set","name":"hot","on":true,"axis":6})", "axis"},
+                {R"({"command":"fault.set","name":"hot","on":true,"axis":18446744073709551615})", "axis"},
+                {R"({"command":"fault.set","name":"a\u001b[2J\u0000b","on":true})", "\"a?[2J?b\""},
                 {R"({"command":"fault.set","name":"hot","on":true,"amount":10})", "amount"},
                 {R"({"command":"fault.set","name":"hot","on":true,"amount":"95"})", "amount"},
                 {R"({"command":"heat.set","motor":7,"winding":30,"stator":30})", "motor"},
+                {R"({"command":"heat.set","motor":18446744073709551615,"winding":30,"stator":30})", "motor"},
                 {R"({"command":"heat.set","motor":0,"winding":1e6,"stator":30})", "winding"},
                 {R"({"command":"heat.set","motor":0,"winding":30})", "stator"},
                 {R"({"command":"heat.pace","factor":0})", "factor"},
@@ -227,7 +247,13 @@ void TestArmControl::bad_data() {
                 {R"({"command":"loop.step","ticks":1000000000000})", "ticks"}};
     for (const auto& row : rows)
         QTest::newRow(row.line) << QByteArray(row.line) << QByteArray(row.names);
-    QTest::newRow("deep") << QByteArray(60000, '[') << QByteArray("not JSON");
+    const QByteArray tooDeep("nested deeper than 64 levels");
+    QTest::newRow("deep, not JSON") << QByteArray(60000, '[') << tooDeep;
+    QTest::newRow("65 levels") << nested(65) << tooDeep;
+    QTest::newRow("long name") << R"({"command":")" + QByteArray(60000, 'x') + "\"}"
+                               << QByteArray(QByteArray(77, 'x') + '"');
+    QTest::newRow("long field") << R"({"command":"state",")" + QByteArray(60000, 'x') + "\":1}"
+                                << QByteArray("xxx...xxx");
 }
 
 // An error that names the field, and not a bit of the state is another one.
@@ -237,8 +263,8 @@ void TestArmControl::bad() {
     const std::string before = armcontrol::command(R"({"command":"state"})");
     const json answer = ask(line.toStdString());
     QCOMPARE(answer["ok"], json(false));
-    QVERIFY2(answer["error"].get<std::string>().find(names.constData()) != std::string::npos,
-             answer.dump().c_str());
+    const QByteArray error = QByteArray::fromStdString(answer["error"].get<std::string>());
+    QVERIFY2(error.contains(names) && simarm::isShort(error), error);
     QCOMPARE(armcontrol::command(R"({"command":"state"})"), before);
 }
 
@@ -276,6 +302,27 @@ void TestArmControl::clients() {
     }
     two.send("{\"command\":\"hand.release\"}\n");
     QCOMPARE(two.answer()["ok"], json(true));
+
+    // One more than sixteen is told so and let go; the others go on, and one that leaves makes room.
+    const std::string list = "{\"command\":\"fleet.list\"}\n";
+    std::vector<std::unique_ptr<Client>> many;
+    for (int i = 3; i <= 16; ++i) {
+        many.push_back(std::make_unique<Client>(path_));
+        many.back()->send(list);
+        QCOMPARE(many.back()->answer()["ok"], json(true));
+    }
+    Client surplus(path_);
+    QVERIFY(surplus.connected);
+    surplus.send(list);
+    const json refused = surplus.answer();
+    QVERIFY2(refused.contains("error") && !refused.value("ok", true), refused.dump().c_str());
+    QVERIFY(surplus.answer().contains("nothing"));
+    many.pop_back();
+    one.send(list);
+    QCOMPARE(one.answer()["ok"], json(true));
+    Client next(path_);
+    next.send(list);
+    QCOMPARE(next.answer()["ok"], json(true));
 }
 
 void TestArmControl::longAndHalfLines() {
@@ -325,6 +372,16 @@ void TestArmControl::paths() {
     // In use by this very process: it stays ours.
     QVERIFY(listWith(path_).contains("no control socket"));
     QVERIFY(Client(path_).connected);
+    // In use by one that stands still, with its queue full.
+    const QByteArray still = home_.path().toUtf8() + "/still.sock";
+    const int owner = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    sockaddr_un address = addressOf(still);
+    QCOMPARE(::bind(owner, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    QCOMPARE(::listen(owner, 0), 0);
+    Client waiting(still);
+    QVERIFY(waiting.connected);
+    QVERIFY(listWith(still).contains("no control socket"));
+    ::close(owner);
 
     QTemporaryDir runtime;
     const QString folder = runtime.path() + "/nolva-diagnostic";
@@ -338,10 +395,8 @@ void TestArmControl::paths() {
     // What an ended process left is swept, other files are not.
     QFile::copy("/dev/null", folder + "/arm-x.sock");
     const int left = ::socket(AF_UNIX, SOCK_STREAM, 0);
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
     const QByteArray stale = (folder + "/arm-2147483000.sock").toUtf8();
-    qstrncpy(address.sun_path, stale.constData(), sizeof address.sun_path);
+    address = addressOf(stale);
     QCOMPARE(::bind(left, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
     ::close(left);
     QCOMPARE(listWith(QString(), runtime.path()), QByteArray());

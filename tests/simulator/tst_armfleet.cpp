@@ -39,6 +39,7 @@ private slots:
     void goodFiles();
     void badFiles_data();
     void badFiles();
+    void shutPlaces();
 };
 
 // One of every line, card, revision class and grip, each one opens and says what its record says.
@@ -89,7 +90,7 @@ void TestArmFleet::goodFiles() {
     bench.write(
         "devices.json",
         R"({"devices":[)" + device("Gerät é", "A1") + "," + device(longest, "A2", R"(,"card":6,"revision":15)")
-            + R"(,{"name":" x ","model":"Stelmar 1.5","serial":"A3","card":3,"highForce":true,"grip":2,"gimbal":false}]})");
+            + R"(,{"name":"x y","model":"Stelmar 1.5","serial":"A3","card":3,"highForce":true,"grip":2,"gimbal":false}]})");
     {
         Records records;
         QCOMPARE(records.number, 3);
@@ -98,7 +99,7 @@ void TestArmFleet::goodFiles() {
         QCOMPARE(QByteArray(records.devices[1]->m_szName), longest);
         QVERIFY(records.devices[2]->m_nHighForce == 1 && records.devices[2]->m_nExtra6DOFOption == 2
                 && records.devices[2]->m_nGimbal == 0);
-        QVERIFY(init_tharlen("Ger\xe4t \xe9") >= 0 && init_tharlen(" x ") >= 0
+        QVERIFY(init_tharlen("Ger\xe4t \xe9") >= 0 && init_tharlen("x y") >= 0
                 && init_tharlen("Default Device") < 0);
         QCOMPARE(armcontrol::fleetSource(), bench.config("devices.json").toStdString());
     }
@@ -130,6 +131,9 @@ void TestArmFleet::badFiles_data() {
     QTest::newRow("name with a slash") << one(device("a/b", "A")) << QByteArray("devices[0].name");
     QTest::newRow("name outside Latin-1") << one(device("\xe2\x82\xac", "A")) << QByteArray("Latin-1");
     QTest::newRow("name with a line end") << one(device("a\\nb", "A")) << QByteArray("devices[0].name");
+    QTest::newRow("name after a blank") << one(device(" a", "A")) << QByteArray("devices[0].name");
+    QTest::newRow("name before a blank") << one(device("a ", "A")) << QByteArray("devices[0].name");
+    QTest::newRow("name before another blank") << one(device("a\xc2\xa0", "A")) << QByteArray("devices[0].name");
     QTest::newRow("unknown model") << one(R"({"name":"a","model":"Excavator","serial":"A"})")
                                    << QByteArray("Excavator");
     QTest::newRow("no such high force")
@@ -146,7 +150,21 @@ void TestArmFleet::badFiles_data() {
     QTest::newRow("same serial") << one(device("a", "A") + "," + device("b", "A"))
                                  << QByteArray("devices[1].serial");
     QTest::newRow("unknown field") << one(device("a", "A", R"(,"colour":"red")")) << QByteArray("colour");
+    QTest::newRow("field twice") << one(device("a", "A") + "," + device("b", "B", R"(,"serial":"C")"))
+                                 << QByteArray("devices[1].serial: is there twice");
+    QTest::newRow("deep") << QByteArray(65, '[') + QByteArray(65, ']')
+                          << QByteArray("nested deeper than 64 levels");
+    QTest::newRow("field of control characters")
+        << one(device("a", "A", R"(,"x\u0000y\u001b":1)")) << QByteArray("\"x?y?\"");
+    QTest::newRow("long field") << one(device("a", "A", ",\"" + QByteArray(900000, 'x') + "\":1"))
+                                << QByteArray("xxx...xxx");
+    QTest::newRow("long word") << "[\"" + QByteArray(900000, 'x') << QByteArray("is not JSON");
     QTest::newRow("huge") << QByteArray(2000000, ' ') << QByteArray("1 MiB");
+    QTest::newRow("a folder") << QByteArray("/") << QByteArray("is not a regular file");
+    QTest::newRow("a FIFO") << QByteArray("|") << QByteArray("is not a regular file");
+    QTest::newRow("a device") << QByteArray("@/dev/zero") << QByteArray("is not a regular file");
+    QTest::newRow("a link to nothing") << QByteArray("@nothing") << QByteArray("is a link to nothing");
+    QTest::newRow("a link to itself") << QByteArray("@devices.json") << QByteArray("cannot be read");
 }
 
 // One line that names the file, the place and the reason, and the built-in fleet.
@@ -154,11 +172,33 @@ void TestArmFleet::badFiles() {
     QFETCH(QByteArray, content);
     QFETCH(QByteArray, says);
     Bench bench;
-    bench.write("devices.json", content);
+    bench.place("devices.json", content);
     const QByteArray said = simarm::complaints([] { QVERIFY(Records().number > 10); });
-    QCOMPARE(said.count('\n'), 1);
+    QVERIFY2(said.endsWith('\n') && simarm::isShort(said.chopped(1)), said);
     QVERIFY2(said.contains(bench.config("devices.json").toUtf8()) && said.contains(says), said);
     QCOMPARE(armcontrol::fleetSource(), std::string("built in"));
+}
+
+// One line, too, where it cannot be told whether there is a file; none where there is none.
+void TestArmFleet::shutPlaces() {
+    Bench bench;
+    const auto list = [] { QVERIFY(Records().number > 10); };
+    QCOMPARE(simarm::complaints(list), QByteArray());
+    bench.write("devices.json", fleetOf(3));
+    QCOMPARE(::chmod(bench.home.path().toUtf8(), 0755), 0);
+    const uid_t user = ::geteuid();
+    for (const QString& shut : {bench.config("devices.json"), bench.config("")}) {
+        QCOMPARE(::chmod(shut.toUtf8(), 0), 0);
+        const QByteArray said = simarm::complaints([&] {
+            // Nothing is shut to the superuser.
+            const uid_t nobody = 65534;
+            QVERIFY(user != 0 || ::seteuid(nobody) == 0);
+            list();
+            QVERIFY(user != 0 || ::seteuid(user) == 0);
+        });
+        QVERIFY2(said.contains("devices.json: cannot be read: Permission denied") && said.count('\n') == 1, said);
+    }
+    QCOMPARE(::chmod(bench.config("").toUtf8(), 0700), 0);
 }
 
 QTEST_APPLESS_MAIN(TestArmFleet)
