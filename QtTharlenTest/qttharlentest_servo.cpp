@@ -10,6 +10,7 @@ int ServoLoopCallBack(void* pUserData) {
     if (!window)
         return 0;
     window->accumulateErrors(status);
+    window->watchRuns(id, status);
 
     if (startPinchCalibration)
         window->m_pinchValue = get_pinch_value(id);
@@ -39,6 +40,11 @@ int ServoLoopCallBack(void* pUserData) {
     else
         window->defaultBranch(id);
     return 0;
+}
+
+void qtTharlenTest::watchRuns(int id, int status) {
+    for (RunWatch* watch : {&m_ampsWatch, &m_frictionWatch, &m_capstanWatch, &m_encoderWatch})
+        watch->note(id, status);
 }
 
 // -2, the maximum force exceeded, turns the forces off here and on again in the passivity and default

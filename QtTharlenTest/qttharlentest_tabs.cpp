@@ -108,6 +108,7 @@ void qtTharlenTest::enterEncoderTest() {
 // it would turn off the forces of the next tab.
 void qtTharlenTest::leaveEncoderTest() {
     startEncoderTest = false;
+    m_encoderWatch.end();
     takeEncoderTestEvents();
 }
 
@@ -122,6 +123,7 @@ void qtTharlenTest::enterCycleAmps() {
 
 // Twice where the test was on, which is meant.
 void qtTharlenTest::leaveCycleAmps() {
+    m_ampsWatch.end();
     if (csTharlenID >= 0)
         disable_tharlen_forces(csTharlenID);
     if (!ampsGuiUpdateTimer->isActive())
