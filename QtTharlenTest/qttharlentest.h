@@ -661,8 +661,8 @@ private:
     void pushOnStops();
     void finishCapstanReference();
     void finishCapstanVerify();
-    /// Appends what there is to say beside the verdicts of a run: what was seen of the device, else the axes (of 3) that
-    /// did not move and what follows from it.
+    /// Appends what there is to say beside the verdicts of a run: what was seen of the device, else the axes (of 3)
+    /// that did not move and what follows from it.
     void appendNote(QTextBrowser* box, const RunSeen& seen, const bool (&unmoved)[3], const char* consequence);
     RunWatch m_frictionWatch;
     RunWatch m_capstanWatch;                         ///< of either run

@@ -58,8 +58,8 @@ void qtTharlenTest::noteAmplifierFault() {
     openTestForces();
 }
 
-// A later tick without a fault passes again: the verdict is that of the last tick that changed it. The fault line of
-// amplifiers that never came on, or of a device that does not answer, may be clean too.
+// A later tick without a fault passes again: the verdict is that of the last tick that changed it. The fault line
+// of amplifiers that never came on, or of a device that does not answer, may be clean too.
 void qtTharlenTest::noteNoAmplifierFault() {
     showText(ui.device_fault_button, "NO");
     showStyle(ui.device_fault_button, kPassStyle);

@@ -151,9 +151,10 @@ void qtTharlenTest::noteUndrivenArm() {
     if (!startEncoderTest || m_undrivenNoted || (!silent && seen.offRow < kUndrivenTicks))
         return;
     m_undrivenNoted = true;
-    ui.encoderTest_debug->append(timeText()
-                                 + (silent ? "Note: the device does not answer. The arm is not driven."
-                                           : "Note: the amplifiers are not on. The arm is not driven."));
+    ui.encoderTest_debug->append(
+        timeText()
+        + (silent ? "Note: the device does not answer. What follows says nothing about the arm."
+                  : "Note: the amplifiers are not on. The arm is not driven."));
 }
 
 /// Appends what has come to the log. True when the time was up.

@@ -17,8 +17,8 @@ bool isNoAnswer(int status) {
 
 // --- Counting --------------------------------------------------------------------------------------
 
-// The amplifiers are asked of on the servo thread, where that question belongs. A look holds for the ticks up to the
-// next one; the first ones of a run, in which amplifiers come on, are not looked at.
+// The amplifiers are asked of on the servo thread, where that question belongs. A look holds for the ticks up to
+// the next one; the first ones of a run, in which amplifiers come on, are not looked at.
 void RunWatch::count(int id, int status) {
     const int run = m_run;
     if (m_counted != run) {

@@ -1,6 +1,6 @@
-// What the servo thread saw of the device while a test ran. The verdicts of some tests come out of encoder counts or
-// the fault line alone, which look the same on an arm that does not answer or is not driven: beside such a verdict
-// the window says so.
+// What the servo thread saw of the device while a test ran. The verdicts of some tests come out of encoder counts
+// or the fault line alone, which look the same on an arm that does not answer or is not driven: beside such a
+// verdict the window says so.
 #pragma once
 
 #include <QString>
@@ -19,11 +19,11 @@ struct RunSeen {
     std::int64_t off = 0;        ///< on which the amplifiers were off
     std::int64_t offRow = 0;
 
-    /// A run of fewer ticks is not judged: it was stepped without a loop, or the loop stands still, which the window
-    /// tells in another place.
+    /// A run of fewer ticks is not judged: it was stepped without a loop, or the loop stands still, which the
+    /// window tells in another place.
     bool enough() const { return ticks >= 100; }
-    /// For more than a tenth of the run or at its end, when the verdict is formed. Less is a moment that the figures
-    /// get over: amplifiers take some milliseconds to come on.
+    /// For more than a tenth of the run or at its end, when the verdict is formed. Less is a moment that the
+    /// figures get over: amplifiers take some milliseconds to come on.
     bool wasSilent() const { return enough() && lasted(silent, silentRow); }
     bool wasOff() const { return enough() && lasted(off, offRow); }
     bool neverOn() const { return enough() && throughout(off); }
@@ -36,8 +36,8 @@ private:
     QString during(std::int64_t all) const;
 };
 
-/// Watches the runs of one test. The servo thread alone counts, and starts from zero with the first tick of a run, so
-/// that no tick of the run before is left in it. A window that nothing is watched in asks the device nothing more.
+/// Watches the runs of one test. The servo thread alone counts, and starts from zero with the first tick of a run,
+/// so that no tick of the run before is left in it. A tick outside of a watched run asks the device nothing for it.
 class RunWatch {
 public:
     /// A new run. [graphical thread]

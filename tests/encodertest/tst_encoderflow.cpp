@@ -177,8 +177,9 @@ private slots:
             QVERIFY2(points.size() == 2 && std::labs(points[1][axis] - points[0][axis]) >= 5,
                      qPrintable(log().join(" | ")));
         } else {
-            QVERIFY2(log().filter(mark).size() == 1, qPrintable(log().join(" | ")));
-            QCOMPARE(running(), mark.contains("Warning"));
+            QVERIFY2(!log().filter(mark).isEmpty(), qPrintable(log().join(" | ")));
+            QCOMPARE(running(), !mark.contains("Error"));
+            QVERIFY(log().filter("Note: ").size() <= 1);
         }
     }
 };

@@ -185,8 +185,8 @@ private slots:
         QVERIFY(!data.bCapstanPass[0] && data.bCapstanPass[1] && data.nCapstanChange[0] == 5);
     }
 
-    // More than a tenth of a run, or its end, is said; what is shorter, or a run that hardly had ticks, is not. A new
-    // run begins from nothing.
+    // More than a tenth of a run, or its end, is said; what is shorter, or a run that hardly had ticks, is not. A
+    // new run begins from nothing.
     void whatAWatchSays() {
         struct Part {
             int ticks, status;

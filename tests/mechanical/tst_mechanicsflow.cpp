@@ -82,28 +82,30 @@ private slots:
         }
     }
 
-    // Beside the verdicts of an arm that was not measured stands why. What lies at its stops in the verify run does not
-    // move and is nothing to note.
+    // Beside the verdicts of an arm that was not measured stands why. What lies at its stops in the verify run does
+    // not move and is nothing to note.
     void notes_data() {
         QTest::addColumn<int>("axis");
         QTest::addColumn<double>("amount");
-        QTest::addColumn<QString>("friction");
-        QTest::addColumn<QString>("reference");
+        QTest::addColumn<QString>("first");  ///< friction and reference run
         QTest::addColumn<QString>("verify");
         const QString silent = "Note: the device did not answer during this run.";
-        const QString off = "Note: the amplifiers were not on during this run.", still = "Note: no movement was seen of ";
-        QTest::newRow("healthy") << -1 << 0.0 << "" << "" << "";
-        QTest::newRow("unplugged") << -1 << 1.0 << silent << silent << silent;
-        QTest::newRow("amplifier") << -1 << 1.0 << off << off << off;
-        QTest::newRow("no-amplifier-follow") << -1 << 1.0 << off << off << off;
-        QTest::newRow("dead-encoder") << 1 << 1.0 << still + "Y." << still + "Y." << "";
-        QTest::newRow("weak-motor") << 2 << 0.0 << still + "Z." << still + "Z." << "";
+        const QString off = "Note: the amplifiers were not on during this run.";
+        const QString still = "Note: no movement was seen of ";
+        const auto row = [](const char* fault, int axis, double amount, const QString& first, const QString& verify) {
+            QTest::newRow(fault) << axis << amount << first << verify;
+        };
+        row("healthy", -1, 0, "", "");
+        row("unplugged", -1, 1, silent, silent);
+        row("amplifier", -1, 1, off, off);
+        row("no-amplifier-follow", -1, 1, off, off);
+        row("dead-encoder", 1, 1, still + "Y.", "");
+        row("weak-motor", 2, 0, still + "Z.", "");
     }
     void notes() {
         QFETCH(int, axis);
         QFETCH(double, amount);
-        QFETCH(QString, friction);
-        QFETCH(QString, reference);
+        QFETCH(QString, first);
         QFETCH(QString, verify);
         MechanicalBench bench;
         if (amount > 0 || axis >= 0)
@@ -115,9 +117,9 @@ private slots:
         };
         QTextBrowser* const box = bench.window->ui.capstan_textBox;
         bench.prepare("Test Friction");
-        QVERIFY(bench.runFriction() && says(bench.window->ui.friction_textBox, friction));
+        QVERIFY(bench.runFriction() && says(bench.window->ui.friction_textBox, first));
         bench.prepare("Test Capstan");
-        QVERIFY(bench.runReference() && says(box, reference));
+        QVERIFY(bench.runReference() && says(box, first));
         QVERIFY(bench.runVerify() && says(box, verify));
     }
 

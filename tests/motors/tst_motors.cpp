@@ -83,8 +83,8 @@ private slots:
         }
     }
 
-    // The fault line of amplifiers that stay off, or of a device that does not answer, may be clean: the verdict comes,
-    // and a line beside it.
+    // The fault line of amplifiers that stay off, or of a device that does not answer, may be clean: the verdict
+    // comes, and a line beside it.
     void passOnNothing() {
         const struct {
             int answer, enabling;

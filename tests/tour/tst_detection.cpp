@@ -95,7 +95,7 @@ private slots:
         wrong.figures["friction of X, V"] = 0.025 * 8 * 0.94;
         const std::vector<Cell> played{meant, meant, blind, blind, healthy, healthy, healthy, meant, words, words};
         const std::vector<CellResult> results{
-            result(), result({"a"}, {"b"}), result(), result({}, {"c"}), result({"d"}),
+            result(), result({"a"}, {"b"}), result(), result({}, {"c"}),         result({"d"}),
             crashed,  CellResult(),         wrong,    result({"does not pass"}), result({"Note: the amplifiers "})};
         const Outcome expected[] = {Outcome::Missed,         Outcome::FoundAsMeant, Outcome::NotVisible,
                                     Outcome::FoundByAnother, Outcome::FalseAlarm,   Outcome::Crashed,
@@ -111,7 +111,7 @@ private slots:
         QVERIFY(page.open(QIODevice::ReadOnly));
         const QString text = QString::fromUtf8(page.readAll());
         QVERIFY2(text.contains(QRegularExpression("healthy +F +–")), qPrintable(text));
-        QVERIFY2(text.contains(QRegularExpression("sticky-bearing 8 times +M +o 1/2")), qPrintable(text));
+        QVERIFY2(text.contains(QRegularExpression("sticky-bearing 8 times +M +– +o 1/2")), qPrintable(text));
         QVERIFY(!report.good() && MatrixReport({healthy}, {result()}, 1).good());
         QVERIFY(!MatrixReport({healthy}, {CellResult()}, 1).good());
         QVERIFY(!report.write(home.filePath("not there")));

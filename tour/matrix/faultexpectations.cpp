@@ -26,7 +26,8 @@ using Blinds = std::vector<Blind>;
 constexpr const char* kUnread = "the tab opens the device and reads none of this";
 constexpr const char* kNoCounts = "the zero is taken where the arm stands; the tab shows no counts";
 constexpr const char* kNoForce = "no motor is driven there";
-constexpr const char* kFaultLine = "the tab reads the amplifiers' fault line and whether they come on, and nothing else";
+constexpr const char* kFaultLine =
+    "the tab reads the amplifiers' fault line and whether they come on, and nothing else";
 constexpr const char* kTicksOnly = "ticks are counted; the arm itself has no part in it";
 constexpr const char* kGimbalAlone = "the gimbal alone is recorded";
 constexpr const char* kBaseAlone = "only the base axes take part";
@@ -81,7 +82,8 @@ const std::vector<Row>& table() {
      {{kFriction | kCapstan | kLoop, kNotOn}}},
     {{"no-amplifier-follow", 1, "", Part::Device}, kEveryLine, kAmps | kForces | kFriction | kCapstan | kLoop, {},
      &kOfMotors, {{kAmps | kFriction | kCapstan | kLoop, kNotOn}}},
-    {{"status", -32, "", Part::Device}, kEveryLine, kAllTests, {}, &kNone},
+    {{"status", -32, "", Part::Device}, kEveryLine, kAllTests, {}, &kNone,
+     {{kAmps | kFriction | kCapstan | kLoop, kNoAnswer}}},
     {{"overspeed", 1, "", Part::Base}, kEveryLine, kDetails,
      {{kCalibrate, "the speed check is off while the arm is calibrated"}}, &kNone},
 
