@@ -18,11 +18,13 @@
 #include <exception>
 #include <initializer_list>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "device/tharlenio.h"
 #include "encodertest.h"
 #include "handover.h"
+#include "runwatch.h"
 #include "tharlenDefines.h"
 #include "ui_qttharlentest.h"
 
@@ -513,6 +515,7 @@ private:
     friend int ServoLoopCallBack(void* pUserData);
     int tickEnablesForces(int id);
     void dropForces(int id);
+    void watchRuns(int id, int status);
     void boxBranch(int id);
     void passivityBranch(int id);
     void voltageBranch(int id);
@@ -563,6 +566,9 @@ private:
     void traceHomeSensor(const EncoderTestEvent& event);
     void seekDestination(const long* destination, const long* encoders);  ///< [any thread]
     BoundedQueue<EncoderTestEvent, kEncoderTestEvents> m_encoderTestEvents;
+    void noteUndrivenArm();
+    RunWatch m_encoderWatch;
+    bool m_undrivenNoted = false;          ///< in this run
     QTimer* m_encoderTestTimer = nullptr;  ///< looks for events while a test runs
     bool m_encoderTestRan = false;         ///< at its last look
 
@@ -663,6 +669,7 @@ private:
     void startCyclingAmps();
     void noteAmplifierFault();
     void noteNoAmplifierFault();
+    RunWatch m_ampsWatch;  ///< from entering the tab until it is left
     void openTestForces();
     void showGimbalForces(bool shown);
     void watchInkwell();
@@ -700,6 +707,12 @@ private:
     void pushOnStops();
     void finishCapstanReference();
     void finishCapstanVerify();
+    /// Appends what there is to say beside the verdicts of a run: what was seen of the device, else the axes (of 3)
+    /// that did not move and what follows from it.
+    void appendNote(QTextBrowser* box, const RunSeen& seen, const bool (&unmoved)[3], const char* consequence);
+    RunWatch m_frictionWatch;
+    RunWatch m_capstanWatch;                         ///< of either run
+    std::optional<std::array<long, 3>> m_seekStart;  ///< counts where the drive to the stops began
 
     // Device selection, a step of OnSelChangeTHARLeN each
     int openFirstDevice(const QString& name);

@@ -30,6 +30,7 @@ void qtTharlenTest::startCyclingAmps() {
     ui.amp_status_button->setStyleSheet(QString());
     cycleAmpsState = cycleAmpsCounterOn = cycleAmpsCounterOff = 0;
     ampsOK = false;
+    m_ampsWatch.start();
     ampsGuiUpdateTimer->start(kTickPeriod);
 }
 
@@ -59,7 +60,8 @@ void qtTharlenTest::noteAmplifierFault() {
     openTestForces();
 }
 
-// A later tick without a fault passes again: the verdict is that of the last tick that changed it.
+// A later tick without a fault passes again: the verdict is that of the last tick that changed it. The fault line
+// of amplifiers that never came on, or of a device that does not answer, may be clean too.
 void qtTharlenTest::noteNoAmplifierFault() {
     showText(ui.device_fault_button, "NO");
     showStyle(ui.device_fault_button, kPassStyle);
@@ -68,11 +70,16 @@ void qtTharlenTest::noteNoAmplifierFault() {
     ui.cycleAmps_textBox->clear();
     ui.cycleAmps_textBox->append("The device amplifiers are OK");
     ampsOK = true;
-    if (!manufMode)
-        return;
-    repData->bAmplifierPass = true;
-    ui.cycleAmps_textBox->append("PASS");
-    openTestForces();
+    if (manufMode) {
+        repData->bAmplifierPass = true;
+        ui.cycleAmps_textBox->append("PASS");
+        openTestForces();
+    }
+    const RunSeen seen = m_ampsWatch.seen();
+    if (seen.wasSilent())
+        ui.cycleAmps_textBox->append("Note: the device did not answer while its amplifiers were to be cycled.");
+    else if (seen.neverOn())
+        ui.cycleAmps_textBox->append("Note: the amplifiers never came on while they were to be cycled.");
 }
 
 void qtTharlenTest::openTestForces() {

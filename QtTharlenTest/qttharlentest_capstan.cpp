@@ -15,6 +15,8 @@ constexpr VOLTAGE_VECTOR kDrive = {{0.2f, 0.35f, 0.3f}};  ///< towards the stops
 /// V per mm/s of the endpoint. X has the other sign and a fifth of the size, which is meant.
 constexpr double kDamping[3] = {0.0001, -0.0005, -0.0005};
 
+constexpr long kLeastWay = 20;  ///< counts; an axis that is driven to its stop goes further
+
 constexpr char kNotAvailable[] =
     "Capstan test not available for this model..\n Please click next to go to next test";
 
@@ -135,12 +137,16 @@ void qtTharlenTest::startSeek(POS_VECTOR& stops) {
     m_nSameEncoderCnt = 0;
     stops = {};
     m_vvMoveMaxVoltage = m_vvMaxVoltage;
+    m_seekStart.reset();
+    m_capstanWatch.start();
     m_nStage = SeekStops;
 }
 
 bool qtTharlenTest::seekStops(POS_VECTOR& stops) {
     long encoders[6] = {};
     get_encoder_values(csTharlenID, encoders);
+    if (!m_seekStart)
+        m_seekStart = {encoders[0], encoders[1], encoders[2]};
     const bool still = isArmStill(encoders);
     for (int i = 0; i < 3 && still; ++i)
         stops.anCoords[i] = static_cast<int>(encoders[i]);
@@ -169,22 +175,31 @@ void qtTharlenTest::pushOnStops() {
 // startCapstanTest stays raised, which is meant: the last voltages go on being sent, with the forces off, until the
 // verify run has ended.
 void qtTharlenTest::finishCapstanReference() {
+    const RunSeen seen = m_capstanWatch.end();
     forcesOff();
     verifyCapstanTest = false;
     capstanTestRefTimer->stop();
     ui.startCapstanTest_button->setEnabled(false);
     ui.capstan_textBox->append("Reference complete. Now, press the 'RUN VERIFY' button.");
+    bool unmoved[3] = {};
+    for (std::size_t i = 0; i < 3 && m_seekStart; ++i)
+        unmoved[i] = qAbs(m_pvMoveResult1.anCoords[i] - (*m_seekStart)[i]) <= kLeastWay;
+    appendNote(ui.capstan_textBox, seen, unmoved,
+               "An axis that did not lie at its stop before gets a verdict that says nothing about its cable.");
     ui.verifyCapstanTest_button->setEnabled(true);
     m_nStage = Start;
 }
 
+// This run began at the stops: that no axis moved is as it should be.
 void qtTharlenTest::finishCapstanVerify() {
+    const RunSeen seen = m_capstanWatch.end();
     updateCapstanTestResults();
     forcesOff();
     startCapstanTest = false;
     verifyCapstanTest = false;
     capstanTestTimer->stop();
     ui.capstan_textBox->append("\nCapstan Test complete..\n Please press the next button to proceed.");
+    appendNote(ui.capstan_textBox, seen, {}, "");
 }
 
 // --- Verdicts --------------------------------------------------------------------------------------

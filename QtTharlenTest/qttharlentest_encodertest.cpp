@@ -8,6 +8,7 @@
 namespace {
 
 constexpr int kEventPeriod = 20;  ///< ms
+constexpr int kUndrivenTicks = 200;  ///< in a row; an answer or the amplifiers missing no longer is no news
 constexpr double kDegreesPerRadian = 57.2957795;
 
 QString timeText(const QDateTime& time) { return time.time().toString(" [ h:mm:ssa ] "); }
@@ -90,6 +91,8 @@ void qtTharlenTest::initEncoderTest() {
     m_pConnection = get_connection_data(id);
     m_lastsensor = m_pConnection ? loadRelaxed(m_pConnection->m_portInput.ucMiscIn) & kHomeSensorMask : 0u;
     enable_tharlen_forces(id);
+    m_encoderWatch.start();
+    m_undrivenNoted = false;
     if (!m_bServoControl) {
         long encoders[6] = {};
         get_encoder_values(id, encoders);
@@ -112,6 +115,7 @@ void qtTharlenTest::stopEncoderTest() {
     startEncoderTest = false;
     m_bServoControl = false;
     m_iButtonStep = 0;
+    m_encoderWatch.end();
     forcesOff();
     takeEncoderTestEvents();
     ui.runEncoderTest_button->setEnabled(true);
@@ -135,8 +139,22 @@ void qtTharlenTest::showEncoderTestEvents() {
     if (!running && !m_encoderTestRan)
         m_encoderTestTimer->stop();
     m_encoderTestRan = running;
+    noteUndrivenArm();
     if (takeEncoderTestEvents())
         ui.stopEncoderTest_button->click();
+}
+
+// Once a run, as it begins: the log goes on as if the arm were under way.
+void qtTharlenTest::noteUndrivenArm() {
+    const RunSeen seen = m_encoderWatch.seen();
+    const bool silent = seen.silentRow >= kUndrivenTicks;
+    if (!startEncoderTest || m_undrivenNoted || (!silent && seen.offRow < kUndrivenTicks))
+        return;
+    m_undrivenNoted = true;
+    ui.encoderTest_debug->append(
+        timeText()
+        + (silent ? "Note: the device does not answer. What follows says nothing about the arm."
+                  : "Note: the amplifiers are not on. The arm is not driven."));
 }
 
 /// Appends what has come to the log. True when the time was up.

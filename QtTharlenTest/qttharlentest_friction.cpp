@@ -64,6 +64,7 @@ int qtTharlenTest::runFrictionTest() {
             m_nAxis = 0;
             m_nSameEncoderCnt = 0;
             m_vvMoveMaxVoltage = m_vvMaxVoltage;
+            m_frictionWatch.start();
             m_nStage = AwaitRest;
             break;
         case AwaitRest: {
@@ -116,12 +117,17 @@ void qtTharlenTest::endFrictionAxis(const long* encoders) {
 }
 
 void qtTharlenTest::finishFrictionTest() {
+    const RunSeen seen = m_frictionWatch.end();
     forcesOff();
     startFrictionTest = false;
     frictionTestTimer->stop();
     updateFrictionTestResults();
     ui.startFrictionTest_button->setEnabled(false);
     ui.friction_textBox->append("Friction Test Complete..\n Click 'Next'to continue testing..");
+    bool unmoved[3];
+    for (int i = 0; i < 3; ++i)
+        unmoved[i] = qAbs(m_pvMoveResult.anCoords[i]) < m_pvEncoderChange.anCoords[i];
+    appendNote(ui.friction_textBox, seen, unmoved, "What is shown there is the highest voltage, not the friction.");
     m_nStage = Start;
 }
 

@@ -50,6 +50,8 @@ void qtTharlenTest::endMotorActivity() {
         if (machine)
             machine->stop();
     m_nStage = 0;
+    for (RunWatch* watch : {&m_frictionWatch, &m_capstanWatch, &m_encoderWatch})
+        watch->end();
     for (QSlider* slider : {ui.slider_X, ui.slider_Y, ui.slider_Z, ui.slider_TX, ui.slider_TY, ui.slider_TZ}) {
         const QSignalBlocker silent(slider);
         slider->setValue(0);

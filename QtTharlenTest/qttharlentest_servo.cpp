@@ -12,6 +12,7 @@ int ServoLoopCallBack(void* pUserData) {
     window->m_loopWatch.tick();
     window->m_forceGate.beginTick();
     window->accumulateErrors(status);
+    window->watchRuns(id, status);
 
     if (startPinchCalibration)
         window->m_pinchValue = get_pinch_value(id);
@@ -54,6 +55,11 @@ void qtTharlenTest::dropForces(int id) {
     const long none[6] = {};
     command_motor_dac_values(id, none);
     disable_tharlen_forces_no_wait(id);
+}
+
+void qtTharlenTest::watchRuns(int id, int status) {
+    for (RunWatch* watch : {&m_ampsWatch, &m_frictionWatch, &m_capstanWatch, &m_encoderWatch})
+        watch->note(id, status);
 }
 
 // -2, the maximum force exceeded, turns the forces off here and on again in the passivity and default

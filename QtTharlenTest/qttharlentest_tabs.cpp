@@ -114,6 +114,7 @@ void qtTharlenTest::enterEncoderTest() {
 // it would turn off the forces of the next tab.
 void qtTharlenTest::leaveEncoderTest() {
     startEncoderTest = false;
+    m_encoderWatch.end();
     takeEncoderTestEvents();
 }
 
@@ -128,6 +129,7 @@ void qtTharlenTest::enterCycleAmps() {
 
 // Twice where the test was on, which is meant.
 void qtTharlenTest::leaveCycleAmps() {
+    m_ampsWatch.end();
     if (csTharlenID >= 0)
         forcesOff();
     if (!ampsGuiUpdateTimer->isActive())

@@ -44,3 +44,18 @@ int qtTharlenTest::SendVoltages(int nTHARLeNID, float* fVolts) {
     }
     return 0;
 }
+
+// Fewer ticks than a run takes say nothing of the arm: the figures are then what they are.
+void qtTharlenTest::appendNote(QTextBrowser* box, const RunSeen& seen, const bool (&unmoved)[3],
+                               const char* consequence) {
+    QString note = seen.note();
+    QStringList axes;
+    for (int i = 0; i < 3; ++i) {
+        if (unmoved[i])
+            axes << QString("XYZ"[i]);
+    }
+    if (note.isEmpty() && seen.enough() && !axes.isEmpty())
+        note = "Note: no movement was seen of " + axes.join(" and ") + ". " + consequence;
+    if (!note.isEmpty())
+        box->append(note);
+}

@@ -185,6 +185,48 @@ private slots:
         QVERIFY(!data.bCapstanPass[0] && data.bCapstanPass[1] && data.nCapstanChange[0] == 5);
     }
 
+    // More than a tenth of a run, or its end, is said; what is shorter, or a run that hardly had ticks, is not. A
+    // new run begins from nothing.
+    void whatAWatchSays() {
+        struct Part {
+            int ticks, status;
+            bool on;
+        };
+        const QString silent = "the device did not answer during ", off = "the amplifiers were not on during ";
+        const struct {
+            std::vector<Part> parts;
+            QString note;
+        } rows[] = {{{{1000, 0, true}}, ""},
+                    {{{1000, -4, true}}, ""},
+                    {{{99, -5, false}}, ""},
+                    {{{1000, -5, false}}, silent + "this run"},
+                    {{{150, -28, true}, {850, 0, true}}, silent + "a part"},
+                    {{{800, 0, true}, {90, -32, false}, {110, 0, true}}, ""},
+                    {{{970, 0, true}, {30, -31, true}}, silent + "a part"},
+                    {{{1000, 0, false}}, off + "this run"},
+                    {{{400, 0, true}, {150, 0, false}, {450, 0, true}}, off + "a part"},
+                    {{{970, 0, true}, {30, -4, false}}, off + "a part"},
+                    {{{30, 0, false}, {970, 0, true}}, ""}};
+        standin::reset();
+        RunWatch watch;
+        for (const auto& row : rows) {
+            watch.start();
+            QVERIFY(watch.seen().ticks == 0);
+            for (const Part& part : row.parts) {
+                device().forcesEnabled = part.on;
+                for (int i = 0; i < part.ticks; ++i)
+                    watch.note(0, part.status);
+            }
+            const QString note = watch.end().note();
+            watch.note(0, -5);
+            QVERIFY2(row.note.isEmpty() ? note.isEmpty() : note.contains(row.note), qPrintable(note));
+        }
+        const int asked = device().count("is_tharlen_forces_enabled");
+        for (int i = 0; i < 100; ++i)
+            watch.note(0, 0);
+        QCOMPARE(device().count("is_tharlen_forces_enabled"), asked);
+    }
+
     // Another model is told so, with all controls off; in the user mode or without a device nothing is prepared.
     void notPrepared() {
         for (unsigned long type : {1, 3, 4, 9}) {

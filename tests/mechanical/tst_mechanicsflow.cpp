@@ -82,6 +82,47 @@ private slots:
         }
     }
 
+    // Beside the verdicts of an arm that was not measured stands why. What lies at its stops in the verify run does
+    // not move and is nothing to note.
+    void notes_data() {
+        QTest::addColumn<int>("axis");
+        QTest::addColumn<double>("amount");
+        QTest::addColumn<QString>("first");  ///< friction and reference run
+        QTest::addColumn<QString>("verify");
+        const QString silent = "Note: the device did not answer during this run.";
+        const QString off = "Note: the amplifiers were not on during this run.";
+        const QString still = "Note: no movement was seen of ";
+        const auto row = [](const char* fault, int axis, double amount, const QString& first, const QString& verify) {
+            QTest::newRow(fault) << axis << amount << first << verify;
+        };
+        row("healthy", -1, 0, "", "");
+        row("unplugged", -1, 1, silent, silent);
+        row("amplifier", -1, 1, off, off);
+        row("no-amplifier-follow", -1, 1, off, off);
+        row("dead-encoder", 1, 1, still + "Y.", "");
+        row("weak-motor", 2, 0, still + "Z.", "");
+    }
+    void notes() {
+        QFETCH(int, axis);
+        QFETCH(double, amount);
+        QFETCH(QString, first);
+        QFETCH(QString, verify);
+        MechanicalBench bench;
+        if (amount > 0 || axis >= 0)
+            QCOMPARE(armcontrol::setFault(QTest::currentDataTag(), true, axis, amount), std::string());
+        const auto says = [](QTextBrowser* box, const QString& note) {
+            const QString text = box->toPlainText();
+            box->clear();
+            return text.count("Note: ") == (note.isEmpty() ? 0 : 1) && text.contains(note);
+        };
+        QTextBrowser* const box = bench.window->ui.capstan_textBox;
+        bench.prepare("Test Friction");
+        QVERIFY(bench.runFriction() && says(bench.window->ui.friction_textBox, first));
+        bench.prepare("Test Capstan");
+        QVERIFY(bench.runReference() && says(box, first));
+        QVERIFY(bench.runVerify() && says(box, verify));
+    }
+
     // The forces go off with the tab: the run ends with the arm not driven, and fails it.
     void leavingTheTab() {
         MechanicalBench bench;
@@ -98,6 +139,7 @@ private slots:
             QVERIFY(!bench.window->repData->bFrictionPass[axis]);
             QVERIFY(bench.window->repData->fFrictionVoltage[axis] >= 0.4f);
         }
+        QVERIFY(bench.window->ui.friction_textBox->toPlainText().contains("Note: the amplifiers were not on"));
     }
 };
 

@@ -84,6 +84,28 @@ private slots:
         }
     }
 
+    // The fault line of amplifiers that stay off, or of a device that does not answer, may be clean: the verdict
+    // comes, and a line beside it.
+    void passOnNothing() {
+        const struct {
+            int answer, enabling;
+            const char* note;
+        } rows[] = {{0, 0, ""},
+                    {0, -4, "\nNote: the amplifiers never came on while they were to be cycled."},
+                    {-5, 0, "\nNote: the device did not answer while its amplifiers were to be cycled."}};
+        for (const auto& row : rows) {
+            open(5, true, "Cycle Amps");
+            device().result["enable_tharlen_forces_no_wait"] = row.enabling;
+            device().result["update_tharlen"] = row.answer;
+            for (int tick = 1; tick <= 6; ++tick) {
+                cycle();
+                for (int i = 0; i < 100; ++i)
+                    ServoLoopCallBack(window.get());
+            }
+            QCOMPARE(box(), QString("The device amplifiers are OK\nPASS") + row.note);
+        }
+    }
+
     // A fault fails at once and opens the way; a clean tick after enough cycles takes it back.
     void faultsComeAndGo() {
         open(5, true, "Cycle Amps");

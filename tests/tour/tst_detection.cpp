@@ -61,7 +61,8 @@ private slots:
         row("Corvale LAN", "Calibration Details", "narrow-gap 110 counts", 0, Outcome::FoundAsMeant, "gap 1", "");
         row("Stelmar 3.0", "Test Forces", "reversed-motor", 2, Outcome::FoundAsMeant, "", "push of Z");
         row("Nolva USB", "Servoloop", "amplifier", -1, Outcome::FoundByAnother, "Device Fault", "");
-        row("Stelmar 1.5", "Cycle Amps", "no-amplifier-follow", -1, Outcome::NotVisible, "", "");
+        row("Stelmar 1.5", "Cycle Amps", "no-amplifier-follow", -1, Outcome::FoundAsMeant, "never came on", "");
+        row("Stelmar 1.5", "Servoloop", "weak-motor 0 left", 0, Outcome::NotVisible, "", "");
         row("Orda LAN", "Test Capstan", "healthy", -1, Outcome::Healthy, "", "");
         row("Stelmar 1.0 Thimble", "Box Test", "healthy", -1, Outcome::Healthy, "", "");
     }
@@ -86,29 +87,31 @@ private slots:
     // A miss, an alarm, a crash and a wrong figure are each a finding in words, and the picture shows them.
     void judging() {
         const Cell meant = cell("Default Device", "Test Friction", "sticky-bearing 8 times", 0);
+        const Cell words = cell("Default Device", "Test Capstan", "no-amplifier-follow", -1);
         const Cell blind = cell("Default Device", "Servoloop", "sticky-bearing 8 times", 0);
         const Cell healthy = cell("Default Device", "Test Friction", "", -1);
         CellResult crashed = result(), wrong = result({"x"});
         crashed.broken = "the worker ended";
         wrong.figures["friction of X, V"] = 0.025 * 8 * 0.94;
-        const std::vector<Cell> played{meant, meant, blind, blind, healthy, healthy, healthy, meant};
+        const std::vector<Cell> played{meant, meant, blind, blind, healthy, healthy, healthy, meant, words, words};
         const std::vector<CellResult> results{
-            result(), result({"a"}, {"b"}), result(), result({}, {"c"}), result({"d"}),
-            crashed,  CellResult(),         wrong};
+            result(), result({"a"}, {"b"}), result(), result({}, {"c"}),         result({"d"}),
+            crashed,  CellResult(),         wrong,    result({"does not pass"}), result({"Note: the amplifiers "})};
         const Outcome expected[] = {Outcome::Missed,         Outcome::FoundAsMeant, Outcome::NotVisible,
                                     Outcome::FoundByAnother, Outcome::FalseAlarm,   Outcome::Crashed,
-                                    Outcome::NotPlayed,      Outcome::FoundAsMeant};
+                                    Outcome::NotPlayed,      Outcome::FoundAsMeant, Outcome::Missed,
+                                    Outcome::FoundAsMeant};
         for (std::size_t i = 0; i < played.size(); ++i)
             QCOMPARE(outcome(played[i], results[i]), expected[i]);
         const MatrixReport report(played, results, 1);
-        QCOMPARE(report.findings().size(), 4);
+        QCOMPARE(report.findings().size(), 5);
         QCOMPARE(report.surprises().size(), 1);
         QVERIFY(report.write(home.path()));
         QFile page(home.filePath("matrix.txt"));
         QVERIFY(page.open(QIODevice::ReadOnly));
         const QString text = QString::fromUtf8(page.readAll());
         QVERIFY2(text.contains(QRegularExpression("healthy +F +–")), qPrintable(text));
-        QVERIFY2(text.contains(QRegularExpression("sticky-bearing 8 times +M +o 1/2")), qPrintable(text));
+        QVERIFY2(text.contains(QRegularExpression("sticky-bearing 8 times +M +– +o 1/2")), qPrintable(text));
         QVERIFY(!report.good() && MatrixReport({healthy}, {result()}, 1).good());
         QVERIFY(!MatrixReport({healthy}, {CellResult()}, 1).good());
         QVERIFY(!report.write(home.filePath("not there")));

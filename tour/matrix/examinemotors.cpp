@@ -28,6 +28,14 @@ Vec3 difference(const Vec3& a, const Vec3& b) {
 
 }  // namespace
 
+/// What a tab says beside its verdicts. Taken ahead of the verdicts, since only so many findings are kept.
+void Examiner::readNotes(const QTextBrowser* box) {
+    for (const QString& line : box->toPlainText().split('\n')) {
+        if (line.contains("Note: "))
+            m_findings.said(line.mid(line.indexOf("Note: ")));
+    }
+}
+
 // --- Cycle Amps --------------------------------------------------------------------------------------
 
 void Examiner::cycleAmps() {
@@ -39,6 +47,7 @@ void Examiner::cycleAmps() {
     };
     if (!m_bench.spendUntil(ended, 14000, 100))
         m_findings.said("the amplifiers were not found to be OK");
+    readNotes(ui.cycleAmps_textBox);
     if (ui.device_fault_button->text() == "YES")
         m_findings.said("the fault lamp shows YES");
 }
@@ -106,6 +115,7 @@ void Examiner::testFriction() {
     m_bench.underWay();
     if (!m_bench.spendUntil([this] { return !m_window.frictionTestTimer->isActive(); }, 40000))
         m_findings.saw("the friction test does not end");
+    readNotes(m_window.ui.friction_textBox);
     const REPORTDATA& data = *m_window.repData;
     for (int axis = 0; axis < 3; ++axis) {
         const double volts = static_cast<double>(data.fFrictionVoltage[axis]);
@@ -135,6 +145,7 @@ void Examiner::testCapstan() {
     ended = m_bench.spendUntil([this] { return !m_window.capstanTestTimer->isActive(); }, 20000) && ended;
     if (!ended)
         m_findings.saw("the capstan test does not end");
+    readNotes(ui.capstan_textBox);
     const REPORTDATA& data = *m_window.repData;
     for (int axis = 0; axis < 3; ++axis) {
         m_findings.measured(QString("slip of %1, counts").arg(kAxes[axis]), data.nCapstanChange[axis]);
@@ -271,6 +282,7 @@ void Examiner::encoderTest() {
         reaches(3, 12000, "the second test point");
     m_bench.spend(60);
     compareTestPoints();
+    readNotes(ui.encoderTest_debug);
     for (const QString& line : ui.encoderTest_debug->toPlainText().split('\n')) {
         if (line.contains("Error (") || line.contains("Warning ("))
             m_findings.said(line.section(" ] ", -1).simplified());

@@ -6,6 +6,7 @@
 
 class QLabel;
 class QPushButton;
+class QTextBrowser;
 
 class Examiner {
 public:
@@ -31,6 +32,7 @@ private:
     void gimbalTrace();
 
     // Motors and loop (examinemotors.cpp)
+    void readNotes(const QTextBrowser* box);
     void cycleAmps();
     void testForces();
     void pushMotor(int axis);

@@ -19,12 +19,15 @@ struct Blind {
     Tests tests;
     const char* reason;
 };
+/// What the program has to say in a set of tests, whose verdicts alone would read as if the arm had been measured.
+using Said = Blind;
 using Blinds = std::vector<Blind>;
 
 constexpr const char* kUnread = "the tab opens the device and reads none of this";
 constexpr const char* kNoCounts = "the zero is taken where the arm stands; the tab shows no counts";
 constexpr const char* kNoForce = "no motor is driven there";
-constexpr const char* kFaultLine = "the tab reads the amplifiers' fault line and nothing else";
+constexpr const char* kFaultLine =
+    "the tab reads the amplifiers' fault line and whether they come on, and nothing else";
 constexpr const char* kTicksOnly = "ticks are counted; the arm itself has no part in it";
 constexpr const char* kGimbalAlone = "the gimbal alone is recorded";
 constexpr const char* kBaseAlone = "only the base axes take part";
@@ -35,6 +38,11 @@ constexpr const char* kNotOpened = "it matters while a device is being opened, a
 constexpr const char* kWalls = "in a wall's push the friction of some axes shows little";
 constexpr const char* kClosedLoop = "the closed loop makes up for most of it";
 constexpr const char* kNoTicks = "the arm is judged, not the times of the ticks";
+
+// How the program's words begin.
+constexpr const char* kNoAnswer = "Note: the device d";
+constexpr const char* kNotOn = "Note: the amplifiers ";
+constexpr const char* kNoMovement = "Note: no movement was seen of ";
 
 // What holds for every fault of a kind, after what its own row says.
 const Blinds kOfBase{{kSelect, kUnread}, {kAmps, kFaultLine}, {kRate, kTicksOnly}, {kTrace, kGimbalAlone}};
@@ -62,15 +70,20 @@ struct Row {
     Tests meant;
     Blinds own;
     const Blinds* kind;
+    std::vector<Said> said = {};
 };
 
 // clang-format off
 const std::vector<Row>& table() {
     static const std::vector<Row> rows{
-    {{"unplugged", 1, "", Part::Device}, kEveryLine, kAllTests, {}, &kNone},
-    {{"amplifier", 1, "", Part::Device}, kEveryLine, kAmps, {}, &kNone},
-    {{"no-amplifier-follow", 1, "", Part::Device}, kEveryLine, kForces, {}, &kOfMotors},
-    {{"status", -32, "", Part::Device}, kEveryLine, kAllTests, {}, &kNone},
+    {{"unplugged", 1, "", Part::Device}, kEveryLine, kAllTests, {}, &kNone,
+     {{kFriction | kCapstan | kLoop, kNoAnswer}}},
+    {{"amplifier", 1, "", Part::Device}, kEveryLine, kAmps | kFriction | kCapstan | kLoop, {}, &kNone,
+     {{kFriction | kCapstan | kLoop, kNotOn}}},
+    {{"no-amplifier-follow", 1, "", Part::Device}, kEveryLine, kAmps | kForces | kFriction | kCapstan | kLoop, {},
+     &kOfMotors, {{kAmps | kFriction | kCapstan | kLoop, kNotOn}}},
+    {{"status", -32, "", Part::Device}, kEveryLine, kAllTests, {}, &kNone,
+     {{kAmps | kFriction | kCapstan | kLoop, kNoAnswer}}},
     {{"overspeed", 1, "", Part::Base}, kEveryLine, kDetails,
      {{kCalibrate, "the speed check is off while the arm is calibrated"}}, &kNone},
 
@@ -80,8 +93,8 @@ const std::vector<Row>& table() {
      &kNone},
     {{"hot", 95, "°C", Part::GimbalMotor}, kEveryLine, kForces, {}, &kNone},
 
-    {{"dead-encoder", 1, "", Part::Base}, kEveryLine, kRead,
-     {{kCalibrate, kNoCounts}, {kCapstan, "a count is compared with itself, and stands still both times"}}, &kOfBase},
+    {{"dead-encoder", 1, "", Part::Base}, kEveryLine, kRead, {{kCalibrate, kNoCounts}}, &kOfBase,
+     {{kFriction | kCapstan, kNoMovement}}},
     {{"dead-encoder", 1, "", Part::Gimbal}, kEveryLine, kRead | kTrace, {}, &kOfGimbal},
 
     {{"drifting-encoder", 60, "/min", Part::Base}, kEveryLine, kRead | kLoop,
@@ -141,7 +154,8 @@ const std::vector<Row>& table() {
     {{"weak-motor", 0.6, "left", Part::Base}, kEveryLine, kForces,
      {{kCapstan, "the drive to the stops is stronger than needed"}, {kLoop, kClosedLoop},
       {kBox, "two axes share the push of the walls of Y and of Z"}}, &kOfMotors},
-    {{"weak-motor", 0, "left", Part::Base}, kEveryLine, kForces, {}, &kOfMotors},
+    {{"weak-motor", 0, "left", Part::Base}, kEveryLine, kForces, {}, &kOfMotors,
+     {{kFriction | kCapstan, kNoMovement}}},
     {{"weak-motor", 0.5, "left", Part::GimbalMotor}, kEveryLine, kForces, {{kRead, kNoForce}}, &kOfGimbal},
     {{"reversed-motor", 1, "", Part::Base}, kEveryLine, kForces,
      {{kFriction, "an axis may move either way"}}, &kOfMotors},
@@ -280,10 +294,11 @@ Expectation expectation(const FaultCase& faultCase, const Subject& subject, Test
     for (const Row& row : table()) {
         if (!sameCase(row.faultCase, faultCase) || !(row.lines & subject.line))
             continue;
+        const char* words = reasonIn(row.said, test);
         if (row.meant & bit(test))
-            return {true, nullptr};
+            return {true, words, nullptr};
         const char* reason = reasonIn(row.own, test);
-        return {false, reason ? reason : reasonIn(*row.kind, test)};
+        return {false, words, reason ? reason : reasonIn(*row.kind, test)};
     }
     return {};
 }

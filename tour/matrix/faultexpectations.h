@@ -44,6 +44,7 @@ QStringList faultsWithoutCase();
 /// What is expected of one pair.
 struct Expectation {
     bool meant = false;            ///< the test is there to find it
+    const char* words = nullptr;   ///< the program itself has to say this; null where any finding will do
     const char* reason = nullptr;  ///< why it is not visible to the test by design; null where it is to be found
 };
 

@@ -88,6 +88,8 @@ Outcome outcome(const Cell& cell, const CellResult& result) {
     if (!cell.faultCase)
         return result.found() ? Outcome::FalseAlarm : Outcome::Healthy;
     const Expectation expected = expectation(*cell.faultCase, cell.subject, cell.test);
+    if (expected.words && !result.program.join('\n').contains(QLatin1String(expected.words)))
+        return Outcome::Missed;
     if (result.found())
         return expected.meant ? Outcome::FoundAsMeant : Outcome::FoundByAnother;
     return expected.reason ? Outcome::NotVisible : Outcome::Missed;

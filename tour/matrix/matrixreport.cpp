@@ -191,6 +191,9 @@ void MatrixReport::take(const Cell& cell, const CellResult& result) {
     if (what == Outcome::Missed || what == Outcome::FalseAlarm || what == Outcome::Crashed)
         m_findings << nameOf(what) + ": " + cellName(cell)
                           + (result.broken.isEmpty() ? QString() : ": " + result.broken)
+                          + (what == Outcome::Missed && expected.words
+                                 ? QString(": the program does not say \"%1\"").arg(expected.words)
+                                 : QString())
                           + (result.found() ? ": " + who(result) : QString());
     for (const QString& wrong : wrongFigures(cell, result))
         m_findings << "wrong figure: " + cellName(cell) + ": " + wrong;
