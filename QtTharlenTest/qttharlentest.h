@@ -319,24 +319,25 @@ public:
     void initReportData();
     /// Clears the record and all per-device test state.
     void resetReportData();
-    /// Writes $KNDD_HOME/logs/Test_Reports and shows the overall verdict. 1, or 0 where the file cannot be opened;
-    /// then nothing changes on screen.
+    /// Writes $KNDD_HOME/logs/Test_Reports and shows the overall verdict. 1, or 0 where not all of it could be written:
+    /// then an earlier report is still there, the page stays as it was and the error browser says why.
     int createTestReport();
     /// "    P" or "  * F *".
     QString addPassFail(bool pass);
+    /// The number after the first "=", up to a second one; 0 where there is none. Nothing calls them.
+    float splitNreturnFloat(QString text);
+    int splitNreturnInt(QString text);
 
     // --- Calibration ---
     void onCalibrationTab();
     bool isCorvaleCalibrated(int id);
     bool isInkwellCalibrated(int id);
-    void onCalibrationDetailTab();
-    void PrepareOutputString1();
-    void PrepareOutputString2();
-    void PrepareOutputString3();
     /// Whether flag or gap `nToken` (0 to 2) of axis `nAxis` (0 to 2) is as wide as the limits ask, both ends
     /// inclusive. `pvSensorData` is that axis's AXIS_SENSOR_DATA, whose pointer must not be null.
     BOOL isFlagGapValid(void* pvSensorData, int nAxis, int nToken, SENSOR_TOKEN type);
-    void verifyFlagGapWidth();
+
+    // --- Encoders and switches ---
+    void onEncoderTab();
 
     // --- Friction and capstan ---
     void initFrictionTest();
@@ -386,9 +387,14 @@ public slots:
     // Calibration
     void onClickCalibrateButton();
     void onClickCalibrate();       ///< connected to nothing
-    int onClickCalibratePinch();   ///< connected to nothing
+    int onClickCalibratePinch();   ///< Alt+P while a grip waits for it; no button is connected
     void updateOrdaCorvaleCalib();
+    void onCalibrationDetailTab();
     void updateCalibrationData();
+    void PrepareOutputString1();
+    void PrepareOutputString2();
+    void PrepareOutputString3();
+    void verifyFlagGapWidth();
     void onClickLoseCalibration();
     void onClickUpdateCalibration();
 
@@ -604,7 +610,6 @@ private:
     SENSOR_DATA m_keptGaps[3][3]{};
 
     // Encoders and switches, a step of their tab each
-    void onEncoderTab();
     void showPinch(bool fitted);
     void showEncoders(const long* encoders);
     void showPositionsAndSwitches();
