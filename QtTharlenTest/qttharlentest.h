@@ -7,6 +7,7 @@
 
 #include <QFile>
 #include <QGraphicsScene>
+#include <QHash>
 #include <QLineF>
 #include <QMainWindow>
 #include <QPointer>
@@ -20,6 +21,7 @@
 
 #include "device/tharlenio.h"
 #include "encodertest.h"
+#include "formstate.h"
 #include "handover.h"
 #include "tharlenDefines.h"
 #include "ui_qttharlentest.h"
@@ -476,6 +478,7 @@ private:
     void createTimersAndScenes();
     void createPlots();
     void connectServoOptions();
+    void rememberForm();
     void drawHistogramMark();
     void clearAxisState();
     void clearSwitchCounters();
@@ -564,6 +567,8 @@ private:
     /// Inserts a page as a tab, or leaves it where it is: tabs come in the order of their indices, so its place
     /// would be the same. Enables it.
     void placeTab(int index, QWidget* page, const QString& icon, const QString& text);
+    bool spaceResets() const;
+    void focusWhereSpaceResets();
 
     // Performance pages: what each does on entry and on any other page, and its steps
     void enterPassivityPage();
@@ -597,6 +602,8 @@ private:
     void prepareInkwellCalibration(const char* illustration, const QString& text);
     void prepareResetCalibration();
     void preparePinchCalibration();
+    void pressPinchByKey();
+    void forgetPinchPresses();
     void hideHomeIndicators();
     void finishInkwellCalibration();
     void passCalibration();
@@ -667,9 +674,16 @@ private:
     int reportOpenFailure(int status);
     void showOpenDevice(int handle);
     void selectRecord(int comboIndex);
+    void clearReadOuts();
+    void tellSurplusDevices();
     /// The name by which the operator knows a model: "Nolva", "Nolva X", or the library's own text.
     static QString shownModelName(const QString& model);
     void deleteDeviceRecords(int count);
+
+    FormState m_form;                               ///< of the test tabs' read-outs
+    QHash<const QWidget*, QString> m_tabToolTips;   ///< of the form, which a tab loses with its place
+    const CTHARLeNDevice* m_shownDevice = nullptr;  ///< whose read-outs the tabs show
+    int m_surplusDevices = 0;                       ///< configured beyond what m_aDevices holds
 
     /// The record behind the combo box's index, for both threads; null when there is none.
     Shared<const CTHARLeNDevice*> m_selectedDevice{nullptr};
