@@ -6,6 +6,7 @@
 #include <QGraphicsTextItem>
 #include <QMessageBox>
 #include <QPen>
+#include <QShortcut>
 #include <limits>
 
 #include "qttharlendraw.h"
@@ -21,7 +22,10 @@ static void registerResources() { Q_INIT_RESOURCE(qttharlentest); }
 qtTharlenTest::qtTharlenTest(QWidget* parent, Qt::WindowFlags flags) : QMainWindow(parent, flags) {
     registerResources();
     ui.setupUi(this);
+    rememberForm();
     connectServoOptions();
+    auto* pinchKey = new QShortcut(QKeySequence("Alt+P"), this);
+    connect(pinchKey, &QShortcut::activated, this, &qtTharlenTest::pressPinchByKey);
     ui.frame11->hide();
     numAccumErrors = 0;
     csTharlenID = -1;
@@ -37,6 +41,16 @@ qtTharlenTest::qtTharlenTest(QWidget* parent, Qt::WindowFlags flags) : QMainWind
         releaseOwned();
         throw;
     }
+}
+
+/// What the form says before anything changes it. Records that a run leaves behind are kept until they are cleared by
+/// hand.
+void qtTharlenTest::rememberForm() {
+    for (int i = 0; i < ui.tabWidget->count(); ++i)
+        m_tabToolTips[ui.tabWidget->widget(i)] = ui.tabWidget->tabToolTip(i);
+    for (const QWidget* page : {ui.tab_2, ui.tab_3, ui.tab_4, ui.tab_5, ui.tab_6, ui.tab_7, ui.tab_8, ui.tab_9,
+                                ui.tab_10, ui.tab_11, ui.tab_12, ui.tab_15})
+        m_form.remember(page, {ui.encoderTest_debug, ui.textBrowser_2});
 }
 
 /// Hands the options that the servo thread needs over to it, as they change. The record follows the combo
@@ -79,7 +93,9 @@ bool qtTharlenTest::onInitTharlenTest() {
     createServoLoop();
     updateServoLoopRate();
     tharlenRenderer = new qtTharlenDraw(-1, ui.glDrawWidget1);
+    tharlenRenderer->changeTharlenInstance(csTharlenID);  // open already where the loop started at once
     ui.error_browser->clear();
+    tellSurplusDevices();
     clearTestState();
     createTimersAndScenes();
     createPlots();
@@ -207,7 +223,7 @@ void qtTharlenTest::closeEvent(QCloseEvent* event) {
         this, "Testing Interrupted",
         "Are you sure ? Closing the app now will not save the Test Reports.\nPress YES to close and NO to continue "
         "testing. ",
-        QMessageBox::Yes | QMessageBox::No);
+        QMessageBox::Yes | QMessageBox::No, QMessageBox::No);
     if (answer == QMessageBox::Yes)
         event->accept();
     else

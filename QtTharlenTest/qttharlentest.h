@@ -8,6 +8,7 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QGraphicsScene>
+#include <QHash>
 #include <QLineF>
 #include <QMainWindow>
 #include <QPointer>
@@ -23,6 +24,7 @@
 
 #include "device/tharlenio.h"
 #include "encodertest.h"
+#include "formstate.h"
 #include "handover.h"
 #include "runwatch.h"
 #include "tharlenDefines.h"
@@ -341,24 +343,25 @@ public:
     void initReportData();
     /// Clears the record and all per-device test state.
     void resetReportData();
-    /// Writes $KNDD_HOME/logs/Test_Reports and shows the overall verdict. 1, or 0 where the file cannot be opened;
-    /// then nothing changes on screen.
+    /// Writes $KNDD_HOME/logs/Test_Reports and shows the overall verdict. 1, or 0 where not all of it could be written:
+    /// then an earlier report is still there, the page stays as it was and the error browser says why.
     int createTestReport();
     /// "    P" or "  * F *".
     QString addPassFail(bool pass);
+    /// The number after the first "=", up to a second one; 0 where there is none. Nothing calls them.
+    float splitNreturnFloat(QString text);
+    int splitNreturnInt(QString text);
 
     // --- Calibration ---
     void onCalibrationTab();
     bool isCorvaleCalibrated(int id);
     bool isInkwellCalibrated(int id);
-    void onCalibrationDetailTab();
-    void PrepareOutputString1();
-    void PrepareOutputString2();
-    void PrepareOutputString3();
     /// Whether flag or gap `nToken` (0 to 2) of axis `nAxis` (0 to 2) is as wide as the limits ask, both ends
     /// inclusive. `pvSensorData` is that axis's AXIS_SENSOR_DATA, whose pointer must not be null.
     BOOL isFlagGapValid(void* pvSensorData, int nAxis, int nToken, SENSOR_TOKEN type);
-    void verifyFlagGapWidth();
+
+    // --- Encoders and switches ---
+    void onEncoderTab();
 
     // --- Friction and capstan ---
     void initFrictionTest();
@@ -408,9 +411,14 @@ public slots:
     // Calibration
     void onClickCalibrateButton();
     void onClickCalibrate();       ///< connected to nothing
-    int onClickCalibratePinch();   ///< connected to nothing
+    int onClickCalibratePinch();   ///< Alt+P while a grip waits for it; no button is connected
     void updateOrdaCorvaleCalib();
+    void onCalibrationDetailTab();
     void updateCalibrationData();
+    void PrepareOutputString1();
+    void PrepareOutputString2();
+    void PrepareOutputString3();
+    void verifyFlagGapWidth();
     void onClickLoseCalibration();
     void onClickUpdateCalibration();
 
@@ -492,6 +500,7 @@ private:
     void createTimersAndScenes();
     void createPlots();
     void connectServoOptions();
+    void rememberForm();
     void drawHistogramMark();
     void clearAxisState();
     void clearSwitchCounters();
@@ -576,6 +585,7 @@ private:
     void updateWizardButtons(int index);
     void enterMode();
     void enterSelect();
+    int reopenDevice();
     void leaveSelect();
     void enterCalibrate();
     void leaveCalibrate();
@@ -608,6 +618,8 @@ private:
     /// Inserts a page as a tab, or leaves it where it is: tabs come in the order of their indices, so its place
     /// would be the same. Enables it.
     void placeTab(int index, QWidget* page, const QString& icon, const QString& text);
+    bool spaceResets() const;
+    void focusWhereSpaceResets();
 
     // Performance pages: what each does on entry and on any other page, and its steps
     void enterPassivityPage();
@@ -641,6 +653,8 @@ private:
     void prepareInkwellCalibration(const char* illustration, const QString& text);
     void prepareResetCalibration();
     void preparePinchCalibration();
+    void pressPinchByKey();
+    void forgetPinchPresses();
     void hideHomeIndicators();
     void finishInkwellCalibration();
     void passCalibration();
@@ -654,7 +668,6 @@ private:
     SENSOR_DATA m_keptGaps[3][3]{};
 
     // Encoders and switches, a step of their tab each
-    void onEncoderTab();
     void showPinch(bool fitted);
     void showEncoders(const long* encoders);
     void showPositionsAndSwitches();
@@ -721,9 +734,16 @@ private:
     int reportOpenFailure(int status);
     void showOpenDevice(int handle);
     void selectRecord(int comboIndex);
+    void clearReadOuts();
+    void tellSurplusDevices();
     /// The name by which the operator knows a model: "Nolva", "Nolva X", or the library's own text.
     static QString shownModelName(const QString& model);
     void deleteDeviceRecords(int count);
+
+    FormState m_form;                               ///< of the test tabs' read-outs
+    QHash<const QWidget*, QString> m_tabToolTips;   ///< of the form, which a tab loses with its place
+    const CTHARLeNDevice* m_shownDevice = nullptr;  ///< whose read-outs the tabs show
+    int m_surplusDevices = 0;                       ///< configured beyond what m_aDevices holds
 
     /// The record behind the combo box's index, for both threads; null when there is none.
     Shared<const CTHARLeNDevice*> m_selectedDevice{nullptr};

@@ -74,7 +74,7 @@ void qtTharlenTest::onCalibrationDetailTab() {
 }
 
 void qtTharlenTest::updateCalibrationData() {
-    if (!isCorvale() || !m_pCalibration || !m_pConnection)
+    if (!isCorvale())
         return;
     m_nCounter += 1.0f;
     PrepareOutputString1();
@@ -82,6 +82,8 @@ void qtTharlenTest::updateCalibrationData() {
 }
 
 void qtTharlenTest::PrepareOutputString1() {
+    if (!m_pCalibration)
+        return;
     QString text;
     print(text, "Counter:\t\t%0.2f seconds\r\n", m_nCounter / 50.0);
     text += "Known calibration:\t";
@@ -148,6 +150,8 @@ void qtTharlenTest::keepSensorData() {
 
 // The order of the registers is not the axis order: X is usQuad0, as the names say.
 void qtTharlenTest::PrepareOutputString2() {
+    if (!m_pConnection)
+        return;
     const PORT_INPUT& port = m_pConnection->m_portInput;
     const UCHAR misc = loadRelaxed(port.ucMiscIn);
     const UCHAR speed = loadRelaxed(port.ucSpeedErrs);
@@ -174,7 +178,8 @@ void qtTharlenTest::PrepareOutputString2() {
 // --- Widths ----------------------------------------------------------------------------------------
 
 BOOL qtTharlenTest::isFlagGapValid(void* pvSensorData, int nAxis, int nToken, SENSOR_TOKEN type) {
-    Q_ASSERT(nAxis >= 0 && nAxis <= 2);
+    if (nAxis < 0 || nAxis > 2)
+        qt_assert("nAxis >= 0 && nAxis <= 2", __FILE__, __LINE__);  // Q_ASSERT is gone from a release build
     const auto* sensors = static_cast<const AXIS_SENSOR_DATA*>(pvSensorData);
     const AXIS_SENSOR_WIDTH_LIMITS& limits = m_cdCorvale.axswlWidthLimits[nAxis];
     const bool flag = type == FLAG_TOKEN;
@@ -233,6 +238,8 @@ void qtTharlenTest::verifyOneFlagAnAxis() {
 
 // The library writes and reads the file; here it is deleted by its path.
 void qtTharlenTest::onClickLoseCalibration() {
+    if (csTharlenID < 0)
+        return;
     usleep(1000);
     isServoLoopRunning();
     const QByteArray home = qgetenv("KNDD_HOME");
@@ -262,6 +269,8 @@ void qtTharlenTest::onClickLoseCalibration() {
 // Above zero counts as good here, the opposite of everywhere else: with a library that gives zero on success
 // this reports an error though the file was written. It is meant.
 void qtTharlenTest::onClickUpdateCalibration() {
+    if (csTharlenID < 0)
+        return;
     stopLoop();
     const int uErr = update_calibration(csTharlenID);
     if (uErr > 0)

@@ -3,6 +3,7 @@
 //   AUTO      Corvale: three axes find their home flags while the arm is moved through its range
 //   INKWELL   Orda and Nolva: the arm rests in the ink well for a number of ticks
 //   RESET     others: the operator holds the reset pose and triggers it
+#include "plaintext.h"
 #include "qttharlentest.h"
 #include "restyle.h"
 #include "servostate.h"
@@ -27,15 +28,20 @@ int nolvaDockedTicks = 0;
 
 // --- Preparing the tab -----------------------------------------------------------------------------
 
-// Each entry discards the stored calibration: the device is always calibrated from nothing here.
+// Each entry discards the stored calibration: the device is always calibrated from nothing here. What the styles show
+// goes first, since a device of no known style would keep what another one left.
 void qtTharlenTest::onCalibrationTab() {
     const int id = csTharlenID;
     const QString model = shownModelName(QString::fromLatin1(get_tharlen_model_type(id)));
-    ui.calibrate_textbrowser1->append("You have chosen the following device profile for testing: "
-                                      + ui.m_cmbTHARLeN->currentText() + "\nDevice model type: " + model);
+    appendPlain(ui.calibrate_textbrowser1, "You have chosen the following device profile for testing: "
+                                               + ui.m_cmbTHARLeN->currentText() + "\nDevice model type: " + model);
     validCalibType = is_calibration_supported(id);
+    m_form.putBack({ui.calibrate_button, ui.calibTimerLabel, ui.pinch_calibrate_button});
     ui.calibrate_button->setStyleSheet(kNotYetStyle);
-    ui.calibrate_button->setText("&CALIBRATE ");  // not "DONE" of the device before, which has no ALT+C either
+    ui.calibrate_button->setEnabled(true);
+    ui.calibTimerLabel->setEnabled(true);
+    ui.frame11->hide();
+    hideHomeIndicators();
     bResetCalib = false;
     onClickLoseCalibration();
     if (validCalibType != 0)
@@ -93,12 +99,10 @@ void qtTharlenTest::prepareInkwellCalibration(const char* illustration, const QS
     ui.calibrate_button->setText("CALIBRATE ?");
     ui.calibTimerLabel->setEnabled(false);
     ui.calibrate_textbrowser2->append(text);
-    hideHomeIndicators();
 }
 
 // The illustration is set and stays unseen, which is meant.
 void qtTharlenTest::prepareResetCalibration() {
-    ui.frame11->hide();
     showCalibrationIllustration("Tharlen1.5_calibration.png");
     if (is_tharlen_reset_supported(csTharlenID) != 0) {
         ui.calibrate_button->setEnabled(true);
@@ -109,7 +113,6 @@ void qtTharlenTest::prepareResetCalibration() {
             "At the RESET position, the links from the 4-bar linkage system of the Tharlen must be orthogonal to each "
             "other to form a rectangle. ");
     }
-    hideHomeIndicators();
 }
 
 void qtTharlenTest::hideHomeIndicators() {
@@ -124,6 +127,8 @@ void qtTharlenTest::hideHomeIndicators() {
 // up over visits to the well and to the tab.
 void qtTharlenTest::updateOrdaCorvaleCalib() {
     calibCounter += 1.0f;
+    if (csTharlenID < 0)
+        return;
     if (isOrda()) {
         if (get_inkwell_switch(csTharlenID) == 0 && ++ordaDockedTicks == kOrdaDockedTicks) {
             finishInkwellCalibration();
@@ -215,6 +220,8 @@ bool qtTharlenTest::isInkwellCalibrated(int id) {
 // The forced update does not look at the ink well; on a Corvale the button has no effect.
 void qtTharlenTest::onClickCalibrateButton() {
     const int id = csTharlenID;
+    if (id < 0)
+        return;
     if (isOrda()) {
         update_calibration(id);
         ui.calibrate_textbrowser2->append("Forced the Calibration update for Orda..");
@@ -225,8 +232,7 @@ void qtTharlenTest::onClickCalibrateButton() {
         repData->bCalibrationPass = true;
     } else if (isAnyStelmar() && is_tharlen_reset_supported(id) != 0) {
         repData->bCalibrationPass = resetCalibration();
-        if (repData->bCalibrationPass)
-            ui.calibrate_button->setStyleSheet(kPassStyle);
+        ui.calibrate_button->setStyleSheet(repData->bCalibrationPass ? kPassStyle : kNotYetStyle);
     }
 }
 
@@ -238,7 +244,7 @@ bool qtTharlenTest::resetCalibration() {
 }
 
 void qtTharlenTest::onClickCalibrate() {
-    if (validCalibType == 0 || (!isCorvale() && !isOrda()))
+    if (csTharlenID < 0 || validCalibType == 0 || (!isCorvale() && !isOrda()))
         return;
     QTextBrowser* text = ui.calibrate_textbrowser2;
     if (isOrda()) {

@@ -15,6 +15,13 @@ bool hasModelType(const CTHARLeNDevice* device, int type) {
     return device && static_cast<int>(device->m_nModelType) == type;
 }
 
+/// The name ends at its field, with a zero or without one.
+QString nameOf(const CTHARLeNDevice& device) {
+    return QString::fromLatin1(device.m_szName, static_cast<int>(qstrnlen(device.m_szName, sizeof device.m_szName)));
+}
+
+constexpr int kMostDevices = 20;
+
 }  // namespace
 
 bool qtTharlenTest::isCorvale() const { return hasModelType(selectedDevice(), 3); }
@@ -29,7 +36,7 @@ bool qtTharlenTest::hasInkwell() const { return isOrda() || isCNolvaDevice(); }
 
 /// Follows the combo box: both threads ask the record that is selected here.
 void qtTharlenTest::selectRecord(int comboIndex) {
-    m_selectedDevice = comboIndex >= 0 && comboIndex < 20 ? m_aDevices[comboIndex] : nullptr;
+    m_selectedDevice = comboIndex >= 0 && comboIndex < kMostDevices ? m_aDevices[comboIndex] : nullptr;
 }
 
 // --- Configured devices ----------------------------------------------------------------------------
@@ -39,7 +46,9 @@ void qtTharlenTest::setApplicationCredentials() { ui.version_label->setText(get_
 // A device that cannot be read gets no item; from there on the combo box and m_aDevices differ in their
 // indices, and nothing corrects for that. The first item opens its device at once (OnSelChangeTHARLeN).
 bool qtTharlenTest::LoadConfigurations() {
-    m_nDevices = m_mgr.EnumerateTHARLeNs(m_aDevices);
+    const int configured = m_mgr.EnumerateTHARLeNs(m_aDevices);
+    m_nDevices = qBound(0, configured, kMostDevices);
+    m_surplusDevices = qMax(0, configured - kMostDevices);
     if (m_nDevices == 0)
         return false;
     if (MANUFACTURING_LODRIN) {
@@ -48,7 +57,7 @@ bool qtTharlenTest::LoadConfigurations() {
     }
     for (int i = 0; i < m_nDevices; ++i) {
         if (m_aDevices[i] && m_aDevices[i]->Read())
-            ui.m_cmbTHARLeN->addItem(QString::fromLatin1(m_aDevices[i]->m_szName), QVariant());
+            ui.m_cmbTHARLeN->addItem(nameOf(*m_aDevices[i]), QVariant());
     }
     ui.m_cmbTHARLeN->setCurrentIndex(0);
     m_acsCredentials[1] = ui.m_cmbTHARLeN->currentText();
@@ -56,10 +65,19 @@ bool qtTharlenTest::LoadConfigurations() {
     return true;
 }
 
-void qtTharlenTest::DumpConfigurations() { deleteDeviceRecords(20); }
+/// Where the list is shown, since the browser is emptied as a device opens. Once, where it was not.
+void qtTharlenTest::tellSurplusDevices() {
+    const QString line = QString("%1 devices are configured. The list holds %2; the others are left out.")
+                             .arg(m_nDevices + static_cast<long>(m_surplusDevices))
+                             .arg(m_nDevices);
+    if (m_surplusDevices > 0 && !ui.error_browser->toPlainText().contains(line))
+        ui.error_browser->append(line);
+}
+
+void qtTharlenTest::DumpConfigurations() { deleteDeviceRecords(kMostDevices); }
 
 void qtTharlenTest::deleteDeviceRecords(int count) {
-    m_selectedDevice = nullptr;
+    m_selectedDevice = m_shownDevice = nullptr;
     for (int i = 0; i < count; ++i) {
         delete m_aDevices[i];
         m_aDevices[i] = nullptr;
@@ -80,6 +98,7 @@ int qtTharlenTest::OnSelChangeTHARLeN() {
     endMotorActivity();
     ++m_deviceOpening;
     m_forceNotFinite = m_toldNotFinite = false;
+    clearReadOuts();
 
     const bool change = prevTharlenID >= 0;
     if (change)
@@ -88,7 +107,7 @@ int qtTharlenTest::OnSelChangeTHARLeN() {
         return reportOpenFailure(-1);
     // The name is compared as it stands: one with blanks at its ends never matches the trimmed text, and is
     // then not opened.
-    const bool matches = name == QString::fromLatin1(selectedDevice()->m_szName);
+    const bool matches = name == nameOf(*selectedDevice());
     if (matches && (change || prevTharlenID == -1)) {
         const int status = change ? changeDevice(name) : openFirstDevice(name);
         if (status < 0)
@@ -99,11 +118,24 @@ int qtTharlenTest::OnSelChangeTHARLeN() {
     return 0;
 }
 
+/// The test tabs show nothing of the device before. The fault lamp outlives a reopening of the same one.
+void qtTharlenTest::clearReadOuts() {
+    const bool same = selectedDevice() == m_shownDevice;
+    m_form.putBackAllBut(same ? ui.device_fault_button : nullptr);
+    if (histogramScene)
+        clearHistogram();
+    if (same)
+        return;
+    m_shownDevice = selectedDevice();
+    forgetPinchPresses();
+}
+
 // No callback runs on a closed handle: the loop stops first. After a failed open this closes the last good
 // handle a second time.
 void qtTharlenTest::closePreviousDevice() {
     ui.textBrowser->append("Changing selected Device now...");
     stopLoop();
+    disable_tharlen_forces_no_wait(prevTharlenID);  // whatever the library leaves on as it closes
     disable_tharlen(prevTharlenID);
     ui.textBrowser->clear();
 }

@@ -26,6 +26,8 @@ void showSwitch(QPushButton* button, bool on, bool judged) {
 void qtTharlenTest::onEncoderTab() {
     if (manufMode)
         stylusSwitchState = presenceSwitchState = extraSwitchState = inkwellSwitchState = 0;
+    for (QLabel* label : {ui.encoder_X, ui.encoder_Y, ui.encoder_Z, ui.gimbal_X, ui.gimbal_Y, ui.gimbal_Z})
+        showStyle(label, manufMode ? kNotYetStyle : "");  // a verdict is due, or there is none
     encoderGuiUpdateTimer->start(kUpdatePeriod);
 
     const bool nolva = isOrda() || isCNolvaDevice();
@@ -41,6 +43,8 @@ void qtTharlenTest::onEncoderTab() {
     ui.label_15->setVisible(stylus);
     ui.stylusButton_1->setVisible(stylus);
     ui.encoderStatus_help_textBox->setVisible(!other);
+    ui.groupBox_3->setVisible(stylus);
+    ui.groupBox_4->setVisible(stylus);
     showPinch(other && tharlen_check_for_pinch(csTharlenID) > 0);
     if (manufMode) {
         for (QWidget* widget :
@@ -53,8 +57,6 @@ void qtTharlenTest::onEncoderTab() {
     }
     if (!other)
         return;
-    ui.groupBox_3->setVisible(gimbal);
-    ui.groupBox_4->setVisible(gimbal);
     ui.encoderStatus_select->setVisible(manufMode);
     ui.gimbalStatus_select->setVisible(manufMode && gimbal);
     ui.switchStatus_select->setVisible(manufMode && gimbal);

@@ -34,6 +34,8 @@ void qtTharlenTest::initGimbalEncoderTest() {
 }
 
 void qtTharlenTest::runGimbalEncoderTest() {
+    if (!traceGimbOutFile || !traceGimbOutFile->isOpen())
+        return;
     // A stream that failed would keep what it is given, for the next file.
     if (traceGimbEncStream.status() != QTextStream::Ok)
         return;

@@ -48,6 +48,7 @@ void qtTharlenTest::preparePinchCalibration() {
         ui.pinch_calibrate_button->hide();
         return;
     }
+    ui.pinch_calibrate_button->show();
     const GripTexts* texts = textsOf(selectedDevice()->m_nExtra6DOFOption);
     if (is_pinch_calibrated(id) != 0) {
         ui.pinch_calibrate_button->setEnabled(false);
@@ -60,7 +61,6 @@ void qtTharlenTest::preparePinchCalibration() {
         return;
     }
     startPinchCalibration = true;
-    ui.pinch_calibrate_button->show();
     ui.pinch_calibrate_button->setEnabled(true);
     if (!texts)
         return;
@@ -68,8 +68,23 @@ void qtTharlenTest::preparePinchCalibration() {
     ui.pinch_calibrate_button->setText(texts->close);
 }
 
+/// Alt+P, which the prompts speak of. Nothing where no grip waits to be calibrated.
+void qtTharlenTest::pressPinchByKey() {
+    const bool onTab = ui.tabWidget->tabText(ui.tabWidget->currentIndex()) == "Calibrate";
+    if (csTharlenID >= 0 && onTab && startPinchCalibration && is_pinch_calibrated(csTharlenID) == 0)
+        onClickCalibratePinch();
+}
+
+/// Another device's grip has both of its ends before it.
+void qtTharlenTest::forgetPinchPresses() {
+    pinchPresses = 0;
+    startPinchCalibration = false;
+}
+
 // A grip of kind 1 reads high when closed, any other reads low. The servo thread keeps m_pinchValue current.
 int qtTharlenTest::onClickCalibratePinch() {
+    if (csTharlenID < 0)
+        return 0;
     const GripTexts* texts = selectedDevice() ? textsOf(selectedDevice()->m_nExtra6DOFOption) : nullptr;
     const bool firstKind = tharlen_which_pinch(csTharlenID) == 1;
     switch (++pinchPresses) {

@@ -1,7 +1,14 @@
 // The report file: the verdict record as text, and the overall verdict that follows from what is printed.
+#include <unistd.h>
+
+#include <QBuffer>
 #include <QDateTime>
+#include <QFileInfo>
+#include <QSaveFile>
+#include <cerrno>
 #include <cstdio>
 
+#include "plaintext.h"
 #include "qttharlentest.h"
 #include "restyle.h"
 
@@ -26,12 +33,63 @@ const char* interfaceName(unsigned long cardType) {
     }
 }
 
+/// Where a report that is complete may take the place of what is there: a file or nothing. A link is followed to its
+/// end; what else a path may lead to, such as a device, has to stay itself.
+QString replaceableTarget(const QString& path) {
+    const QFileInfo target(path);
+    if (!target.exists())
+        return path;
+    return target.isFile() ? target.canonicalFilePath() : QString();
+}
+
+/// The file in writing: what was there stays whole until all of the text is on the disk.
+class ReportFile {
+public:
+    explicit ReportFile(QFile& named)
+        : m_named(named), m_target(replaceableTarget(named.fileName())), m_replacement(m_target) {
+        m_replacement.setDirectWriteFallback(true);  // where the report may be written to, but its folder not
+    }
+    bool open() { return file().open(QIODevice::WriteOnly | QIODevice::Text) || failed(file().errorString()); }
+    /// A disk that fills up may be noticed at any of these steps. By the system's calls, which give their reasons: the
+    /// toolkit has none where a part of the text found room.
+    bool write(QByteArray text) {
+        const int descriptor = file().handle();
+        while (!text.isEmpty()) {
+            const ssize_t written = ::write(descriptor, text.constData(), static_cast<std::size_t>(text.size()));
+            if (written <= 0 && errno != EINTR)
+                return failed(qt_error_string(errno));
+            text.remove(0, static_cast<int>(qMax<ssize_t>(written, 0)));
+        }
+        if (fsync(descriptor) != 0 && errno != EINVAL && errno != EROFS)  // which pipes and devices give
+            return failed(qt_error_string(errno));
+        if (!m_target.isEmpty())
+            return m_replacement.commit() || failed(m_replacement.errorString());
+        m_named.close();
+        return m_named.error() == QFileDevice::NoError || failed(m_named.errorString());
+    }
+    QString reason() const { return m_reason; }
+
+private:
+    QFileDevice& file() { return m_target.isEmpty() ? static_cast<QFileDevice&>(m_named) : m_replacement; }
+    bool failed(const QString& reason) {
+        m_reason = reason;
+        m_named.close();
+        return false;
+    }
+
+    QFile& m_named;
+    const QString m_target;
+    QSaveFile m_replacement;
+    QString m_reason;
+};
+
 /// Writes one report. Literals go into the stream as char strings, which it takes as Latin-1: the bullet
 /// reaches the file as the two characters of its UTF-8 form, which is meant.
 class ReportWriter {
 public:
-    ReportWriter(qtTharlenTest& window, QTextStream& stream)
-        : m_window(window), m_record(*window.repData), m_stream(stream), m_id(window.csTharlenID),
+    ReportWriter(qtTharlenTest& window, QTextStream& stream, const QString& serial, const QString& date)
+        : m_window(window), m_record(*window.repData), m_stream(stream), m_serial(serial), m_date(date),
+          m_id(window.csTharlenID),
           m_gimbal(tharlen_check_for_gimbal(m_id) != 0), m_sixDof(window.is6dof()),
           m_automatic(window.isOrda() || window.isCorvale() || window.isCNolvaDevice()) {}
 
@@ -70,6 +128,8 @@ private:
     qtTharlenTest& m_window;
     const REPORTDATA& m_record;
     QTextStream& m_stream;
+    const QString m_serial;
+    const QString m_date;
     const int m_id;
     const bool m_gimbal;
     const bool m_sixDof;
@@ -81,19 +141,17 @@ private:
 void ReportWriter::writeDevice() {
     const Ui::qtTharlenTestClass& ui = m_window.ui;
     const CTHARLeNDevice* device = m_window.selectedDevice();
-    QString serial = QString::fromLatin1(get_hardware_serial_number(m_id));
-    if (serial == "Unavailable")
-        serial = ui.hardwareSerial_lineedit->text();
+    const QString serial = m_serial == "Unavailable" ? ui.hardwareSerial_lineedit->text() : m_serial;
+    const QString model = QString::fromLatin1(get_tharlen_model_type(m_id));
     m_stream << "\n"
              << "Haptic Device TEST REPORT\n\n"
-             << "\tHaptic device tested:\t\t\t\t" << ui.m_cmbTHARLeN->currentText() << "\n"
-             << "\tSerial Number:\t\t\t\t\t" << serial << "\n"
-             << "\tOperator's name:\t\t\t\t\t" << ui.lineEdit_name->text() << "\n"
-             << "\tTest Date amd Time:\t\t\t\t"
-             << QDateTime::currentDateTime().toString("MMMM-dd-yyyy  hh-mm-ss-AP") << "\n"
+             << "\tHaptic device tested:\t\t\t\t" << oneLine(ui.m_cmbTHARLeN->currentText()) << "\n"
+             << "\tSerial Number:\t\t\t\t\t" << oneLine(serial) << "\n"
+             << "\tOperator's name:\t\t\t\t\t" << oneLine(ui.lineEdit_name->text()) << "\n"
+             << "\tTest Date amd Time:\t\t\t\t" << m_date << "\n"
              << "\nCONFIGURATION\n\n"
-             << "\tModel:\t\t\t\t\t\t" << get_tharlen_model_type(m_id) << "\n"
-             << "\tInterface:\t\t\t\t\t" << interfaceName(device->m_nCardType) << "\n";
+             << "\tModel:\t\t\t\t\t\t" << oneLine(model) << "\n"
+             << "\tInterface:\t\t\t\t\t" << interfaceName(device ? device->m_nCardType : 0) << "\n";
     if (m_window.isCNolvaDevice())
         m_stream << "\tPort number:\t\t\t\t\tCOM" << device->m_nChannel << "\n";
     if (m_sixDof)
@@ -222,23 +280,35 @@ void ReportWriter::writeBoxAndEnd() {
 
 QString qtTharlenTest::addPassFail(bool pass) { return pass ? "    P" : "  * F *"; }
 
-// One path for every device: each report replaces the last. An open that fails changes nothing on screen, and
-// an earlier report stays whole.
+float qtTharlenTest::splitNreturnFloat(QString text) { return text.split('=').value(1).toFloat(); }
+int qtTharlenTest::splitNreturnInt(QString text) { return text.split('=').value(1).toInt(); }
+
+// One path for every device: each report replaces the last. One that fails changes nothing on its page, and the
+// earlier report stays.
 int qtTharlenTest::createTestReport() {
+    const QString date = QDateTime::currentDateTime().toString("MMMM-dd-yyyy  hh-mm-ss-AP");
     const QString path = QString("%1/logs/Test_Reports").arg(qEnvironmentVariable("KNDD_HOME", "(null)"));
     delete testReportFile;
     testReportFile = new QFile(path);
-    if (!testReportFile->open(QIODevice::WriteOnly | QIODevice::Text))
-        return 0;
-    resultStream.setDevice(testReportFile);
-    resultStream.setCodec("UTF-8");  // the operator's name as typed, whatever the locale
-    const bool pass = ReportWriter(*this, resultStream).write();
-    resultStream.flush();
-    resultStream.setDevice(nullptr);
+    const QString serial = QString::fromLatin1(get_hardware_serial_number(csTharlenID));
 
+    ReportFile file(*testReportFile);
+    QBuffer report;
+    report.open(QIODevice::WriteOnly);
+    bool pass = false;
+    const auto compose = [&] {
+        resultStream.setDevice(&report);
+        resultStream.setCodec("UTF-8");  // the operator's name as typed, whatever the locale
+        pass = ReportWriter(*this, resultStream, serial, date).write();
+        resultStream.setDevice(nullptr);
+        return report.data();
+    };
+    if (!file.open() || !file.write(compose())) {
+        appendPlain(ui.error_browser, "The test report could not be written: " + path + ": " + file.reason());
+        return 0;
+    }
     ui.test_result_status->setText(pass ? "PASS" : "FAIL");
     ui.test_result_status->setStyleSheet(pass ? kPassStyle : kNotYetStyle);
-    testReportFile->close();
-    ui.summary_text_browser->setText("Successfully generated a test report file : " + testReportFile->fileName());
+    ui.summary_text_browser->setPlainText("Successfully generated a test report file : " + testReportFile->fileName());
     return 1;
 }

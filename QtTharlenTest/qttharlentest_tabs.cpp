@@ -26,20 +26,27 @@ void qtTharlenTest::enterMode() {
 void qtTharlenTest::enterSelect() {
     if (manufMode)
         ui.tabWidget->setTabEnabled(0, false);
-    if (isServoLoopRunning())
-        return;
-    int status = -1;
-    try {
-        status = OnSelChangeTHARLeN();
-    } catch (...) {
-        m_failedEntry = std::current_exception();  // once the tabs before have been left
-    }
-    if (status >= 0) {
+    if (isServoLoopRunning()) {
+        // Choosing a mode takes the tabs of a device that was open before the window was shown.
+        if (csTharlenID >= 0 && ui.tabWidget->indexOf(ui.tab_2) < 0)
+            enableTestTabs();
+    } else if (reopenDevice() >= 0) {
         selectionTimer->start(30);
         enableTestTabs();
     } else {
         disableTestTabs();
         ui.error_browser->append("Selected Device cannot be initialized !");
+    }
+    tellSurplusDevices();
+}
+
+/// An exception waits until the tabs before have been left.
+int qtTharlenTest::reopenDevice() {
+    try {
+        return OnSelChangeTHARLeN();
+    } catch (...) {
+        m_failedEntry = std::current_exception();
+        return -1;
     }
 }
 
@@ -145,6 +152,7 @@ void qtTharlenTest::enterTestForces() {
         return;
     ui.forceTest_userSelect->setVisible(manufMode);
     ui.forceTest_browser->hide();
+    m_form.putBack({ui.forces_textBox, ui.temp_X, ui.temp_Y, ui.temp_Z, ui.temp_TX, ui.temp_TY, ui.temp_TZ});
     onTestForcesTab();
 }
 
@@ -162,8 +170,10 @@ void qtTharlenTest::leaveTestForces() {
 
 // Neither tab has a leaving action: a run that was started ends by itself.
 void qtTharlenTest::enterTestFriction() {
-    if (csTharlenID >= 0)
-        initFrictionTest();
+    if (csTharlenID < 0)
+        return;
+    m_form.putBack({ui.x_voltage, ui.y_voltage, ui.z_voltage});
+    initFrictionTest();
 }
 
 void qtTharlenTest::enterTestCapstan() {

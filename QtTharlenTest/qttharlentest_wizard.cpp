@@ -122,16 +122,20 @@ void qtTharlenTest::enableTestTabs() {
 
 void qtTharlenTest::placeTab(int index, QWidget* page, const QString& icon, const QString& text) {
     QTabWidget& tabs = *ui.tabWidget;
-    const int at = tabs.indexOf(page);
-    if (at >= 0)
-        tabs.setTabEnabled(at, true);
-    else
-        tabs.insertTab(index, page, icon.isEmpty() ? QIcon() : QIcon(icon), text);
+    int at = tabs.indexOf(page);
+    if (at < 0) {
+        at = tabs.insertTab(index, page, icon.isEmpty() ? QIcon() : QIcon(icon), text);
+        tabs.setTabToolTip(at, m_tabToolTips.value(page));
+    }
+    tabs.setTabEnabled(at, true);
 }
 
 // --- Moving ----------------------------------------------------------------------------------------
 
-void qtTharlenTest::gotoPrevTab() { ui.tabWidget->setCurrentIndex(ui.tabWidget->currentIndex() - 1); }
+void qtTharlenTest::gotoPrevTab() {
+    ui.tabWidget->setCurrentIndex(ui.tabWidget->currentIndex() - 1);
+    focusWhereSpaceResets();
+}
 
 // In manufacturing the box opens the next tabs as it is passed. An operator who goes on without has them opened here.
 void qtTharlenTest::gotoNextTab() {
@@ -139,6 +143,19 @@ void qtTharlenTest::gotoNextTab() {
         openLastTests();
     ui.tabWidget->setCurrentIndex(ui.tabWidget->currentIndex() + 1);
     setFocusProxy(ui.tabWidget->currentWidget());
+    focusWhereSpaceResets();
+}
+
+bool qtTharlenTest::spaceResets() const {
+    return csTharlenID >= 0 && isAnyStelmar()
+           && ui.tabWidget->tabText(ui.tabWidget->currentIndex()) == "Calibrate";
+}
+
+/// The button that was clicked to get here would take the space key for itself. Elsewhere it keeps the keyboard, for
+/// who goes on by it.
+void qtTharlenTest::focusWhereSpaceResets() {
+    if (spaceResets())
+        ui.tabWidget->currentWidget()->setFocus();
 }
 
 void qtTharlenTest::closeTestApplication() { close(); }
@@ -154,11 +171,8 @@ void qtTharlenTest::onClickTestAnotherDevice() {
 
 // The event goes no further, whatever the key.
 void qtTharlenTest::keyPressEvent(QKeyEvent* event) {
-    if (event->key() != Qt::Key_Space || !isAnyStelmar())
-        return;
-    if (ui.tabWidget->tabText(ui.tabWidget->currentIndex()) != "Calibrate")
-        return;
-    resetCalibration();
+    if (event->key() == Qt::Key_Space && spaceResets())
+        resetCalibration();
 }
 
 void qtTharlenTest::updateWizardButtons(int index) {

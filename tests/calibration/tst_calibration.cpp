@@ -1,5 +1,8 @@
 // The calibration tabs on the stand-in: styles, counters, flags, details and the calibration file.
+#include <sys/wait.h>
+#include <unistd.h>
 #include <QTemporaryDir>
+#include <csignal>
 
 #include "restyle.h"
 #include "servostate.h"
@@ -21,7 +24,8 @@ class TestCalibration : public QObject {
         resetSharedState();
         CTHARLeNDevice arm = record("Arm", type, card);
         arm.m_nExtra6DOFOption = grip;
-        device().fleet = {arm};
+        device().fleet = {arm, record("<b>Odd</b>", 2)};
+        device().fleet[1].m_nExtra6DOFOption = 2;
         device().result["is_calibration_supported"] = supported;
         device().result["is_tharlen_reset_supported"] = supported == 0;
         device().result["tharlen_check_for_pinch"] = grip;
@@ -30,6 +34,11 @@ class TestCalibration : public QObject {
         window = openWindow();
         goToTab(*window, "Calibrate");
         window->checkCalibTimer->setInterval(1000000);
+    }
+    void choose(int index) {
+        goToTab(*window, "Select");
+        window->ui.m_cmbTHARLeN->setCurrentIndex(index);
+        goToTab(*window, "Calibrate");
     }
     void ticks(int count) {
         for (int i = 0; i < count; ++i)
@@ -188,11 +197,61 @@ private slots:
         QFETCH(QString, text);
         QFETCH(bool, pass);
         open(type, 7, supported);
+        window->onClickCalibrateButton();
         device().result["tharlen_reset"] = device().result["update_calibration"] = status;
         window->ui.calibrate_textbrowser2->clear();
         window->onClickCalibrateButton();
         QCOMPARE(prompts(), text);
         QCOMPARE(window->repData->bCalibrationPass, pass);
+        QCOMPARE(window->ui.calibrate_button->styleSheet(), QString(supported == 0 && pass ? kPassStyle : kNotYetStyle));
+    }
+
+    void nothingHappensWithoutAHandle() {
+        open(9, 7, 2);
+        window->csTharlenID = -1;
+        device().calls.clear();
+        device().result["get_inkwell_switch"] = 1;
+        ticks(5);
+        for (const char* slot : {"onClickCalibrateButton", "onClickCalibrate", "onClickCalibratePinch",
+                                 "onClickLoseCalibration", "onClickUpdateCalibration"})
+            QVERIFY(QMetaObject::invokeMethod(window.get(), slot));
+        QTest::keyClick(window.get(), Qt::Key_Space);
+        QCOMPARE(device().namesOf({"update_calibration", "tharlen_reset", "get_inkwell_switch", "set_pinch_limits",
+                                   "get_connection_data", "stopServoLoop"}),
+                 std::vector<std::string>());
+        QVERIFY(!window->repData->bCalibrationPass);
+    }
+
+    // A device of no known style shows the button alone, whatever was calibrated before it.
+    void nothingOfTheDeviceBefore_data() {
+        QTest::addColumn<int>("supported");
+        QTest::newRow("no known model") << 1;
+        QTest::newRow("neither style") << 0;
+    }
+    void nothingOfTheDeviceBefore() {
+        QFETCH(int, supported);
+        open(3, 7, 1, 1);
+        for (int axis = 0; axis < 3; ++axis)
+            flags(axis, 1, 0);
+        device().result["is_pinch_calibrated"] = 1;
+        choose(0);
+        ticks(1);
+        auto& ui = window->ui;
+        QCOMPARE(ui.calibrate_button->styleSheet(), QString(kPassStyle));
+        QCOMPARE(ui.pinch_calibrate_button->styleSheet(), QString(kPassStyle));
+        device().result["is_calibration_supported"] = supported;
+        device().result["is_pinch_calibrated"] = 0;
+        device().model = "<i>M";
+        choose(1);
+        for (const QWidget* hidden : std::initializer_list<QWidget*>{ui.frame11, ui.X_HOME, ui.Y_HOME, ui.Z_HOME})
+            QVERIFY(hidden->isHidden());
+        QVERIFY(ui.calibrate_button->isEnabled());
+        QCOMPARE(ui.calibrate_button->text(), QString("&CALIBRATE "));
+        QCOMPARE(ui.calibrate_button->styleSheet(), QString(kNotYetStyle));
+        QCOMPARE(ui.pinch_calibrate_button->styleSheet(), QString());
+        QCOMPARE(ui.calibrate_textbrowser1->toPlainText(),
+                 QString("You have chosen the following device profile for testing: <b>Odd</b>\nDevice model type: "
+                         "<i>M"));
     }
 
     // Two presses by name: kind 1 reads high when closed, any other low.
@@ -211,6 +270,29 @@ private slots:
             QVERIFY(prompts().endsWith(kind == 1 ? "Thumbpad successfully calibrated"
                                                  : "Scissor successfully calibrated"));
         }
+    }
+
+    // The key of the prompts: where a grip waits for it, and another device's grip from its first end on.
+    void altP() {
+        open(4, 7, 0, 1);
+        window->show();
+        window->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(window.get()));
+        const QPushButton& button = *window->ui.pinch_calibrate_button;
+        const auto press = [this] { QTest::keyClick(window.get(), Qt::Key_P, Qt::AltModifier); };
+        press();
+        QCOMPARE(button.text(), QString("OPEN THUMBPAD AND CLICK"));
+        goToTab(*window, "Read Encoder");
+        press();
+        choose(1);
+        press();
+        QCOMPARE(button.text(), QString("OPEN SCISSOR AND CLICK"));
+        QCOMPARE(device().count("set_pinch_limits"), 0);
+        press();
+        device().result["is_pinch_calibrated"] = 1;
+        press();
+        QCOMPARE(button.text(), QString("SCISSOR IS CALIBRATED"));
+        QCOMPARE(device().count("set_pinch_limits"), 1);
     }
 
     // The file goes where it is there; the stored calibration is discarded in either case.
@@ -294,9 +376,29 @@ private slots:
         window->manufMode = true;
         window->ui.tabWidget->addTab(window->ui.tab_4, "Calibration Details");
         goToTab(*window, "Calibration Details");
+        for (const char* slot : {"PrepareOutputString1", "PrepareOutputString2", "PrepareOutputString3",
+                                 "verifyFlagGapWidth", "onCalibrationDetailTab"})
+            QVERIFY(QMetaObject::invokeMethod(window.get(), slot));
         QCOMPARE(window->ui.calibDetails_textBox1->toPlainText(),
                  QString("This test is not valid for the device selected.\nPlease move on to the next test."));
         QVERIFY(!window->ui.loseCalib_button->isEnabled() && !window->calibDetailTimer->isActive());
+    }
+
+    // In every build: a release has no Q_ASSERT.
+    void anAxisThatIsNoneStopsTheProcess() {
+        open(3, 7, 1);
+        for (const int axis : {-1, 3}) {
+            const pid_t child = fork();
+            if (child == 0) {
+                std::signal(SIGABRT, SIG_DFL);
+                qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
+                window->isFlagGapValid(device().calibration.GetAxisSensorData(), axis, 0, SENSOR_TOKEN(7));
+                _exit(0);
+            }
+            int status = 0;
+            QCOMPARE(waitpid(child, &status, 0), child);
+            QVERIFY(WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT);
+        }
     }
 };
 

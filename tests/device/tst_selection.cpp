@@ -1,4 +1,5 @@
 // Finding, opening and changing devices, with every odd order of both paths.
+#include <limits>
 #include <stdexcept>
 
 #include "qttharlendraw.h"
@@ -75,6 +76,8 @@ private slots:
         window = std::make_unique<qtTharlenTest>();
         QVERIFY(window->csTharlenID >= 0);
         QCOMPARE(prevTharlenID, window->csTharlenID.load());
+        QCOMPARE(window->tharlenRenderer->cs_DeviceID, window->csTharlenID.load());
+        window->onTestModeSelection();  // takes the tabs, and the loop runs
         goToTab(*window, "Select");
         QCOMPARE(device().count("init_tharlen"), 1);
         QVERIFY(!window->selectionTimer->isActive());
@@ -182,6 +185,65 @@ private slots:
         QVERIFY(window->isOrda());
     }
 
+    // What is beyond the list is left out and said so, at each look at the list; the name ends at its field.
+    void moreThanTheListHolds() {
+        CTHARLeNDevice endless = record("", 5);
+        std::fill(std::begin(endless.m_szName), std::end(endless.m_szName), 'x');
+        device().fleet.assign(20, endless);
+        for (const int count : {21, std::numeric_limits<int>::max()}) {
+            window.reset();
+            resetSharedState();
+            device().result["EnumerateTHARLeNs"] = count;
+            window = openWindow();
+            QCOMPARE(window->ui.m_cmbTHARLeN->count(), 20);
+            QCOMPARE(window->ui.error_browser->toPlainText(),
+                     QString("%1 devices are configured. The list holds 20; the others are left out.").arg(count));
+            QCOMPARE(device().of({"init_tharlen"}).back().text, std::string(128, 'x'));
+        }
+    }
+
+    // Of a test tab's read-outs nothing outlives its device; within one only the fault lamp does.
+    void readOutsGoWithTheirDevice() {
+        window = openWindow();
+        const QByteArrayList names{"encoder_X", "gimbal_Z", "position_Y", "pinch_value", "stylusButton_1", "temp_X",
+                                   "force_gx", "x_voltage", "x_friction_result", "y_capstan_result", "z_capstan_volt",
+                                   "boxTest_status", "x_force", "label_65", "test_result_status", "device_fault_button"};
+        const QByteArrayList boxes{"forces_textBox", "cycleAmps_textBox", "friction_textBox", "summary_text_browser"};
+        const auto state = [&] {
+            QStringList all;
+            for (const QByteArray& name : names) {
+                const auto* widget = window->findChild<QWidget*>(name);
+                all << widget->property("text").toString() + '|' + widget->styleSheet();
+            }
+            for (const QByteArray& name : boxes)
+                all << window->findChild<QTextEdit*>(name)->toPlainText();
+            all << QString::number(window->ui.EncoderTestLCD_X->value()) << QString::number(window->ui.xForceBar->value());
+            return all;
+        };
+        const QStringList form = state();
+        const auto use = [&] {
+            for (const QByteArray& name : names) {
+                window->findChild<QWidget*>(name)->setProperty("text", "7");
+                window->findChild<QWidget*>(name)->setStyleSheet("* { background-color: rgb(0,200,0) }");
+            }
+            for (const QByteArray& name : boxes)
+                window->findChild<QTextEdit*>(name)->append("Motors are hot..Please wait until they cool down");
+            window->ui.EncoderTestLCD_X->display(41);
+            window->ui.xForceBar->setValue(41);
+        };
+        use();
+        choose(1);
+        QCOMPARE(state(), form);
+        use();
+        goToTab(*window, "Test Forces");  // another visit
+        QCOMPARE(window->ui.temp_X->text() + '|' + window->ui.forces_textBox->toPlainText(), "|" + form[16]);
+        goToTab(*window, "Mode");
+        goToTab(*window, "Select");
+        QStringList kept = form;
+        kept[15] = "7|* { background-color: rgb(0,200,0) }";
+        QCOMPARE(state(), kept);
+    }
+
     void noDevices() {
         device().fleet.clear();
         window = std::make_unique<qtTharlenTest>();
@@ -247,6 +309,9 @@ private slots:
         QCOMPARE(window->ui.hardwareSerial_label->text(), QString("K-77"));
         QCOMPARE(window->ui.hardwareRev_label->text(), QString("6"));
         QCOMPARE(window->ui.version_label->text(), QString("stand-in 1.0"));
+        for (const QLabel* label : {window->ui.version_label, window->ui.hardwareSerial_label,
+                                    window->ui.hardwareRev_label, window->ui.calibFileStatus})
+            QCOMPARE(label->textFormat(), Qt::PlainText);
     }
 
     void backToModeStopsTheLoopAndSelectReopens() {

@@ -16,7 +16,7 @@ class TestEncoders : public QObject {
         window.reset();
         standin::reset();
         resetSharedState();
-        device().fleet = {record("Arm", type, card)};
+        device().fleet = {record("Arm", type, card), record("Bare", 1)};
         device().result["tharlen_check_for_gimbal"] = gimbal;
         window = openWindow();
         window->manufMode = manufacturing;
@@ -227,20 +227,35 @@ private slots:
 
     void visibility_data() {
         QTest::addColumn<int>("type");
+        QTest::addColumn<int>("card");
         QTest::addColumn<int>("gimbal");
         QTest::addColumn<QString>("shown");
-        QTest::newRow("Orda") << 5 << 1 << "extra inkwell stylus help";
-        QTest::newRow("Nolva") << 9 << 1 << "extra inkwell stylus help";
-        QTest::newRow("Corvale") << 3 << 1 << "stylus help";
-        QTest::newRow("Stelmar with gimbal") << 1 << 1 << "stylus gimbals";
-        QTest::newRow("Stelmar without") << 1 << 0 << "";
+        QTest::newRow("Orda") << 5 << 7 << 1 << "extra inkwell stylus help";
+        QTest::newRow("Orda, another card") << 5 << 3 << 1 << "extra inkwell stylus help";
+        QTest::newRow("Nolva") << 9 << 7 << 1 << "extra inkwell stylus help";
+        QTest::newRow("Corvale") << 3 << 7 << 1 << "stylus help";
+        QTest::newRow("Stelmar with gimbal") << 1 << 7 << 1 << "stylus gimbals";
+        QTest::newRow("Stelmar without") << 1 << 7 << 0 << "";
     }
     void visibility() {
         QFETCH(int, type);
+        QFETCH(int, card);
         QFETCH(int, gimbal);
         QFETCH(QString, shown);
-        open(type, 7, true, gimbal);
+        open(type, card, true, 0);
         auto& ui = window->ui;
+        const QVector<QLabel*> labels{ui.encoder_X, ui.encoder_Y, ui.encoder_Z, ui.gimbal_X, ui.gimbal_Y, ui.gimbal_Z};
+        const auto choose = [this](int index) {
+            goToTab(*window, "Select");
+            window->ui.m_cmbTHARLeN->setCurrentIndex(index);
+            window->ui.tabWidget->addTab(window->ui.tab_3, "Read Encoder");
+            goToTab(*window, "Read Encoder");
+        };
+        choose(1);  // what a device without a gimbal hides is back for the next
+        device().result["tharlen_check_for_gimbal"] = gimbal;
+        choose(0);
+        for (const QLabel* label : labels)
+            QCOMPARE(label->styleSheet(), QString(kNotYetStyle));
         const bool other = type == 1;
         QCOMPARE(!ui.stylusButton_2->isHidden(), shown.contains("extra"));
         QCOMPARE(!ui.inkwellSwitch->isHidden(), shown.contains("inkwell"));
@@ -251,7 +266,12 @@ private slots:
         QVERIFY(ui.safetySwitch->isHidden() && ui.RB_SAFETY_P->isHidden());
         QVERIFY(!ui.encoderStatus_select->isHidden());
         QCOMPARE(!ui.gimbalStatus_select->isHidden(), !other || gimbal == 1);
+        QCOMPARE(!ui.groupBox_3->isHidden(), !other || gimbal == 1);
         QCOMPARE(!ui.groupBox_4->isHidden(), !other || gimbal == 1);
+        window->manufMode = false;
+        window->onEncoderTab();
+        for (const QLabel* label : labels)
+            QCOMPARE(label->styleSheet(), QString());
     }
 };
 

@@ -70,6 +70,18 @@ private slots:
         }
     }
 
+    // Nothing is recorded before the first run, nor after an open that failed or a stop.
+    void noFileNoLine() {
+        record(1);
+        openFails();
+        record(1);
+        qputenv("KNDD_HOME", home->path().toLocal8Bit());
+        window->initGimbalEncoderTest();
+        window->stopGimbalEncoderTest();
+        record(1);
+        QCOMPARE(device().count("get_tharlen_joint_angles"), 0);
+    }
+
     // What did not fit is cut to whole lines, and stays so when there is room again; a folder that vanishes harms
     // nothing.
     void diskFull() {

@@ -1,6 +1,7 @@
 // Device errors from a tick to the browser.
 #include <QDateTime>
 #include <QLocale>
+#include <QProcess>
 
 #include "datetext.h"
 #include "servostate.h"
@@ -72,6 +73,23 @@ private slots:
             const std::size_t length = dateText(when.toSecsSinceEpoch(), text);
             QCOMPARE(QString::fromUtf8(text, int(length)), when.toString("MMMM-dd-yyyy  hh-mm-ss-AP"));
         }
+    }
+
+    // A locale is read once, as a process starts.
+    void dateTextInOtherLocales_data() {
+        QTest::addColumn<QString>("locale");
+        for (const char* name : {"ar_EG", "fa_IR", "ne_NP", "my_MM", "dz_BT", "ja_JP"})
+            QTest::newRow(name) << name;
+    }
+    void dateTextInOtherLocales() {
+        QFETCH(QString, locale);
+        QProcess process;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert("LC_ALL", locale + ".UTF-8");
+        process.setProcessEnvironment(environment);
+        process.start(QCoreApplication::applicationFilePath(), {"dateTextIsTheToolkits"});
+        QVERIFY(process.waitForFinished(120000));
+        QVERIFY2(process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0, process.readAll());
     }
 
     void laterErrorReplacesAndIsRepeated() {

@@ -1,6 +1,10 @@
 // The report file, byte for byte against expected files (but for its date), and which items count.
+#include <sys/resource.h>
 #include <QTemporaryDir>
+#include <csignal>
+#include <cstring>
 #include <functional>
+#include <new>
 
 #include "restyle.h"
 #include "standin.h"
@@ -59,7 +63,7 @@ QByteArray contents(const QString& path) {
 class TestReport : public QObject {
     Q_OBJECT
 
-    QTemporaryDir home;
+    QTemporaryDir home, full;
     std::unique_ptr<qtTharlenTest> window;
 
     QString path() const { return home.filePath("logs/Test_Reports"); }
@@ -179,18 +183,105 @@ private slots:
         }
     }
 
-    void failedOpenChangesNothing() {
+    // The page and the earlier report stay, and the error browser says why.
+    void failedWriteChangesNothing_data() {
+        QTest::addColumn<QByteArray>("folder");
+        QTest::addColumn<int>("room");  // bytes, -1 for no limit
+        QTest::addColumn<QString>("reason");
+        QDir(full.path()).mkpath("logs");
+        QFile::link("/dev/full", full.filePath("logs/Test_Reports"));
+        QTest::newRow("no folder") << QByteArray("/nowhere") << -1 << "No such file or directory";
+        QTest::newRow("unset") << QByteArray() << -1 << "No such file or directory";
+        QTest::newRow("disk full") << home.path().toLocal8Bit() << 1000 << "File too large";
+        QTest::newRow("full device") << full.path().toLocal8Bit() << -1 << "No space left on device";
+    }
+    void failedWriteChangesNothing() {
+        QFETCH(QByteArray, folder);
+        QFETCH(int, room);
+        QFETCH(QString, reason);
         open("THARLEN Orda", 5, 7, 1);
         setAll(*window->repData, true);
         QVERIFY(passes());
         const QByteArray earlier = contents(path());
         setAll(*window->repData, false);
-        for (const QByteArray& bad : {QByteArray("/nowhere"), QByteArray()}) {
-            bad.isEmpty() ? qunsetenv("KNDD_HOME") : qputenv("KNDD_HOME", bad);
-            QCOMPARE(window->createTestReport(), 0);
-            QCOMPARE(window->ui.test_result_status->text(), QString("PASS"));
-        }
+        window->ui.summary_text_browser->setText("as it was");
+        folder.isNull() ? qunsetenv("KNDD_HOME") : qputenv("KNDD_HOME", folder);
+        rlimit limit{};
+        getrlimit(RLIMIT_FSIZE, &limit);
+        rlimit less = limit;
+        if (room >= 0)
+            less.rlim_cur = static_cast<rlim_t>(room);
+        std::signal(SIGXFSZ, SIG_IGN);
+        setrlimit(RLIMIT_FSIZE, &less);
+        const int result = window->createTestReport();
+        setrlimit(RLIMIT_FSIZE, &limit);
+        QCOMPARE(result, 0);
+        QCOMPARE(window->ui.test_result_status->text(), QString("PASS"));
+        QCOMPARE(window->ui.summary_text_browser->toPlainText(), QString("as it was"));
+        const QString line = window->ui.error_browser->toPlainText();
+        QVERIFY2(line.endsWith(window->testReportFile->fileName() + ": " + reason), qPrintable(line));
         QCOMPARE(contents(path()), earlier);
+        QCOMPARE(QDir(home.filePath("logs")).entryList(QDir::Files), QStringList{"Test_Reports"});
+        if (reason.startsWith("No space"))
+            QVERIFY(QFileInfo(window->testReportFile->fileName()).isSymLink() && !QFileInfo("/dev/full").isFile());
+    }
+
+    void linksAreFollowed() {
+        open("THARLEN Orda", 5, 7, 1);
+        QFile::remove(path());
+        QVERIFY(QFile::link(home.filePath("a"), path()) && QFile::link(home.filePath("b"), home.filePath("a")));
+        for (int again = 0; again < 2; ++again) {
+            QCOMPARE(window->createTestReport(), 1);
+            QVERIFY(QFileInfo(path()).isSymLink() && contents(path()).contains("TEST REPORT"));
+        }
+        QFile::remove(path());
+    }
+
+    // Whatever a device or a clipboard holds is one line.
+    void valuesAreOneLine() {
+        open("THARLEN Orda", 5, 7, 1);
+        QCOMPARE(window->createTestReport(), 1);
+        const int lines = contents(path()).count('\n');
+        const QString ends = QString::fromUtf8("<b>\n\r\v\f\x1b\xc2\x85\xe2\x80\xa8\xe2\x80\xa9.");
+        device().serial = device().model = "<b>\n\r\v\f\x1b\x85.";
+        window->ui.m_cmbTHARLeN->setItemText(0, ends);
+        window->ui.lineEdit_name->clear();
+        window->ui.lineEdit_name->insert(ends);
+        QCOMPARE(window->createTestReport(), 1);
+        const QString report = QString::fromUtf8(contents(path()));
+        QCOMPARE(report.count('\n'), lines);
+        QCOMPARE(report.count("\t<b>      .\n"), 2);
+        QCOMPARE(report.count("\t<b>        .\n"), 2);
+    }
+
+    void noRecordIsSelected() {
+        open("", 5, 7, 0);
+        window.reset();
+        device().fleet.clear();
+        window = openWindow();
+        QCOMPARE(window->createTestReport(), 1);
+        QVERIFY(contents(path()).contains("Interface:\t\t\t\t\tUnknown\n"));
+    }
+
+    void partsAfterTheEqualsSign() {
+        open("", 5, 7, 0);
+        for (const auto& [text, real, whole] : {std::tuple<const char*, float, int>{"a=1.5", 1.5f, 0},
+                                               {"=7", 7.0f, 7},
+                                               {"a=-2=9", -2.0f, -2},
+                                               {"a=0x10", 0.0f, 0},
+                                               {"a", 0.0f, 0}}) {
+            QCOMPARE(window->splitNreturnFloat(text), real);
+            QCOMPARE(window->splitNreturnInt(text), whole);
+        }
+    }
+
+    void recordLeavesZero() {
+        alignas(REPORTDATA) unsigned char memory[sizeof(REPORTDATA)];
+        std::memset(memory, 0xff, sizeof memory);
+        auto* data = new (memory) REPORTDATA;
+        setAll(*data, true);
+        data->~_REPORTDATA();
+        QCOMPARE(std::count(memory, memory + sizeof memory, 0), long(sizeof memory));
     }
 
     void serialAndLongNames() {

@@ -13,6 +13,9 @@ namespace {
 
 const QStringList kUserTabs{"Mode",       "Select",      "Calibrate", "Read Encoder",
                             "Cycle Amps", "Test Forces", "Box Test",  "Servoloop"};
+const QStringList kUserToolTips{"Select Test Mode", "Select Tharlen Device", "Calibrate Tharlen Device",
+                                "Read Encoders",    "Cycle Amplifiers",      "Test Device Forces",
+                                "Test Haptic box",  "Test ServoLoop Rate"};
 
 }  // namespace
 
@@ -104,6 +107,7 @@ private slots:
             QVERIFY(window->ui.next_button->isEnabled());
             window->ui.next_button->click();
             QCOMPARE(window->ui.tabWidget->tabText(window->ui.tabWidget->currentIndex()), kUserTabs[i]);
+            QCOMPARE(window->ui.tabWidget->tabToolTip(i), kUserToolTips[i]);
             QCOMPARE(window->focusProxy(), window->ui.tabWidget->currentWidget());
             QVERIFY(window->ui.back_button->isEnabled());
         }
@@ -217,6 +221,27 @@ private slots:
             QCOMPARE(standin::device().count("tharlen_reset"), resets ? 1 : 0);
             const QString text = window->ui.calibrate_textbrowser2->toPlainText();
             QCOMPARE(text, resets ? (status == 0 ? good : bad) : QString());
+        }
+    }
+
+    // After a click on Next it resets where it has that meaning, and presses Next once more elsewhere.
+    void spaceAfterNext() {
+        window->show();
+        window->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(window.get()));
+        goToTab(*window, "Select");
+        for (const int device : {1, 3, 0, 2}) {
+            const bool resets = device == 1 || device == 3;
+            window->ui.m_cmbTHARLeN->setCurrentIndex(device);
+            standin::device().calls.clear();
+            QTest::mouseClick(window->ui.next_button, Qt::LeftButton);
+            QTest::keyClick(QApplication::focusWidget(), Qt::Key_Space);
+            QCOMPARE(standin::device().count("tharlen_reset"), resets ? 1 : 0);
+            QCOMPARE(tabTexts(*window)[window->ui.tabWidget->currentIndex()],
+                     QString(resets ? "Calibrate" : "Read Encoder"));
+            QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+            QVERIFY(!resets || window->ui.tab_2->isAncestorOf(QApplication::focusWidget()));
+            goToTab(*window, "Select");
         }
     }
 

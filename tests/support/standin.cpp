@@ -92,9 +92,9 @@ BOOLEAN CTHARLeNDevice::Write() { return 1; }
 CTHARLeNMgr::CTHARLeNMgr() : m_nDeviceCount(0), pEtharlen_mdns(nullptr) {}
 CTHARLeNMgr::~CTHARLeNMgr() = default;
 int CTHARLeNMgr::EnumerateTHARLeNs(CTHARLeNDevice** apDevices) {
-    note("EnumerateTHARLeNs");
-    m_nDeviceCount = static_cast<int>(theDevice.fleet.size());
-    for (int i = 0; i < m_nDeviceCount; ++i) {
+    const int scripted = note("EnumerateTHARLeNs");
+    m_nDeviceCount = scripted != 0 ? scripted : static_cast<int>(theDevice.fleet.size());
+    for (int i = 0; i < static_cast<int>(theDevice.fleet.size()); ++i) {
         apDevices[i] = new CTHARLeNDevice(theDevice.fleet[i]);
         apDevices[i]->m_nIndex = i;
     }
