@@ -15,8 +15,9 @@ public:
     bool notify(QObject* receiver, QEvent* event) override;
 };
 
-/// SIGTERM, SIGINT and SIGHUP end the event loop, so that the window is taken down in its order, without a question. One
-/// that was ignored at start, as SIGHUP by nohup, stays so. One object a process; it lives as long as the application.
+/// SIGTERM, SIGINT and SIGHUP end the event loop, so that the window is taken down in its order, without a question.
+/// One that was ignored at start, as SIGHUP by nohup, stays so. One object a process; it lives as long as the
+/// application.
 class QuitOnSignals {
 public:
     QuitOnSignals();

@@ -42,9 +42,9 @@ void FormState::putBack(std::initializer_list<QWidget*> widgets) const {
     }
 }
 
-void FormState::putBackAllBut(const QWidget* kept) const {
+void FormState::putBackAllBut(std::initializer_list<const QWidget*> kept) const {
     for (const Property& property : m_properties) {
-        if (property.widget != kept)
+        if (std::find(kept.begin(), kept.end(), property.widget) == kept.end())
             putBack(property);
     }
 }

@@ -15,7 +15,7 @@ public:
     /// Takes what the page has now, but for the widgets named.
     void remember(const QWidget* page, std::initializer_list<const QWidget*> except);
     void putBack(std::initializer_list<QWidget*> widgets) const;
-    void putBackAllBut(const QWidget* kept) const;
+    void putBackAllBut(std::initializer_list<const QWidget*> kept) const;
 
 private:
     struct Property {

@@ -112,10 +112,11 @@ public:
     /// The loop was started, or is about to be stopped.
     void expect(bool running) noexcept {
         m_expected = running;
-        m_still = 0;
+        m_still = -kFirstLooks;
         m_told = false;
     }
-    /// To be called at even intervals: `kStillLooks` of them without a tick are a loop that stands still.
+    /// To be called at even intervals: `kStillLooks` of them without a tick are a loop that stands still, some more of
+    /// one that has only been started.
     Change look() noexcept {
         const unsigned ticks = m_ticks.load(std::memory_order_relaxed);
         const bool moved = ticks != m_seen;
@@ -128,7 +129,7 @@ public:
         m_told = !m_told;
         return m_told ? Change::StandsStill : Change::GoesOn;
     }
-    static constexpr int kStillLooks = 2;
+    static constexpr int kStillLooks = 2, kFirstLooks = 2;
 
 private:
     std::atomic<unsigned> m_ticks{0};

@@ -16,8 +16,9 @@ int main(int argc, char** argv) {
         window.show();
         return QApplication::exec();
     } catch (...) {
-        QMessageBox box(QMessageBox::Critical, "Nolva Diagnostic", "Nolva Diagnostic cannot start.");
-        box.setInformativeText(textOfException().toHtmlEscaped());
+        QMessageBox box(QMessageBox::Critical, "Nolva Diagnostic",
+                        "Nolva Diagnostic cannot start.\n\n" + textOfException());
+        box.setTextFormat(Qt::PlainText);
         box.exec();
         return 1;
     }

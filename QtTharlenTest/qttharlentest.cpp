@@ -25,6 +25,7 @@ qtTharlenTest::qtTharlenTest(QWidget* parent, Qt::WindowFlags flags) : QMainWind
     rememberForm();
     connectServoOptions();
     auto* pinchKey = new QShortcut(QKeySequence("Alt+P"), this);
+    pinchKey->setAutoRepeat(false);  // a key held would take both ends of the grip at once
     connect(pinchKey, &QShortcut::activated, this, &qtTharlenTest::pressPinchByKey);
     ui.frame11->hide();
     numAccumErrors = 0;

@@ -312,6 +312,8 @@ public:
     void surviveException(const QString& text);
     /// A dated line in the error browser, once. `text` may be foreign: it is shown as it is, on one line.
     void sayError(const QString& text);
+    /// The same, shown again twice a second as the device's own errors are, until something clears or replaces it.
+    void keepError(const QString& text);
     /// Four looks a second: says once that the loop stands still, or goes on, and what no motor was given.
     void watchLoop();
     /// Counts the openings of devices: what was meant for one of them acts on that one alone.
@@ -513,9 +515,11 @@ private:
     int startLoop();
     void stopLoop();
     void tellForceNotFinite();
+    void forgetError(const char* text);
     QTimer* m_loopWatchTimer = nullptr;
     int m_deviceOpening = 0;
-    QString m_lastSaid;  ///< by sayError
+    QString errorLine(const QString& text);
+    QString m_lastSaid;
     QElapsedTimer m_sinceLastSaid;
     std::exception_ptr m_failedEntry;  ///< what entering a tab threw, until the change of tab is whole
     void rethrowFailedEntry();

@@ -34,8 +34,8 @@ void qtTharlenTest::startCyclingAmps() {
     ampsGuiUpdateTimer->start(kTickPeriod);
 }
 
-// The shots are not cancelled when the tab is left: one that is pending then still switches, unless the device is another
-// one by then.
+// The shots are not cancelled when the tab is left: one that is pending then still switches, unless a device has been
+// opened since.
 void qtTharlenTest::onCycleAmpsTab() {
     const int opening = m_deviceOpening;
     QTimer::singleShot(kOffDelay, this, [this, opening] { shootAmplifiers(opening, false); });

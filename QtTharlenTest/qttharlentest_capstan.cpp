@@ -185,7 +185,7 @@ void qtTharlenTest::finishCapstanReference() {
     for (std::size_t i = 0; i < 3 && m_seekStart; ++i)
         unmoved[i] = qAbs(m_pvMoveResult1.anCoords[i] - (*m_seekStart)[i]) <= kLeastWay;
     appendNote(ui.capstan_textBox, seen, unmoved,
-               "An axis that did not lie at its stop before gets a verdict that says nothing about its cable.");
+               "If such an axis was not at its stop when the run began, its verdict says nothing about its cable.");
     ui.verifyCapstanTest_button->setEnabled(true);
     m_nStage = Start;
 }

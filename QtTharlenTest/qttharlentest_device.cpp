@@ -71,7 +71,7 @@ void qtTharlenTest::tellSurplusDevices() {
                              .arg(m_nDevices + static_cast<long>(m_surplusDevices))
                              .arg(m_nDevices);
     if (m_surplusDevices > 0 && !ui.error_browser->toPlainText().contains(line))
-        ui.error_browser->append(line);
+        sayError(line);
 }
 
 void qtTharlenTest::DumpConfigurations() { deleteDeviceRecords(kMostDevices); }
@@ -118,14 +118,16 @@ int qtTharlenTest::OnSelChangeTHARLeN() {
     return 0;
 }
 
-/// The test tabs show nothing of the device before. The fault lamp outlives a reopening of the same one.
+/// The test tabs show nothing of the device before. The fault lamp and what a run has listed outlive a reopening of the
+/// same one.
 void qtTharlenTest::clearReadOuts() {
-    const bool same = selectedDevice() == m_shownDevice;
-    m_form.putBackAllBut(same ? ui.device_fault_button : nullptr);
+    if (selectedDevice() == m_shownDevice) {
+        m_form.putBackAllBut({ui.device_fault_button, ui.servoLoopUpdate_box, ui.servoloopText, ui.textBrowser_5});
+        return;
+    }
+    m_form.putBackAllBut({});
     if (histogramScene)
         clearHistogram();
-    if (same)
-        return;
     m_shownDevice = selectedDevice();
     forgetPinchPresses();
 }
@@ -135,7 +137,6 @@ void qtTharlenTest::clearReadOuts() {
 void qtTharlenTest::closePreviousDevice() {
     ui.textBrowser->append("Changing selected Device now...");
     stopLoop();
-    disable_tharlen_forces_no_wait(prevTharlenID);  // whatever the library leaves on as it closes
     disable_tharlen(prevTharlenID);
     ui.textBrowser->clear();
 }

@@ -26,8 +26,9 @@ void showSwitch(QPushButton* button, bool on, bool judged) {
 void qtTharlenTest::onEncoderTab() {
     if (manufMode)
         stylusSwitchState = presenceSwitchState = extraSwitchState = inkwellSwitchState = 0;
+    const bool judged = manufMode && (isOrda() || isCorvale());
     for (QLabel* label : {ui.encoder_X, ui.encoder_Y, ui.encoder_Z, ui.gimbal_X, ui.gimbal_Y, ui.gimbal_Z})
-        showStyle(label, manufMode ? kNotYetStyle : "");  // a verdict is due, or there is none
+        showStyle(label, judged ? kNotYetStyle : "");
     encoderGuiUpdateTimer->start(kUpdatePeriod);
 
     const bool nolva = isOrda() || isCNolvaDevice();

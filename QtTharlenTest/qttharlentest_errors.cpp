@@ -35,6 +35,12 @@ constexpr ErrorText kErrorTexts[] = {
 constexpr int kCommunicationError = -5;
 constexpr int kMostAccumulatedErrors = 1000;
 
+/// Beginning and end of a long text: a path is told by both, and the reason comes last.
+QString shortened(const QString& text) {
+    constexpr int kMostShown = 200;  ///< characters
+    return text.size() <= kMostShown ? text : text.left(kMostShown / 2) + "..." + text.right(kMostShown / 2 - 3);
+}
+
 const char* errorText(int code) {
     for (const ErrorText& error : kErrorTexts) {
         if (error.code == code)
@@ -76,7 +82,7 @@ void qtTharlenTest::displayError() {
     }
     if (tooMany)
         ui.error_browser->clear();
-    ui.error_browser->append(line);
+    appendPlain(ui.error_browser, line);
 }
 
 void qtTharlenTest::clearErrorBrowser() {
@@ -88,17 +94,31 @@ void qtTharlenTest::clearErrorBrowser() {
 }
 
 // A text that comes again at once, as from a timer's slot, is not said again within a second.
-void qtTharlenTest::sayError(const QString& text) {
-    constexpr int kMostShown = 200;  ///< characters
-    QString line = oneLine(text.left(kMostShown));
-    if (line == m_lastSaid && m_sinceLastSaid.isValid() && !m_sinceLastSaid.hasExpired(1000))
-        return;
-    m_lastSaid = line;
+QString qtTharlenTest::errorLine(const QString& text) {
+    if (text == m_lastSaid && m_sinceLastSaid.isValid() && !m_sinceLastSaid.hasExpired(1000))
+        return {};
+    m_lastSaid = text;
     m_sinceLastSaid.start();
     char date[kDateTextSize];
     const std::size_t length = dateText(std::time(nullptr), date);
-    line.prepend(QString::fromUtf8(date, static_cast<int>(length)) + " : ");
-    appendPlain(ui.error_browser, line);
+    return QString::fromUtf8(date, static_cast<int>(length)) + " : " + shortened(oneLine(text));
+}
+
+void qtTharlenTest::sayError(const QString& text) {
+    const QString line = errorLine(text);
+    if (!line.isEmpty())
+        appendPlain(ui.error_browser, line);
+}
+
+void qtTharlenTest::keepError(const QString& text) {
+    const QString line = errorLine(text);
+    if (line.isEmpty())
+        return;
+    {
+        const ErrorMessageLock lock;
+        errorMessage = line;
+    }
+    displayError();
 }
 
 void qtTharlenTest::displayDateTime() {

@@ -1,5 +1,5 @@
-// What ends motor activity, whoever started it: a change of tab, page or device, an exception, the window's end. And the
-// watch on the loop, without which nothing is driven and nothing is measured.
+// What ends motor activity, whoever started it: a change of tab, page or device, an exception, the window's end. And
+// the watch on the loop, without which nothing is driven and nothing is measured.
 #include <QSignalBlocker>
 
 #include "qttharlentest.h"
@@ -35,8 +35,9 @@ void qtTharlenTest::forcesOffNoWait() {
 // A machine of the mechanical tests whose device goes would judge the next one. Sliders and fields go back without
 // their signals, which turn amplifiers on.
 void qtTharlenTest::endMotorActivity() {
-    for (Shared<bool>* flag : {&startBoxTest, &startPassivityTest, &startFiltersTest, &startFrictionTest, &startCapstanTest,
-                               &verifyCapstanTest, &startEncoderTest, &startPerformanceForceTest, &bFrictionPerformance})
+    for (Shared<bool>* flag : {&startBoxTest, &startPassivityTest, &startFiltersTest, &startFrictionTest,
+                               &startCapstanTest, &verifyCapstanTest, &startEncoderTest, &startPerformanceForceTest,
+                               &bFrictionPerformance})
         *flag = false;
     m_forceGate.close();
     m_bServoControl = false;
@@ -66,7 +67,7 @@ void qtTharlenTest::surviveException(const QString& text) {
     endMotorActivity();
     if (csTharlenID >= 0)
         shielded([this] { forcesOff(); });
-    sayError("The device library failed: " + text);
+    keepError("The device library failed: " + text);
 }
 
 // Flags first, so that a tick which a library still finishes after it was asked to stop finds nothing to drive. What it
@@ -102,15 +103,23 @@ void qtTharlenTest::stopLoop() {
 void qtTharlenTest::watchLoop() {
     switch (m_loopWatch.look()) {
         case LoopWatch::Change::StandsStill:
-            sayError("The servo loop has stopped answering: what the tests show from here on is not measured.");
+            keepError("The servo loop has stopped answering: what the tests show from here on is not measured.");
             break;
         case LoopWatch::Change::GoesOn:
+            forgetError("The servo loop has stopped");
             sayError("The servo loop answers again.");
             break;
         case LoopWatch::Change::None:
             break;
     }
     tellForceNotFinite();
+}
+
+/// Ends the repetition of what is over.
+void qtTharlenTest::forgetError(const char* text) {
+    const ErrorMessageLock lock;
+    if (errorMessage.contains(QLatin1String(text)))
+        errorMessage.clear();
 }
 
 void qtTharlenTest::tellForceNotFinite() {

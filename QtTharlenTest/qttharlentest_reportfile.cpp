@@ -1,10 +1,12 @@
 // The report file: the verdict record as text, and the overall verdict that follows from what is printed.
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <QBuffer>
 #include <QDateTime>
 #include <QFileInfo>
 #include <QSaveFile>
+#include <QScopeGuard>
 #include <cerrno>
 #include <cstdio>
 
@@ -42,35 +44,62 @@ QString replaceableTarget(const QString& path) {
     return target.isFile() ? target.canonicalFilePath() : QString();
 }
 
-/// The file in writing: what was there stays whole until all of the text is on the disk.
+QString systemReason(int error = errno) { return qt_error_string(error); }
+
+/// By the system's calls, which give their reasons: the toolkit has none where a part of the text found room.
+bool writeAll(int descriptor, QByteArray text) {
+    while (!text.isEmpty()) {
+        const ssize_t written = ::write(descriptor, text.constData(), static_cast<std::size_t>(text.size()));
+        if (written <= 0 && errno != EINTR)
+            return false;
+        text.remove(0, static_cast<int>(qMax<ssize_t>(written, 0)));
+    }
+    return fsync(descriptor) == 0 || errno == EINVAL || errno == EROFS;  // which pipes and devices give
+}
+
+/// The file in writing: what was there stays whole until all of the text is on the disk. A file takes its place. Where
+/// the folder does not let it, the text goes into the file that is there, once there is room for all of it.
 class ReportFile {
 public:
     explicit ReportFile(QFile& named)
-        : m_named(named), m_target(replaceableTarget(named.fileName())), m_replacement(m_target) {
-        m_replacement.setDirectWriteFallback(true);  // where the report may be written to, but its folder not
+        : m_named(named), m_target(replaceableTarget(named.fileName())), m_replacement(m_target) {}
+    bool open() {
+        if (m_target.isEmpty())
+            return m_named.open(QIODevice::WriteOnly | QIODevice::Text) || failed(m_named.errorString());
+        return m_replacement.open(QIODevice::WriteOnly) || openInPlace() || failed(m_replacement.errorString());
     }
-    bool open() { return file().open(QIODevice::WriteOnly | QIODevice::Text) || failed(file().errorString()); }
-    /// A disk that fills up may be noticed at any of these steps. By the system's calls, which give their reasons: the
-    /// toolkit has none where a part of the text found room.
-    bool write(QByteArray text) {
-        const int descriptor = file().handle();
-        while (!text.isEmpty()) {
-            const ssize_t written = ::write(descriptor, text.constData(), static_cast<std::size_t>(text.size()));
-            if (written <= 0 && errno != EINTR)
-                return failed(qt_error_string(errno));
-            text.remove(0, static_cast<int>(qMax<ssize_t>(written, 0)));
+    /// A disk that fills up may be noticed at any of these steps.
+    bool write(const QByteArray& text) {
+        if (m_replacement.isOpen()) {
+            if (!writeAll(m_replacement.handle(), text))
+                return failed(systemReason());
+            if (m_replacement.commit())
+                return true;
+            if (!openInPlace())
+                return failed(m_replacement.errorString());
         }
-        if (fsync(descriptor) != 0 && errno != EINVAL && errno != EROFS)  // which pipes and devices give
-            return failed(qt_error_string(errno));
         if (!m_target.isEmpty())
-            return m_replacement.commit() || failed(m_replacement.errorString());
+            return writeInPlace(text);
+        if (!writeAll(m_named.handle(), text))
+            return failed(systemReason());
         m_named.close();
         return m_named.error() == QFileDevice::NoError || failed(m_named.errorString());
     }
     QString reason() const { return m_reason; }
 
 private:
-    QFileDevice& file() { return m_target.isEmpty() ? static_cast<QFileDevice&>(m_named) : m_replacement; }
+    bool openInPlace() { return m_named.open(QIODevice::ReadWrite | QIODevice::ExistingOnly); }
+    bool writeInPlace(const QByteArray& text) {
+        const int descriptor = m_named.handle();
+        const qint64 before = m_named.size();
+        const int noRoom = posix_fallocate(descriptor, 0, text.size());
+        if (noRoom != 0 && ftruncate(descriptor, before) == 0)
+            return failed(systemReason(noRoom));
+        if (noRoom != 0 || !writeAll(descriptor, text) || ftruncate(descriptor, text.size()) != 0)
+            return failed(systemReason());
+        m_named.close();
+        return true;
+    }
     bool failed(const QString& reason) {
         m_reason = reason;
         m_named.close();
@@ -297,14 +326,15 @@ int qtTharlenTest::createTestReport() {
     report.open(QIODevice::WriteOnly);
     bool pass = false;
     const auto compose = [&] {
+        const auto apart = qScopeGuard([this] { resultStream.setDevice(nullptr); });  // the library may throw
         resultStream.setDevice(&report);
         resultStream.setCodec("UTF-8");  // the operator's name as typed, whatever the locale
         pass = ReportWriter(*this, resultStream, serial, date).write();
-        resultStream.setDevice(nullptr);
+        resultStream.flush();
         return report.data();
     };
     if (!file.open() || !file.write(compose())) {
-        appendPlain(ui.error_browser, "The test report could not be written: " + path + ": " + file.reason());
+        keepError("The test report could not be written: " + path + ": " + file.reason());
         return 0;
     }
     ui.test_result_status->setText(pass ? "PASS" : "FAIL");

@@ -12,7 +12,6 @@ int ServoLoopCallBack(void* pUserData) {
     window->m_loopWatch.tick();
     window->m_forceGate.beginTick();
     window->accumulateErrors(status);
-    window->watchRuns(id, status);
 
     if (startPinchCalibration)
         window->m_pinchValue = get_pinch_value(id);
@@ -42,6 +41,7 @@ int ServoLoopCallBack(void* pUserData) {
     else
         window->defaultBranch(id);
 
+    window->watchRuns(id, status);
     if (window->m_forceGate.endTick())
         window->dropForces(id);
     return 0;
@@ -50,7 +50,8 @@ int ServoLoopCallBack(void* pUserData) {
 /// Turns the amplifiers on, unless the window has switched off since the tick began. 0, or an error code. [S]
 int qtTharlenTest::tickEnablesForces(int id) { return m_forceGate.shut() ? 0 : enable_tharlen_forces(id); }
 
-/// The window has switched off in the middle of a tick: what this tick may have turned on or sent since does not stay. [S]
+/// The window has switched off in the middle of a tick: what this one may have turned on or sent since does not
+/// stay. [S]
 void qtTharlenTest::dropForces(int id) {
     const long none[6] = {};
     command_motor_dac_values(id, none);

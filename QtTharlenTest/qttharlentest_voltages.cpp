@@ -55,7 +55,7 @@ void qtTharlenTest::appendNote(QTextBrowser* box, const RunSeen& seen, const boo
             axes << QString("XYZ"[i]);
     }
     if (note.isEmpty() && seen.enough() && !axes.isEmpty())
-        note = "Note: no movement was seen of " + axes.join(" and ") + ". " + consequence;
+        note = "Note: no movement was seen of " + axes.join(", ") + ". " + consequence;
     if (!note.isEmpty())
         box->append(note);
 }

@@ -152,8 +152,9 @@ bool qtTharlenTest::spaceResets() const {
 }
 
 /// The button that was clicked to get here would take the space key for itself. Elsewhere it keeps the keyboard, for
-/// who goes on by it.
+/// who goes on by it. The name is what a screen reader says of the page as it gets the keyboard.
 void qtTharlenTest::focusWhereSpaceResets() {
+    ui.tab_2->setAccessibleName(spaceResets() ? "Calibrate. Space resets the arm." : QString());
     if (spaceResets())
         ui.tabWidget->currentWidget()->setFocus();
 }

@@ -120,7 +120,9 @@ std::vector<Figure> measureClearing() {
     }
     return {{"\"Clear\" on 100,000 lines of errors",
              "1000 Hz, five times",
-             {{"median, ms", percentile(took, 0.5)}, {"longest, ms", percentile(took, 1.0)}, {"late ticks", static_cast<double>(lost)}},
+             {{"median, ms", percentile(took, 0.5)},
+              {"longest, ms", percentile(took, 1.0)},
+              {"late ticks", static_cast<double>(lost)}},
              "",
              "no late tick"}};
 }

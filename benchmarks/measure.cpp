@@ -1,6 +1,6 @@
 // measure [--only SUBJECT] [--seconds N] [file.json]: prints every figure with the machine and the scheduling beside
-// it, and writes it as JSON. Subjects: startup, ticks, slots, stalls, rest, stepped,
-// lateness, load, clear, ordinary (lateness without real-time scheduling), lost (ticks lost in --seconds beside a busy window).
+// it, and writes it as JSON. Subjects: startup, ticks, slots, stalls, rest, stepped, lateness, load, clear, ordinary
+// (lateness without real-time scheduling), lost (ticks lost in --seconds beside a busy window).
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QDateTime>

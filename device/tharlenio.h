@@ -246,7 +246,7 @@ extern "C" {
 /// Opens a device by its name in the store. Handle, or negative on failure; may throw an exception
 /// derived from std::exception. [G]
 int init_tharlen(const char* name);
-/// Closes the device. [G]
+/// Closes the device: its amplifiers are off afterwards, and its commands zero. [G]
 int disable_tharlen(int id);
 /// Creates the servo loop object; once, before the first startServoLoop(). [G]
 int createServoLoop();

@@ -1,5 +1,8 @@
 // The report file, byte for byte against expected files (but for its date), and which items count.
 #include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <QTemporaryDir>
 #include <csignal>
 #include <cstring>
@@ -224,6 +227,37 @@ private slots:
         QCOMPARE(QDir(home.filePath("logs")).entryList(QDir::Files), QStringList{"Test_Reports"});
         if (reason.startsWith("No space"))
             QVERIFY(QFileInfo(window->testReportFile->fileName()).isSymLink() && !QFileInfo("/dev/full").isFile());
+    }
+
+    // Where the report may be written to and its folder not, it takes the place of the earlier one all the same, and
+    // never half of it.
+    void aShutFolder() {
+        open("THARLEN Orda", 5, 7, 1);
+        QVERIFY(window->createTestReport() == 1);
+        const QByteArray earlier = contents(path());
+        setAll(*window->repData, true);
+        const QByteArray root = QFile::encodeName(home.path()), logs = root + "/logs";
+        QVERIFY(chmod(root, 0755) == 0 && chmod(logs, 0555) == 0 && chmod(QFile::encodeName(path()), 0666) == 0);
+        const uid_t user = geteuid();
+        const bool superuser = user == 0;
+        rlimit limit{};
+        getrlimit(RLIMIT_FSIZE, &limit);
+        rlimit less = limit;
+        less.rlim_cur = 1000;
+        std::signal(SIGXFSZ, SIG_IGN);
+        const int became = superuser ? seteuid(65534) : 0;
+        setrlimit(RLIMIT_FSIZE, &less);
+        const int failed = window->createTestReport();
+        const QByteArray kept = contents(path());
+        setrlimit(RLIMIT_FSIZE, &limit);
+        const int passed = window->createTestReport();
+        const QByteArray written = contents(path());
+        if (superuser)
+            QCOMPARE(seteuid(user), 0);
+        chmod(logs, 0755);
+        QCOMPARE(became, 0);
+        QVERIFY(failed == 0 && kept == earlier);
+        QVERIFY(passed == 1 && written.contains("TEST REPORT") && written.endsWith("below\n") && written != earlier);
     }
 
     void linksAreFollowed() {
