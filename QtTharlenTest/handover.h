@@ -75,8 +75,9 @@ T loadRelaxed(const T& field) noexcept {
 ///
 /// The window takes its flags down, closes the gate and then turns the amplifiers off. A tick begins ahead of reading
 /// a flag, asks ahead of each call that turns amplifiers on, and takes back what it did where the gate was closed by
-/// its end. So either the tick sees the closing, or all of its calls came before the window's: seq_cst, since each
-/// side stores (or calls) first and looks then.
+/// its end. So either the tick sees the closing, or all of its calls came before the window's. That holds for a
+/// library without locks too: both sides end on a read-modify-write of one value, of which the later one sees the
+/// earlier and all that was stored before it.
 class ForceGate {
 public:
     /// Any thread.
@@ -90,7 +91,7 @@ public:
     bool shut() const noexcept { return m_inTick && m_closings.load() != m_begunAt; }
     /// As shut(), of a tick that ends. [S]
     bool endTick() noexcept {
-        const bool wasShut = shut();
+        const bool wasShut = m_inTick && m_closings.fetch_add(0) != m_begunAt;
         m_inTick = false;
         return wasShut;
     }

@@ -37,8 +37,7 @@ qtTharlenTest::qtTharlenTest(QWidget* parent, Qt::WindowFlags flags) : QMainWind
         onInitTharlenTest();
     } catch (...) {
         // Opening the first device may throw, and then no destructor runs.
-        if (csTharlenID >= 0)
-            shutDownDevice();
+        csTharlenID >= 0 ? shutDownDevice() : stopStrayLoop();
         releaseOwned();
         throw;
     }
@@ -246,9 +245,8 @@ qtTharlenTest::~qtTharlenTest() {
               capstanTestTimer, gimbEncTestTimer, errorDisplayTimer, motorTempTimer, dateTimeTimer, selectionTimer,
               forceCheckTimer})
             delete timer;
-    } else if (isServoLoopRunning()) {
-        // A loop runs without a device where opening one threw; no tick may reach a window that is gone.
-        stopLoop();
+    } else {
+        stopStrayLoop();
     }
     releaseOwned();
 }

@@ -316,7 +316,7 @@ public:
     void keepError(const QString& text);
     /// Four looks a second: says once that the loop stands still, or goes on, and what no motor was given.
     void watchLoop();
-    /// Counts the openings of devices: what was meant for one of them acts on that one alone.
+    /// Counts the openings of devices, and what else voids a pending switch of the amplifier test.
     int deviceOpening() const { return m_deviceOpening; }
     /// A pending switch of the amplifier test, made during that opening.
     void shootAmplifiers(int opening, bool on);
@@ -508,11 +508,13 @@ private:
     void clearSwitchCounters();
     void releaseOwned();
     void shutDownDevice() noexcept;
+    void stopStrayLoop() noexcept;
 
     // Motors off, from the graphical thread: no tick under way turns them on again
     void forcesOff();
     void forcesOffNoWait();
     int startLoop();
+    void restartLoop();
     void stopLoop();
     void tellForceNotFinite();
     void forgetError(const char* text);
@@ -684,6 +686,7 @@ private:
 
     // Amplifiers and forces, a step of their tabs each
     void startCyclingAmps();
+    void endCyclingAmps();
     void noteAmplifierFault();
     void noteNoAmplifierFault();
     RunWatch m_ampsWatch;  ///< from entering the tab until it is left

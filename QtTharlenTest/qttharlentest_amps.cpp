@@ -87,6 +87,18 @@ void qtTharlenTest::openTestForces() {
     ui.next_button->setEnabled(true);
 }
 
+/// Out of its order: no switch is to come, and the lamp tells what is so.
+void qtTharlenTest::endCyclingAmps() {
+    ampsGuiUpdateTimer->stop();
+    m_ampsWatch.end();
+    ++m_deviceOpening;
+    if (cycleAmpsState == 0)
+        return;
+    cycleAmpsState = 0;
+    ui.amp_status_button->setText("OFF");
+    ui.amp_status_button->setStyleSheet(kFailStyle);
+}
+
 void qtTharlenTest::shootAmplifiers(int opening, bool on) {
     if (opening == m_deviceOpening)
         on ? enableAmplifiers() : disableAmplifiers();

@@ -47,7 +47,7 @@ float* qtTharlenTest::calcForce(int tharlen_id, float* pPos, long* plastDac) {
         limitUserForce(tharlen_id, nominalMaxForce);
     if (isAnyStelmar() || is6dof())
         limitStelmarForce(nominalMaxForce);
-    if (manufMode && !m_forceGate.shut())  // the walls of a tab that has been left are not counted
+    if (manufMode)
         checkBoxTest(tharlen_id, m_boxForce);
     return m_boxForce;
 }
@@ -162,7 +162,7 @@ void qtTharlenTest::checkBoxTest(int tharlen_id, float* devForce) {
         return;
 
     box.m_nBrokeBoxTicks = box.m_nBrokeBoxTicks + 1;
-    if (box.m_nBrokeBoxTicks < kMaxBrokeTicks)
+    if (box.m_nBrokeBoxTicks < kMaxBrokeTicks || m_forceGate.shut())  // nothing counts into the next visit
         return;
     box.m_bBrokeOutOfBox = true;
     for (int i = 0; i < 3; ++i) {

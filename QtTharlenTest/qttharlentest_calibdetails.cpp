@@ -262,7 +262,7 @@ void qtTharlenTest::onClickLoseCalibration() {
         return;
     }
     enable_tharlen_forces(csTharlenID);
-    startLoop();
+    restartLoop();
     bResetCalib = false;
 }
 
@@ -278,7 +278,7 @@ void qtTharlenTest::onClickUpdateCalibration() {
     else
         ui.calibFileStatus->setText("Error encountered when updating calibration for "
                                     + ui.m_cmbTHARLeN->currentText());
-    startLoop();
+    restartLoop();
 }
 
 // --- Minimum encoder ranges ------------------------------------------------------------------------

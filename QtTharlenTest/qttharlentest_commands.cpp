@@ -79,7 +79,10 @@ void qtTharlenTest::enterForcePage() {
     tempGuiUpdateTimer->start(kMonitorPeriod);
 }
 
-void qtTharlenTest::leaveForcePage() { tempGuiUpdateTimer->stop(); }
+void qtTharlenTest::leaveForcePage() {
+    tempGuiUpdateTimer->stop();
+    closeInkwellWarning();
+}
 
 /// On entering the force page, whose timer runs by then, and not on leaving it.
 void qtTharlenTest::clearCommandsOnForcePage() {

@@ -97,12 +97,12 @@ int qtTharlenTest::OnSelChangeTHARLeN() {
     csTharlenID = -1;
     endMotorActivity();
     ++m_deviceOpening;
-    m_forceNotFinite = m_toldNotFinite = false;
     clearReadOuts();
 
     const bool change = prevTharlenID >= 0;
     if (change)
         closePreviousDevice();
+    m_forceNotFinite = m_toldNotFinite = false;
     if (!selectedDevice())
         return reportOpenFailure(-1);
     // The name is compared as it stands: one with blanks at its ends never matches the trimmed text, and is

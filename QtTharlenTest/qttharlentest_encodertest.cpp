@@ -123,6 +123,7 @@ void qtTharlenTest::stopEncoderTest() {
     ui.encoderTest_debug->append(timeText() + "Ending Encoder Test");
     encoderTestTime.restart();
     tempGuiUpdateTimer->stop();
+    closeInkwellWarning();
     if (!isCorvale())
         return;
     // The library replaces the figures by its own, which are then written back.

@@ -108,7 +108,7 @@ void qtTharlenTest::watchInkwell() {
     }
 }
 
-// Modal to the window on its own tab, where the forces are down by then. The ticks that bring it run on others too,
+// Modal to the window on its own tab, where the forces dropped as the stylus came in. The ticks that bring it run on others too,
 // beside motors that are driven: there it blocks nothing and lies clear of what stops them. It has no event loop of its
 // own: temperatures, errors and the loop go on behind it. It comes back each second while the stylus stays, a full one
 // after it was answered, and goes with the tab.

@@ -51,6 +51,7 @@ void qtTharlenTest::endMotorActivity() {
         if (machine)
             machine->stop();
     m_nStage = 0;
+    m_vvMoveIncr = {};
     for (RunWatch* watch : {&m_frictionWatch, &m_capstanWatch, &m_encoderWatch})
         watch->end();
     for (QSlider* slider : {ui.slider_X, ui.slider_Y, ui.slider_Z, ui.slider_TX, ui.slider_TY, ui.slider_TZ}) {
@@ -63,11 +64,15 @@ void qtTharlenTest::endMotorActivity() {
         field->setText("0");
 }
 
+// Whatever is under way ends, with its own last line where it has a log.
 void qtTharlenTest::surviveException(const QString& text) {
+    if (startEncoderTest)
+        shielded([this] { stopEncoderTest(); });
+    endCyclingAmps();
     endMotorActivity();
     if (csTharlenID >= 0)
         shielded([this] { forcesOff(); });
-    keepError("The device library failed: " + text);
+    keepError("An error that was not expected, so the motors were switched off: " + text);
 }
 
 // Flags first, so that a tick which a library still finishes after it was asked to stop finds nothing to drive. What it
@@ -87,12 +92,25 @@ void qtTharlenTest::shutDownDevice() noexcept {
     });
 }
 
+// A loop runs without a device where opening one threw; no tick may reach a window that is gone.
+void qtTharlenTest::stopStrayLoop() noexcept {
+    shielded([this] {
+        if (isServoLoopRunning())
+            stopLoop();
+    });
+}
+
 // --- The loop --------------------------------------------------------------------------------------
 
 int qtTharlenTest::startLoop() {
     const int status = startServoLoop(ServoLoopCallBack, this);
     m_loopWatch.expect(status >= 0);
     return status;
+}
+
+void qtTharlenTest::restartLoop() {
+    if (startLoop() < 0)
+        keepError("The servo loop could not be started again: go back to Mode and on to Select.");
 }
 
 void qtTharlenTest::stopLoop() {

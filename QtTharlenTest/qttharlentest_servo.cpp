@@ -21,7 +21,7 @@ int ServoLoopCallBack(void* pUserData) {
     else if (startPassivityTest)
         window->passivityBranch(id);
     else if (startCalibTest)
-        ;  // Nothing goes to the device while it calibrates.
+        window->m_forceGate.endTick();  // nothing goes to the device while it calibrates
     else if (startFiltersTest)
         window->filterNrender(id);
     else if (startFrictionTest)

@@ -257,7 +257,7 @@ void qtTharlenTest::enterPerformanceTesting() {
         return;
     ui.gain_slider->setValue(0);
     if (m_sceneLeft)
-        changePage(ui.listWidget->currentItem(), nullptr);
+        ui.listWidget->currentItem()->text() == "Passivity Test" ? enterPassivityPage() : enterFiltersPage();
     m_sceneLeft = false;
 }
 

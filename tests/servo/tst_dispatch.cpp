@@ -225,7 +225,7 @@ private slots:
         QTest::newRow("typed, page left") << "typed" << "page";
         QTest::newRow("typed, counts cleared") << "typed" << "clear";
         QTest::newRow("encoder test, stopped") << "encoder" << "stop";
-        QTest::newRow("anything, an exception") << "box" << "exception";
+        QTest::newRow("box, an exception") << "box" << "exception";
     }
     void switchingOffInTheMiddleOfATick() {
         QFETCH(QString, activity);

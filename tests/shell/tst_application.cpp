@@ -58,6 +58,21 @@ private slots:
         QVERIFY(window->ui.error_browser->toPlainText().contains("an exception without a text"));
     }
 
+    // Switches that are pending, and a ramp that was under way, end with it.
+    void nothingComesBackAfterIt() {
+        const auto window = openWindow();
+        goToTab(*window, "Cycle Amps");
+        window->enableAmplifiers();
+        const int pending = window->deviceOpening();
+        window->surviveException("");
+        QCOMPARE(window->ui.amp_status_button->text(), QString("OFF"));
+        window->shootAmplifiers(pending, true);
+        QVERIFY(!device().forcesEnabled && !window->ampsGuiUpdateTimer->isActive());
+        window->m_vvMoveIncr.afVoltages[0] = 0.4f;
+        window->surviveException("");
+        QCOMPARE(window->m_vvMoveIncr.afVoltages[0], 0.0f);
+    }
+
     // Neither does a library that throws at every call of the window's end keep the others from being made.
     void theEndIsWholeWhateverThrows() {
         auto window = openWindow();
@@ -70,6 +85,16 @@ private slots:
         device().onCall = nullptr;
         QCOMPARE(device().count("stopServoLoop"), 1);
         QCOMPARE(device().count("disable_tharlen"), 1);
+        // The same of a loop that runs without a device.
+        resetSharedState();
+        window = openWindow();
+        window->csTharlenID = -1;
+        device().onCall = [](const standin::Call& call) {
+            if (call.name == "stopServoLoop")
+                throw std::runtime_error(call.name);
+        };
+        window.reset();
+        device().onCall = nullptr;
     }
 
     void signalsCloseWithoutAQuestion() {
