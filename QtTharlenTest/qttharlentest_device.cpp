@@ -3,6 +3,7 @@
 #include <exception>
 #include <iostream>
 
+#include "plaintext.h"
 #include "qttharlendraw.h"
 #include "qttharlentest.h"
 #include "servostate.h"
@@ -71,7 +72,7 @@ void qtTharlenTest::tellSurplusDevices() {
                              .arg(m_nDevices + static_cast<long>(m_surplusDevices))
                              .arg(m_nDevices);
     if (m_surplusDevices > 0 && !ui.error_browser->toPlainText().contains(line))
-        sayError(line);
+        appendPlain(ui.error_browser, line);
 }
 
 void qtTharlenTest::DumpConfigurations() { deleteDeviceRecords(kMostDevices); }

@@ -91,14 +91,19 @@ private:
     bool openInPlace() { return m_named.open(QIODevice::ReadWrite | QIODevice::ExistingOnly); }
     bool writeInPlace(const QByteArray& text) {
         const int descriptor = m_named.handle();
-        const qint64 before = m_named.size();
-        const int noRoom = posix_fallocate(descriptor, 0, text.size());
-        if (noRoom != 0 && ftruncate(descriptor, before) == 0)
-            return failed(systemReason(noRoom));
-        if (noRoom != 0 || !writeAll(descriptor, text) || ftruncate(descriptor, text.size()) != 0)
-            return failed(systemReason());
-        m_named.close();
-        return true;
+        const QByteArray before = m_named.readAll();
+        int error = posix_fallocate(descriptor, 0, text.size());
+        if (error == 0 && lseek(descriptor, 0, SEEK_SET) == 0 && writeAll(descriptor, text)
+            && ftruncate(descriptor, text.size()) == 0) {
+            m_named.close();
+            return true;
+        }
+        error = error != 0 ? error : errno;
+        if (lseek(descriptor, 0, SEEK_SET) == 0)
+            writeAll(descriptor, before);  // its room is still there
+        if (ftruncate(descriptor, before.size()) != 0)
+            error = errno;
+        return failed(systemReason(error));
     }
     bool failed(const QString& reason) {
         m_reason = reason;

@@ -69,6 +69,12 @@ void sweep(const std::string& folder) {
     ::closedir(directory);
 }
 
+/// Whether the other end is closed, be it since the last round.
+bool hasHungUp(int descriptor) {
+    pollfd state{descriptor, 0, 0};
+    return ::poll(&state, 1, 0) > 0 && (state.revents & (POLLHUP | POLLERR));
+}
+
 /// The usual path, in a folder that belongs to this user alone; empty, with a reason, when there is none.
 std::string usualPath(std::string& why) {
     const char* runtime = std::getenv("XDG_RUNTIME_DIR");
@@ -171,8 +177,9 @@ void SocketServer::accept() {
         return;
     Client client;
     client.descriptor = descriptor;
-    client.surplus =
-        std::count_if(clients_.begin(), clients_.end(), [](const Client& c) { return !c.surplus; }) >= kMostClients;
+    client.surplus = std::count_if(clients_.begin(), clients_.end(), [](const Client& c) {
+                         return !c.surplus && !c.ended && !hasHungUp(c.descriptor);
+                     }) >= kMostClients;
     if (client.surplus) {
         // Open for what it still sends until it closes, for a failure to send may cost it the answer.
         ::send(descriptor, kTooMany, sizeof kTooMany - 1, MSG_NOSIGNAL);
@@ -247,11 +254,11 @@ void SocketServer::run() {
             if (client.descriptor >= 0 && ((client.ended && client.output.empty()) || events & POLLERR))
                 client.descriptor = (::close(client.descriptor), -1);
         }
-        if (polled_[1].revents & POLLIN)
-            accept();
         clients_.erase(
             std::remove_if(clients_.begin(), clients_.end(), [](const Client& c) { return c.descriptor < 0; }),
             clients_.end());
+        if (polled_[1].revents & POLLIN)
+            accept();
     }
 }
 
