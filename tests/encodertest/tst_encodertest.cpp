@@ -3,6 +3,8 @@
 #include <cmath>
 #include <functional>
 
+#include <limits>
+
 #include "servostate.h"
 #include "standin.h"
 #include "windowtest.h"
@@ -254,6 +256,14 @@ private slots:
         QVERIFY(log().last().endsWith("] Temperature Error (81.000) detected at axis 1"));
         ticks(6000);
         QVERIFY(still());
+        // A temperature that is no number is too hot.
+        window->stopEncoderTest();
+        device().celsius[1] = 20.0f;
+        runAt({0, 0, 0});
+        QVERIFY(running());
+        device().celsius[1] = std::numeric_limits<float>::quiet_NaN();
+        ticks(10);
+        QVERIFY(!window->m_bServoControl && log().last().contains("] Temperature Error (nan)"));
     }
 
     // The limit ends the run on the way of step 2, and pushes again and again at step 0.
