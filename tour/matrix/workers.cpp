@@ -29,7 +29,6 @@ Workers::Workers(const QString& program, const QStringList& arguments, int jobs,
         m_workers.push_back(std::make_unique<Worker>());
         Worker& worker = *m_workers.back();
         worker.process.setProcessChannelMode(QProcess::SeparateChannels);
-        worker.process.setStandardErrorFile(QProcess::nullDevice());
         worker.limit.setSingleShot(true);
         connect(&worker.limit, &QTimer::timeout, this, [&worker] {
             worker.late = true;
@@ -138,6 +137,7 @@ void Workers::finishCell(Worker& worker, const CellResult& result) {
     const std::size_t cell = worker.todo.front();
     worker.todo.pop_front();
     worker.limit.stop();
+    worker.process.readAllStandardError();  // what it said so far is of cells that went well
     worker.busy = false;
     (*m_results)[cell] = result;
     --m_left;
@@ -148,15 +148,25 @@ void Workers::finishCell(Worker& worker, const CellResult& result) {
         deal();
 }
 
+/// How it ended, and the last it said before that.
+QString Workers::lastWords(Worker& worker) const {
+    if (worker.late)
+        return QString("no end within %1 s").arg(m_limit);
+    if (worker.process.error() == QProcess::FailedToStart)
+        return "the worker could not be started";
+    const char* how = worker.process.exitStatus() == QProcess::CrashExit ? "the worker was ended by signal %1"
+                                                                         : "the worker ended, with code %1";
+    QString words = QString(how).arg(worker.process.exitCode());
+    const QString said = QString::fromLocal8Bit(worker.process.readAllStandardError()).simplified();
+    return said.isEmpty() ? words : words + ": " + said.right(300);
+}
+
 void Workers::died(Worker& worker) {
     if (!worker.busy)
         return;
     CellResult result;
     result.played = true;
-    result.broken = worker.late ? QString("no end within %1 s").arg(m_limit)
-                    : worker.process.error() == QProcess::FailedToStart
-                        ? QString("the worker could not be started")
-                        : QString("the worker ended, with code %1").arg(worker.process.exitCode());
+    result.broken = lastWords(worker);
     // Not from within the process's own signal: the next cell starts it anew.
     QTimer::singleShot(0, this, [this, &worker, result] { finishCell(worker, result); });
 }

@@ -29,6 +29,7 @@ private:
     bool takeWork(Worker& worker);
     void readAnswers(Worker& worker);
     void finishCell(Worker& worker, const CellResult& result);
+    QString lastWords(Worker& worker) const;
     void died(Worker& worker);
 
     QString m_program;
