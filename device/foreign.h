@@ -76,9 +76,9 @@ inline bool isUnseen(unsigned code) {
            || (code >= 0x2028 && code <= 0x202E) || (code >= 0x2060 && code <= 0x206F) || code == 0xFEFF;
 }
 
-/// UTF-8 text as a message may repeat it: '?' for what is not printable, and of more than 200 characters the
+/// UTF-8 text as a message may repeat it: '?' for what is not printable, and of more than `most` characters the
 /// beginning and the end, where a path has its name.
-inline std::string printable(const std::string& text) {
+inline std::string printable(const std::string& text, std::size_t most = kLongestShown) {
     constexpr std::size_t kEnd = 77;
     constexpr char kGap[] = "...";
     std::string shown;
@@ -93,9 +93,9 @@ inline std::string printable(const std::string& text) {
             shown.append(text, i, length);
         i += std::max<std::size_t>(length, 1);
     }
-    if (starts.size() <= kLongestShown)
+    if (starts.size() <= most)
         return shown;
-    const std::size_t begin = kLongestShown - kEnd - (sizeof kGap - 1);
+    const std::size_t begin = most - kEnd - (sizeof kGap - 1);
     return shown.substr(0, starts[begin]) + kGap + shown.substr(starts[starts.size() - kEnd]);
 }
 

@@ -1,0 +1,265 @@
+// The servo loop: starting, stopping, its thread and its rate, beside what the machine gives to a thread of ours.
+#include <pthread.h>
+#include <sched.h>
+
+#include <algorithm>
+#include <complex>
+#include <random>
+#include <thread>
+
+#include "bench.h"
+
+namespace librarycheck {
+namespace {
+
+constexpr int kStops = 1000;
+constexpr double kRateSeconds = 0.7;
+constexpr int kStatusCodes[] = {0, -1, -2, -4, -5, -13, -28, -29, -30, -31, -32};
+
+std::string startsEarly(Bench& bench) {
+    RunningLoop loop(bench.lib, -1);
+    int status = 0;
+    try {
+        loop.start(0);
+    } catch (const Broken&) {
+        status = -1;
+    }
+    sleepFor(30);
+    loop.stop();
+    demand(status < 0, "it started before createServoLoop, and ticked %llu times",
+           static_cast<unsigned long long>(loop.ticks()));
+    demand(loop.lateCalls() == 0, "the start was refused, and the loop called back all the same");
+    return "refused";
+}
+
+std::string stopsIdle(Bench& bench) {
+    bench.lib.stopServoLoop();
+    demand(!bench.lib.isServoLoopRunning(), "isServoLoopRunning is true where nothing runs");
+    bench.lib.createServoLoop();
+    bench.lib.stopServoLoop();
+    demand(!bench.lib.isServoLoopRunning(), "isServoLoopRunning is true where nothing runs");
+    return "before and after createServoLoop";
+}
+
+std::string callsBack(Bench& bench) {
+    const OpenDevice device(bench);
+    RunningLoop loop(bench.lib, device.id, [] {});
+    for (int run = 0; run < 3; ++run) {
+        loop.start(30);
+        demand(bench.lib.isServoLoopRunning(), "isServoLoopRunning is false while the loop ticks");
+        loop.stop();
+        demand(!bench.lib.isServoLoopRunning(), "isServoLoopRunning is true after the stop");
+        demand(!loop.onCaller(), "a tick ran on the thread that had started the loop");
+        demand(loop.oneThread(), "ticks of one run came on several threads");
+        demand(!loop.overlapped(), "two ticks were under way at once");
+        demand(loop.saidRunning(), "isServoLoopRunning is false inside a tick");
+    }
+    return "three runs";
+}
+
+std::string stops(Bench& bench) {
+    const OpenDevice device(bench);
+    RunningLoop loop(bench.lib, device.id);
+    std::minstd_rand dice(1);
+    std::uniform_real_distribution<double> moment(0.0, 1000.0 / bench.options.rate);
+    int late = 0;
+    double longest = 0.0;
+    for (int i = 0; i < kStops; ++i) {
+        loop.start();
+        sleepFor(moment(dice));  // anywhere in a period
+        const std::uint64_t before = loop.lateCalls();
+        const std::int64_t asked = nanoseconds();
+        loop.stop();
+        longest = std::max(longest, static_cast<double>(nanoseconds() - asked) / 1e6);
+        sleepFor(1300.0 / bench.options.rate);
+        late += loop.lateCalls() != before ? 1 : 0;
+    }
+    demand(late == 0, "%d of %d stops were followed by a callback", late, kStops);
+    return text("%d stops, the longest took %.1f ms", kStops, longest);
+}
+
+// --- Rates -----------------------------------------------------------------------------------------
+
+struct Regularity {
+    double rate = 0.0;  ///< Hz, of the ticks that came
+    int ticks = 0;
+    int lost = 0;            ///< periods without a tick
+    double lateness = 0.0;  ///< us, median, from an even grid
+};
+
+/// The mean of the ticks' phases on a grid of this rate: its length, 0 to 1, tells how well they lie on it.
+std::complex<double> meanPhase(const std::vector<std::int64_t>& times, double rate) {
+    std::complex<double> sum = 0.0;
+    for (const std::int64_t time : times)
+        sum += std::polar(1.0, 2.0 * M_PI * rate * 1e-9 * static_cast<double>(time - times.front()));
+    return sum / static_cast<double>(times.size());
+}
+
+/// The rate is the peak of the ticks' periodogram around the one that was asked for, which late and lost ticks leave where
+/// it is; where there is none, ticks by time.
+Regularity regularityOf(const std::vector<std::int64_t>& times, double wanted) {
+    constexpr double kAround = 0.08, kStepHertz = 0.4, kFlat = 0.25;
+    Regularity r;
+    r.ticks = static_cast<int>(times.size());
+    if (times.size() < 10)
+        return r;
+    const double seconds = 1e-9 * static_cast<double>(times.back() - times.front());
+    double best = 0.0;
+    for (double rate = wanted * (1 - kAround); rate < wanted * (1 + kAround); rate += kStepHertz) {
+        const double here = std::abs(meanPhase(times, rate));
+        if (here > best) {
+            best = here;
+            r.rate = rate;
+        }
+    }
+    if (best < kFlat)
+        r.rate = (r.ticks - 1) / seconds;
+    r.lost = std::max(0, static_cast<int>(std::lround(seconds * r.rate)) + 1 - r.ticks);
+    const double anchor = std::arg(meanPhase(times, r.rate)) / (2.0 * M_PI);
+    std::vector<double> late;
+    for (const std::int64_t time : times) {
+        const double at = 1e-9 * static_cast<double>(time - times.front()) * r.rate - anchor;
+        late.push_back(std::abs(at - std::lround(at)) / r.rate * 1e6);
+    }
+    r.lateness = medianOf(late);
+    return r;
+}
+
+/// What this machine gives to a thread that wakes at the same rate, with the scheduling that it gets.
+class MachineClock {
+public:
+    explicit MachineClock(int rate) : period_(1000000000LL / rate), thread_([this] { run(); }) {}
+    ~MachineClock() {
+        quit_ = true;
+        thread_.join();
+    }
+    std::vector<std::int64_t> end() {
+        quit_ = true;
+        thread_.join();
+        thread_ = std::thread([] {});
+        return times_;
+    }
+
+private:
+    void run() {
+        sched_param parameter{};
+        parameter.sched_priority = 10;
+        pthread_setschedparam(pthread_self(), SCHED_FIFO, &parameter);
+        std::int64_t next = nanoseconds() + period_;
+        while (!quit_) {
+            const timespec t{static_cast<time_t>(next / 1000000000LL), static_cast<long>(next % 1000000000LL)};
+            clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &t, nullptr);
+            const std::int64_t now = nanoseconds();
+            times_.push_back(now);
+            next += period_ * (1 + std::max<std::int64_t>(0, now - next) / period_);
+        }
+    }
+
+    const std::int64_t period_;
+    std::atomic<bool> quit_{false};
+    std::vector<std::int64_t> times_;
+    std::thread thread_;
+};
+
+std::string rateOf(Bench& bench, const OpenDevice& device, int rate) {
+    bench.lib.setServoLoopRate(rate);
+    RunningLoop loop(bench.lib, device.id);
+    loop.start(10);
+    MachineClock machine(rate);
+    sleepFor(1000.0 * kRateSeconds);
+    const std::vector<std::int64_t> machineTimes = machine.end();
+    loop.stop();
+    const Regularity given = regularityOf(machineTimes, rate);
+    const Regularity r = regularityOf(loop.times(), rate);
+    const std::string seen =
+        text("%.1f Hz, %d ticks and %d lost, %.0f us off the grid; this machine: %d ticks and %d lost, %.0f us", r.rate,
+             r.ticks, r.lost, r.lateness, given.ticks, given.lost, given.lateness);
+    demand(std::abs(r.rate / rate - 1.0) < 0.01, "%s", seen.c_str());
+    const double lost = static_cast<double>(r.lost) / std::max(1, r.ticks + r.lost);
+    const double usual = static_cast<double>(given.lost) / std::max(1, given.ticks + given.lost);
+    demand(lost < 0.1 + 3.0 * usual, "%s", seen.c_str());
+    return seen;
+}
+
+std::string rates(Bench& bench) {
+    const OpenDevice device(bench);
+    speakOf(bench, "loop.rate1000", [&] { return rateOf(bench, device, 1000); });
+    speakOf(bench, "loop.rate2000", [&] { return rateOf(bench, device, 2000); });
+    speakOf(bench, "loop.rate3000", [&] { return rateOf(bench, device, 3000); });
+    speakOf(bench, "loop.rate4000", [&] { return rateOf(bench, device, 4000); });
+    return "";
+}
+
+std::string rateChanges(Bench& bench) {
+    const OpenDevice device(bench);
+    bench.lib.setServoLoopRate(1000);
+    RunningLoop loop(bench.lib, device.id);
+    loop.start(50);
+    bench.lib.setServoLoopRate(2000);
+    sleepFor(100);
+    const std::size_t before = loop.times().size();
+    sleepFor(400);
+    loop.stop();
+    std::vector<std::int64_t> times = loop.times();
+    times.erase(times.begin(), times.begin() + static_cast<std::ptrdiff_t>(before));
+    const Regularity r = regularityOf(times, 2000);
+    demand(std::abs(r.rate / 2000.0 - 1.0) < 0.02, "from 1000 to 2000 Hz: %.1f Hz", r.rate);
+    return text("from 1000 to 2000 Hz: %.1f Hz", r.rate);
+}
+
+std::string instantRate(Bench& bench) {
+    const OpenDevice device(bench);
+    std::vector<double> values;
+    values.reserve(2000);
+    RunningLoop loop(bench.lib, device.id, [&] {
+        if (values.size() < values.capacity())
+            values.push_back(bench.lib.get_tharlen_inst_rate(device.id));
+    });
+    loop.start(300);
+    loop.stop();
+    const double rate = medianOf(values);
+    demand(std::abs(rate / bench.options.rate - 1.0) < 0.1, "its median is %g Hz on a loop of %d Hz", rate,
+           bench.options.rate);
+    return text("median %.1f Hz", rate);
+}
+
+std::string statuses(Bench& bench) {
+    const OpenDevice device(bench);
+    std::vector<int> values;
+    values.reserve(400);
+    RunningLoop loop(bench.lib, device.id);
+    loop.start();
+    while (values.size() < 300) {
+        loop.wait(1);
+        values.push_back(loop.status());
+    }
+    loop.stop();
+    int unusual = 0;
+    for (const int status : values) {
+        demand(std::find(std::begin(kStatusCodes), std::end(kStatusCodes), status) != std::end(kStatusCodes),
+               "it gave %d, which the application shows nothing of", status);
+        unusual = status != 0 ? status : unusual;
+    }
+    return unusual ? text("also %d", unusual) : "0";
+}
+
+}  // namespace
+
+std::vector<Check> loopChecks() {
+    return {
+        {"loop.early", {"loop.early"}, Check::Nothing, 20, startsEarly},
+        {"loop.idle", {"loop.idle"}, Check::Nothing, 20, stopsIdle},
+        {"loop.calls", {"loop.calls"}, Check::OneArm, 20, callsBack},
+        {"loop.stops", {"loop.stops"}, Check::OneArm, 60, stops},
+        {"loop.rates",
+         {"loop.rate1000", "loop.rate2000", "loop.rate3000", "loop.rate4000"},
+         Check::OneArm,
+         30,
+         rates},
+        {"loop.change", {"loop.change"}, Check::OneArm, 20, rateChanges},
+        {"loop.instant", {"loop.instant"}, Check::OneArm, 20, instantRate},
+        {"loop.status", {"loop.status"}, Check::EachArm, 20, statuses},
+    };
+}
+
+}  // namespace librarycheck
