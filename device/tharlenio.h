@@ -21,6 +21,9 @@
 #include <cstdint>
 #include <type_traits>
 
+// A library that is built with -fvisibility=hidden exports what is declared here, up to the end of the file.
+#pragma GCC visibility push(default)
+
 // --- Scalar names of the library ---------------------------------------------------------------
 
 using LONG = long;                // 64 bits, signed
@@ -332,3 +335,5 @@ CIOConnection* get_connection_data(int id);              ///< null when none [G,
 CTHARLeNAutoCalibration* get_calibration_data(int id);   ///< [G]
 
 }  // extern "C"
+
+#pragma GCC visibility pop

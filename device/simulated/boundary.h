@@ -1,4 +1,5 @@
-// The two public headers of this library, with their symbols exported; everything else stays hidden.
+// The two public headers of this library, with their symbols exported (tharlenio.h exports its own); everything else
+// stays hidden.
 #pragma once
 
 #include <array>
@@ -8,7 +9,8 @@
 #include <type_traits>
 #include <vector>
 
+#include "device/tharlenio.h"
+
 #pragma GCC visibility push(default)
 #include "device/simulated/armcontrol.h"
-#include "device/tharlenio.h"
 #pragma GCC visibility pop
