@@ -172,10 +172,7 @@ int disable_tharlen(int id) {
         return 0;
     });
 }
-int createServoLoop() {
-    servo.created = true;
-    return 0;
-}
+int createServoLoop() { return servo.created = true, 0; }
 int setServoLoopRate(int rate) {
     if (rate != 1000 && rate != 2000 && rate != 3000 && rate != 4000)
         return -1;
@@ -183,10 +180,7 @@ int setServoLoopRate(int rate) {
     return 0;
 }
 int startServoLoop(ServoCallback callback, void* pUserData) { return servo.start(callback, pUserData); }
-int stopServoLoop() {
-    servo.stop();
-    return 0;
-}
+int stopServoLoop() { return servo.stop(), 0; }
 bool isServoLoopRunning() { return servo.running(); }
 int update_tharlen(int id) {
     return with(id, 0, [] {

@@ -1,0 +1,195 @@
+// The simulated arm's library with one promise broken, which one by a macro of the build. What is not defined here is the
+// simulated library's own, behind this one in the search.
+#include <dlfcn.h>
+#include <pthread.h>
+#include <time.h>
+
+#include <atomic>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <stdexcept>
+#include <thread>
+
+#include "device/tharlenio.h"
+
+namespace {
+
+/// The simulated library's operation of this name.
+template <typename F>
+[[maybe_unused]] F* healthy(F*, const char* symbol) {
+    return reinterpret_cast<F*>(dlsym(RTLD_NEXT, symbol));
+}
+#define HEALTHY(name) healthy(&name, #name)
+
+[[maybe_unused]] void pause(double milliseconds) {
+    const timespec t{0, static_cast<long>(milliseconds * 1e6)};
+    nanosleep(&t, nullptr);
+}
+
+}  // namespace
+
+#if defined(LATE_CALLBACK)
+namespace {
+ServoCallback lastCallback;
+void* lastData;
+}  // namespace
+int startServoLoop(ServoCallback callback, void* pUserData) {
+    lastCallback = callback;
+    lastData = pUserData;
+    return HEALTHY(startServoLoop)(callback, pUserData);
+}
+int stopServoLoop() {
+    const int result = HEALTHY(stopServoLoop)();
+    if (lastCallback)
+        std::thread([] {
+            pause(0.4);
+            lastCallback(lastData);
+        }).detach();
+    return result;
+}
+
+#elif defined(WRONG_SIGN)
+// A motor that is wired the wrong way round: forces do not know of it, nor does what reads a command back.
+namespace {
+std::atomic<bool> byCounts{false};
+}
+int command_motor_dac_values(int id, const long dac[6]) {
+    byCounts = true;
+    const long turned[6] = {dac[0], -dac[1], dac[2], dac[3], dac[4], dac[5]};
+    return HEALTHY(command_motor_dac_values)(id, turned);
+}
+int send_tharlen_force(int id, const float force[6]) {
+    byCounts = false;
+    return HEALTHY(send_tharlen_force)(id, force);
+}
+int get_last_motor_dac_values(int id, long dac[6]) {
+    const int result = HEALTHY(get_last_motor_dac_values)(id, dac);
+    if (byCounts)
+        dac[1] = -dac[1];
+    return result;
+}
+
+#elif defined(UNENDED_NAME)
+int CTHARLeNMgr::EnumerateTHARLeNs(CTHARLeNDevice** apDevices) {
+    using Enumerate = int (*)(CTHARLeNMgr*, CTHARLeNDevice**);
+    const auto real = reinterpret_cast<Enumerate>(
+        dlsym(RTLD_NEXT, "_ZN11CTHARLeNMgr17EnumerateTHARLeNsEPP14CTHARLeNDevice"));
+    const int count = real(this, apDevices);
+    std::memset(apDevices[1]->m_szName, 'A', sizeof apDevices[1]->m_szName);
+    return count;
+}
+
+#elif defined(LONGER_RECORD)
+int CTHARLeNMgr::EnumerateTHARLeNs(CTHARLeNDevice** apDevices) {
+    using Enumerate = int (*)(CTHARLeNMgr*, CTHARLeNDevice**);
+    const auto real = reinterpret_cast<Enumerate>(
+        dlsym(RTLD_NEXT, "_ZN11CTHARLeNMgr17EnumerateTHARLeNsEPP14CTHARLeNDevice"));
+    const int count = real(this, apDevices);
+    for (int i = 0; i < count; ++i) {
+        void* const longer = ::operator new(sizeof(CTHARLeNDevice) + 64);
+        std::memcpy(longer, static_cast<void*>(apDevices[i]), sizeof(CTHARLeNDevice));
+        delete apDevices[i];
+        apDevices[i] = static_cast<CTHARLeNDevice*>(longer);
+    }
+    return count;
+}
+
+#elif defined(THROWS)
+int get_tharlen_pos(int id, float position[3]) {
+    if (id >= 0)
+        throw std::runtime_error("no position today");
+    return HEALTHY(get_tharlen_pos)(id, position);
+}
+
+#elif defined(HANGS)
+int get_stylus_presence(int id) {
+    while (id >= 0)
+        pause(100);
+    return 0;
+}
+
+#elif defined(CRASHES)
+CTHARLeNAutoCalibration* get_calibration_data(int id) {
+    if (id >= 0)
+        std::abort();
+    return nullptr;
+}
+
+#elif defined(STAYS_ON)
+int disable_tharlen(int id) {
+    return HEALTHY(is_tharlen_forces_enabled)(id) ? 0 : HEALTHY(disable_tharlen)(id);
+}
+
+#elif defined(FAST_RATE)
+namespace {
+std::atomic<bool> wanted{false};
+std::atomic<int> hertz{1000};
+std::thread ticker;
+}  // namespace
+int setServoLoopRate(int rate) {
+    hertz = rate;
+    return HEALTHY(setServoLoopRate)(rate);
+}
+// The early start is the simulated library's, and a loop of ours takes over where that one runs.
+int startServoLoop(ServoCallback callback, void* pUserData) {
+    static std::atomic<int> silent{0};
+    const int status = HEALTHY(startServoLoop)([](void*) { return ++silent, 0; }, nullptr);
+    if (status < 0 || wanted.exchange(true))
+        return status;
+    ticker = std::thread([=] {
+        timespec t{};
+        clock_gettime(CLOCK_MONOTONIC, &t);
+        sched_param priority{};
+        priority.sched_priority = 60;
+        pthread_setschedparam(pthread_self(), SCHED_FIFO, &priority);
+        while (wanted) {
+            t.tv_nsec += static_cast<long>(1e9 / (1.02 * hertz));
+            if (t.tv_nsec >= 1000000000L) {
+                t.tv_nsec -= 1000000000L;
+                ++t.tv_sec;
+            }
+            clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &t, nullptr);
+            if (wanted)
+                callback(pUserData);
+        }
+    });
+    return status;
+}
+int stopServoLoop() {
+    wanted = false;
+    if (ticker.joinable())
+        ticker.join();
+    return HEALTHY(stopServoLoop)();
+}
+
+#elif defined(NOT_A_NUMBER)
+int get_tharlen_temp_6dof(int id, float celsius[6]) {
+    const int result = HEALTHY(get_tharlen_temp_6dof)(id, celsius);
+    if (id >= 0)
+        celsius[4] = std::numeric_limits<float>::quiet_NaN();
+    return result;
+}
+
+#elif defined(WRONG_JACOBIAN)
+int get_tharlen_jacobian(int id, double jacobian[6][6]) {
+    const int result = HEALTHY(get_tharlen_jacobian)(id, jacobian);
+    for (int row = 0; row < 6; ++row)
+        for (int column = row + 1; column < 6; ++column)
+            std::swap(jacobian[row][column], jacobian[column][row]);
+    return result;
+}
+
+#elif defined(STRANGE_STATUS)
+int update_tharlen(int id) {
+    return id >= 0 ? 7 : HEALTHY(update_tharlen)(id);
+}
+
+#elif defined(EMPTY)
+// No operation at all, and nothing behind it.
+extern "C" const char* nothing() {
+    return "";
+}
+
+#endif
