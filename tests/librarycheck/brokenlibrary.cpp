@@ -23,6 +23,11 @@ template <typename F>
 }
 #define HEALTHY(name) healthy(&name, #name)
 
+/// A handle that the simulated library gives, and not one that was made up.
+[[maybe_unused]] bool isOpen(int id) {
+    return id >= 0 && id < 1000;
+}
+
 [[maybe_unused]] void pause(double milliseconds) {
     const timespec t{0, static_cast<long>(milliseconds * 1e6)};
     nanosleep(&t, nullptr);
@@ -98,21 +103,21 @@ int CTHARLeNMgr::EnumerateTHARLeNs(CTHARLeNDevice** apDevices) {
 
 #elif defined(THROWS)
 int get_tharlen_pos(int id, float position[3]) {
-    if (id >= 0)
+    if (isOpen(id))
         throw std::runtime_error("no position today");
     return HEALTHY(get_tharlen_pos)(id, position);
 }
 
 #elif defined(HANGS)
 int get_stylus_presence(int id) {
-    while (id >= 0)
+    while (isOpen(id))
         pause(100);
     return 0;
 }
 
 #elif defined(CRASHES)
 CTHARLeNAutoCalibration* get_calibration_data(int id) {
-    if (id >= 0)
+    if (isOpen(id))
         std::abort();
     return nullptr;
 }
@@ -127,7 +132,15 @@ namespace {
 std::atomic<bool> wanted{false};
 std::atomic<int> hertz{1000};
 std::thread ticker;
+thread_local bool ticking = false;
 }  // namespace
+// The simulated library knows its own servo thread only, where it does not wait.
+int enable_tharlen_forces(int id) {
+    return ticking ? enable_tharlen_forces_no_wait(id) : HEALTHY(enable_tharlen_forces)(id);
+}
+int disable_tharlen_forces(int id) {
+    return ticking ? disable_tharlen_forces_no_wait(id) : HEALTHY(disable_tharlen_forces)(id);
+}
 int setServoLoopRate(int rate) {
     hertz = rate;
     return HEALTHY(setServoLoopRate)(rate);
@@ -139,6 +152,7 @@ int startServoLoop(ServoCallback callback, void* pUserData) {
     if (status < 0 || wanted.exchange(true))
         return status;
     ticker = std::thread([=] {
+        ticking = true;
         timespec t{};
         clock_gettime(CLOCK_MONOTONIC, &t);
         sched_param priority{};
@@ -167,7 +181,7 @@ int stopServoLoop() {
 #elif defined(NOT_A_NUMBER)
 int get_tharlen_temp_6dof(int id, float celsius[6]) {
     const int result = HEALTHY(get_tharlen_temp_6dof)(id, celsius);
-    if (id >= 0)
+    if (isOpen(id))
         celsius[4] = std::numeric_limits<float>::quiet_NaN();
     return result;
 }
@@ -183,7 +197,7 @@ int get_tharlen_jacobian(int id, double jacobian[6][6]) {
 
 #elif defined(STRANGE_STATUS)
 int update_tharlen(int id) {
-    return id >= 0 ? 7 : HEALTHY(update_tharlen)(id);
+    return isOpen(id) ? 7 : HEALTHY(update_tharlen)(id);
 }
 
 #elif defined(EMPTY)
