@@ -6,6 +6,7 @@ program=$1 library=$2 launcher=$3 source=$4 cmake=$5 compiler=$6
 unset NOLVA_DEVICE_LIBRARY LD_LIBRARY_PATH LD_BIND_NOW WAYLAND_DISPLAY DISPLAY
 box=$(mktemp -d)
 trap 'rm -r "$box"' EXIT
+export LC_ALL=C KNDD_HOME=$box
 failed=0
 
 # expect CASE STATUS TEXT COMMAND...: one line on the two outputs together, TEXT in it, and the exit status.
@@ -37,7 +38,6 @@ cp "$library" good/another.so
 printf '%64s' "no library" >"text/$name"
 cp "$library" "machine/$name"
 printf '\050' | dd of="machine/$name" bs=1 seek=18 conv=notrunc status=none
-export LC_ALL=C
 sed 's/get_pinch_value/got_pinch_value/g' "$library" >"lacking/$name"
 sed 's/libc\.so\.6/libq.so.6/g' "$library" >"needy/$name"
 sed "s/$name/libTharlenIOLib43.so/g" "$library" >"other/$name"
