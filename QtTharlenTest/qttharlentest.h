@@ -621,6 +621,7 @@ private:
     void enterPerformanceTesting();
     void leavePerformanceTesting();
     void endPages();
+    QString shownPage() const;
     bool m_sceneLeft = false;  ///< the last tab was left on a page with a scene, which then waits
     void passAdvancedModeGate();
     void setModes(bool manufacturing, bool encoderTest, bool performance);
