@@ -163,6 +163,7 @@ void FaultList::showRow(int row) {
     item->setFlags(fault.heading ? Qt::ItemFlags() : Qt::ItemIsSelectable | Qt::ItemIsEnabled | Qt::ItemIsUserCheckable);
     if (fault.heading) {
         item->setText(Name, tr("Manners of the library"));
+        item->setForeground(Name, palette().text());  // nothing to switch, and to be read all the same
         item->setData(Name, Qt::CheckStateRole, QVariant());
         return;
     }
