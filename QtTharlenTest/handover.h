@@ -82,22 +82,41 @@ class ForceGate {
 public:
     /// Any thread.
     void close() noexcept { m_closings.fetch_add(1); }
+    /// For as long as it lives every tick finds the gate shut, those that begin meanwhile too. [G]
+    class Hold {
+    public:
+        Hold(ForceGate& gate, bool wanted) noexcept : m_gate(gate), m_mine(wanted && !gate.m_held.exchange(true)) {
+            if (m_mine)
+                gate.close();
+        }
+        ~Hold() {
+            if (m_mine)
+                m_gate.m_held = false;
+        }
+        Hold(const Hold&) = delete;
+        Hold& operator=(const Hold&) = delete;
+
+    private:
+        ForceGate& m_gate;
+        const bool m_mine;
+    };
     /// [S]
     void beginTick() noexcept {
         m_begunAt = m_closings.load();
         m_inTick = true;
     }
-    /// Whether it was closed since the tick under way began; never outside a tick. [S]
-    bool shut() const noexcept { return m_inTick && m_closings.load() != m_begunAt; }
-    /// As shut(), of a tick that ends. [S]
+    /// Whether it is held, or was closed since the tick under way began; never outside a tick. [S]
+    bool shut() const noexcept { return m_inTick && (m_held || m_closings.load() != m_begunAt); }
+    /// As shut(), of a tick that ends; of one that ended before, whether it is held. [S]
     bool endTick() noexcept {
         const bool wasShut = m_inTick && m_closings.fetch_add(0) != m_begunAt;
         m_inTick = false;
-        return wasShut;
+        return wasShut || m_held;
     }
 
 private:
     std::atomic<unsigned> m_closings{0};
+    std::atomic<bool> m_held{false};
     unsigned m_begunAt = 0;  ///< the servo thread's own
     bool m_inTick = false;
 };

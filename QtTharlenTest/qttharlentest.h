@@ -517,9 +517,15 @@ private:
     void restartLoop();
     void stopLoop();
     void tellForceNotFinite();
+    void watchWindow();
+    std::int64_t m_lastLook = -1;      ///< ms, of the watch on the loop
+    std::int64_t m_stoodStillAt = -1;  ///< ms, where the line about it is still in the error browser
     void forgetError(const char* text);
     QTimer* m_loopWatchTimer = nullptr;
     int m_deviceOpening = 0;
+    int openDevice(const QString& name);
+    bool closeUnstarted();
+    int m_unstarted = -1;  ///< handle of a device whose loop has not been started yet
     QString errorLine(const QString& text);
     QString m_lastSaid;
     QElapsedTimer m_sinceLastSaid;
@@ -615,6 +621,7 @@ private:
     void enterPerformanceTesting();
     void leavePerformanceTesting();
     void endPages();
+    QString shownPage() const;
     bool m_sceneLeft = false;  ///< the last tab was left on a page with a scene, which then waits
     void passAdvancedModeGate();
     void setModes(bool manufacturing, bool encoderTest, bool performance);

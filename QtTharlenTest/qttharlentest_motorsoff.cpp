@@ -7,6 +7,10 @@
 
 namespace {
 
+constexpr int kLongestGap = 1000;     ///< ms between two looks
+constexpr int kStillToldFor = 10000;  ///< ms
+constexpr char kStoodStill[] = "The window stood still";
+
 /// Runs a call of the library that may not keep the next one from being made.
 template <class Call>
 void shielded(Call call) noexcept {
@@ -131,6 +135,30 @@ void qtTharlenTest::watchLoop() {
             break;
     }
     tellForceNotFinite();
+    watchWindow();
+}
+
+// A window that waits, as for a read that hangs, cannot say so meanwhile. It says so afterwards, long enough to be read,
+// and takes no other line's place.
+void qtTharlenTest::watchWindow() {
+    const std::int64_t now = testClock.load()();
+    const std::int64_t gap = m_lastLook < 0 ? 0 : now - m_lastLook;
+    m_lastLook = now;
+    if (gap > kLongestGap) {
+        const QString line = QString("%1 for %2 s: the device library, or this PC, was slow to answer.")
+                                 .arg(kStoodStill)
+                                 .arg(static_cast<double>(gap) / 1000, 0, 'f', 1);
+        bool free;
+        {
+            const ErrorMessageLock lock;
+            free = errorMessage.isEmpty() || errorMessage.contains(kStoodStill);
+        }
+        free ? keepError(line) : sayError(line);
+        m_stoodStillAt = now;
+    } else if (m_stoodStillAt >= 0 && now - m_stoodStillAt > kStillToldFor) {
+        forgetError(kStoodStill);
+        m_stoodStillAt = -1;
+    }
 }
 
 /// Ends the repetition of what is over.

@@ -251,13 +251,19 @@ void qtTharlenTest::enterSummary() {
     ui.back_button->setEnabled(false);
 }
 
+/// Of the list, which may have no current row: the page that was shown then stays.
+QString qtTharlenTest::shownPage() const {
+    const QListWidgetItem* item = ui.listWidget->item(ui.stackedWidget->currentIndex());
+    return item ? item->text() : QString();
+}
+
 // A scene that was ended as the tab was left goes on.
 void qtTharlenTest::enterPerformanceTesting() {
     if (csTharlenID < 0)
         return;
     ui.gain_slider->setValue(0);
     if (m_sceneLeft)
-        ui.listWidget->currentItem()->text() == "Passivity Test" ? enterPassivityPage() : enterFiltersPage();
+        shownPage() == "Passivity Test" ? enterPassivityPage() : enterFiltersPage();
     m_sceneLeft = false;
 }
 

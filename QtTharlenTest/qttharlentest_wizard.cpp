@@ -188,6 +188,9 @@ void qtTharlenTest::updateWizardButtons(int index) {
 void qtTharlenTest::onTabChange(int index) {
     updateWizardButtons(index);
     const QString tab = ui.tabWidget->tabText(ui.tabWidget->currentIndex());
+    // What the next tab reads on entry may take its time, ahead of the calls that switch off: ticks do it meanwhile.
+    // "Select" reads only once it has closed the device.
+    const ForceGate::Hold hold(m_forceGate, csTharlenID >= 0 && tab != "Select");
     if (tab == "Mode")
         enterMode();
     tab == "Select" ? enterSelect() : leaveSelect();

@@ -106,7 +106,21 @@ void FaultList::showState(const ArmState& state) {
     });
 }
 
+/// An empty object stands ahead of what the list ends with: not what is wrong with the arm, but what a library may do.
+QVector<QJsonObject> FaultList::withHeading(const QJsonArray& faults) {
+    QVector<QJsonObject> rows;
+    bool headed = false;
+    for (const QJsonValue& value : faults) {
+        if (value["manner"].toBool() && !headed)
+            rows << QJsonObject();
+        headed = headed || value["manner"].toBool();
+        rows << value.toObject();
+    }
+    return rows;
+}
+
 void FaultList::takeRow(const QJsonObject& json, Fault& fault) const {
+    fault.heading = json.isEmpty();
     fault.name = shown(json["name"].toString());
     fault.unit = shown(json["unit"].toString());
     fault.text = shown(json["text"].toString());
@@ -122,14 +136,15 @@ void FaultList::takeRow(const QJsonObject& json, Fault& fault) const {
 void FaultList::takeList(const QJsonArray& faults) {
     const QScopedValueRollback<bool> filling(filling_, true);
     known_.clear();
-    if (faults.size() != faults_.size()) {
+    const QVector<QJsonObject> rows = withHeading(faults);
+    if (rows.size() != faults_.size()) {
         list_->clear();
-        faults_ = QVector<Fault>(faults.size());
+        faults_ = QVector<Fault>(rows.size());
         for (int row = 0; row < faults_.size(); ++row)
             list_->addTopLevelItem(new QTreeWidgetItem);
     }
     for (int row = 0; row < faults_.size(); ++row) {
-        takeRow(faults[row].toObject(), faults_[row]);
+        takeRow(rows[row], faults_[row]);
         if (faults_[row].on)
             known_ << faults_[row].name;
         showRow(row);
@@ -144,6 +159,14 @@ void FaultList::showRow(int row) {
     const QScopedValueRollback<bool> filling(filling_, true);
     const Fault& fault = faults_[row];
     QTreeWidgetItem* item = list_->topLevelItem(row);
+    item->setFirstColumnSpanned(fault.heading);
+    item->setFlags(fault.heading ? Qt::ItemFlags() : Qt::ItemIsSelectable | Qt::ItemIsEnabled | Qt::ItemIsUserCheckable);
+    if (fault.heading) {
+        item->setText(Name, tr("Manners of the library"));
+        item->setForeground(Name, palette().text());  // nothing to switch, and to be read all the same
+        item->setData(Name, Qt::CheckStateRole, QVariant());
+        return;
+    }
     item->setText(Name, fault.name);
     item->setCheckState(Name, fault.on ? Qt::Checked : Qt::Unchecked);
     const QString axis = fault.axis < 0 ? tr("all") : QString::number(fault.axis + 1);

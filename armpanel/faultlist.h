@@ -32,10 +32,12 @@ private:
         bool on = false;
         int axis = -1;  // -1 is all
         double amount = 0.0;
-        bool chosen = false;  // axis and amount were chosen here, and hold until the fault is cleared
+        bool heading = false;  // a row between groups, which is nothing to switch
+        bool chosen = false;   // axis and amount were chosen here, and hold until the fault is cleared
     };
 
     void takeList(const QJsonArray& faults);
+    static QVector<QJsonObject> withHeading(const QJsonArray& faults);
     void takeRow(const QJsonObject& json, Fault& fault) const;
     void showRow(int row);
     void showSelected();

@@ -92,10 +92,12 @@ TroubleBench::~TroubleBench() {
     resetProcessState();
 }
 
-void TroubleBench::freshArm() {
+void TroubleBench::freshArm(const QString& manner, double amount) {
     m_window.reset();
     armcontrol::resetArm();
     armcontrol::loopStepped(true);
+    if (!manner.isEmpty())
+        armcontrol::setFault(manner.toStdString(), true, -1, amount);
     testClock = &armcontrol::armMilliseconds;
     openWindow();
 }
@@ -213,7 +215,8 @@ constexpr Amount kAmounts[] = {{"hot", 60, 180},
                                {"narrow-gap", 5, 380},
                                {"jitter", 5, 4500},
                                {"stall", 2, 1500},
-                               {"dropped-ticks", 2, 90}};
+                               {"dropped-ticks", 2, 90},
+                               {"hanging-reads", 50, 4000}};
 constexpr int kCodes[] = {-32, -31, -30, -29, -28, -13, -5, -4, -2, -1, -3, -60};
 
 /// The beginning of the line of a status; none for a status without one.
@@ -259,18 +262,25 @@ QString TroubleBench::expectedLine(const QString& fault, int axis, double amount
         return tab() == "Calibrate" ? QString() : lineOf(-13);
     if (fault == "hot" && amount >= arm.warmLimit && (axis < 3 || m_window->is6dof()))
         return lineOf(-1);
+    // The timer of that tab reads again and again.
+    if (fault == "hanging-reads" && amount > 1250 && tab() == "Read Encoder")
+        return "The window stood still for";
     return {};
 }
 
-void TroubleBench::breakArm(const QString& fault, Dice& dice) {
-    double amount = 1;
+double TroubleBench::drawAmount(const QString& fault, Dice& dice) {
     for (const Amount& row : kAmounts)
         if (fault == row.fault)
-            amount = dice.real(row.low, row.high);
+            return dice.real(row.low, row.high);
     if (fault == "status")
-        amount = dice.of(kCodes);
+        return dice.of(kCodes);
     if (fault == "stuck-switch")
-        amount = dice.below(2);
+        return dice.below(2);
+    return fault == "late-stop" ? dice.between(1, 100) : 1;
+}
+
+void TroubleBench::breakArm(const QString& fault, Dice& dice) {
+    const double amount = drawAmount(fault, dice);
     const bool sound = armcontrol::state().faults.empty();
     int axis = dice.between(-1, 5);
     if (!armcontrol::setFault(fault.toStdString(), true, axis, amount).empty())

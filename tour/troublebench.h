@@ -78,7 +78,8 @@ public:
 
     /// Ends window and process, as far as one can see from inside, and starts anew. The arm stays as it is.
     void openWindow();
-    void freshArm();
+    /// With a manner of the library, where one is given, from the first opening on.
+    void freshArm(const QString& manner = {}, double amount = 1);
     /// From wherever the window is to "Mode", to the mode, and on to "Select".
     void choose(Mode mode);
     /// Opens the device with this place in the combo box.
@@ -95,6 +96,8 @@ public:
     void pass(int milliseconds);
     void paint();
 
+    /// One that the fault may have; 1 where it has none.
+    static double drawAmount(const QString& fault, Dice& dice);
     /// Switches a fault on and, where it has a status with a line, waits for the line.
     void breakArm(const QString& fault, Dice& dice);
     void mendArm();

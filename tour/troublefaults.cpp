@@ -1,6 +1,7 @@
 // Each fault in the middle of each test.
 #include <QListWidget>
 #include <QTimer>
+#include <algorithm>
 
 #include "device/simulated/armcontrol.h"
 #include "qttharlenhapticrenderer.h"
@@ -224,6 +225,7 @@ void calibrateArm(Scene& scene) {
     scene.bench.note(QString("calibration: %1").arg(armcontrol::state().calibrationStatus));
 }
 
+/// An empty fault is none to switch: a manner may be on all the time.
 void run(Scene& scene, const Trial& trial, const QString& fault) {
     TroubleBench& bench = scene.bench;
     bench.choose(trial.mode);
@@ -232,7 +234,7 @@ void run(Scene& scene, const Trial& trial, const QString& fault) {
         bench.showAllPages();
     calibrateArm(scene);
     const bool early = scene.dice.oneIn(5);  // before the tab is entered
-    if (early)
+    if (early && !fault.isEmpty())
         bench.breakArm(fault, scene.dice);
     bench.go(trial.tab);
     if (bench.tab() != trial.tab)
@@ -241,10 +243,11 @@ void run(Scene& scene, const Trial& trial, const QString& fault) {
         scene.ui.listWidget->setCurrentRow(trial.page);
     trial.start(scene);
     goOn(scene, trial, moment(trial, scene.dice));
-    if (!early)
+    if (!early && !fault.isEmpty())
         bench.breakArm(fault, scene.dice);
     goOn(scene, trial, moment(trial, scene.dice));
-    bench.mendArm();
+    if (!fault.isEmpty())
+        bench.mendArm();
     goOn(scene, trial, moment(trial, scene.dice));
     // What outlasts its page by design comes to its end here; a page's flag falls with the change of page.
     if (trial.page >= 0) {
@@ -270,7 +273,7 @@ int troubleRound() {
 
 void troubleFaults(TroubleBench& bench, Diary& diary, unsigned seed, long first, long count) {
     constexpr long kRunsOfWindow = 10;
-    const std::vector<std::string> faults = armcontrol::faultNames();
+    const std::vector<std::string> faults = armcontrol::faultNames(), manners = armcontrol::mannerNames();
     constexpr long kTests = static_cast<long>(std::size(kTrials));
     for (long i = first; i < first + count && !FlowTime::cancelled(); ++i) {
         diary.at = i;
@@ -278,10 +281,19 @@ void troubleFaults(TroubleBench& bench, Diary& diary, unsigned seed, long first,
             bench.freshArm();
         Dice dice(seed, i);
         const Trial& trial = kTrials[i % kTests];
-        const std::string& fault = faults[static_cast<std::size_t>(i / kTests) % faults.size()];
-        bench.note(QString("run: %1 with %2").arg(trial.name, QString::fromStdString(fault)));
+        const std::string& name = faults[static_cast<std::size_t>(i / kTests) % faults.size()];
+        const QString fault = QString::fromStdString(name);
+        // A library has its manners from the first opening to the window's end, as a rule.
+        const bool isManner = std::find(manners.begin(), manners.end(), name) != manners.end();
+        const bool always = isManner && !dice.oneIn(3);
+        bench.note(QString("run: %1 with %2%3").arg(trial.name, fault, always ? " all the time" : ""));
+        if (always)
+            bench.freshArm(fault, TroubleBench::drawAmount(fault, dice));
         Scene scene{bench, dice, bench.window(), bench.window().ui};
-        run(scene, trial, QString::fromStdString(fault));
+        run(scene, trial, always ? QString() : fault);
+        if (always)
+            bench.openWindow();
+        bench.mendArm();
         if (dice.oneIn(25))
             bench.paint();
     }

@@ -62,6 +62,8 @@ std::string fleetSource();
 std::string setFault(const std::string& name, bool on, int axis = -1, double amount = 1.0);
 std::string clearFaults();
 std::vector<std::string> faultNames();
+/// Those of them that are manners of the library: what any library may do, and no defect.
+std::vector<std::string> mannerNames();
 
 // --- Heat --------------------------------------------------------------------------------------
 

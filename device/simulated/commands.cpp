@@ -136,6 +136,7 @@ json faultsJson() {
                         {"axis", s.on ? s.axis : -1},
                         {"amount", s.on ? s.amount : f.usual},
                         {"unit", f.unit},
+                        {"manner", isManner(static_cast<Fault>(i))},
                         {"text", f.text}});
     }
     return list;

@@ -224,6 +224,14 @@ std::vector<std::string> faultNames() {
     return names;
 }
 
+std::vector<std::string> mannerNames() {
+    std::vector<std::string> names;
+    for (const std::string& name : faultNames())
+        if (arm::isManner(arm::faultNamed(name)))
+            names.push_back(name);
+    return names;
+}
+
 std::string heatSet(int motor, double winding, double stator) {
     if (motor < -1 || motor >= arm::kAxes)
         return "motor: must lie between -1 and 5";

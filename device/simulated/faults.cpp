@@ -48,6 +48,14 @@ constexpr FaultFigures kTable[] = {
     {"no-loop", S::None, 0, 0, 0, false, "", "the servo loop does not start"},
     {"read-fails", S::Device, 0, 0, 0, false, "",
      "the record of a device cannot be read; the axis is its place in the fleet"},
+    {"late-stop", S::Library, 1, 100, 3, true, "ticks", "a loop that is to stop runs so many ticks more"},
+    {"slow-ticks", S::Library, 1, 100, 5, false, "ms",
+     "refresh and command of a tick take half of this time each; in real time only"},
+    {"one-opening", S::Library, 0, 0, 0, false, "", "a device is not opened while another one is open"},
+    {"eager-loop", S::Library, 0, 0, 0, false, "",
+     "the loop is created by its start, and ticks before the start has returned"},
+    {"hanging-reads", S::Library, 1, 10000, 2000, false, "ms",
+     "a read of the graphical thread hangs for this long, and again after as long a time"},
 };
 static_assert(sizeof(kTable) / sizeof(kTable[0]) == kFaults, "one row for each fault");
 
@@ -62,6 +70,7 @@ int scopeSize(FaultScope scope) {
         case S::Device:
             return 20;
         case S::None:
+        case S::Library:
             break;
     }
     return 0;

@@ -1,4 +1,5 @@
-// What can be wrong with the arm: the table of faults and the switches of those that are on.
+// What can be wrong with the arm, and manners of its library that an application has to bear: the table and the
+// switches of those that are on.
 #pragma once
 
 #include <array>
@@ -34,11 +35,16 @@ enum class Fault {
     InitThrows,
     NoLoop,
     ReadFails,
+    LateStop,
+    SlowTicks,
+    OneOpening,
+    EagerLoop,
+    HangingReads,
     Count
 };
 
-/// What `axis` of a fault counts.
-enum class FaultScope { None, BaseAxis, AnyAxis, Button, Device };
+/// What `axis` of a fault counts. Library: nothing, for it is a manner that any library may have, and no defect.
+enum class FaultScope { None, BaseAxis, AnyAxis, Button, Device, Library };
 
 /// One row of the table. The amount lies in [lowest, highest]; both 0 when the fault has none.
 struct FaultFigures {
@@ -51,6 +57,9 @@ struct FaultFigures {
 };
 
 const FaultFigures& faultFigures(Fault fault);
+inline bool isManner(Fault fault) {
+    return faultFigures(fault).scope == FaultScope::Library;
+}
 /// Fault::Count when there is none of this name.
 Fault faultNamed(const std::string& name);
 

@@ -7,6 +7,12 @@ using arm::Arm;
 using arm::rig;
 using arm::Vector6;
 
+namespace {
+
+constexpr int kEagerTicks = 3;  // ahead of the start's return, of a loop that is eager
+
+}  // namespace
+
 // --- Store -------------------------------------------------------------------------------------
 
 CTHARLeNDevice::CTHARLeNDevice() {
@@ -65,11 +71,11 @@ int setServoLoopRate(int rate) {
 int startServoLoop(ServoCallback callback, void* pUserData) {
     if (rig().withArm([](Arm& a) { return a.faults.on(arm::Fault::NoLoop); }))
         return -1;
-    return rig().loop.start(callback, pUserData);
+    return rig().loop.start(callback, pUserData, rig().manner(arm::Fault::EagerLoop) > 0.0 ? kEagerTicks : 0);
 }
 
 int stopServoLoop() {
-    return rig().loop.stop();
+    return rig().loop.stop(static_cast<int>(rig().manner(arm::Fault::LateStop)));
 }
 bool isServoLoopRunning() {
     return rig().loop.running();
@@ -77,6 +83,7 @@ bool isServoLoopRunning() {
 
 // No device, no error: the first ticks of a loop run before the application knows its handle.
 int update_tharlen(int id) {
+    rig().slowTick();
     return rig().withOpen(id, 0, [](Arm& a) { return a.status(); });
 }
 
@@ -107,6 +114,7 @@ int is_tharlen_forces_enabled(int id) {
 }
 
 int send_tharlen_force(int id, const float force[6]) {
+    rig().slowTick();
     Vector6 wanted;
     for (int i = 0; i < arm::kAxes; ++i)
         wanted[i] = force[i];
@@ -118,6 +126,7 @@ int send_tharlen_force_6dof(int id, const float force[6]) {
 }
 
 int command_motor_voltages(int id, const float volts[6], float sent[6]) {
+    rig().slowTick();
     Vector6 dac;
     for (int i = 0; i < arm::kAxes; ++i) {
         dac[i] = static_cast<double>(volts[i]) * arm::kFullDac;
@@ -132,6 +141,7 @@ int command_motor_voltages(int id, const float volts[6], float sent[6]) {
 }
 
 int command_motor_dac_values(int id, const long dac[6]) {
+    rig().slowTick();
     Vector6 wanted;
     for (int i = 0; i < arm::kAxes; ++i)
         wanted[i] = static_cast<double>(dac[i]);
@@ -155,43 +165,43 @@ int enable_tharlen_velocity_check(int id, int on) {
 }
 
 int unfiltered_device_fault(int id) {
-    return rig().withOpen(id, 1, [](Arm& a) { return a.deviceFault(); });
+    return rig().read(id, 1, [](Arm& a) { return a.deviceFault(); });
 }
 
 // --- Identity and capabilities -----------------------------------------------------------------
 
 const char* get_tharlen_model_type(int id) {
-    return rig().withOpen(id, static_cast<const char*>(""), [](Arm& a) { return a.line->modelString; });
+    return rig().read(id, static_cast<const char*>(""), [](Arm& a) { return a.line->modelString; });
 }
 
 int get_hardware_rev(int id) {
-    return rig().withOpen(id, 0, [](Arm& a) { return a.device.revision; });
+    return rig().read(id, 0, [](Arm& a) { return a.device.revision; });
 }
 
 const char* get_hardware_serial_number(int id) {
-    return rig().keep(rig().withOpen(id, std::string(), [](Arm& a) { return a.device.serial; }));
+    return rig().keep(rig().read(id, std::string(), [](Arm& a) { return a.device.serial; }));
 }
 
 float get_tharlen_nominal_max_force(int id) {
-    return rig().withOpen(id, 0.0f, [](Arm& a) { return a.line->maxForce; });
+    return rig().read(id, 0.0f, [](Arm& a) { return a.line->maxForce; });
 }
 
 float get_tharlen_nominal_max_continuous_force(int id) {
-    return rig().withOpen(id, 0.0f, [](Arm& a) { return a.line->continuousForce; });
+    return rig().read(id, 0.0f, [](Arm& a) { return a.line->continuousForce; });
 }
 
 float get_tharlen_nominal_max_stiffness(int id) {
-    return rig().withOpen(id, 0.0f, [](Arm& a) { return a.line->maxStiffness; });
+    return rig().read(id, 0.0f, [](Arm& a) { return a.line->maxStiffness; });
 }
 
 int tharlen_check_for_gimbal(int id) {
-    return rig().withOpen(id, 0, [](Arm& a) { return a.device.gimbal ? 1 : 0; });
+    return rig().read(id, 0, [](Arm& a) { return a.device.gimbal ? 1 : 0; });
 }
 
 int tharlen_check_for_pinch(int id) {
-    return rig().withOpen(id, 0, [](Arm& a) { return a.device.grip != 0 ? 1 : 0; });
+    return rig().read(id, 0, [](Arm& a) { return a.device.grip != 0 ? 1 : 0; });
 }
 
 int tharlen_which_pinch(int id) {
-    return rig().withOpen(id, 0, [](Arm& a) { return a.device.grip; });
+    return rig().read(id, 0, [](Arm& a) { return a.device.grip; });
 }

@@ -12,7 +12,7 @@ namespace {
 template <int N, typename Out, typename F>
 int fill(int id, Out* out, F f) {
     std::memset(out, 0, N * sizeof *out);
-    return rig().withOpen(id, -1, [&](Arm& a) {
+    return rig().read(id, -1, [&](Arm& a) {
         const auto values = f(a);
         for (int i = 0; i < N; ++i)
             out[i] = static_cast<Out>(values[i]);
@@ -85,20 +85,20 @@ int get_stylus_matrix(int id, float matrix[4][4]) {
 }
 
 int get_stylus_switch(int id, int button) {
-    return rig().withOpen(id, 0, [button](Arm& a) { return a.stylusSwitch(button); });
+    return rig().read(id, 0, [button](Arm& a) { return a.stylusSwitch(button); });
 }
 
 int get_stylus_presence(int id) {
-    return rig().withOpen(id, 0, [](Arm& a) { return a.presence() ? 1 : 0; });
+    return rig().read(id, 0, [](Arm& a) { return a.presence() ? 1 : 0; });
 }
 
 int get_inkwell_switch(int id) {
     rig().fileCalibrationIfDue();
-    return rig().withOpen(id, 0, [](Arm& a) { return a.inkwellSwitch(); });
+    return rig().read(id, 0, [](Arm& a) { return a.inkwellSwitch(); });
 }
 
 double get_pinch_value(int id) {
-    return rig().withOpen(id, 0.0, [](Arm& a) { return a.pinchReading(); });
+    return rig().read(id, 0.0, [](Arm& a) { return a.pinchReading(); });
 }
 
 // Base axes only: three values are written, and no more.
@@ -145,7 +145,7 @@ int set_tharlen_temp_advance(int id, int kind, const float celsius[6]) {
 int get_calibration_status(int id, int* status) {
     rig().fileCalibrationIfDue();
     *status = 0;
-    return rig().withOpen(id, -1, [status](Arm& a) {
+    return rig().read(id, -1, [status](Arm& a) {
         if (a.faults.on(arm::Fault::Unplugged))
             return -1;
         *status = a.calibrationStatus();
@@ -164,7 +164,7 @@ int update_calibration(int id) {
 }
 
 int is_calibration_supported(int id) {
-    return rig().withOpen(id, 0, [](Arm& a) {
+    return rig().read(id, 0, [](Arm& a) {
         switch (a.line->calibration) {
             case arm::CalibrationStyle::HomeSensors:
                 return 1;
@@ -178,7 +178,7 @@ int is_calibration_supported(int id) {
 }
 
 int is_tharlen_reset_supported(int id) {
-    return rig().withOpen(id, 0,
+    return rig().read(id, 0,
                           [](Arm& a) { return a.line->calibration == arm::CalibrationStyle::ResetPose ? 1 : 0; });
 }
 
@@ -190,7 +190,7 @@ int tharlen_reset(int id) {
 }
 
 int is_pinch_calibrated(int id) {
-    return rig().withOpen(id, 0, [](Arm& a) { return a.pinchCalibrated() ? 1 : 0; });
+    return rig().read(id, 0, [](Arm& a) { return a.pinchCalibrated() ? 1 : 0; });
 }
 
 int set_pinch_limits(int id, int minimum, int maximum) {

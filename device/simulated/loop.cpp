@@ -77,7 +77,9 @@ int Loop::setRate(int rate) {
     return 0;
 }
 
-int Loop::start(ServoCallback callback, void* userData) {
+int Loop::start(ServoCallback callback, void* userData, int ticksBefore) {
+    if (ticksBefore > 0)
+        create();
     if (!created_ || !callback)
         return -1;
     {
@@ -87,16 +89,35 @@ int Loop::start(ServoCallback callback, void* userData) {
         running_ = true;
     }
     ensureThread();
+    awaitCallbacks(ticksBefore);
     return 0;
 }
 
-int Loop::stop() {
+int Loop::stop(int ticksAfter) {
+    awaitCallbacks(ticksAfter);
     std::unique_lock<std::mutex> lock(callMutex_);
     callback_ = nullptr;
     running_ = false;
+    called_.notify_all();
     if (!insideCallback)
         called_.wait(lock, [this] { return !calling_; });
     return 0;
+}
+
+// The one that is under way does not count.
+void Loop::awaitCallbacks(int calls) {
+    if (calls <= 0 || insideCallback)
+        return;
+    std::unique_lock<std::mutex> lock(callMutex_);
+    awaited_ = calls + (calling_ ? 1 : 0);
+    const auto ended = [this] { return awaited_ == 0 || !callback_; };
+    if (!stepped_)
+        called_.wait(lock, ended);
+    while (!ended()) {
+        lock.unlock();
+        step(1);
+        lock.lock();
+    }
 }
 
 void Loop::callBack() {
@@ -117,6 +138,7 @@ void Loop::callBack() {
             {
                 const std::lock_guard<std::mutex> lock(loop.callMutex_);
                 loop.calling_ = false;
+                loop.awaited_ = std::max(0, loop.awaited_ - 1);
             }
             loop.called_.notify_all();
         }

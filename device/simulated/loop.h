@@ -36,10 +36,10 @@ public:
     void create() { created_ = true; }
     /// 0, or -1 when the rate is none of 1000, 2000, 3000, 4000.
     int setRate(int rate);
-    /// Attaches the callback. -1 before create() and without a callback.
-    int start(ServoCallback callback, void* userData);
-    /// Detaches it and waits till a callback under way has ended, except inside that callback itself.
-    int stop();
+    /// Attaches the callback. -1 without one, and before create() unless ticks are waited for.
+    int start(ServoCallback callback, void* userData, int ticksBefore = 0);
+    /// Detaches it, `ticksAfter` ticks later, and waits till a callback under way has ended; inside a callback neither.
+    int stop(int ticksAfter = 0);
     bool running() const { return running_; }
 
     /// Starts the thread if the loop is not stepped and has none.
@@ -74,6 +74,8 @@ private:
     Disturbance tick(Nanoseconds now, std::int64_t periods);
     void stamp(Nanoseconds now);
     void callBack();
+    /// Till so many more callbacks have ended; a stepped loop makes the ticks itself. Not inside a callback.
+    void awaitCallbacks(int calls);
     double chance();
 
     static constexpr std::size_t kLatenessPlaces = 10000;
@@ -93,6 +95,7 @@ private:
     ServoCallback callback_ = nullptr;
     void* userData_ = nullptr;
     bool calling_ = false;
+    int awaited_ = 0;  // callbacks that somebody waits for
 
     std::mutex stepMutex_;  // one stepper at a time
     Nanoseconds virtualNow_ = 0;

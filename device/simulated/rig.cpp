@@ -3,6 +3,7 @@
 
 #include <time.h>
 
+#include <cmath>
 #include <stdexcept>
 
 #include "commands.h"
@@ -12,6 +13,12 @@ namespace {
 
 constexpr int kLongestWait = 40;           // half milliseconds until waiting for amplifiers is given up
 constexpr long kHalfMillisecond = 500000;  // ns
+
+void sleepFor(double seconds) {
+    const auto whole = static_cast<time_t>(seconds);
+    const timespec pause{whole, static_cast<long>(1e9 * (seconds - static_cast<double>(whole)))};
+    nanosleep(&pause, nullptr);
+}
 
 }  // namespace
 
@@ -46,6 +53,38 @@ Disturbance Rig::moveArm(double seconds) {
     });
 }
 
+double Rig::manner(Fault fault) {
+    return withArm([fault](Arm& a) {
+        if (!a.faults.on(fault))
+            return 0.0;
+        return faultFigures(fault).highest > 0.0 ? a.faults.amount(fault) : 1.0;
+    });
+}
+
+// A stepped loop has no time for it: its ticks and the graphical thread's work never run side by side.
+void Rig::slowTick() {
+    if (Loop::onServoThread() && !loop.stepped())
+        sleepFor(0.5e-3 * manner(Fault::SlowTicks));
+}
+
+// Half of the time reads are quick, so that whoever waits for them is slow and not dead. On a stepped loop the ticks
+// that go by meanwhile are made here.
+void Rig::hangRead(int id) {
+    if (Loop::onServoThread())
+        return;
+    const double seconds = withOpen(id, 0.0, [this](Arm& a) {
+        const double hang = a.faults.on(Fault::HangingReads) ? 1e-3 * a.faults.amount(Fault::HangingReads) : 0.0;
+        if (hang > 0.0 && a.time < nextHang_)
+            return 0.0;
+        nextHang_ = hang > 0.0 ? a.time + 2.0 * hang : 0.0;
+        return hang;
+    });
+    if (seconds > 0.0 && loop.stepped())
+        loop.step(std::lround(seconds * loop.rate()));
+    else if (seconds > 0.0)
+        sleepFor(seconds);
+}
+
 Fleet Rig::enumerate() {
     Fleet fresh = loadFleet();
     {
@@ -69,17 +108,18 @@ Fleet Rig::fleet() {
 
 int Rig::open(const std::string& latin1) {
     const std::lock_guard<std::mutex> life(lifeMutex_);
-    bool throws = false, fails = false, unplugged = false;
+    bool throws = false, fails = false, unplugged = false, refuses = false;
     withArm([&](Arm& a) {
         throws = a.faults.on(Fault::InitThrows);
         fails = a.faults.on(Fault::InitFails);
         unplugged = a.faults.on(Fault::Unplugged);
+        refuses = a.faults.on(Fault::OneOpening) && openId_ >= 0;
     });
     if (throws)
         throw std::runtime_error("the device driver answered with nonsense");
     const Fleet known = fleet();
     const int index = known.find(latin1);
-    if (fails || index < 0)
+    if (fails || refuses || index < 0)
         return -1;
     const FleetDevice& device = known.devices[static_cast<std::size_t>(index)];
     if (unplugged)
@@ -118,6 +158,7 @@ void Rig::reset() {
     const std::lock_guard<std::mutex> life(lifeMutex_);
     withArm([this](Arm& a) {
         openId_ = -1;
+        nextHang_ = 0.0;
         a.reset();
     });
     const std::lock_guard<std::mutex> lock(fleetMutex_);

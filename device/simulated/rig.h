@@ -34,6 +34,17 @@ public:
         return id >= 0 && id == openId_ ? static_cast<T>(f(arm_)) : otherwise;
     }
 
+    /// withOpen() for what the graphical thread reads of the device, where a read may hang.
+    template <typename T, typename F>
+    T read(int id, T otherwise, F f) {
+        hangRead(id);
+        return withOpen(id, otherwise, f);
+    }
+    /// The amount of a manner of the library; 0 while it is off, 1 where it has none.
+    double manner(Fault fault);
+    /// Half of what a slow tick takes. Ahead of a refresh or a command of a tick; elsewhere nothing.
+    void slowTick();
+
     /// Loads the fleet anew, starts loop and socket: the first thing an application does.
     Fleet enumerate();
     Fleet fleet();
@@ -56,6 +67,7 @@ public:
 
 private:
     static Disturbance moveArm(double seconds);
+    void hangRead(int id);
 
     std::mutex lifeMutex_;
     std::mutex fleetMutex_;
@@ -66,6 +78,7 @@ private:
     Arm arm_;
     std::atomic<int> openId_{-1};
     int nextId_ = 0;
+    double nextHang_ = 0.0;  // s of the arm's time; guarded by its lock
     SocketServer socket_;
 };
 

@@ -143,6 +143,37 @@ private slots:
         QVERIFY(information().contains("Error starting ServoLoop"));
     }
 
+    // A library that opens one device at a time, and a device whose loop did not start: its handle is in nobody's hands
+    // and keeps no other one from being opened, nor its amplifiers on.
+    void oneOpeningAtATime() {
+        bool open = false;
+        device().onCall = [&open](const standin::Call& call) {
+            if (call.name == "init_tharlen") {
+                device().result.erase("init_tharlen");
+                if (open)
+                    device().result["init_tharlen"] = -9;
+                open = true;
+            }
+            open = open && call.name != "disable_tharlen";
+        };
+        window = openWindow();  // the loop exists only at the second opening
+        QVERIFY(window->csTharlenID >= 0);
+        QVERIFY(open);
+        device().result["startServoLoop"] = -3;
+        QCOMPARE(window->OnSelChangeTHARLeN(), -3);
+        const int unstarted = window->csTharlenID;
+        device().result.erase("startServoLoop");
+        device().initThrows = "no such port";
+        device().calls.clear();
+        QCOMPARE(window->OnSelChangeTHARLeN(), 0);
+        QCOMPARE(device().of({"disable_tharlen"}).back().values, (std::vector<double>{double(unstarted)}));
+        device().initThrows.clear();
+        open = false;
+        QCOMPARE(window->OnSelChangeTHARLeN(), 0);
+        QVERIFY(window->csTharlenID > unstarted);
+        device().onCall = nullptr;
+    }
+
     void exceptionPassesOnAtFirstAndEndsInAChange() {
         device().initThrows = "no such port";
         {

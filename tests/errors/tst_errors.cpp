@@ -151,6 +151,31 @@ private slots:
         QVERIFY(look(9).isEmpty());
     }
 
+    // A window that could not look is told once it looks again, for ten seconds, and beside a line that stays.
+    void aWindowThatStandsStillIsTold() {
+        static std::int64_t now = 0;
+        testClock = [] { return now; };
+        const auto look = [this](int milliseconds) {
+            now += milliseconds;
+            window->watchLoop();
+            window->displayError();
+            return browser().count("The window stood still for 2.5 s");
+        };
+        goToTab(*window, "Mode");  // no loop to watch
+        QCOMPARE(look(250) + look(950), 0);
+        QCOMPARE(look(2500), 2);
+        for (int i = 0; i < 20; ++i)
+            look(950);
+        const int over = look(950);
+        QVERIFY(over > 10);
+        QCOMPARE(look(950), over);
+        window->clearErrorBrowser();
+        window->keepError("what stays");
+        QCOMPARE(look(2500), 1);
+        look(250);
+        QVERIFY(browser().endsWith("what stays"));
+    }
+
     // A foreign text is one line of plain text, and is not said again at once.
     void whatIsSaidIsOneLine() {
         for (int i = 0; i < 3; ++i)

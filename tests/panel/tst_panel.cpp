@@ -278,7 +278,8 @@ private slots:
                                                           {"on", true},
                                                           {"axis", 2147483647},
                                                           {"amount", 1e300},
-                                                          {"unit", "degrees"}}}}};
+                                                          {"unit", "degrees"}},
+                                              QJsonObject{{"name", "late-stop"}, {"manner", true}}}}};
             if (command["command"] == "fault.set" || command["command"] == "hand.dock")
                 return {{"ok", false}, {"error", "not " + command["command"].toString()}};
             return {};
@@ -286,7 +287,7 @@ private slots:
         ArmPanel panel;
         panel.start(kRetryMs);
         auto* list = panel.findChild<FaultList*>()->findChild<QTreeWidget*>();
-        QTRY_COMPARE(list->topLevelItemCount(), 2);
+        QTRY_COMPARE(list->topLevelItemCount(), 4);
         QCOMPARE(list->topLevelItem(1)->text(0), QString("far?off"));
         QCOMPARE(list->topLevelItem(1)->text(1), QString("all"));
         QCOMPARE(list->topLevelItem(1)->text(2), QString("0 degrees"));
@@ -297,6 +298,11 @@ private slots:
         QVERIFY(!sent.contains("amount"));  // the arm's usual one
         QTRY_VERIFY(text(panel, "status").contains("not fault.set"));
         QTRY_COMPARE(list->topLevelItem(0)->checkState(0), Qt::Unchecked);
+        // Manners stand below a heading, which is nothing to switch.
+        QVERIFY(!list->topLevelItem(2)->flags() && !list->topLevelItem(2)->data(0, Qt::CheckStateRole).isValid());
+        list->topLevelItem(3)->setCheckState(0, Qt::Checked);
+        QTRY_COMPARE(arm.named("fault.set").size(), 2);
+        QCOMPARE(arm.named("fault.set")[1]["name"].toString(), QString("late-stop"));
         panel.link().send("hand.dock");
         QTRY_VERIFY(text(panel, "status").contains("not hand.dock"));
         QVERIFY(panel.findChild<QLabel*>("status")->toolTip().contains("not fault.set"));

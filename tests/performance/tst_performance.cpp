@@ -153,6 +153,8 @@ private slots:
         if (page == "Force Test" || page == "Motor Temp. Test")
             window->command_motor_dac();
         window->force_dac_values[2] = window->m_fVoltsToSend[1] = 50;
+        if (page == "Passivity Test" || page == "Filters Test")
+            ui.listWidget->setCurrentRow(-1);  // the page stays
         tick();
         if (otherDevice)
             window->OnSelChangeTHARLeN();

@@ -294,6 +294,40 @@ private slots:
         QVERIFY(leftAt >= 3);
     }
 
+    // What the next tab reads may hang: ticks that come meanwhile drive nothing and take the amplifiers off.
+    void ticksWhileTheNextTabReads_data() {
+        QTest::addColumn<QString>("from");
+        QTest::addColumn<QString>("to");
+        for (const char* from : {"Box Test", "Cycle Amps", "Test Forces"})
+            for (const char* to : {"Calibrate", "Read Encoder", "Mode"})
+                QTest::addRow("%s, %s", from, to) << from << to;
+    }
+    void ticksWhileTheNextTabReads() {
+        QFETCH(QString, from);
+        QFETCH(QString, to);
+        goToTab(*window, from);
+        device().position[0] = 52.0f;
+        window->ui.slider_Y->setValue(from == "Test Forces" ? 50 : 0);
+        device().forcesEnabled = true;
+        int ticks = 0, left = 0;
+        bool inTick = false;
+        device().onCall = [&](const standin::Call&) {
+            if (inTick)
+                return;
+            inTick = true;
+            ServoLoopCallBack(window.get());
+            inTick = false;
+            ++ticks;
+            const auto sent = device().of({"send_tharlen_force", "command_motor_dac_values"}).back().values;
+            left += device().forcesEnabled || std::any_of(sent.begin() + 1, sent.end(), [](double v) { return v != 0; });
+        };
+        goToTab(*window, to);
+        device().onCall = nullptr;
+        QVERIFY(ticks > 2);
+        QCOMPARE(left, 0);
+        QVERIFY(!device().forcesEnabled);
+    }
+
     void noWindowIsHarmless() {
         device().calls.clear();
         QCOMPARE(ServoLoopCallBack(nullptr), 0);

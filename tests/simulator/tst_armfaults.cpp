@@ -229,13 +229,20 @@ void TestArmFaults::opening() {
     QVERIFY(first >= 0 && second >= 0 && first != second);
     QCOMPARE(QByteArray(get_tharlen_model_type(second)), QByteArray("THARLEN Corvale"));
     QCOMPARE(QByteArray(get_tharlen_model_type(first)), QByteArray());
+    // The one that is open stays so.
+    armcontrol::setFault("one-opening", true);
+    QVERIFY(init_tharlen("Default Device") < 0);
+    QCOMPARE(QByteArray(get_tharlen_model_type(second)), QByteArray("THARLEN Corvale"));
+    disable_tharlen(second);
+    QVERIFY(init_tharlen("Default Device") >= 0);
+    armcontrol::clearFaults();
     armcontrol::setFault("no-loop", true);
     QVERIFY(startServoLoop([](void*) { return 0; }, nullptr) < 0);
     armcontrol::clearFaults();
     QCOMPARE(startServoLoop([](void*) { return 0; }, nullptr), 0);
     for (const char* name :
          {"read-fails", "init-fails", "init-throws", "no-loop", "missing-flag", "wide-flag", "narrow-gap",
-          "slipping-capstan"})
+          "slipping-capstan", "one-opening", "late-stop", "eager-loop", "hanging-reads", "slow-ticks"})
         seen_.insert(name);
     for (CTHARLeNDevice* device : devices)
         delete device;
@@ -259,6 +266,7 @@ void TestArmFaults::badFaults_data() {
     QTest::newRow("status of no failure") << "status" << -1 << 0.0 << "amount";
     QTest::newRow("status in part") << "status" << -1 << -1.5 << "amount";
     QTest::newRow("not a number") << "weak-motor" << 0 << std::nan("") << "amount";
+    QTest::newRow("ticks in part") << "late-stop" << -1 << 2.5 << "amount";
     QTest::newRow("infinite") << "drifting-encoder" << 0 << HUGE_VAL << "amount";
 }
 

@@ -20,6 +20,8 @@ int count(void*) {
     const float force[6] = {0.1f, 0, 0, 0, 0, 0};
     send_tharlen_force(handle, force);
     enable_tharlen_forces(handle);
+    float position[3];
+    get_tharlen_pos(handle, position);
     ++calls;
     while (linger)
         std::this_thread::yield();
@@ -57,6 +59,8 @@ private slots:
     void waitingForAmplifiers();
     void readersAndLoop();
     void stepped();
+    void manners_data();
+    void manners();
     void throughput();
 };
 
@@ -252,6 +256,62 @@ void TestArmLoop::stepped() {
     QCOMPARE(ends[0].joints, ends[1].joints);
     QCOMPARE(ends[0].velocity, ends[1].velocity);
     QVERIFY(std::abs(armcontrol::armTime()) < 1e-9);
+}
+
+void TestArmLoop::manners_data() {
+    QTest::addColumn<bool>("stepped");
+    QTest::newRow("stepped") << true;
+    QTest::newRow("in real time") << false;
+}
+
+// What a library may do to whoever starts and stops its loop, and reads beside it.
+void TestArmLoop::manners() {
+    QFETCH(bool, stepped);
+    Bench bench;
+    armcontrol::resetArm();  // no loop is created
+    armcontrol::loopStepped(stepped);
+    handle = init_tharlen("Default Device");
+    const auto set = [](const char* name, double amount) {
+        armcontrol::clearFaults();
+        QCOMPARE(armcontrol::setFault(name, true, -1, amount), std::string());
+    };
+    QVERIFY(startServoLoop(&count, nullptr) < 0);
+    set("eager-loop", 1);
+    QCOMPARE(startServoLoop(&count, nullptr), 0);
+    QVERIFY(stepped ? calls == 3 : calls >= 3);
+
+    set("late-stop", 30);
+    int before = calls;
+    stopServoLoop();
+    QVERIFY(!inside && !isServoLoopRunning());
+    int after = calls;
+    QVERIFY2(stepped ? after == before + 30 : after >= before + 30, qPrintable(QString::number(after - before)));
+    pause(5);
+    QCOMPARE(armcontrol::step(5), stepped ? 5L : 0L);
+    QCOMPARE(calls.load(), after);
+    stopServoLoop();  // where none runs there is nothing to be late with
+
+    // Ticks go on beside a read that hangs, the servo thread's own reads too.
+    startServoLoop(&count, nullptr);
+    set("hanging-reads", 300);
+    const auto read = [] {
+        const double since = armcontrol::armTime();
+        get_stylus_presence(handle);
+        return armcontrol::armTime() - since;
+    };
+    before = calls;
+    QVERIFY(read() > 0.25 && calls > before + 30);
+    QVERIFY(read() < 0.25);
+    stepped ? void(armcontrol::step(300)) : pause(330);
+    QVERIFY(read() > 0.25);
+
+    set("slow-ticks", 40);
+    const auto since = std::chrono::steady_clock::now();
+    after = calls + 6;
+    armcontrol::step(6);
+    QVERIFY(becomes([&] { return calls >= after; }));
+    QCOMPARE(std::chrono::steady_clock::now() - since > std::chrono::milliseconds(190), !stepped);
+    stopServoLoop();
 }
 
 // Tests rely on a stepped arm that is far quicker than time, also with a hand on it.

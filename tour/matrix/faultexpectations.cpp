@@ -1,6 +1,7 @@
 #include "faultexpectations.h"
 
 #include <QStringList>
+#include <algorithm>
 
 #include "device/simulated/armcontrol.h"
 
@@ -280,8 +281,9 @@ const std::vector<FaultCase>& faultCases() {
 
 QStringList faultsWithoutCase() {
     QStringList missing;
+    const auto manners = armcontrol::mannerNames();
     for (const std::string& name : armcontrol::faultNames()) {
-        bool known = false;
+        bool known = std::find(manners.begin(), manners.end(), name) != manners.end();
         for (const FaultCase& faultCase : faultCases())
             known = known || name == faultCase.fault;
         if (!known)

@@ -38,7 +38,7 @@ struct FaultCase {
 
 /// Every case, in the order of the fault table.
 const std::vector<FaultCase>& faultCases();
-/// Names of faults of the simulated arm that no case has.
+/// Names of faults of the simulated arm that no case has. Manners of its library are none.
 QStringList faultsWithoutCase();
 
 /// What is expected of one pair.
