@@ -6,12 +6,22 @@
 //
 // Conventions
 //   id       handle of an open device, from init_tharlen(); negative means no device. One device is
-//            open at a time. An operation on a handle that is not open fails or fills zeros.
+//            open at a time. An operation on a handle that is not open fails or fills zeros, and
+//            harms nothing: the application asks with -1 before the first device is open, and may
+//            close a handle twice.
 //   buffers  owned by the caller, filled by the library. Arrays of six hold axis 0 to 2, the base
 //            joints, then axis 3 to 5, the gimbal (or the three torques).
 //   status   int, 0 for good, negative for failure unless said otherwise.
+//   errors   init_tharlen() alone may throw, and only what derives from std::exception. Every other
+//            operation tells by its result, and comes back: the application has no way out of one
+//            that hangs or throws.
 //   threads  [G] graphical thread, [S] servo thread, i.e. inside the servo callback. Reads are safe
-//            from either thread while the loop runs.
+//            from either thread while the loop runs. Nothing on [S] waits, for the other thread or
+//            for the arm.
+//   texts    zero-terminated, owned by the library, valid as long as it is loaded; Latin-1 without
+//            control characters, shorter than 256.
+//   absence  while the arm is unplugged, reads give the last good values and update_tharlen() tells.
+//            Zeros would be taken for readings: a pose at the origin, a docked stylus, cold motors.
 //   units    millimetres, newtons, radians, degrees Celsius, encoder counts, motor volts or DAC
 //            counts (1 V is 32767 counts), hertz. Positions: x to the operator's right, y up,
 //            z towards the operator.
@@ -40,7 +50,7 @@ static_assert(sizeof(LONG) == 8 && sizeof(ULONG) == 8, "records need 64-bit long
 
 /// The raw input registers of the device, 22 bytes.
 typedef struct _PORT_INPUT {
-    USHORT usQuad1;           ///< encoder counter of axis 1, counts modulo 65536
+    USHORT usQuad1;           ///< encoder counter of axis 1, counts modulo 65536; goes on with its encoder
     USHORT usQuad2;           ///< encoder counter of axis 2
     USHORT usQuad0;           ///< encoder counter of axis 0; the register order is not the axis order
     USHORT usPot0;            ///< analogue input 0
@@ -85,7 +95,9 @@ public:
     CTHARLeNDevice();
     ~CTHARLeNDevice();
 
-    /// Reads the record from the store by its index. True when it was read. [G]
+    /// Reads the record from the store by its index. True when it was read; false, and nothing
+    /// changed, for an index of -1 or past the end. A device whose record cannot be read is not
+    /// offered. [G]
     BOOLEAN Read();
     /// Writes the record to the store. True when it was written. [G]
     BOOLEAN Write();
@@ -152,8 +164,9 @@ public:
     CTHARLeNMgr& operator=(const CTHARLeNMgr&) = delete;
 
     /// Fills the array with the configured devices and returns their number, 0 to 20. `apDevices` has
-    /// 20 entries; the library allocates the records, which then belong to the caller, who destroys
-    /// them with delete. [G]
+    /// 20 entries; the library allocates the records with new, at the size of this header, and they
+    /// then belong to the caller, who destroys them with delete. Each has its place as m_nIndex, and a
+    /// name that no other has, with no blanks at its ends. May be asked for again. [G]
     int EnumerateTHARLeNs(CTHARLeNDevice** apDevices);
 
     int m_nDeviceCount;
@@ -246,50 +259,63 @@ extern "C" {
 
 // --- Life cycle and servo loop -----------------------------------------------------------------
 
-/// Opens a device by its name in the store. Handle, or negative on failure; may throw an exception
-/// derived from std::exception. [G]
+/// Opens a device by its name in the store: amplifiers off, commands zero. Handle, or negative on
+/// failure; may throw an exception derived from std::exception.
+/// The application opens its first device twice with no close between: once while it starts, where
+/// the loop does not exist yet and cannot start, and again as the operator chooses. The second
+/// opening gives a handle that works, the same or another one; the first then need not work any
+/// more. Opening closes whatever else was open. [G]
 int init_tharlen(const char* name);
-/// Closes the device: its amplifiers are off afterwards, and its commands zero. [G]
+/// Closes the device: its amplifiers are off afterwards, and its commands zero, whatever they were.
+/// A handle that is closed already is let be. [G]
 int disable_tharlen(int id);
-/// Creates the servo loop object; once, before the first startServoLoop(). [G]
+/// Creates the servo loop object, once; the first startServoLoop() may come before it, and fails. [G]
 int createServoLoop();
-/// Rate in hertz: 1000, 2000, 3000 or 4000. [G]
+/// Rate in hertz: 1000, 2000, 3000 or 4000. While the loop runs, the new rate holds within a tenth of
+/// a second. [G]
 int setServoLoopRate(int rate);
-/// Starts calling `callback` at the servo rate. Negative on failure, as before createServoLoop(). [G]
+/// Starts calling `callback` with `pUserData` at the servo rate, on one thread of the library's own,
+/// one call at a time. Negative on failure, as before createServoLoop(), and then nothing is called.
+/// The first callback may come before this returns. [G]
 int startServoLoop(ServoCallback callback, void* pUserData);
-/// Stops the loop; returns only when no further callback will run. [G]
+/// Stops the loop; returns only when no further callback will run. Does nothing where none runs. [G]
 int stopServoLoop();
-bool isServoLoopRunning();  ///< [G, S]
-/// Refreshes the device: first act of a tick, before any read or command of it. 0 or an error code. [S]
+bool isServoLoopRunning();  ///< from the start to the stop, inside callbacks too [G, S]
+/// Refreshes the device: first act of a tick, before any read or command of it. 0 or an error code
+/// of the table in docs/device-library.md; of a code that is not in it nothing is shown. [S]
 int update_tharlen(int id);
-float get_tharlen_inst_rate(int id);  ///< instantaneous servo rate, Hz [S]
+float get_tharlen_inst_rate(int id);  ///< of the last period, Hz [S]
 const char* get_library_version();    ///< static text [G]
 
 // --- Forces and motors -------------------------------------------------------------------------
 
 /// Turns the amplifiers on and returns once they have followed (a few milliseconds); on the servo
-/// thread it never waits. Non-zero is an error code. [G, S]
+/// thread it never waits. Non-zero is an error code, and then they are off: with a fault of the
+/// amplifiers they stay so. [G, S]
 int enable_tharlen_forces(int id);
 int enable_tharlen_forces_no_wait(int id);   ///< the same, with no waiting [G, S]
 int disable_tharlen_forces(int id);          ///< turns the amplifiers off and waits, but not on [S] [G, S]
 int disable_tharlen_forces_no_wait(int id);  ///< [G, S]
 int is_tharlen_forces_enabled(int id);       ///< non-zero when enabled [S]
-/// Force x, y, z (N) and three torques (N mm). kMaxForceExceeded when past the nominal maximum. [S]
+/// Force x, y, z (N) and three torques (N mm), which pushes the endpoint that way. kMaxForceExceeded
+/// when past the nominal maximum, also while the amplifiers are off. [S]
 int send_tharlen_force(int id, const float force[6]);
 int send_tharlen_force_6dof(int id, const float force[6]);  ///< as above [S]
 /// Motor voltages; `sent` takes those really sent. [S]
 int command_motor_voltages(int id, const float volts[6], float sent[6]);
-/// Motor commands in DAC counts, -32768 to 32767. kMaxForceExceeded when past the nominal maximum. [S]
+/// Motor commands in DAC counts, -32768 to 32767; element i moves axis i, and that one's encoder.
+/// kMaxForceExceeded when past the nominal maximum, also while the amplifiers are off. [S]
 int command_motor_dac_values(int id, const long dac[6]);
-int get_last_motor_dac_values(int id, long dac[6]);  ///< the last command, DAC counts [S]
+/// The last command of any kind in DAC counts, also one given while the amplifiers are off. [S]
+int get_last_motor_dac_values(int id, long dac[6]);
 int enable_tharlen_velocity_check(int id, int on);   ///< 0 off, 1 on [G]
 int unfiltered_device_fault(int id);                 ///< zero when the amplifiers are good [G]
 
 // --- Sensors -----------------------------------------------------------------------------------
 
-int get_encoder_values(int id, long encoders[6]);         ///< raw counts [G, S]
-int get_tharlen_encoders(int id, float angles[3]);        ///< base joint angles, rad [G]
-int get_gimbal_encoders(int id, float angles[3]);         ///< gimbal angles, rad [G]
+int get_encoder_values(int id, long encoders[6]);         ///< raw counts, in proportion to angles [G, S]
+int get_tharlen_encoders(int id, float angles[3]);        ///< joint angles 0 to 2, rad [G]
+int get_gimbal_encoders(int id, float angles[3]);         ///< joint angles 3 to 5, rad [G]
 int get_tharlen_joint_angles(int id, float angles[6]);    ///< rad [G, S]
 int get_tharlen_joint_vel(int id, float velocities[6]);   ///< rad/s [S]
 int get_tharlen_pos(int id, float position[3]);           ///< endpoint, mm [G, S]
@@ -297,7 +323,8 @@ int get_tharlen_vel(int id, float velocity[3]);           ///< endpoint, mm/s [G
 /// Row i is joint i, column j the endpoint's x, y, z (mm/rad) and rotations about them: joint torques
 /// are this matrix times the endpoint force and torque. [G]
 int get_tharlen_jacobian(int id, double jacobian[6][6]);
-/// Stylus pose, column-major as OpenGL wants it: matrix[3] is the translation, mm. [G]
+/// Stylus pose, a rotation and the endpoint's place, column-major as OpenGL wants it: matrix[3] is the
+/// translation, mm. [G]
 int get_stylus_matrix(int id, float matrix[4][4]);
 int get_stylus_switch(int id, int button);  ///< button 0 or 1; non-zero pressed [G]
 int get_stylus_presence(int id);            ///< non-zero present [G]
@@ -307,7 +334,7 @@ int get_tharlen_temp(int id, float celsius[6]);                 ///< motors, bas
 int get_tharlen_temp_6dof(int id, float celsius[6]);            ///< motors, all axes [G]
 int get_tharlen_temp_normalized_6dof(int id, float scale[6]);   ///< 1.0 at the warm limit [G]
 int get_tharlen_temp_advance(int id, int kind, float celsius[6]);        ///< kind: TemperatureKind [G]
-int set_tharlen_temp_advance(int id, int kind, const float celsius[6]);  ///< kinds 2 and 3 can be set [G]
+int set_tharlen_temp_advance(int id, int kind, const float celsius[6]);  ///< kinds 2 and 3, read as set [G]
 
 // --- Identity and capabilities -----------------------------------------------------------------
 
