@@ -136,8 +136,9 @@ json faultsJson() {
                         {"axis", s.on ? s.axis : -1},
                         {"amount", s.on ? s.amount : f.usual},
                         {"unit", f.unit},
-                        {"manner", isManner(static_cast<Fault>(i))},
                         {"text", f.text}});
+        if (isManner(static_cast<Fault>(i)))
+            list.back()["manner"] = true;
     }
     return list;
 }

@@ -91,6 +91,27 @@ private slots:
         goToTab(window, "Encoder Test");
     }
 
+    // A library that begins at once, takes its time for a tick and is late to stop: what is left stays off.
+    void leavingInTheMiddleOfASlowTick() {
+        for (const auto& [name, amount] : {std::pair{"eager-loop", 1}, {"slow-ticks", 60}, {"late-stop", 2}})
+            QCOMPARE(armcontrol::setFault(name, true, -1, amount), std::string());
+        qtTharlenTest window;
+        goToTab(window, "Select");
+        QVERIFY(window.csTharlenID >= 0);
+        armcontrol::handMove({26, 0, 0});
+        for (const char* next : {"Read Encoder", "Cycle Amps", "Mode", "Select", "Servoloop", "Calibrate"}) {
+            goToTab(window, "Select");
+            goToTab(window, "Box Test");
+            QTRY_VERIFY(armcontrol::state().amplifiers);
+            if (QLatin1String(next) == "Select")
+                window.OnSelChangeTHARLeN();
+            else
+                goToTab(window, next);
+            QTest::qWait(150);  // two ticks
+            QVERIFY2(!armcontrol::state().amplifiers, next);
+        }
+    }
+
     // The window goes while its loop is running: the last callback has ended before anything is destroyed.
     void closingWhileTheLoopRuns() {
         for (int round = 0; round < 5; ++round) {

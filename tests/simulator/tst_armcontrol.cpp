@@ -166,6 +166,7 @@ void TestArmControl::good() {
                           {"unit", "degrees C"},
                           {"text", fault["text"]}});
     QVERIFY(found);
+    QCOMPARE(faults["faults"].back().value("manner", false), true);
     QCOMPARE(ask(R"({"command":"fault.clear"})")["ok"], json(true));
     QCOMPARE(ask(nested(64).toStdString())["ok"], json(true));
     const std::string brackets = std::string(70, '[') + "\"\\";
