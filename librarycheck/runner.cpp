@@ -250,6 +250,8 @@ void Runner::hear(Process& process, const std::string& line) {
         version_ = message["version"];
     if (message.contains("device"))
         devices_.push_back(latin1(message["device"]));
+    if (message.contains("safe"))
+        safe_ = true;
     if (message.contains("ask"))
         answer(process, message["ask"]);
     if (message.contains("end"))
@@ -300,18 +302,22 @@ void Runner::conclude(Process& process) {
 
 /// A process that died with a device open may have left its amplifiers on.
 void Runner::makeSafe(Process& process) {
+    if (isBroken("life.opens", process.device))
+        return;
     const Check safe{"safe", {}, Check::Nothing, 10, [](Bench& bench) {
                          std::string why;
                          const int id = openByName(bench.lib, bench.device, why);
                          demand(id >= 0, "%s", why.c_str());
                          bench.lib.disable_tharlen_forces(id);
                          bench.lib.disable_tharlen(id);
+                         static_cast<ChildBench&>(bench).say({{"safe", true}});
                          return std::string();
                      }};
-    if (isBroken("life.opens", process.device))
-        return;
-    std::cout << "  " << process.check.name << " died with the device open; it is opened and switched off once more.\n";
+    safe_ = false;
     runProcess(safe, process.device);
+    std::cout << "  " << process.check.name << " died with the device open. "
+              << (safe_ ? "It was opened and switched off once more.\n"
+                        : "IT COULD NOT BE SWITCHED OFF: use the switch at the arm.\n");
 }
 
 // --- All of them -----------------------------------------------------------------------------------

@@ -42,6 +42,7 @@ private:
     std::vector<Distrust> distrusted_;
     std::vector<Cost> costs_;
     std::string version_;
+    bool safe_ = false;  ///< the device of a check that died was switched off
 };
 
 /// UTF-8 of Latin-1 text.
