@@ -63,8 +63,11 @@ double Rig::manner(Fault fault) {
 
 // A stepped loop has no time for it: its ticks and the graphical thread's work never run side by side.
 void Rig::slowTick() {
-    if (Loop::onServoThread() && !loop.stepped())
-        sleepFor(0.5e-3 * manner(Fault::SlowTicks));
+    if (!Loop::onServoThread() || loop.stepped())
+        return;
+    const double milliseconds = manner(Fault::SlowTicks);
+    if (milliseconds > 0.0)  // a sleep of no length still costs a tick some microseconds
+        sleepFor(0.5e-3 * milliseconds);
 }
 
 // Half of the time reads are quick, so that whoever waits for them is slow and not dead. On a stepped loop the ticks
