@@ -154,7 +154,7 @@ QString Workers::lastWords(Worker& worker) const {
         return QString("no end within %1 s").arg(m_limit);
     if (worker.process.error() == QProcess::FailedToStart)
         return "the worker could not be started";
-    const char* how = worker.process.exitStatus() == QProcess::CrashExit ? "the worker was ended by signal %1"
+    const char* how = worker.process.exitStatus() == QProcess::CrashExit ? "the worker ended, by signal %1"
                                                                          : "the worker ended, with code %1";
     QString words = QString(how).arg(worker.process.exitCode());
     const QString said = QString::fromLocal8Bit(worker.process.readAllStandardError()).simplified();
