@@ -67,7 +67,8 @@ take_device_library() {
     if [ -n "$device_library" ] && [ "$(readlink -f "$taken")" != "$(readlink -f "$device_library")" ]; then
         refuse "$device_library is no library for this machine; the linker passes over it"
     fi
-    [ "$absent" != "$device_library_name" ] || refuse "There is no $device_library_name; NOLVA_DEVICE_LIBRARY names one"
+    [ "$absent" != "$device_library_name" ] ||
+        refuse "There is no $device_library_name where it is looked for; NOLVA_DEVICE_LIBRARY can name another place"
     [ -z "$absent" ] || refuse "There is no $absent, which $taken or the application needs"
     [ -z "$outdated" ] || refuse "A library is too old: $outdated"
     refuse_lacking "$1"
