@@ -70,7 +70,8 @@ ROWS
 rm "$private/$name"
 expect "none installed" 1 "There is no $name" $start
 # The program itself does not get as far as main() either.
-LD_LIBRARY_PATH=$box/lacking expect "without the launcher" 127 "undefined symbol: get_pinch_value" "$private/QtTharlenTest"
+LD_LIBRARY_PATH=$box/lacking \
+    expect "without the launcher" 127 "undefined symbol: get_pinch_value" "$private/QtTharlenTest"
 
 # From the desktop the same line is in a box, as plain text, by the first program there that shows one.
 mkdir tools
