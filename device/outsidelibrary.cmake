@@ -1,5 +1,5 @@
-# Whether a file can stand behind the boundary: a mistake here is told when configuring, in a sentence, instead of by the
-# linker or, where a swap of the library has no effect, by nothing.
+# Whether a file can stand behind the boundary: a mistake here is told when configuring, in a sentence, instead of by
+# the linker or, where a swap of the library has no effect, by nothing.
 
 set(NOLVA_DEVICE_LIBRARY_NAME libTharlenIOLib42.so)
 

@@ -63,11 +63,12 @@ take_device_library() {
     unloaded=$(from_trace 's/^.*: error while loading shared libraries: //p')
     absent=$(from_trace 's/^[[:space:]]*\(.*\) => not found.*/\1/p' | head -n 1)
     outdated=$(from_trace "s/^.*: \(.*: version .* not found (required by .*)\)\$/\1/p" | head -n 1)
-    [ -z "$unloaded" ] || refuse "The device library cannot be loaded: $unloaded"
+    [ -z "$unloaded" ] || refuse "This cannot be loaded: $unloaded"
     if [ -n "$device_library" ] && [ "$(readlink -f "$taken")" != "$(readlink -f "$device_library")" ]; then
         refuse "$device_library is no library for this machine; the linker passes over it"
     fi
-    [ "$absent" != "$device_library_name" ] || refuse "There is no $device_library_name; NOLVA_DEVICE_LIBRARY names one"
+    [ "$absent" != "$device_library_name" ] ||
+        refuse "There is no $device_library_name where it is looked for; NOLVA_DEVICE_LIBRARY can name another place"
     [ -z "$absent" ] || refuse "There is no $absent, which $taken or the application needs"
     [ -z "$outdated" ] || refuse "A library is too old: $outdated"
     refuse_lacking "$1"
@@ -86,12 +87,12 @@ from_trace() { printf '%s\n' "$traced" | LC_ALL=C sed -n "$1"; }
 refuse_lacking() {
     lacking=$(from_trace 's/^undefined symbol: //p')
     [ -n "$lacking" ] || return 0
-    first=$(printf '%s\n' "$lacking" | sed 's/[,[:space:]].*//; q')
+    called=$(printf '%s\n' "$lacking" | grep -F "($1)") || true
+    all=${called:-$lacking}
+    first=$(printf '%s\n' "$all" | sed 's/[,[:space:]].*//; q')
     first=$(c++filt "$first" 2>/dev/null || printf '%s' "$first")
-    others=$(($(printf '%s\n' "$lacking" | wc -l) - 1))
+    others=$(($(printf '%s\n' "$all" | wc -l) - 1))
     [ "$others" -eq 0 ] || first="$first and $others more"
-    case $lacking in
-        *"($1)"*) refuse "$taken cannot be used: it lacks $first, which the application calls" ;;
-        *) refuse "$taken cannot be used: $first, which is needed there, is in no library" ;;
-    esac
+    [ -n "$called" ] || refuse "$taken cannot be used: it needs $first, which no library offers"
+    refuse "$taken cannot be used: it lacks $first, which the application calls"
 }

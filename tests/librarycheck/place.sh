@@ -29,7 +29,7 @@ cp "$program" "$private/QtTharlenTest"
 name=libTharlenIOLib42.so
 cp "$library" "$private/$name"
 cd "$box" || exit
-mkdir good "an odd <b>name\\n" empty text machine lacking needy 'colon:' folder bare other
+mkdir good "an odd <b>name\\n" empty text machine lacking needy newer thin 'colon:' folder bare other
 mkdir "folder/$name"
 cp "$library" good/
 cp "$library" "an odd <b>name\\n/"
@@ -40,7 +40,9 @@ cp "$library" "machine/$name"
 printf '\050' | dd of="machine/$name" bs=1 seek=18 conv=notrunc status=none
 sed 's/get_pinch_value/got_pinch_value/g' "$library" >"lacking/$name"
 sed 's/libc\.so\.6/libq.so.6/g' "$library" >"needy/$name"
+sed 's/GLIBC_2\.2\.5/GLIBC_9.2.5/g' "$library" >"newer/$name"
 sed "s/$name/libTharlenIOLib43.so/g" "$library" >"other/$name"
+sed 's/_Znwm/_Zqwm/g' "$library" >"thin/$name"
 "$compiler" -shared -o "bare/$name" -x c++ /dev/null
 
 start=bin/nolva-diagnostic
@@ -61,12 +63,15 @@ text|1|$box/text/$name: invalid ELF header
 machine|1|$box/machine/$name is no library for this machine
 lacking|1|$box/lacking/$name cannot be used: it lacks get_pinch_value,
 needy|1|There is no libq.so.6
+newer|1|version \`GLIBC_9.2.5' not found (required by $box/newer/$name)
+thin|1|$box/thin/$name cannot be used: it needs _Zqwm, which no library offers
 bare|1|more, which the application calls
 ROWS
 rm "$private/$name"
 expect "none installed" 1 "There is no $name" $start
 # The program itself does not get as far as main() either.
-LD_LIBRARY_PATH=$box/lacking expect "without the launcher" 127 "undefined symbol: get_pinch_value" "$private/QtTharlenTest"
+LD_LIBRARY_PATH=$box/lacking \
+    expect "without the launcher" 127 "undefined symbol: get_pinch_value" "$private/QtTharlenTest"
 
 # From the desktop the same line is in a box, as plain text, by the first program there that shows one.
 mkdir tools
