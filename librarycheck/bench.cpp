@@ -141,10 +141,9 @@ void RunningLoop::State::tick() {
     unsigned long none = 0;
     if (!thread.compare_exchange_strong(none, self) && none != self)
         oneThread = false;
-    if (timed < kMost) {
-        times[timed] = nanoseconds();
-        ++timed;
-    }
+    const std::size_t place = timed++;  // its own, even where two ticks are under way at once
+    if (place < kMost)
+        times[place] = nanoseconds();
     if (!failed) {
         try {
             if (id >= 0)
@@ -205,7 +204,7 @@ void RunningLoop::inTick(std::function<void()> work) {
 }
 
 std::vector<std::int64_t> RunningLoop::times() const {
-    return {state_.times.begin(), state_.times.begin() + static_cast<std::ptrdiff_t>(state_.timed.load())};
+    return {state_.times.begin(), state_.times.begin() + static_cast<std::ptrdiff_t>(std::min<std::size_t>(state_.timed, kMost))};
 }
 
 }  // namespace librarycheck

@@ -138,9 +138,9 @@ private:
         std::atomic<int> status{0}, inside{0};
         std::atomic<bool> stopped{true}, overlapped{false}, oneThread{true}, onCaller{false}, saidRunning{true};
         std::atomic<unsigned long> thread{0};
-        unsigned long caller = 0;
+        std::atomic<unsigned long> caller{0};
         std::vector<std::int64_t> times;
-        std::atomic<std::size_t> timed{0};
+        std::atomic<std::size_t> timed{0};  ///< places taken, also past the end
         std::atomic<bool> failed{false};
         std::exception_ptr failure;  ///< of the first tick that threw, once `failed` is set
     };

@@ -37,7 +37,7 @@ template <typename F>
 
 #if defined(LATE_CALLBACK)
 namespace {
-ServoCallback lastCallback;
+ServoCallback lastCallback;  // the graphical thread's own
 void* lastData;
 }  // namespace
 int startServoLoop(ServoCallback callback, void* pUserData) {
@@ -48,9 +48,9 @@ int startServoLoop(ServoCallback callback, void* pUserData) {
 int stopServoLoop() {
     const int result = HEALTHY(stopServoLoop)();
     if (lastCallback)
-        std::thread([] {
+        std::thread([callback = lastCallback, data = lastData] {
             pause(0.4);
-            lastCallback(lastData);
+            callback(data);
         }).detach();
     return result;
 }
