@@ -157,6 +157,7 @@ int qtTharlenTest::openDevice(const QString& name) {
         throw;
     }
     m_unstarted = handle;
+    m_lastLook = -1;  // an arm takes its time to open, and the page says what is done
     return handle;
 }
 

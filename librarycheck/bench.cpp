@@ -1,12 +1,18 @@
 #include "bench.h"
 
 #include <pthread.h>
+#include <signal.h>
 #include <time.h>
 
 #include <algorithm>
 #include <cstring>
 
 namespace librarycheck {
+namespace {
+
+volatile sig_atomic_t stopAsked = 0;
+
+}  // namespace
 
 std::int64_t nanoseconds() {
     timespec t{};
@@ -17,8 +23,17 @@ std::int64_t nanoseconds() {
 void sleepFor(double milliseconds) {
     const std::int64_t until = nanoseconds() + static_cast<std::int64_t>(milliseconds * 1e6);
     const timespec t{static_cast<time_t>(until / 1000000000LL), static_cast<long>(until % 1000000000LL)};
-    while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &t, nullptr) != 0) {
+    while (!stopAsked && clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &t, nullptr) != 0) {
     }
+    if (stopAsked)
+        throw NotTried("it was interrupted");
+}
+
+void stopAtInterrupt() {
+    struct sigaction action {};
+    action.sa_handler = [](int) { stopAsked = 1; };
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
 }
 
 double medianOf(std::vector<double> values) {
@@ -205,6 +220,18 @@ void RunningLoop::inTick(std::function<void()> work) {
 
 std::vector<std::int64_t> RunningLoop::times() const {
     return {state_.times.begin(), state_.times.begin() + static_cast<std::ptrdiff_t>(std::min<std::size_t>(state_.timed, kMost))};
+}
+
+void needAmplifiersOff(Library& lib, RunningLoop& loop, int id) {
+    lib.disable_tharlen_forces(id);
+    bool on = true;
+    loop.inTick([&] { on = lib.is_tharlen_forces_enabled(id) != 0; });
+    if (on)
+        throw NotTried("the amplifiers are on, and could not be switched off");
+}
+
+Check single(const char* promise, Check::Needs needs, std::function<std::string(Bench&)> run, int limit) {
+    return {promise, {promise}, needs, limit, std::move(run)};
 }
 
 }  // namespace librarycheck

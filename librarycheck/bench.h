@@ -49,7 +49,10 @@ void speakOf(Bench& bench, const char* promise, Look look) {
 }
 
 std::int64_t nanoseconds();  ///< of the monotonic clock
+/// NotTried where the check was asked to end meanwhile, or before.
 void sleepFor(double milliseconds);
+/// From here on SIGINT and SIGTERM end the next sleepFor(), so that what is open is switched off on the way out.
+void stopAtInterrupt();
 double medianOf(std::vector<double> values);  ///< 0 of none
 
 /// The first entry of Latin-1 text that is no printable character, or -1.
@@ -148,5 +151,11 @@ private:
 
     State& state_;
 };
+
+/// Before a command that is not zero is given with nobody at the arm. NotTried where the amplifiers are on.
+void needAmplifiersOff(Library& lib, RunningLoop& loop, int id);
+
+/// A check of one promise, by its name.
+Check single(const char* promise, Check::Needs needs, std::function<std::string(Bench&)> run, int limit = 20);
 
 }  // namespace librarycheck

@@ -157,13 +157,13 @@ std::string closeTwice(Bench& bench) {
 
 std::vector<Check> lifeChecks() {
     return {
-        {"life.version", {"life.version"}, Check::Nothing, 20, version},
-        {"life.nohandle", {"life.nohandle"}, Check::Nothing, 20, noHandle},
-        {"life.unknown", {"life.unknown"}, Check::Nothing, 20, unknownDevice},
-        {"life.opens", {"life.opens"}, Check::EachArm, 20, opens},
-        {"life.operations", {"life.operations"}, Check::EachArm, 20, operations},
-        {"life.again", {"life.again"}, Check::EachArm, 20, openAgain},
-        {"life.closing", {"life.closing"}, Check::EachArm, 20, closeTwice},
+        single("life.version", Check::Nothing, version),
+        single("life.nohandle", Check::Nothing, noHandle),
+        single("life.unknown", Check::Nothing, unknownDevice),
+        single("life.opens", Check::EachArm, opens),
+        single("life.operations", Check::EachArm, operations),
+        single("life.again", Check::EachArm, openAgain),
+        single("life.closing", Check::EachArm, closeTwice),
     };
 }
 

@@ -248,18 +248,18 @@ std::string statuses(Bench& bench) {
 
 std::vector<Check> loopChecks() {
     return {
-        {"loop.early", {"loop.early"}, Check::Nothing, 20, startsEarly},
-        {"loop.idle", {"loop.idle"}, Check::Nothing, 20, stopsIdle},
-        {"loop.calls", {"loop.calls"}, Check::OneArm, 20, callsBack},
-        {"loop.stops", {"loop.stops"}, Check::OneArm, 60, stops},
+        single("loop.early", Check::Nothing, startsEarly),
+        single("loop.idle", Check::Nothing, stopsIdle),
+        single("loop.calls", Check::OneArm, callsBack),
+        single("loop.stops", Check::OneArm, stops, 60),
         {"loop.rates",
          {"loop.rate1000", "loop.rate2000", "loop.rate3000", "loop.rate4000"},
          Check::OneArm,
          30,
          rates},
-        {"loop.change", {"loop.change"}, Check::OneArm, 20, rateChanges},
-        {"loop.instant", {"loop.instant"}, Check::OneArm, 20, instantRate},
-        {"loop.status", {"loop.status"}, Check::EachArm, 20, statuses},
+        single("loop.change", Check::OneArm, rateChanges),
+        single("loop.instant", Check::OneArm, instantRate),
+        single("loop.status", Check::EachArm, statuses),
     };
 }
 

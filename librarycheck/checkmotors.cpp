@@ -123,6 +123,7 @@ std::string lastCommand(Bench& bench) {
     const OpenDevice device(bench);
     RunningLoop loop(bench.lib, device.id);
     loop.start(2);
+    needAmplifiersOff(bench.lib, loop, device.id);
     const long commands[][6] = {{120, -240, 360, 0, 0, 0}, {0, 0, 0, 0, 0, 0}};
     for (const auto& command : commands) {
         long last[6] = {};
@@ -140,6 +141,7 @@ std::string limit(Bench& bench) {
     const OpenDevice device(bench);
     RunningLoop loop(bench.lib, device.id);
     loop.start(2);
+    needAmplifiersOff(bench.lib, loop, device.id);
     int overDac = 0, overForce = 0, over6 = 0, within = 0;
     loop.inTick([&] {
         const float most = bench.lib.get_tharlen_nominal_max_force(device.id);
@@ -180,6 +182,7 @@ std::string closing(Bench& bench) {
         demandOffAndZero(bench, device.id);
         RunningLoop loop(lib, device.id);
         loop.start(2);
+        needAmplifiersOff(lib, loop, device.id);
         const long dac[6] = {120, 0, 0, 0, 0, 0};
         loop.inTick([&] { lib.command_motor_dac_values(device.id, dac); });
         loop.stop();
@@ -225,15 +228,15 @@ std::string thresholds(Bench& bench) {
 
 std::vector<Check> motorChecks() {
     return {
-        {"motors.opening", {"motors.opening"}, Check::EachArm, 20, opening},
-        {"motors.switch", {"motors.switch"}, Check::EachArm, 20, switching},
-        {"motors.nowait", {"motors.nowait"}, Check::EachArm, 20, notWaiting},
-        {"motors.servo", {"motors.servo"}, Check::OneArm, 20, onServo},
-        {"motors.last", {"motors.last"}, Check::EachArm, 20, lastCommand},
-        {"motors.limit", {"motors.limit"}, Check::EachArm, 20, limit},
-        {"motors.closing", {"motors.closing"}, Check::EachArm, 20, closing},
-        {"motors.fault", {"motors.fault"}, Check::EachArm, 20, fault},
-        {"motors.thresholds", {"motors.thresholds"}, Check::EachArm, 20, thresholds},
+        single("motors.opening", Check::EachArm, opening),
+        single("motors.switch", Check::EachArm, switching),
+        single("motors.nowait", Check::EachArm, notWaiting),
+        single("motors.servo", Check::OneArm, onServo),
+        single("motors.last", Check::EachArm, lastCommand),
+        single("motors.limit", Check::EachArm, limit),
+        single("motors.closing", Check::EachArm, closing),
+        single("motors.fault", Check::EachArm, fault),
+        single("motors.thresholds", Check::EachArm, thresholds),
     };
 }
 

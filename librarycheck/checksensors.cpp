@@ -273,25 +273,25 @@ std::string changes(Bench&) {
 
 std::vector<Check> sensorChecks() {
     return {
-        {"sensors.range", {"sensors.range"}, Check::EachArm, 20, ranges},
-        {"sensors.rest", {"sensors.rest"}, Check::EachArm, 20, rest},
-        {"sensors.angles", {"sensors.angles"}, Check::EachArm, 20, angles},
-        {"sensors.pose", {"sensors.pose"}, Check::EachArm, 20, pose},
-        {"sensors.threads", {"sensors.threads"}, Check::EachArm, 20, threads},
-        {"sensors.temperatures", {"sensors.temperatures"}, Check::EachArm, 20, temperatures},
-        {"sensors.registers", {"sensors.registers"}, Check::EachArm, 20, registers},
+        single("sensors.range", Check::EachArm, ranges),
+        single("sensors.rest", Check::EachArm, rest),
+        single("sensors.angles", Check::EachArm, angles),
+        single("sensors.pose", Check::EachArm, pose),
+        single("sensors.threads", Check::EachArm, threads),
+        single("sensors.temperatures", Check::EachArm, temperatures),
+        single("sensors.registers", Check::EachArm, registers),
     };
 }
 
 std::vector<Check> identityChecks() {
     return {
-        {"identity.texts", {"identity.texts"}, Check::EachArm, 20, texts},
-        {"identity.limits", {"identity.limits"}, Check::EachArm, 20, limits},
-        {"identity.grip", {"identity.grip"}, Check::EachArm, 20, grip},
-        {"calibration.status", {"calibration.status"}, Check::EachArm, 20, calibrationStatus},
-        {"calibration.kinds", {"calibration.kinds"}, Check::EachArm, 20, calibrationKinds},
-        {"calibration.data", {"calibration.data"}, Check::EachArm, 20, calibrationData},
-        {"calibration.changes", {"calibration.changes"}, Check::EachArm, 20, changes},
+        single("identity.texts", Check::EachArm, texts),
+        single("identity.limits", Check::EachArm, limits),
+        single("identity.grip", Check::EachArm, grip),
+        single("calibration.status", Check::EachArm, calibrationStatus),
+        single("calibration.kinds", Check::EachArm, calibrationKinds),
+        single("calibration.data", Check::EachArm, calibrationData),
+        single("calibration.changes", Check::EachArm, changes),
     };
 }
 

@@ -165,13 +165,13 @@ std::vector<Check> fileChecks() {
 
 std::vector<Check> storeChecks() {
     return {
-        {"store.device", {"store.device"}, Check::Nothing, 20, deviceSize},
-        {"store.manager", {"store.manager"}, Check::Nothing, 20, managerSize},
-        {"store.count", {"store.count"}, Check::Nothing, 20, deviceCount},
-        {"store.names", {"store.names"}, Check::Nothing, 20, names},
-        {"store.fields", {"store.fields"}, Check::Nothing, 20, fields},
-        {"store.read", {"store.read"}, Check::Nothing, 20, readRecords},
-        {"store.again", {"store.again"}, Check::Nothing, 20, listAgain},
+        single("store.device", Check::Nothing, deviceSize),
+        single("store.manager", Check::Nothing, managerSize),
+        single("store.count", Check::Nothing, deviceCount),
+        single("store.names", Check::Nothing, names),
+        single("store.fields", Check::Nothing, fields),
+        single("store.read", Check::Nothing, readRecords),
+        single("store.again", Check::Nothing, listAgain),
     };
 }
 

@@ -21,6 +21,8 @@ using Json = nlohmann::json;
 
 namespace {
 
+constexpr std::int64_t kPatience = 3000000000LL;  ///< ns that a check has to end, once it is interrupted
+
 volatile sig_atomic_t interrupted = 0;
 
 void interrupt(int) {
@@ -107,8 +109,7 @@ namespace {
 /// Only in the check's own process. Never returns.
 [[noreturn]] void serve(const Check& check, const Options& options, const std::string& device,
                         const std::vector<Distrust>& distrusted, int say, int listen) {
-    signal(SIGINT, SIG_IGN);  // the terminal's interrupt is for the one who waits for us
-    signal(SIGTERM, SIG_DFL);
+    stopAtInterrupt();
     // Should nobody wait any more. Waiting for a person has no end of its own.
     alarm(check.needs == Check::Person ? 0 : static_cast<unsigned>(check.limit) + 10);
     static Library library;  // outlives whatever thread the library leaves behind
@@ -189,7 +190,13 @@ void Runner::runProcess(const Check& check, const std::string& device) {
     process.deadline = nanoseconds() + check.limit * 1000000000LL;
 
     std::string heard;
+    bool told = false;
     while (!process.ended) {
+        if (interrupted && !told) {
+            kill(process.pid, SIGINT);  // it may have been for us alone; the check ends with the amplifiers off
+            told = true;
+            process.deadline = std::min(process.deadline, nanoseconds() + kPatience);
+        }
         pollfd waiting{process.hears, POLLIN, 0};
         const std::int64_t left = (process.deadline - nanoseconds()) / 1000000;
         if (left <= 0) {
@@ -197,11 +204,11 @@ void Runner::runProcess(const Check& check, const std::string& device) {
             kill(process.pid, SIGKILL);
             break;
         }
-        if (poll(&waiting, 1, static_cast<int>(left)) <= 0)
+        if (poll(&waiting, 1, static_cast<int>(std::min<std::int64_t>(left, 200))) <= 0)
             continue;
         char part[4096];
         const ssize_t count = ::read(process.hears, part, sizeof part);
-        if (count <= 0 && errno != EINTR)
+        if (count == 0 || (count < 0 && errno != EINTR))
             break;
         heard.append(part, static_cast<std::size_t>(std::max<ssize_t>(0, count)));
         for (std::size_t end; (end = heard.find('\n')) != std::string::npos; heard.erase(0, end + 1))
@@ -275,7 +282,9 @@ void Runner::conclude(Process& process) {
         return;
     const char* graphical = underway->graphical;
     const char* servo = underway->servo;
-    std::string seen = process.late ? text("it did not come back within %d s", process.check.limit)
+    std::string seen = process.late && interrupted
+                           ? text("it did not end when it was interrupted")
+                       : process.late ? text("it did not come back within %d s", process.check.limit)
                        : WIFSIGNALED(process.status)
                            ? text("it crashed, by signal %d (%s)", WTERMSIG(process.status),
                                   strsignal(WTERMSIG(process.status)))
@@ -336,7 +345,7 @@ const char* Runner::reasonAgainst(const Check& check, const std::string& device)
     if (std::strcmp(check.name, "file.loads") != 0 && isBroken("file.loads", ""))
         return "the file does not load";
     if (check.needs != Check::Nothing && device.empty())
-        return "no device was named: --device NAME, or --all";
+        return options_.allDevices ? "the store lists no device" : "no device was named: --device NAME, or --all";
     if (check.needs != Check::Nothing && isBroken("life.opens", device))
         return "the device does not open";
     if (check.needs == Check::Person && !options_.person)

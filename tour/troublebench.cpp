@@ -263,7 +263,7 @@ QString TroubleBench::expectedLine(const QString& fault, int axis, double amount
     if (fault == "hot" && amount >= arm.warmLimit && (axis < 3 || m_window->is6dof()))
         return lineOf(-1);
     // The timer of that tab reads again and again.
-    if (fault == "hanging-reads" && amount > 1250 && tab() == "Read Encoder")
+    if (fault == "hanging-reads" && amount > 1900 && tab() == "Read Encoder")
         return "The window stood still for";
     return {};
 }

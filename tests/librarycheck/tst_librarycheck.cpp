@@ -234,6 +234,18 @@ private slots:
         QCOMPARE(run.m_process.exitCode(), wanted.isEmpty() ? 0 : 1);
     }
 
+    /// Though a read of it hangs.
+    void interrupted() {
+        Run run(brokenLibrary("hangs"), kDevice, m_folder.path(), "interrupted");
+        run.start();
+        QVERIFY(run.m_process.waitForStarted());
+        QTest::qWait(6000);  // the read hangs by then
+        run.m_process.terminate();
+        QVERIFY(run.m_process.waitForFinished(12000));
+        QCOMPARE(run.m_process.exitCode(), 130);
+        QVERIFY(run.promises("broken").at("life.operations").contains("interrupted"));
+    }
+
     /// Every operation that the simulated library exports is one of those that are looked for.
     void listIsWhole() {
         QProcess symbols;
