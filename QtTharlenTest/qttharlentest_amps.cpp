@@ -5,6 +5,7 @@
 //   +500 ms, +1000 ms      off, on
 #include "qttharlentest.h"
 #include "restyle.h"
+#include "windowstate.h"
 
 namespace {
 
@@ -12,11 +13,6 @@ constexpr int kTickPeriod = 2000;  ///< ms
 constexpr int kOffDelay = 500;     ///< ms after the tick
 constexpr int kOnDelay = 1000;     ///< ms after the tick
 constexpr int kSwitchesToPass = 4; ///< each way, whatever the model
-
-int cycleAmpsState = 0;       ///< 1 while the amplifiers are believed to be on
-int cycleAmpsCounterOn = 0;   ///< switches since the tab was entered
-int cycleAmpsCounterOff = 0;
-bool ampsOK = false;          ///< the pass message was given and no fault came after it
 
 }  // namespace
 

@@ -20,10 +20,6 @@ constexpr char kInkwellText[] =
 constexpr char kMoveText[] =
     "Please slowly move the arm from left to right, up and down, and towards and away from the unit.";
 
-// The counts outlive the tab: they are cleared on success only.
-int ordaDockedTicks = 0;
-int nolvaDockedTicks = 0;
-
 }  // namespace
 
 // --- Preparing the tab -----------------------------------------------------------------------------

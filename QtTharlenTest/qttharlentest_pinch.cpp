@@ -35,11 +35,6 @@ const GripTexts* textsOf(unsigned long option) {
     return option == kThumbpad ? &kThumbpadTexts : option == kScissor ? &kScissorTexts : nullptr;
 }
 
-// Presses so far and the two captured readings, raw.
-int pinchPresses = 0;
-double minPinchValue = 0;
-double maxPinchValue = 0;
-
 }  // namespace
 
 void qtTharlenTest::preparePinchCalibration() {
