@@ -70,7 +70,8 @@ public:
         say({{"distrust", operation}, {"seen", why}});
     }
     void longer(double milliseconds) override {
-        alarm(alarm(0) + static_cast<unsigned>(milliseconds / 1e3) + 1);
+        if (const unsigned left = alarm(0))
+            alarm(left + static_cast<unsigned>(milliseconds / 1e3) + 1);
         say({{"longer", milliseconds}});
     }
     void cost(const Cost& cost) override {
