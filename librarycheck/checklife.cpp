@@ -131,8 +131,9 @@ std::string openAgain(Bench& bench) {
     OpenDevice device(bench);
     const int first = device.id;
     const auto figures = [&lib = bench.lib](int id) {
-        return std::make_pair(lib.get_tharlen_nominal_max_force.trusted() ? lib.get_tharlen_nominal_max_force(id) : 0.0f,
-                              lib.get_connection_data.trusted() && lib.get_connection_data(id));
+        return std::make_pair(
+            lib.get_tharlen_nominal_max_force.trusted() ? lib.get_tharlen_nominal_max_force(id) : 0.0f,
+            lib.get_connection_data.trusted() && lib.get_connection_data(id));
     };
     const auto before = figures(first);
     std::string why;

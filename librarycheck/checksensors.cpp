@@ -86,11 +86,12 @@ std::string rest(Bench& bench) {
     }
     for (const Watched& w : watched)
         for (std::size_t i = 0; i < w.least.size(); ++i)
-            demand(w.most[i] - w.least[i] <= w.row.span, "%s went from %g to %g at place %zu, while the arm should rest",
-                   w.row.name, w.least[i], w.most[i], i);
+            demand(w.most[i] - w.least[i] <= w.row.span,
+                   "%s went from %g to %g at place %zu, while the arm should rest", w.row.name, w.least[i],
+                   w.most[i], i);
     for (std::size_t i = 0; i < 3; ++i)
-        demand(std::abs(velocity[i] / looks) <= kCreep, "get_tharlen_vel gives %g mm/s at place %zu, while the arm should rest",
-               velocity[i] / looks, i);
+        demand(std::abs(velocity[i] / looks) <= kCreep,
+               "get_tharlen_vel gives %g mm/s at place %zu, while the arm should rest", velocity[i] / looks, i);
     return text("for %.1f s", kRestSeconds);
 }
 

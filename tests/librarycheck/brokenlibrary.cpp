@@ -84,6 +84,11 @@ int startServoLoop(ServoCallback callback, void* pUserData) {
     return HEALTHY(startServoLoop)(&asBroken, nullptr);
 }
 
+#elif defined(RATE_STAYS)
+int setServoLoopRate(int rate) {
+    return HEALTHY(isServoLoopRunning)() ? 0 : HEALTHY(setServoLoopRate)(rate);
+}
+
 #elif defined(DEAD_HANDLE)
 int init_tharlen(const char* name) {
     static int openings = 0;

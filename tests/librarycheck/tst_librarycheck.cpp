@@ -187,6 +187,7 @@ const Case kCases[] = {
      "on the servo thread in get_tharlen_joint_vel", 45},
     {"ticks in bursts", brokenLibrary("bursts"), kDevice, "loop.rate1000 loop.rate2000 loop.rate3000 loop.rate4000",
      "1000.", 40},
+    {"a rate that stays", brokenLibrary("rate_stays"), kDevice, "loop.change", "ticks where this machine", 45},
     {"data of another", brokenLibrary("other_data"), kDevice, "loop.calls", "did not get the pUserData", 45},
     {"a dead second handle", brokenLibrary("dead_handle"), kDevice, "life.again", "as one that is not open", 40},
     {"amplifiers on after an opening", brokenLibrary("opens_on"), kDevice, "motors.opening", "the amplifiers are on", 45},
