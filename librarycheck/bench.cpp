@@ -183,6 +183,7 @@ void RunningLoop::State::tick() {
         ++lateCalls;
         return;
     }
+    const std::int64_t now = nanoseconds();
     if (inside++ != 0)
         overlapped = true;
     const unsigned long self = pthread_self();
@@ -191,27 +192,35 @@ void RunningLoop::State::tick() {
     unsigned long none = 0;
     if (!thread.compare_exchange_strong(none, self) && none != self)
         oneThread = false;
-    const std::size_t place = timed++;  // its own, even where two ticks are under way at once
-    if (place < kMost)
-        times[place] = nanoseconds();
-    if (!failed) {
-        try {
-            if (id >= 0)
-                status = lib.update_tharlen(id);
-            if (ticks == 0)
-                saidRunning = lib.isServoLoopRunning();
-            if (work)
-                work();
-            if (onceDue)
-                once();
-        } catch (...) {
-            failure = std::current_exception();
-            failed = true;
+    {
+        // One that comes behind the stop finds that the work and the times have been let go.
+        const std::lock_guard<std::mutex> lock(working);
+        if (!stopped) {
+            if (timed < kMost)
+                times[timed++] = now;
+            if (!failed)
+                doWork();
         }
     }
     onceDue = false;
     ++ticks;
     --inside;
+}
+
+void RunningLoop::State::doWork() {
+    try {
+        if (id >= 0)
+            status = lib.update_tharlen(id);
+        if (ticks == 0)
+            saidRunning = lib.isServoLoopRunning();
+        if (work)
+            work();
+        if (onceDue)
+            once();
+    } catch (...) {
+        failure = std::current_exception();
+        failed = true;
+    }
 }
 
 void RunningLoop::start(int ticks) {
@@ -231,6 +240,7 @@ void RunningLoop::stop() {
     if (state_.stopped)
         return;
     state_.lib.stopServoLoop();
+    const std::lock_guard<std::mutex> lock(state_.working);
     state_.stopped = true;
 }
 
@@ -254,7 +264,7 @@ void RunningLoop::inTick(std::function<void()> work) {
 }
 
 std::vector<std::int64_t> RunningLoop::times() const {
-    return {state_.times.begin(), state_.times.begin() + static_cast<std::ptrdiff_t>(std::min<std::size_t>(state_.timed, kMost))};
+    return {state_.times.begin(), state_.times.begin() + static_cast<std::ptrdiff_t>(state_.timed)};
 }
 
 void needAmplifiersOff(Library& lib, RunningLoop& loop, int id) {

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <exception>
 #include <functional>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -146,6 +147,7 @@ private:
     struct State {
         State(Library& library, int handle) : lib(library), id(handle), older(newest), times(kMost) { newest = this; }
         void tick();
+        void doWork();
 
         static std::atomic<State*> newest;  ///< made on the graphical thread only
 
@@ -153,6 +155,7 @@ private:
         const int id;
         State* const older;
         std::function<void()> work, once;
+        std::mutex working;  ///< held for `times`, `work` and `once`, and as `stopped` is set
         std::atomic<bool> onceDue{false};
         std::atomic<std::uint64_t> ticks{0}, lateCalls{0};
         std::atomic<int> status{0}, inside{0};
@@ -161,7 +164,7 @@ private:
         std::atomic<unsigned long> thread{0};
         std::atomic<unsigned long> caller{0};
         std::vector<std::int64_t> times;
-        std::atomic<std::size_t> timed{0};  ///< places taken, also past the end
+        std::atomic<std::size_t> timed{0};  ///< times kept, at most kMost
         std::atomic<bool> failed{false};
         std::exception_ptr failure;  ///< of the first tick that threw, once `failed` is set
     };
