@@ -157,7 +157,8 @@ int qtTharlenTest::openDevice(const QString& name) {
         throw;
     }
     m_unstarted = handle;
-    m_lastLook = -1;  // an arm takes its time to open, and the page says what is done
+    if (m_lastLook >= 0)  // an arm takes its time to open, and the page says what is done
+        m_lastLook = testClock.load()();
     return handle;
 }
 

@@ -7,8 +7,8 @@
 // Conventions
 //   id       handle of an open device, from init_tharlen(); negative means no device. One device is
 //            open at a time. An operation on a handle that is not open fails or fills zeros, and
-//            harms nothing: the application asks with -1 before the first device is open, and may
-//            close a handle twice.
+//            harms nothing: the application asks with -1 while no device is open, its ticks too, and
+//            may close a handle twice.
 //   buffers  owned by the caller, filled by the library. Arrays of six hold axis 0 to 2, the base
 //            joints, then axis 3 to 5, the gimbal (or the three torques).
 //   status   int, 0 for good, negative for failure unless said otherwise.
@@ -288,6 +288,7 @@ float get_tharlen_inst_rate(int id);  ///< of the last period, Hz [S]
 const char* get_library_version();    ///< static text [G]
 
 // --- Forces and motors -------------------------------------------------------------------------
+// Amplifiers follow while the loop stands too, and may be turned on or off where they are so already.
 
 /// Turns the amplifiers on and returns once they have followed (a few milliseconds); on the servo
 /// thread it never waits. Non-zero is an error code, and then they are off: with a fault of the
@@ -328,7 +329,7 @@ int get_tharlen_jacobian(int id, double jacobian[6][6]);
 int get_stylus_matrix(int id, float matrix[4][4]);
 int get_stylus_switch(int id, int button);  ///< button 0 or 1; non-zero pressed [G]
 int get_stylus_presence(int id);            ///< non-zero present [G]
-int get_inkwell_switch(int id);             ///< sense by model: zero is docked on type 5, non-zero on type 9 [G]
+int get_inkwell_switch(int id);             ///< 0 or 1, no other: docked is 0 on type 5, 1 on type 9 [G]
 double get_pinch_value(int id);             ///< raw reading of the grip [G, S]
 int get_tharlen_temp(int id, float celsius[6]);                 ///< motors, base axes only [S]
 int get_tharlen_temp_6dof(int id, float celsius[6]);            ///< motors, all axes [G]
@@ -338,7 +339,9 @@ int set_tharlen_temp_advance(int id, int kind, const float celsius[6]);  ///< ki
 
 // --- Identity and capabilities -----------------------------------------------------------------
 
-const char* get_tharlen_model_type(int id);      ///< model string, static text [G]
+/// Model string, static text. "THARLEN Orda" and "Nolva" (two stylus buttons) and "THARLEN Corvale" are known by
+/// exactly this text, beside m_nModelType; any other is shown as it is. [G]
+const char* get_tharlen_model_type(int id);
 int get_hardware_rev(int id);                    ///< [G]
 const char* get_hardware_serial_number(int id);  ///< static text [G]
 float get_tharlen_nominal_max_force(int id);             ///< N [G, S]
@@ -359,7 +362,7 @@ int tharlen_reset(int id);              ///< calibrates in the reset pose; zero 
 int is_pinch_calibrated(int id);        ///< non-zero when yes [G]
 int set_pinch_limits(int id, int minimum, int maximum);  ///< ends of the grip's raw travel [G]
 CIOConnection* get_connection_data(int id);              ///< null when none [G, S]
-CTHARLeNAutoCalibration* get_calibration_data(int id);   ///< [G]
+CTHARLeNAutoCalibration* get_calibration_data(int id);   ///< null when none [G]
 
 }  // extern "C"
 

@@ -29,11 +29,19 @@ void sleepFor(double milliseconds) {
         throw NotTried("it was interrupted");
 }
 
-void stopAtInterrupt() {
+void onInterrupt(void (*handler)(int)) {
     struct sigaction action {};
-    action.sa_handler = [](int) { stopAsked = 1; };
-    sigaction(SIGINT, &action, nullptr);
-    sigaction(SIGTERM, &action, nullptr);
+    action.sa_handler = handler;
+    for (const int number : {SIGINT, SIGTERM, SIGQUIT})
+        sigaction(number, &action, nullptr);
+    struct sigaction before {};
+    if (sigaction(SIGHUP, nullptr, &before) == 0 && before.sa_handler != SIG_IGN)  // as by nohup
+        sigaction(SIGHUP, &action, nullptr);
+}
+
+void stopAtInterrupt() {
+    onInterrupt([](int) { stopAsked = 1; });
+    signal(SIGTSTP, SIG_IGN);  // a check that stood still would leave its command standing
 }
 
 double medianOf(std::vector<double> values) {
@@ -58,9 +66,11 @@ Devices::Devices(Library& lib) : lib_(lib) {
     lib_.makeManager(manager_);
     count_ = lib_.enumerate(manager_, records_);
     counted_ = reinterpret_cast<CTHARLeNMgr*>(manager_)->m_nDeviceCount;
-    demand(count_ >= 0 && count_ <= 20, "the list has %d devices", count_);
+    if (count_ < 0 || count_ > 20)
+        throw NoList(text("the list has %d devices", count_));
     for (int i = 0; i < count_; ++i)
-        demand(records_[i] != nullptr, "record %d of %d is null", i, count_);
+        if (!records_[i])
+            throw NoList(text("record %d of %d is null", i, count_));
 }
 
 Devices::~Devices() {
@@ -96,11 +106,21 @@ int openByName(Library& lib, const std::string& latin1, std::string& why) {
     return -1;
 }
 
+int openAt(Bench& bench, std::string& why) {
+    const std::int64_t begin = nanoseconds();
+    const int id = openByName(bench.lib, bench.device, why);
+    bench.longer(static_cast<double>(nanoseconds() - begin) / 1e6);
+    return id;
+}
+
 OpenDevice::OpenDevice(Bench& bench) : lib_(bench.lib) {
     lib_.get_library_version();
-    { const Devices list(lib_); }
+    try {
+        const Devices list(lib_);
+    } catch (const NotTried&) {  // a list that is of no use does not hinder an opening
+    }
     std::string why;
-    id = openByName(lib_, bench.device, why);
+    id = openAt(bench, why);
     demand(id >= 0, "the opening was %s", why.c_str());
     lib_.createServoLoop();
     lib_.setServoLoopRate(bench.options.rate);
@@ -118,9 +138,15 @@ void OpenDevice::close() {
         return;
     const int open = id;
     id = -1;
-    if (lib_.disable_tharlen_forces.trusted())
-        lib_.disable_tharlen_forces(open);
-    lib_.disable_tharlen(open);
+    switchOff(lib_, open);
+}
+
+void switchOff(Library& lib, int id) {
+    try {
+        lib.disable_tharlen_forces(id);
+    } catch (const std::exception&) {
+    }
+    lib.disable_tharlen(id);
 }
 
 // --- Loop ------------------------------------------------------------------------------------------
@@ -136,9 +162,18 @@ RunningLoop::~RunningLoop() {
     }
 }
 
-int RunningLoop::callback(void* state) {
+std::atomic<RunningLoop::State*> RunningLoop::State::newest{nullptr};
+
+int RunningLoop::callback(void* data) {
+    State* state = State::newest;
+    while (state && state != data)
+        state = state->older;
+    if (!state) {
+        state = State::newest;
+        state->strangeData = true;
+    }
     onServoThread = true;
-    static_cast<State*>(state)->tick();
+    state->tick();
     onServoThread = false;
     return 0;
 }
@@ -148,6 +183,7 @@ void RunningLoop::State::tick() {
         ++lateCalls;
         return;
     }
+    const std::int64_t now = nanoseconds();
     if (inside++ != 0)
         overlapped = true;
     const unsigned long self = pthread_self();
@@ -156,27 +192,35 @@ void RunningLoop::State::tick() {
     unsigned long none = 0;
     if (!thread.compare_exchange_strong(none, self) && none != self)
         oneThread = false;
-    const std::size_t place = timed++;  // its own, even where two ticks are under way at once
-    if (place < kMost)
-        times[place] = nanoseconds();
-    if (!failed) {
-        try {
-            if (id >= 0)
-                status = lib.update_tharlen(id);
-            if (ticks == 0)
-                saidRunning = lib.isServoLoopRunning();
-            if (work)
-                work();
-            if (onceDue)
-                once();
-        } catch (...) {
-            failure = std::current_exception();
-            failed = true;
+    {
+        // One that comes behind the stop finds that the work and the times have been let go.
+        const std::lock_guard<std::mutex> lock(working);
+        if (!stopped) {
+            if (timed < kMost)
+                times[timed++] = now;
+            if (!failed)
+                doWork();
         }
     }
     onceDue = false;
     ++ticks;
     --inside;
+}
+
+void RunningLoop::State::doWork() {
+    try {
+        if (id >= 0)
+            status = lib.update_tharlen(id);
+        if (ticks == 0)
+            saidRunning = lib.isServoLoopRunning();
+        if (work)
+            work();
+        if (onceDue)
+            once();
+    } catch (...) {
+        failure = std::current_exception();
+        failed = true;
+    }
 }
 
 void RunningLoop::start(int ticks) {
@@ -196,6 +240,7 @@ void RunningLoop::stop() {
     if (state_.stopped)
         return;
     state_.lib.stopServoLoop();
+    const std::lock_guard<std::mutex> lock(state_.working);
     state_.stopped = true;
 }
 
@@ -219,7 +264,7 @@ void RunningLoop::inTick(std::function<void()> work) {
 }
 
 std::vector<std::int64_t> RunningLoop::times() const {
-    return {state_.times.begin(), state_.times.begin() + static_cast<std::ptrdiff_t>(std::min<std::size_t>(state_.timed, kMost))};
+    return {state_.times.begin(), state_.times.begin() + static_cast<std::ptrdiff_t>(state_.timed)};
 }
 
 void needAmplifiersOff(Library& lib, RunningLoop& loop, int id) {

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <exception>
 #include <functional>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -51,16 +52,24 @@ void speakOf(Bench& bench, const char* promise, Look look) {
 std::int64_t nanoseconds();  ///< of the monotonic clock
 /// NotTried where the check was asked to end meanwhile, or before.
 void sleepFor(double milliseconds);
-/// From here on SIGINT and SIGTERM end the next sleepFor(), so that what is open is switched off on the way out.
+/// For all that ends the program early, as a terminal that is closed.
+void onInterrupt(void (*handler)(int));
+/// From here on such an interrupt ends the next sleepFor(), so that what is open is switched off on the way out.
 void stopAtInterrupt();
 double medianOf(std::vector<double> values);  ///< 0 of none
 
 /// The first entry of Latin-1 text that is no printable character, or -1.
 int firstUnprintable(const std::string& latin1);
 
+/// One promise speaks of such a list, others cannot be tried on it.
+struct NoList : NotTried {
+    using NotTried::NotTried;
+};
+
 /// The records of the store. They are destroyed as the application does it.
 class Devices {
 public:
+    /// NoList where there are more than 20, or ones that are null.
     explicit Devices(Library& lib);
     ~Devices();
     Devices(const Devices&) = delete;
@@ -97,6 +106,11 @@ private:
 
 /// init_tharlen() with its exceptions: a handle, or negative with the reason.
 int openByName(Library& lib, const std::string& latin1, std::string& why);
+/// That of the bench's device, whose time is not the check's.
+int openAt(Bench& bench, std::string& why);
+
+/// Closes the device whatever becomes of switching it off before.
+void switchOff(Library& lib, int id);
 
 /// The servo loop with work in its ticks. The work is done on the servo thread and must not wait.
 class RunningLoop {
@@ -121,6 +135,7 @@ public:
     bool overlapped() const { return state_.overlapped; }
     bool oneThread() const { return state_.oneThread; }
     bool onCaller() const { return state_.onCaller; }  ///< a tick ran on the thread that started the loop
+    bool strangeData() const { return state_.strangeData; }  ///< a callback had not what was given to the start
     bool saidRunning() const { return state_.saidRunning; }
     /// Times of the ticks since the start, ns, at most kMost.
     std::vector<std::int64_t> times() const;
@@ -130,20 +145,26 @@ public:
 private:
     /// What a tick knows. It outlives the loop, for a library that calls back late.
     struct State {
-        State(Library& library, int handle) : lib(library), id(handle), times(kMost) {}
+        State(Library& library, int handle) : lib(library), id(handle), older(newest), times(kMost) { newest = this; }
         void tick();
+        void doWork();
+
+        static std::atomic<State*> newest;  ///< made on the graphical thread only
 
         Library& lib;
         const int id;
+        State* const older;
         std::function<void()> work, once;
+        std::mutex working;  ///< held for `times`, `work` and `once`, and as `stopped` is set
         std::atomic<bool> onceDue{false};
         std::atomic<std::uint64_t> ticks{0}, lateCalls{0};
         std::atomic<int> status{0}, inside{0};
         std::atomic<bool> stopped{true}, overlapped{false}, oneThread{true}, onCaller{false}, saidRunning{true};
+        std::atomic<bool> strangeData{false};
         std::atomic<unsigned long> thread{0};
         std::atomic<unsigned long> caller{0};
         std::vector<std::int64_t> times;
-        std::atomic<std::size_t> timed{0};  ///< places taken, also past the end
+        std::atomic<std::size_t> timed{0};  ///< times kept, at most kMost
         std::atomic<bool> failed{false};
         std::exception_ptr failure;  ///< of the first tick that threw, once `failed` is set
     };

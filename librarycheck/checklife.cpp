@@ -45,8 +45,8 @@ std::string noHandle(Bench& bench) {
         float sent[6] = {};
         lib.disable_tharlen_forces(id);
         lib.disable_tharlen_forces_no_wait(id);
-        lib.enable_tharlen_forces(id);
-        lib.enable_tharlen_forces_no_wait(id);
+        demand(lib.enable_tharlen_forces(id) != 0, "enable_tharlen_forces(%d) succeeds", id);
+        demand(lib.enable_tharlen_forces_no_wait(id) != 0, "enable_tharlen_forces_no_wait(%d) succeeds", id);
         demand(lib.is_tharlen_forces_enabled(id) == 0, "is_tharlen_forces_enabled(%d) is not 0", id);
         lib.send_tharlen_force(id, force);
         lib.send_tharlen_force_6dof(id, force);
@@ -128,18 +128,28 @@ std::string operations(Bench& bench) {
 
 /// As the application opens its first device: once while it starts, and again on the page of the selection.
 std::string openAgain(Bench& bench) {
-    const OpenDevice device(bench);
+    OpenDevice device(bench);
+    const int first = device.id;
+    const auto figures = [&lib = bench.lib](int id) {
+        return std::make_pair(
+            lib.get_tharlen_nominal_max_force.trusted() ? lib.get_tharlen_nominal_max_force(id) : 0.0f,
+            lib.get_connection_data.trusted() && lib.get_connection_data(id));
+    };
+    const auto before = figures(first);
     std::string why;
-    const int second = openByName(bench.lib, bench.device, why);
+    const int second = openAt(bench, why);
     demand(second >= 0, "the second opening was %s: the application never gets its first device", why.c_str());
+    device.id = second;
     RunningLoop loop(bench.lib, second);
     loop.start(20);
     const int status = loop.status();
+    const auto after = figures(second);
     loop.stop();
-    bench.lib.disable_tharlen_forces(second);
-    bench.lib.disable_tharlen(second);
+    device.close();
     demand(status != -5 && status > -28, "its refresh gives %d", status);
-    return text("handle %d, then %d", device.id, second);
+    demand(before == after, "the handle was %d, then %d, which reads as one that is not open: %g N at most, not %g",
+           first, second, static_cast<double>(after.first), static_cast<double>(before.first));
+    return text("handle %d, then %d", first, second);
 }
 
 std::string closeTwice(Bench& bench) {
@@ -147,6 +157,9 @@ std::string closeTwice(Bench& bench) {
     const int id = device.id;
     device.close();
     bench.lib.disable_tharlen(id);
+    const int enabled = bench.lib.enable_tharlen_forces(id);
+    bench.lib.disable_tharlen_forces(id);
+    demand(enabled != 0, "enable_tharlen_forces succeeds with the handle %d, which is closed", id);
     const OpenDevice anew(bench);
     RunningLoop loop(bench.lib, anew.id);
     loop.start(5);

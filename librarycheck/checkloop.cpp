@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <complex>
 #include <random>
+#include <set>
 #include <thread>
 
 #include "bench.h"
@@ -13,7 +14,10 @@ namespace librarycheck {
 namespace {
 
 constexpr int kStops = 1000;
+constexpr double kStopSeconds = 45;  ///< for them: how long a start takes is the library's
 constexpr double kRateSeconds = 0.7;
+constexpr int kRateTries = 3;
+constexpr double kMostLost = 0.03;  ///< of the periods, on a machine that loses none itself
 constexpr int kStatusCodes[] = {0, -1, -2, -4, -5, -13, -28, -29, -30, -31, -32};
 
 std::string startsEarly(Bench& bench) {
@@ -50,6 +54,7 @@ std::string callsBack(Bench& bench) {
         demand(bench.lib.isServoLoopRunning(), "isServoLoopRunning is false while the loop ticks");
         loop.stop();
         demand(!bench.lib.isServoLoopRunning(), "isServoLoopRunning is true after the stop");
+        demand(!loop.strangeData(), "a callback did not get the pUserData that startServoLoop was given");
         demand(!loop.onCaller(), "a tick ran on the thread that had started the loop");
         demand(loop.oneThread(), "ticks of one run came on several threads");
         demand(!loop.overlapped(), "two ticks were under way at once");
@@ -63,9 +68,10 @@ std::string stops(Bench& bench) {
     RunningLoop loop(bench.lib, device.id);
     std::minstd_rand dice(1);
     std::uniform_real_distribution<double> moment(0.0, 1000.0 / bench.options.rate);
-    int late = 0;
+    int late = 0, tried = 0;
     double longest = 0.0;
-    for (int i = 0; i < kStops; ++i) {
+    const std::int64_t until = nanoseconds() + static_cast<std::int64_t>(kStopSeconds * 1e9);
+    for (; tried < kStops && nanoseconds() < until; ++tried) {
         loop.start();
         sleepFor(moment(dice));  // anywhere in a period
         const std::uint64_t before = loop.lateCalls();
@@ -75,8 +81,9 @@ std::string stops(Bench& bench) {
         sleepFor(1300.0 / bench.options.rate);
         late += loop.lateCalls() != before ? 1 : 0;
     }
-    demand(late == 0, "%d of %d stops were followed by a callback", late, kStops);
-    return text("%d stops, the longest took %.1f ms", kStops, longest);
+    demand(late == 0, "%d of %d stops were followed by a callback", late, tried);
+    return text("%d stops%s, the longest took %.1f ms", tried, tried < kStops ? ", there was no time for more" : "",
+                longest);
 }
 
 // --- Rates -----------------------------------------------------------------------------------------
@@ -115,13 +122,15 @@ Regularity regularityOf(const std::vector<std::int64_t>& times, double wanted) {
     }
     if (best < kFlat)
         r.rate = (r.ticks - 1) / seconds;
-    r.lost = std::max(0, static_cast<int>(std::lround(seconds * r.rate)) + 1 - r.ticks);
     const double anchor = std::arg(meanPhase(times, r.rate)) / (2.0 * M_PI);
     std::vector<double> late;
+    std::set<long> periods;
     for (const std::int64_t time : times) {
         const double at = 1e-9 * static_cast<double>(time - times.front()) * r.rate - anchor;
+        periods.insert(std::lround(at));
         late.push_back(std::abs(at - std::lround(at)) / r.rate * 1e6);
     }
+    r.lost = static_cast<int>(*periods.rbegin() - *periods.begin()) + 1 - static_cast<int>(periods.size());
     r.lateness = medianOf(late);
     return r;
 }
@@ -162,24 +171,42 @@ private:
     std::thread thread_;
 };
 
-std::string rateOf(Bench& bench, const OpenDevice& device, int rate) {
-    bench.lib.setServoLoopRate(rate);
-    RunningLoop loop(bench.lib, device.id);
-    loop.start(10);
-    MachineClock machine(rate);
-    sleepFor(1000.0 * kRateSeconds);
-    const std::vector<std::int64_t> machineTimes = machine.end();
-    loop.stop();
-    const Regularity given = regularityOf(machineTimes, rate);
-    const Regularity r = regularityOf(loop.times(), rate);
+/// Broken where the ticks are not of this rate, or more are lost than beside what the machine gave meanwhile.
+std::string judged(const std::vector<std::int64_t>& times, MachineClock& machine, int rate) {
+    const Regularity given = regularityOf(machine.end(), rate);
+    const Regularity r = regularityOf(times, rate);
     const std::string seen =
         text("%.1f Hz, %d ticks and %d lost, %.0f us off the grid; this machine: %d ticks and %d lost, %.0f us", r.rate,
              r.ticks, r.lost, r.lateness, given.ticks, given.lost, given.lateness);
     demand(std::abs(r.rate / rate - 1.0) < 0.01, "%s", seen.c_str());
     const double lost = static_cast<double>(r.lost) / std::max(1, r.ticks + r.lost);
     const double usual = static_cast<double>(given.lost) / std::max(1, given.ticks + given.lost);
-    demand(lost < 0.1 + 3.0 * usual, "%s", seen.c_str());
+    demand(lost < kMostLost + 3.0 * usual, "%s", seen.c_str());
     return seen;
+}
+
+/// A busy machine may take the processor from the one and not from the other, but hardly each time.
+template <typename Measure>
+std::string tried(Measure measure) {
+    for (int left = kRateTries - 1;; --left) {
+        try {
+            return measure();
+        } catch (const Broken&) {
+            if (left == 0)
+                throw;
+        }
+    }
+}
+
+std::string rateOf(Bench& bench, const OpenDevice& device, int rate) {
+    return tried([&] {
+        bench.lib.setServoLoopRate(rate);
+        RunningLoop loop(bench.lib, device.id);
+        loop.start(10);
+        MachineClock machine(rate);
+        sleepFor(1000.0 * kRateSeconds);
+        return judged(loop.times(), machine, rate);
+    });
 }
 
 std::string rates(Bench& bench) {
@@ -193,19 +220,24 @@ std::string rates(Bench& bench) {
 
 std::string rateChanges(Bench& bench) {
     const OpenDevice device(bench);
-    bench.lib.setServoLoopRate(1000);
-    RunningLoop loop(bench.lib, device.id);
-    loop.start(50);
-    bench.lib.setServoLoopRate(2000);
-    sleepFor(100);
-    const std::size_t before = loop.times().size();
-    sleepFor(400);
-    loop.stop();
-    std::vector<std::int64_t> times = loop.times();
-    times.erase(times.begin(), times.begin() + static_cast<std::ptrdiff_t>(before));
-    const Regularity r = regularityOf(times, 2000);
-    demand(std::abs(r.rate / 2000.0 - 1.0) < 0.05, "from 1000 to 2000 Hz: %.1f Hz", r.rate);
-    return text("from 1000 to 2000 Hz: %.1f Hz", r.rate);
+    return tried([&] {
+        bench.lib.setServoLoopRate(1000);
+        RunningLoop loop(bench.lib, device.id);
+        loop.start(50);
+        bench.lib.setServoLoopRate(2000);
+        sleepFor(100);
+        const auto before = static_cast<std::ptrdiff_t>(loop.times().size());
+        MachineClock machine(2000);
+        sleepFor(400);
+        const std::size_t given = machine.end().size();
+        const std::vector<std::int64_t> times = loop.times();
+        const Regularity r = regularityOf({times.begin() + before, times.end()}, 2000);
+        const std::string seen = text("from 1000 to 2000 Hz: %.1f Hz, %d ticks where this machine gives %zu", r.rate,
+                                      r.ticks, given);
+        // Ticks of the old rate lie on the grid of the new one as well. How even they are is another promise's.
+        demand(std::abs(r.rate / 2000.0 - 1.0) < 0.05 && r.ticks > 0.75 * static_cast<double>(given), "%s", seen.c_str());
+        return seen;
+    });
 }
 
 std::string instantRate(Bench& bench) {

@@ -32,6 +32,8 @@ public:
     virtual void notTried(const char* promise, const std::string& why) = 0;
     /// The operation is not called from here on, in later checks neither.
     virtual void distrust(const std::string& operation, const std::string& why) = 0;
+    /// The check may take so much longer: how long an opening takes is the library's.
+    virtual void longer(double milliseconds) = 0;
     virtual void cost(const Cost& cost) = 0;
     /// Asks the person, and waits for Enter outside the time limit. NotTried where nobody answers.
     virtual void ask(const std::string& text) = 0;

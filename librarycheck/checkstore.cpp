@@ -53,10 +53,12 @@ std::string managerSize(Bench& bench) {
     return text("%zu bytes", sizeof(CTHARLeNMgr));
 }
 
-std::string deviceCount(Bench& bench) {
+std::string deviceCount(Bench& bench) try {
     const Devices list(bench.lib);
     demand(list.counted() == list.count(), "%d devices are listed, the manager counts %d", list.count(), list.counted());
     return text("%d devices", list.count());
+} catch (const NoList& seen) {
+    throw Broken(seen.what());
 }
 
 std::string names(Bench& bench) {

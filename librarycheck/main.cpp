@@ -1,4 +1,5 @@
 // librarycheck: tells the maker of a device library which promises of device/tharlenio.h it keeps.
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -68,9 +69,19 @@ std::string parse(int argc, char** argv, Options& options) {
     return access(options.file.c_str(), R_OK) == 0 ? "" : options.file + " cannot be read: " + std::strerror(errno);
 }
 
+/// Where standard input, output or error are closed, nothing else that is opened is to take their place.
+void fillStandardDescriptors() {
+    int descriptor = 0;
+    while (descriptor >= 0 && descriptor <= STDERR_FILENO)
+        descriptor = open("/dev/null", O_RDWR);
+    if (descriptor >= 0)
+        close(descriptor);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+    fillStandardDescriptors();
     if (argc == 2 && (std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "-h") == 0)) {
         std::cout << kUsage;
         return 0;

@@ -70,7 +70,7 @@ const std::vector<Read>& reads() {
         {"get_stylus_switch", true, false, 1, 1, -kAnyInt, kAnyInt,
          [](Library& lib, int id) { return alone(lib.get_stylus_switch(id, 0)); }},
         {"get_stylus_presence", true, false, 1, 1, -kAnyInt, kAnyInt, VALUE(get_stylus_presence)},
-        {"get_inkwell_switch", true, false, 1, 1, -kAnyInt, kAnyInt, VALUE(get_inkwell_switch)},
+        {"get_inkwell_switch", true, false, 1, 1, 0, 1, VALUE(get_inkwell_switch)},
         {"get_pinch_value", true, true, 1, 1, -kCounts, kCounts, VALUE(get_pinch_value)},
         {"get_tharlen_temp", false, true, 6, 3, -40, 400, FILL(get_tharlen_temp, float, 6)},
         {"get_tharlen_temp_6dof", true, false, 6, 6, -40, 400, FILL(get_tharlen_temp_6dof, float, 6)},

@@ -23,6 +23,8 @@ namespace {
 
 constexpr std::int64_t kPatience = 3000000000LL;  ///< ns that a check has to end, once it is interrupted
 
+constexpr char kSafe[] = "safe";  ///< the check that switches a device off, and is not interrupted
+
 volatile sig_atomic_t interrupted = 0;
 
 void interrupt(int) {
@@ -31,10 +33,7 @@ void interrupt(int) {
 
 /// Calls that may be interrupted by a signal are to come back with EINTR, so that the prompt ends.
 void catchInterrupts() {
-    struct sigaction action {};
-    action.sa_handler = &interrupt;
-    sigaction(SIGINT, &action, nullptr);
-    sigaction(SIGTERM, &action, nullptr);
+    onInterrupt(&interrupt);
     signal(SIGPIPE, SIG_IGN);
 }
 
@@ -69,6 +68,11 @@ public:
     void distrust(const std::string& operation, const std::string& why) override {
         lib.distrust(operation, why);
         say({{"distrust", operation}, {"seen", why}});
+    }
+    void longer(double milliseconds) override {
+        if (const unsigned left = alarm(0))
+            alarm(left + static_cast<unsigned>(milliseconds / 1e3) + 1);
+        say({{"longer", milliseconds}});
     }
     void cost(const Cost& cost) override {
         say({{"cost", cost.operation}, {"servo", cost.servo}, {"median", cost.median}, {"longest", cost.longest}});
@@ -190,9 +194,9 @@ void Runner::runProcess(const Check& check, const std::string& device) {
     process.deadline = nanoseconds() + check.limit * 1000000000LL;
 
     std::string heard;
-    bool told = false;
+    bool told = false, dead = false;
     while (!process.ended) {
-        if (interrupted && !told) {
+        if (interrupted && !told && check.name != kSafe) {
             kill(process.pid, SIGINT);  // it may have been for us alone; the check ends with the amplifiers off
             told = true;
             process.deadline = std::min(process.deadline, nanoseconds() + kPatience);
@@ -200,12 +204,19 @@ void Runner::runProcess(const Check& check, const std::string& device) {
         pollfd waiting{process.hears, POLLIN, 0};
         const std::int64_t left = (process.deadline - nanoseconds()) / 1000000;
         if (left <= 0) {
-            process.late = true;
-            kill(process.pid, SIGKILL);
+            if (!dead) {
+                process.late = true;
+                kill(process.pid, SIGKILL);
+            }
             break;
         }
-        if (poll(&waiting, 1, static_cast<int>(std::min<std::int64_t>(left, 200))) <= 0)
+        if (poll(&waiting, 1, dead ? 0 : static_cast<int>(std::min<std::int64_t>(left, 200))) <= 0) {
+            if (dead)
+                break;
+            // Its end of the pipe may be held open by a process that the library has started.
+            dead = waitpid(process.pid, &process.status, WNOHANG) == process.pid;
             continue;
+        }
         char part[4096];
         const ssize_t count = ::read(process.hears, part, sizeof part);
         if (count == 0 || (count < 0 && errno != EINTR))
@@ -214,7 +225,7 @@ void Runner::runProcess(const Check& check, const std::string& device) {
         for (std::size_t end; (end = heard.find('\n')) != std::string::npos; heard.erase(0, end + 1))
             hear(process, heard.substr(0, end));
     }
-    while (waitpid(process.pid, &process.status, 0) < 0 && errno == EINTR) {
+    while (!dead && waitpid(process.pid, &process.status, 0) < 0 && errno == EINTR) {
     }
     close(process.hears);
     close(process.says);
@@ -249,6 +260,8 @@ void Runner::hear(Process& process, const std::string& line) {
             next = Verdict::NotTried;
         }
     }
+    if (message.contains("longer"))
+        process.deadline += static_cast<std::int64_t>(message["longer"].get<double>() * 1e6);
     if (message.contains("distrust"))
         distrusted_.push_back({message["distrust"], seen});
     if (message.contains("cost"))
@@ -282,6 +295,8 @@ void Runner::conclude(Process& process) {
         return;
     const char* graphical = underway->graphical;
     const char* servo = underway->servo;
+    if (graphical && servo && std::strcmp(graphical, "stopServoLoop") == 0)
+        graphical = nullptr;  // it waits for the tick, as it should
     std::string seen = process.late && interrupted
                            ? text("it did not end when it was interrupted")
                        : process.late ? text("it did not come back within %d s", process.check.limit)
@@ -290,7 +305,7 @@ void Runner::conclude(Process& process) {
                                   strsignal(WTERMSIG(process.status)))
                            : text("it ended the process, with status %d", WEXITSTATUS(process.status));
     if (graphical || servo)
-        seen += std::string(", in ") + (graphical ? graphical : servo);
+        seen += std::string(graphical ? ", in " : ", on the servo thread in ") + (graphical ? graphical : servo);
     if (graphical && servo && !process.late)
         seen += std::string(" or, on the servo thread, in ") + servo;
     const std::string said = foreign::printable(lastLine(process.errors));
@@ -313,12 +328,11 @@ void Runner::conclude(Process& process) {
 void Runner::makeSafe(Process& process) {
     if (isBroken("life.opens", process.device))
         return;
-    const Check safe{"safe", {}, Check::Nothing, 10, [](Bench& bench) {
+    const Check safe{kSafe, {}, Check::Nothing, 30, [](Bench& bench) {
                          std::string why;
                          const int id = openByName(bench.lib, bench.device, why);
                          demand(id >= 0, "%s", why.c_str());
-                         bench.lib.disable_tharlen_forces(id);
-                         bench.lib.disable_tharlen(id);
+                         switchOff(bench.lib, id);
                          static_cast<ChildBench&>(bench).say({{"safe", true}});
                          return std::string();
                      }};

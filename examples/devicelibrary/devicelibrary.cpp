@@ -2,7 +2,6 @@
 // it, and fill the places marked with FILL with what talks to your hardware. Everything that crosses the boundary, with
 // units, threads and results, is stated in device/tharlenio.h.
 #include <pthread.h>
-#include <sched.h>
 #include <time.h>
 
 #include <algorithm>
@@ -19,13 +18,27 @@ namespace {
 constexpr char kName[] = "Example arm", kModel[] = "Example model", kSerial[] = "EX-0001";
 constexpr float kMaxForce = 3.0f, kContinuousForce = 1.0f, kMaxStiffness = 0.5f;  // N, N, N/mm
 constexpr long kFullDac = 32767;
+constexpr float kFullVolt = 32767.0f;          // counts a volt
 constexpr float kRoom = 25.0f, kWarm = 85.0f;  // degrees Celsius
 
 thread_local bool inCallback = false;
 
-/// What the servo thread refreshes and others read. The lock is held for no longer than a copy takes.
+/// Who holds it has the priority of who waits for it: the servo thread waits for a copy, never for a busy machine.
+struct Lock {
+    Lock() {
+        pthread_mutexattr_t kind;
+        pthread_mutexattr_init(&kind);
+        pthread_mutexattr_setprotocol(&kind, PTHREAD_PRIO_INHERIT);
+        pthread_mutex_init(&mutex, &kind);
+    }
+    void lock() { pthread_mutex_lock(&mutex); }
+    void unlock() { pthread_mutex_unlock(&mutex); }
+    pthread_mutex_t mutex;
+};
+
+/// What the servo thread refreshes and others read. Talk to the hardware outside of the lock.
 struct Arm {
-    std::mutex lock;
+    Lock lock;
     int open = -1;  ///< handle, or -1
     int next = 0;
     bool amplifiers = false;
@@ -41,27 +54,20 @@ class Calibration : public CTHARLeNAutoCalibration {
 /// Runs `f` for the open device; `otherwise` for any other handle.
 template <typename T, typename F>
 T with(int id, T otherwise, F f) {
-    const std::lock_guard<std::mutex> hold(arm.lock);
+    const std::lock_guard<Lock> hold(arm.lock);
     return id >= 0 && id == arm.open ? f() : otherwise;
 }
 
 /// Fills `out` with zeros, and for the open device with `values` after that.
-template <typename T, typename V>
-int fill(int id, T* out, int count, const V* values) {
+template <typename T>
+int fill(int id, T* out, int count, const T* values = nullptr) {
     std::fill(out, out + count, T{});
-    return with(id, -1, [&] {
-        if (values)
-            std::copy(values, values + count, out);
-        return 0;
-    });
+    return with(id, -1, [&] { return std::copy(values, values + (values ? count : 0), out), 0; });
 }
 
 int amplifiers(int id, bool on) {
-    // FILL: where the arm needs time to follow, wait here for it, but never while inCallback is true.
-    return with(id, -5, [on] {
-        arm.amplifiers = on;
-        return 0;
-    });
+    // FILL: tell the arm, also while the loop stands; where it needs time, wait, but never while inCallback is true.
+    return with(id, -5, [on] { return arm.amplifiers = on, 0; });
 }
 
 void forgetCommands() {
@@ -100,8 +106,7 @@ private:
         return t.tv_sec * 1000000000LL + t.tv_nsec;
     }
     void run(ServoCallback callback, void* data) {
-        sched_param priority{};
-        priority.sched_priority = 60;
+        const sched_param priority{60};
         pthread_setschedparam(pthread_self(), SCHED_FIFO, &priority);  // without the permission it stays as it is
         std::int64_t next = now(), last = 0;
         while (running_) {
@@ -158,17 +163,17 @@ int CTHARLeNMgr::EnumerateTHARLeNs(CTHARLeNDevice** apDevices) {
 
 // --- Life cycle and servo loop ---------------------------------------------------------------------
 
-int init_tharlen(const char* name) {
+int init_tharlen(const char* name) {  // FILL: connect, ahead of the lock
     if (!name || std::strcmp(name, kName) != 0)
         return -1;
-    const std::lock_guard<std::mutex> hold(arm.lock);  // FILL: connect. What was open is closed by this.
+    const std::lock_guard<Lock> hold(arm.lock);  // what was open is closed by this
     forgetCommands();
     return arm.open = arm.next++;
 }
-int disable_tharlen(int id) {
+int disable_tharlen(int id) {  // FILL: the amplifiers off, also while the loop stands; disconnect
     return with(id, -1, [] {
         forgetCommands();
-        arm.open = -1;  // FILL: disconnect, the amplifiers off
+        arm.open = -1;
         return 0;
     });
 }
@@ -176,15 +181,14 @@ int createServoLoop() { return servo.created = true, 0; }
 int setServoLoopRate(int rate) {
     if (rate != 1000 && rate != 2000 && rate != 3000 && rate != 4000)
         return -1;
-    servo.rate = rate;
-    return 0;
+    return servo.rate = rate, 0;
 }
 int startServoLoop(ServoCallback callback, void* pUserData) { return servo.start(callback, pUserData); }
 int stopServoLoop() { return servo.stop(), 0; }
 bool isServoLoopRunning() { return servo.running(); }
-int update_tharlen(int id) {
+int update_tharlen(int id) {  // FILL: exchange commands and readings with the arm, ahead of the lock
     return with(id, 0, [] {
-        PORT_INPUT& image = arm.connection.m_portInput;  // FILL: exchange commands and readings with the arm
+        PORT_INPUT& image = arm.connection.m_portInput;
         __atomic_store_n(&image.ucTimerCnt, static_cast<UCHAR>(image.ucTimerCnt + 1), __ATOMIC_RELAXED);
         return 0;
     });
@@ -211,7 +215,7 @@ int command_motor_dac_values(int id, const long dac[6]) {
         bool beyond = false;
         for (int i = 0; i < 6; ++i) {
             beyond |= dac[i] > kFullDac || dac[i] < -kFullDac - 1;
-            arm.dac[i] = std::clamp(dac[i], -kFullDac, kFullDac);
+            arm.dac[i] = std::clamp(dac[i], -kFullDac - 1, kFullDac);
         }
         return beyond ? kMaxForceExceeded : 0;
     });
@@ -219,12 +223,12 @@ int command_motor_dac_values(int id, const long dac[6]) {
 int command_motor_voltages(int id, const float volts[6], float sent[6]) {
     long dac[6];
     for (int i = 0; i < 6; ++i)
-        dac[i] = std::isfinite(volts[i]) ? std::lround(volts[i] * static_cast<float>(kFullDac)) : 0;
+        dac[i] = std::isfinite(volts[i]) ? std::lround(std::clamp(volts[i], -2.0f, 2.0f) * kFullVolt) : 0;
     std::fill(sent, sent + 6, 0.0f);
     const int status = command_motor_dac_values(id, dac);
     return with(id, -1, [=] {
         for (int i = 0; i < 6; ++i)
-            sent[i] = static_cast<float>(arm.dac[i]) / static_cast<float>(kFullDac);
+            sent[i] = static_cast<float>(arm.dac[i]) / kFullVolt;
         return status;
     });
 }
@@ -234,32 +238,28 @@ int unfiltered_device_fault(int id) { return with(id, 1, [] { return 0; }); }
 
 // --- Sensors: the arm stands still at its origin ---------------------------------------------------
 
-int get_encoder_values(int id, long encoders[6]) { return fill<long, long>(id, encoders, 6, nullptr); }
-int get_tharlen_encoders(int id, float angles[3]) { return fill<float, float>(id, angles, 3, nullptr); }
-int get_gimbal_encoders(int id, float angles[3]) { return fill<float, float>(id, angles, 3, nullptr); }
-int get_tharlen_joint_angles(int id, float angles[6]) { return fill<float, float>(id, angles, 6, nullptr); }
-int get_tharlen_joint_vel(int id, float velocities[6]) { return fill<float, float>(id, velocities, 6, nullptr); }
-int get_tharlen_pos(int id, float position[3]) { return fill<float, float>(id, position, 3, nullptr); }
-int get_tharlen_vel(int id, float velocity[3]) { return fill<float, float>(id, velocity, 3, nullptr); }
-int get_tharlen_jacobian(int id, double jacobian[6][6]) {
-    return fill<double, double>(id, &jacobian[0][0], 36, nullptr);
-}
+int get_encoder_values(int id, long encoders[6]) { return fill(id, encoders, 6); }
+int get_tharlen_encoders(int id, float angles[3]) { return fill(id, angles, 3); }
+int get_gimbal_encoders(int id, float angles[3]) { return fill(id, angles, 3); }
+int get_tharlen_joint_angles(int id, float angles[6]) { return fill(id, angles, 6); }
+int get_tharlen_joint_vel(int id, float velocities[6]) { return fill(id, velocities, 6); }
+int get_tharlen_pos(int id, float position[3]) { return fill(id, position, 3); }
+int get_tharlen_vel(int id, float velocity[3]) { return fill(id, velocity, 3); }
+int get_tharlen_jacobian(int id, double jacobian[6][6]) { return fill(id, &jacobian[0][0], 36); }
 int get_stylus_matrix(int id, float matrix[4][4]) {
     const float still[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
     return fill(id, &matrix[0][0], 16, still);
 }
 int get_stylus_switch(int, int) { return 0; }
 int get_stylus_presence(int) { return 0; }
-int get_inkwell_switch(int) { return 0; }
+int get_inkwell_switch(int id) { return with(id, 0, [] { return 1; }); }  // type 5: not docked
 double get_pinch_value(int) { return 0.0; }
 int get_tharlen_temp_advance(int id, int kind, float celsius[6]) {
     const float room[6] = {kRoom, kRoom, kRoom, kRoom, kRoom, kRoom};
     const float* const known[] = {room, room, arm.shutdown, arm.cooldown};
     return kind < 0 || kind > kCooldownTemperature ? -1 : fill(id, celsius, 6, known[kind]);
 }
-int get_tharlen_temp_6dof(int id, float celsius[6]) {
-    return get_tharlen_temp_advance(id, kWindingTemperature, celsius);
-}
+int get_tharlen_temp_6dof(int id, float temps[6]) { return get_tharlen_temp_advance(id, kWindingTemperature, temps); }
 int get_tharlen_temp(int id, float celsius[6]) { return get_tharlen_temp_6dof(id, celsius); }
 int get_tharlen_temp_normalized_6dof(int id, float scale[6]) {
     const float cool[6] = {kRoom / kWarm, kRoom / kWarm, kRoom / kWarm, kRoom / kWarm, kRoom / kWarm, kRoom / kWarm};
@@ -285,16 +285,14 @@ float get_tharlen_nominal_max_stiffness(int id) { return with(id, 0.0f, [] { ret
 int tharlen_check_for_gimbal(int id) { return with(id, 0, [] { return 1; }); }
 int tharlen_check_for_pinch(int) { return 0; }
 int tharlen_which_pinch(int) { return 0; }
-int get_calibration_status(int id, int* status) { return fill<int, int>(id, status, 1, nullptr); }
+int get_calibration_status(int id, int* status) { return fill(id, status, 1); }
 int update_calibration(int id) { return with(id, -1, [] { return 0; }); }
 int is_calibration_supported(int id) { return with(id, 0, [] { return 2; }); }
 int is_tharlen_reset_supported(int) { return 0; }
 int tharlen_reset(int) { return -1; }
 int is_pinch_calibrated(int) { return 0; }
 int set_pinch_limits(int, int, int) { return -1; }
-CIOConnection* get_connection_data(int id) {
-    return with(id, static_cast<CIOConnection*>(nullptr), [] { return &arm.connection; });
-}
+CIOConnection* get_connection_data(int id) { return with<CIOConnection*>(id, nullptr, [] { return &arm.connection; }); }
 CTHARLeNAutoCalibration* get_calibration_data(int id) {
-    return with(id, static_cast<CTHARLeNAutoCalibration*>(nullptr), [] { return &calibration; });
+    return with<CTHARLeNAutoCalibration*>(id, nullptr, [] { return &calibration; });
 }

@@ -29,6 +29,12 @@ template <typename F>
     return id >= 0 && id < 1000;
 }
 
+[[maybe_unused]] int healthyList(CTHARLeNMgr* manager, CTHARLeNDevice** apDevices) {
+    using Enumerate = int (*)(CTHARLeNMgr*, CTHARLeNDevice**);
+    return reinterpret_cast<Enumerate>(
+        dlsym(RTLD_NEXT, "_ZN11CTHARLeNMgr17EnumerateTHARLeNsEPP14CTHARLeNDevice"))(manager, apDevices);
+}
+
 [[maybe_unused]] void pause(double milliseconds) {
     const timespec t{0, static_cast<long>(milliseconds * 1e6)};
     nanosleep(&t, nullptr);
@@ -56,6 +62,64 @@ int stopServoLoop() {
     return result;
 }
 
+#elif defined(BURSTS) || defined(OTHER_DATA)
+namespace {
+ServoCallback ofUser;
+void* dataOfUser;
+int asBroken(void*) {
+#ifdef BURSTS
+    static int count = 0;
+    for (int i = 0; i < 8 && count % 8 == 0; ++i)
+        ofUser(dataOfUser);
+    ++count;
+#else
+    ofUser(nullptr);
+#endif
+    return 0;
+}
+}  // namespace
+int startServoLoop(ServoCallback callback, void* pUserData) {
+    ofUser = callback;
+    dataOfUser = pUserData;
+    return HEALTHY(startServoLoop)(&asBroken, nullptr);
+}
+
+#elif defined(RATE_STAYS)
+int setServoLoopRate(int rate) {
+    return HEALTHY(isServoLoopRunning)() ? 0 : HEALTHY(setServoLoopRate)(rate);
+}
+
+#elif defined(DEAD_HANDLE)
+int init_tharlen(const char* name) {
+    static int openings = 0;
+    const int id = HEALTHY(init_tharlen)(name);
+    return id >= 0 && openings++ == 1 ? id + 100 : id;
+}
+
+#elif defined(OPENS_ON)
+int init_tharlen(const char* name) {
+    static int last = -1;
+    const bool on = HEALTHY(is_tharlen_forces_enabled)(last);
+    const int id = HEALTHY(init_tharlen)(name);
+    if (on)
+        HEALTHY(enable_tharlen_forces)(id);
+    return last = id;
+}
+
+#elif defined(SWITCH_WAITS)
+int enable_tharlen_forces_no_wait(int id) {
+    if (isOpen(id))
+        pause(3);
+    return HEALTHY(enable_tharlen_forces_no_wait)(id);
+}
+
+#elif defined(TICK_HANGS)
+int get_tharlen_joint_vel(int id, float velocities[6]) {
+    while (isOpen(id))
+        pause(100);
+    return HEALTHY(get_tharlen_joint_vel)(id, velocities);
+}
+
 #elif defined(WRONG_SIGN)
 // A motor that is wired the wrong way round: forces do not know of it, nor does what reads a command back.
 namespace {
@@ -79,20 +143,23 @@ int get_last_motor_dac_values(int id, long dac[6]) {
 
 #elif defined(UNENDED_NAME)
 int CTHARLeNMgr::EnumerateTHARLeNs(CTHARLeNDevice** apDevices) {
-    using Enumerate = int (*)(CTHARLeNMgr*, CTHARLeNDevice**);
-    const auto real = reinterpret_cast<Enumerate>(
-        dlsym(RTLD_NEXT, "_ZN11CTHARLeNMgr17EnumerateTHARLeNsEPP14CTHARLeNDevice"));
-    const int count = real(this, apDevices);
+    const int count = healthyList(this, apDevices);
     std::memset(apDevices[1]->m_szName, 'A', sizeof apDevices[1]->m_szName);
     return count;
 }
 
+#elif defined(LONG_LIST)
+int CTHARLeNMgr::EnumerateTHARLeNs(CTHARLeNDevice** apDevices) {
+    for (int i = healthyList(this, apDevices); i < 21; ++i) {
+        apDevices[i] = new CTHARLeNDevice;
+        apDevices[i]->m_nIndex = i;
+    }
+    return m_nDeviceCount = 21;
+}
+
 #elif defined(LONGER_RECORD)
 int CTHARLeNMgr::EnumerateTHARLeNs(CTHARLeNDevice** apDevices) {
-    using Enumerate = int (*)(CTHARLeNMgr*, CTHARLeNDevice**);
-    const auto real = reinterpret_cast<Enumerate>(
-        dlsym(RTLD_NEXT, "_ZN11CTHARLeNMgr17EnumerateTHARLeNsEPP14CTHARLeNDevice"));
-    const int count = real(this, apDevices);
+    const int count = healthyList(this, apDevices);
     for (int i = 0; i < count; ++i) {
         void* const longer = ::operator new(sizeof(CTHARLeNDevice) + 64);
         std::memcpy(longer, static_cast<void*>(apDevices[i]), sizeof(CTHARLeNDevice));

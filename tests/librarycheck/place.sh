@@ -108,6 +108,7 @@ good/$name|1|give the whole path
 $box/god/$name|1|there is no such file
 $box/good|1|name the file $name in it
 $box/good/another.so|1|has to be called $name
+$box/colon:/$name|1|cannot be searched
 $box/text/$name|1|no shared library of this machine
 $box/machine/$name|1|no shared library of this machine
 $box/bare/$name|1|its SONAME is "", so that no other
