@@ -2,18 +2,14 @@
 #include "qthapticsthread.h"
 
 // An object that has a thread of its own cannot have a parent elsewhere, so the parent is left out.
-qtHapticsThread::qtHapticsThread(QObject*) {
-    moveToThread(this);
-}
+qtHapticsThread::qtHapticsThread(QObject*) { moveToThread(this); }
 
 qtHapticsThread::~qtHapticsThread() {
     quit();
     wait();
 }
 
-void qtHapticsThread::changeTharlenInstance(int id) {
-    cs_DeviceID = id;
-}
+void qtHapticsThread::changeTharlenInstance(int id) { cs_DeviceID = id; }
 
 void qtHapticsThread::run() {
     QTimer timer;

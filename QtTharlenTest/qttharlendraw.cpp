@@ -16,9 +16,7 @@ namespace {
 constexpr int kFrame = 33;            ///< ms
 constexpr double kRoundPi = 3.14159;  ///< this rounded value is meant
 
-float degrees(float radians) {
-    return static_cast<float>(radians * 180.0 / kRoundPi);
-}
+float degrees(float radians) { return static_cast<float>(radians * 180.0 / kRoundPi); }
 
 }  // namespace
 
@@ -35,13 +33,9 @@ qtTharlenDraw::~qtTharlenDraw() {
     releaseGL();
 }
 
-QSize qtTharlenDraw::sizeHint() const {
-    return {200, 250};
-}
+QSize qtTharlenDraw::sizeHint() const { return {200, 250}; }
 
-void qtTharlenDraw::changeTharlenInstance(int deviceId) {
-    cs_DeviceID = deviceId;
-}
+void qtTharlenDraw::changeTharlenInstance(int deviceId) { cs_DeviceID = deviceId; }
 
 // Without a gimbal its switches and its three angles keep what they last were; the angles are then in degrees
 // already and are not converted again.

@@ -11,8 +11,8 @@
 
 namespace {
 
-constexpr int kFramePeriod = 33;      ///< ms
-constexpr int kWallTransitions = 2;   ///< a wall is passed above this
+constexpr int kFramePeriod = 33;     ///< ms
+constexpr int kWallTransitions = 2;  ///< a wall is passed above this
 
 constexpr GLfloat kDiffuse[] = {0.7f, 0.8f, 0.9f, 1.0f};
 constexpr GLfloat kSpecular[] = {0.4f, 0.4f, 0.4f, 1.0f};

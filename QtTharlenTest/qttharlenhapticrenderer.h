@@ -37,32 +37,32 @@ public:
     void genBoxDisplayList();
     void genGimbalDisplayList();
 
-    QTimer* graphicTimer = nullptr;           ///< frames; its timeout goes to update()
-    SharedArray<float, 3> m_fForces;          ///< written by nothing
-    Shared<bool> m_bBrokeOutOfBox;            ///< from a pop-through until the force is zero again
-    Shared<int> m_nBrokeBoxTicks;             ///< servo ticks over the force limit
-    SharedArray<float, 3> pPos;               ///< cursor, mm
-    Shared<int> m_PopThruRequirement;         ///< break-outs wanted; read by nothing
-    SharedArray<int, 6> m_nWallTransitions;   ///< pop-throughs a wall
-    Shared<bool> m_bPassTest;                 ///< all six walls have been passed
-    Shared<float> m_afBoxStiffness;           ///< factor of the walls' gain
+    QTimer* graphicTimer = nullptr;          ///< frames; its timeout goes to update()
+    SharedArray<float, 3> m_fForces;         ///< written by nothing
+    Shared<bool> m_bBrokeOutOfBox;           ///< from a pop-through until the force is zero again
+    Shared<int> m_nBrokeBoxTicks;            ///< servo ticks over the force limit
+    SharedArray<float, 3> pPos;              ///< cursor, mm
+    Shared<int> m_PopThruRequirement;        ///< break-outs wanted; read by nothing
+    SharedArray<int, 6> m_nWallTransitions;  ///< pop-throughs a wall
+    Shared<bool> m_bPassTest;                ///< all six walls have been passed
+    Shared<float> m_afBoxStiffness;          ///< factor of the walls' gain
     int m_renderType = 0;
-    int cs_DeviceID = -1;                     ///< whose stylus is drawn
+    int cs_DeviceID = -1;  ///< whose stylus is drawn
     bool manufacturingMode = false;
     // A palette that the scene itself does not use.
     QColor trolltechYellow, trolltechPurple, trolltechCyan, trolltechGreen, trolltechGrey;
     QSize window_size;
     float fEndPointTransform[4][4] = {{1, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, 1, 0}, {0, 0, 0, 1}};  ///< column-major
     GLfloat* endPtTransform = &fEndPointTransform[0][0];
-    GLUquadric* m_quadObj = nullptr;          ///< spheres
-    GLUquadric* m_quadObj_cyl = nullptr;      ///< gimbal shape; lives while its list is built
+    GLUquadric* m_quadObj = nullptr;      ///< spheres
+    GLUquadric* m_quadObj_cyl = nullptr;  ///< gimbal shape; lives while its list is built
     GLuint m_dlCube = 0;
     GLuint m_dlCursor = 0;
     GLuint m_dlGimbal = 0;
     double m_fCursorSize = 1.0;
-    double m_fCursorRadius = 2.0;             ///< mm
-    double m_fViewerDistance = 80.0;          ///< mm; the box is centred this far ahead of the origin
-    bool m_bWallPassed[6] = {};               ///< as shown
+    double m_fCursorRadius = 2.0;                   ///< mm
+    double m_fViewerDistance = 80.0;                ///< mm; the box is centred this far ahead of the origin
+    bool m_bWallPassed[6] = {};                     ///< as shown
     float m_fBoxMin[3] = {-20.0f, -20.0f, -20.0f};  ///< mm, the drawing's own
     float m_fBoxMax[3] = {20.0f, 20.0f, 20.0f};     ///< mm
 

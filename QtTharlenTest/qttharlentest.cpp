@@ -56,8 +56,7 @@ void qtTharlenTest::rememberForm() {
 /// Hands the options that the servo thread needs over to it, as they change. The record follows the combo
 /// box by the signal that comes before the one that opens the device.
 void qtTharlenTest::connectServoOptions() {
-    connect(ui.m_cmbTHARLeN, QOverload<int>::of(&QComboBox::currentIndexChanged), this,
-            &qtTharlenTest::selectRecord);
+    connect(ui.m_cmbTHARLeN, QOverload<int>::of(&QComboBox::currentIndexChanged), this, &qtTharlenTest::selectRecord);
     const auto handOver = [this] {
         sendForceChecked = ui.sendForce_checkBox->isChecked() || ui.sendForce_checkBox_2->isChecked();
     };
@@ -125,10 +124,9 @@ void qtTharlenTest::clearAxisState() {
         m_lMaxEncoderVal[i] = std::numeric_limits<long>::min();
         m_lMinForceVal[i] = 200.0f;
         m_lMaxForceVal[i] = -200.0f;
-        for (float* temperatures : {motorTemperature, prevMotorATemperature, windingTemperature,
-                                    prevWindingTemperature, statorTemperature, prevStatorTemperature,
-                                    shutdownTemperature, prevShutdownTemperature, cooldownTemperature,
-                                    prevCooldownTemperature})
+        for (float* temperatures : {motorTemperature, prevMotorATemperature, windingTemperature, prevWindingTemperature,
+                                    statorTemperature, prevStatorTemperature, shutdownTemperature,
+                                    prevShutdownTemperature, cooldownTemperature, prevCooldownTemperature})
             temperatures[i] = 0;
     }
     encoderTestEncoders.fill(0);
@@ -177,9 +175,8 @@ void qtTharlenTest::createTimersAndScenes() {
 void qtTharlenTest::createPlots() {
     linePlotScene = new QGraphicsScene(0, 0, 600, 300, this);
     linePlotScene->setSceneRect(ui.graphicsView_3->rect());
-    for (QLineF** line : {&motor1_linePlot, &motor2_linePlot, &motor3_linePlot, &motor1_windingPlot,
-                          &motor1_statorPlot, &motor2_windingPlot, &motor2_statorPlot, &motor3_windingPlot,
-                          &motor3_statorPlot})
+    for (QLineF** line : {&motor1_linePlot, &motor2_linePlot, &motor3_linePlot, &motor1_windingPlot, &motor1_statorPlot,
+                          &motor2_windingPlot, &motor2_statorPlot, &motor3_windingPlot, &motor3_statorPlot})
         *line = new QLineF;
     frictionPlotScene = new QGraphicsScene(0, 0, 5000, 300, this);
     frictionPlotScene->setSceneRect(ui.friction_plot->rect());
@@ -239,11 +236,10 @@ qtTharlenTest::~qtTharlenTest() {
         delete hapticBoxRenderer;
         delete passivityBoxRenderer;
         delete filtersRenderer;
-        for (QTimer* timer :
-             {servoRateGraphicTimer, forceProgressTimer, checkCalibTimer, encoderGuiUpdateTimer, calibDetailTimer,
-              ampsGuiUpdateTimer, cycleAmpsTimer, tempGuiUpdateTimer, frictionTestTimer, capstanTestRefTimer,
-              capstanTestTimer, gimbEncTestTimer, errorDisplayTimer, motorTempTimer, dateTimeTimer, selectionTimer,
-              forceCheckTimer})
+        for (QTimer* timer : {servoRateGraphicTimer, forceProgressTimer, checkCalibTimer, encoderGuiUpdateTimer,
+                              calibDetailTimer, ampsGuiUpdateTimer, cycleAmpsTimer, tempGuiUpdateTimer,
+                              frictionTestTimer, capstanTestRefTimer, capstanTestTimer, gimbEncTestTimer,
+                              errorDisplayTimer, motorTempTimer, dateTimeTimer, selectionTimer, forceCheckTimer})
             delete timer;
     } else {
         stopStrayLoop();

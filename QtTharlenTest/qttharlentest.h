@@ -48,22 +48,22 @@ public:
     ~qtTharlenTest() override;
 
     // --- Device and command buffers ---
-    Shared<int> csTharlenID{-1};                ///< handle of the open device, -1 when none
-    float m_forceToSend[6]{};                   ///< N
-    SharedArray<long, 6> force_dac_values;      ///< the default servo branch sends these, DAC counts
-    float m_torqueToSend[6]{};                  ///< N mm
-    SharedArray<float, 3> forceProgress;        ///< box force as limited, N; no display reads it
-    SharedArray<float, 3> lastDacValue;         ///< last motor command, percent of 32768
+    Shared<int> csTharlenID{-1};            ///< handle of the open device, -1 when none
+    float m_forceToSend[6]{};               ///< N
+    SharedArray<long, 6> force_dac_values;  ///< the default servo branch sends these, DAC counts
+    float m_torqueToSend[6]{};              ///< N mm
+    SharedArray<float, 3> forceProgress;    ///< box force as limited, N; no display reads it
+    SharedArray<float, 3> lastDacValue;     ///< last motor command, percent of 32768
     Ui::qtTharlenTestClass ui;
-    SharedArray<float, 6> m_fVoltsToSend;       ///< V
-    SharedArray<float, 6> m_fVoltsSent;         ///< V, as the library sent them
-    float hapticUpdateRate = 0;                 ///< Hz
-    Shared<float> instHapticUpdateRate;         ///< Hz, of the last tick
+    SharedArray<float, 6> m_fVoltsToSend;  ///< V
+    SharedArray<float, 6> m_fVoltsSent;    ///< V, as the library sent them
+    float hapticUpdateRate = 0;            ///< Hz
+    Shared<float> instHapticUpdateRate;    ///< Hz, of the last tick
 
     // --- Errors ---
     QTimer* errorDisplayTimer = nullptr;
-    QString errorMessage;     ///< the latest error line; under errorMessageSync
-    int numAccumErrors = 0;   ///< errors since the last clearing; under errorMessageSync
+    QString errorMessage;    ///< the latest error line; under errorMessageSync
+    int numAccumErrors = 0;  ///< errors since the last clearing; under errorMessageSync
 
     // --- Plots ---
     QGraphicsScene* linePlotScene = nullptr;
@@ -80,8 +80,8 @@ public:
     QLineF* velocityLine = nullptr;
 
     // --- Model and selection ---
-    long servoRate = 0;                         ///< Hz
-    Shared<double> m_pinchValue;                ///< raw reading, taken on the servo thread
+    long servoRate = 0;           ///< Hz
+    Shared<double> m_pinchValue;  ///< raw reading, taken on the servo thread
     // These flags carry no information: all logic asks the predicates below.
     bool m_bIsCorvale = false;
     bool m_bIsPirka = false;
@@ -93,7 +93,7 @@ public:
     bool m_bIs6DOF = false;
     bool m_bIs2DOF = false;
     bool m_bIsUSBDevice = false;
-    int currentTabIndex = 0;                    ///< written at start-up, read for no decision
+    int currentTabIndex = 0;  ///< written at start-up, read for no decision
     CTHARLeNMgr m_mgr;
     CTHARLeNDevice* m_aDevices[20] = {};
     qtTharlenDraw* tharlenRenderer = nullptr;
@@ -123,14 +123,14 @@ public:
     QString hardwareRev;
     QString hardwareSerial;
     char m_szNumber[12] = {};
-    QString m_acsCredentials[4];                ///< the second element is the device chosen at start-up
+    QString m_acsCredentials[4];  ///< the second element is the device chosen at start-up
 
     // --- Calibration ---
     QTimer* selectionTimer = nullptr;
     QTimer* checkCalibTimer = nullptr;
     int validCalibType = 0;
-    float calibCounter = 0;                     ///< ticks of checkCalibTimer
-    AXIS_SENSOR_DATA* mpSensorData = nullptr;   ///< three axes, the library's
+    float calibCounter = 0;                    ///< ticks of checkCalibTimer
+    AXIS_SENSOR_DATA* mpSensorData = nullptr;  ///< three axes, the library's
     SENSOR_DATA* repFlagData[3] = {};
     bool bFlagPass[3] = {};
     bool bGapPass[4] = {};
@@ -141,8 +141,8 @@ public:
 
     // --- Encoders and switches ---
     QTimer* encoderGuiUpdateTimer = nullptr;
-    long m_lMinEncoderVal[6] = {};              ///< counts
-    long m_lMaxEncoderVal[6] = {};              ///< counts
+    long m_lMinEncoderVal[6] = {};  ///< counts
+    long m_lMaxEncoderVal[6] = {};  ///< counts
     int stylusSwitchState = 0;
     int stylusSwitchCounterOn = 0;
     int stylusSwitchCounterOff = 0;
@@ -158,32 +158,32 @@ public:
     QTimer* calibDetailTimer = nullptr;
     CIOConnection* m_pConnection = nullptr;
     CTHARLeNAutoCalibration* m_pCalibration = nullptr;
-    REPORTDATA m_rd;                            ///< a second record, of which only asdData is used
+    REPORTDATA m_rd;  ///< a second record, of which only asdData is used
 
     // --- Closed-loop encoder test ---
-    float m_nCounter = 0;                       ///< ticks of calibDetailTimer
+    float m_nCounter = 0;  ///< ticks of calibDetailTimer
     int n_axis = 0;
-    SharedArray<long, 3> m_lDestination;        ///< target of the current step, counts
-    SharedArray<long, 3> m_lDesirePos;          ///< the moving set point, counts
-    SharedArray<long, 3> m_lDeltaPos;           ///< its change, plus or minus m_lStepSize
-    Shared<long> m_lStepSize;                   ///< counts/tick
-    SharedArray<long, 3> Destination[kRouteRows];  ///< the route, counts; row 0 is all zero
-    Shared<long> m_SettleTolerance = 2;         ///< counts
+    SharedArray<long, 3> m_lDestination;               ///< target of the current step, counts
+    SharedArray<long, 3> m_lDesirePos;                 ///< the moving set point, counts
+    SharedArray<long, 3> m_lDeltaPos;                  ///< its change, plus or minus m_lStepSize
+    Shared<long> m_lStepSize;                          ///< counts/tick
+    SharedArray<long, 3> Destination[kRouteRows];      ///< the route, counts; row 0 is all zero
+    Shared<long> m_SettleTolerance = 2;                ///< counts
     Shared<long> m_MotionToleranceTimeCounter = 1000;  ///< down-counter that all axes and both faults share
-    SharedArray<int, 3> m_iReachDestination;    ///< ticks that each axis still has to stay at its destination
-    Shared<bool> m_bReached;                    ///< in spite of its name: a step's arrival is being watched
-    Shared<bool> m_bServoControl;               ///< position control is on
-    SharedArray<long, 6> m_lDACvalues;          ///< the commands, DAC counts; only three are written
-    Shared<int> m_fPosMaxDAC;                   ///< DAC counts
-    Shared<int> m_fNegMaxDAC;                   ///< DAC counts
+    SharedArray<int, 3> m_iReachDestination;           ///< ticks that each axis still has to stay at its destination
+    Shared<bool> m_bReached;                           ///< in spite of its name: a step's arrival is being watched
+    Shared<bool> m_bServoControl;                      ///< position control is on
+    SharedArray<long, 6> m_lDACvalues;                 ///< the commands, DAC counts; only three are written
+    Shared<int> m_fPosMaxDAC;                          ///< DAC counts
+    Shared<int> m_fNegMaxDAC;                          ///< DAC counts
     iir_structure m_iir_data[3];
-    SharedArray<float, 3> m_fParity;            ///< sign of each motor
-    SharedArray<float, 3> m_fOffset;            ///< constant command, DAC counts, before the sign
-    Shared<int> m_iButtonStep;                  ///< row of Destination
-    Shared<unsigned> m_lastsensor;              ///< home sensor bits of the tick before
-    SharedArray<long, 3> ZsensorOn;             ///< counts at the last edges of each axis's home sensor
+    SharedArray<float, 3> m_fParity;  ///< sign of each motor
+    SharedArray<float, 3> m_fOffset;  ///< constant command, DAC counts, before the sign
+    Shared<int> m_iButtonStep;        ///< row of Destination
+    Shared<unsigned> m_lastsensor;    ///< home sensor bits of the tick before
+    SharedArray<long, 3> ZsensorOn;   ///< counts at the last edges of each axis's home sensor
     SharedArray<long, 3> ZsensorOff;
-    SharedArray<long, 3> TemperatureOn;         ///< thousandths of a degree Celsius at the same edges
+    SharedArray<long, 3> TemperatureOn;  ///< thousandths of a degree Celsius at the same edges
     SharedArray<long, 3> TemperatureOff;
     int iGimbalR1 = 0;
     int iGimbalR2 = 0;
@@ -195,7 +195,7 @@ public:
     int CntTemperatureOverFlow = 0;
     bool CollectControl = false;
     bool b_PositionControl = false;
-    Shared<bool> b_TriggerEPPError;             ///< the connection's bool has been set, once in a process
+    Shared<bool> b_TriggerEPPError;  ///< the connection's bool has been set, once in a process
     QFile* traceEncOutFile = nullptr;
     QTextStream traceEncStream;
     QFile* traceGimbOutFile = nullptr;
@@ -204,64 +204,64 @@ public:
 
     // --- Amplifiers and forces ---
     QTimer* ampsGuiUpdateTimer = nullptr;
-    QTimer* cycleAmpsTimer = nullptr;           ///< made, but never connected or started
-    float motorTemp[6] = {};                    ///< normalised, 1.0 is the limit
-    float motorTempinDegrees[6] = {};           ///< degrees Celsius
+    QTimer* cycleAmpsTimer = nullptr;  ///< made, but never connected or started
+    float motorTemp[6] = {};           ///< normalised, 1.0 is the limit
+    float motorTempinDegrees[6] = {};  ///< degrees Celsius
     QTimer* tempGuiUpdateTimer = nullptr;
     QTimer* forceCheckTimer = nullptr;
-    float m_lMinForceVal[6] = {};               ///< DAC counts, in spite of the name
-    float m_lMaxForceVal[6] = {};               ///< DAC counts
-    QString m_forceSentStr[6];                  ///< N; no read-out shows it
-    QString m_motorDACStr[6];                   ///< DAC counts
-    QString csText;                             ///< the force as a line; no read-out shows it
+    float m_lMinForceVal[6] = {};  ///< DAC counts, in spite of the name
+    float m_lMaxForceVal[6] = {};  ///< DAC counts
+    QString m_forceSentStr[6];     ///< N; no read-out shows it
+    QString m_motorDACStr[6];      ///< DAC counts
+    QString csText;                ///< the force as a line; no read-out shows it
 
     // --- Friction and capstan: one machine's state, which both tests share and their initialisers clear ---
-    VOLTAGE_VECTOR m_vvMaxVoltage{};            ///< highest voltage of each axis, V
+    VOLTAGE_VECTOR m_vvMaxVoltage{};  ///< highest voltage of each axis, V
     int m_nStage = 0;
-    int m_nAxis = 0;                            ///< axis under test, 0 to 2
-    long m_anLastEncoders[3] = {};              ///< at the last check for stillness; then where the move starts
-    int m_nSameEncoderCnt = 0;                  ///< steps without movement, one after the other
-    POS_VECTOR m_pvEncoderChange{};             ///< counts that mean "moved", or the greatest slip that passes
-    VOLTAGE_VECTOR m_vvVoltageIncr{};           ///< capstan: drive towards the stops, V; friction does not read it
-    VOLTAGE_VECTOR m_vvVoltageChange{};         ///< friction: highest voltage that passes, V
-    POS_VECTOR m_pvMoveResult{};                ///< friction: start less end of each axis's move, counts
-    VOLTAGE_VECTOR m_vvMoveResult{};            ///< friction: voltage when the axis ended, V
-    VOLTAGE_VECTOR m_vvMoveMaxVoltage{};        ///< the limit that SendVoltages uses, V
-    VOLTAGE_VECTOR m_vvMoveIncr{};              ///< friction: the ramp, V
-    BOOL m_abRamping[3] = {};                   ///< cleared, not otherwise used
+    int m_nAxis = 0;                      ///< axis under test, 0 to 2
+    long m_anLastEncoders[3] = {};        ///< at the last check for stillness; then where the move starts
+    int m_nSameEncoderCnt = 0;            ///< steps without movement, one after the other
+    POS_VECTOR m_pvEncoderChange{};       ///< counts that mean "moved", or the greatest slip that passes
+    VOLTAGE_VECTOR m_vvVoltageIncr{};     ///< capstan: drive towards the stops, V; friction does not read it
+    VOLTAGE_VECTOR m_vvVoltageChange{};   ///< friction: highest voltage that passes, V
+    POS_VECTOR m_pvMoveResult{};          ///< friction: start less end of each axis's move, counts
+    VOLTAGE_VECTOR m_vvMoveResult{};      ///< friction: voltage when the axis ended, V
+    VOLTAGE_VECTOR m_vvMoveMaxVoltage{};  ///< the limit that SendVoltages uses, V
+    VOLTAGE_VECTOR m_vvMoveIncr{};        ///< friction: the ramp, V
+    BOOL m_abRamping[3] = {};             ///< cleared, not otherwise used
     QTimer* frictionTestTimer = nullptr;
-    int m_nTicksPushingOnStops = 0;             ///< steps at maximum voltage
-    POS_VECTOR m_pvMoveResult1{};               ///< encoders at the stops in the reference run, counts
-    POS_VECTOR m_pvMoveResult2{};               ///< the same in the verify run
-    VOLTAGE_VECTOR m_vvDamping{};               ///< loaded, not read: the damping is fixed
-    int m_nTimeAtMax = 0;                       ///< steps to push
+    int m_nTicksPushingOnStops = 0;  ///< steps at maximum voltage
+    POS_VECTOR m_pvMoveResult1{};    ///< encoders at the stops in the reference run, counts
+    POS_VECTOR m_pvMoveResult2{};    ///< the same in the verify run
+    VOLTAGE_VECTOR m_vvDamping{};    ///< loaded, not read: the damping is fixed
+    int m_nTimeAtMax = 0;            ///< steps to push
     QTimer* capstanTestTimer = nullptr;
     QTimer* capstanTestRefTimer = nullptr;
 
     // --- Box and servo rate ---
     QTimer* forceProgressTimer = nullptr;
     QTimer* servoRateGraphicTimer = nullptr;
-    QTimer* histoGramTimer = nullptr;           ///< declared; no timer is ever made for it
-    Shared<float> minUpdateRate;                ///< Hz
-    Shared<float> maxUpdateRate;                ///< Hz
+    QTimer* histoGramTimer = nullptr;  ///< declared; no timer is ever made for it
+    Shared<float> minUpdateRate;       ///< Hz
+    Shared<float> maxUpdateRate;       ///< Hz
     float updateRateStdDev = 0;
-    float varUpdateRate = 0;                    ///< Hz squared
-    float meanUpdateRate = 0;                   ///< Hz
-    float stdDevUpdateRate = 0;                 ///< Hz
+    float varUpdateRate = 0;     ///< Hz squared
+    float meanUpdateRate = 0;    ///< Hz
+    float stdDevUpdateRate = 0;  ///< Hz
     int numSamplesUpdateRate = 0;
     QGraphicsScene* histogramScene = nullptr;
     QRectF* histogramRect = nullptr;
 
     // --- Modes ---
-    Shared<bool> manufMode;                     ///< read by the box test on the servo thread
+    Shared<bool> manufMode;  ///< read by the box test on the servo thread
     bool encoderTestMode = false;
     bool performanceTestMode = false;
 
     // --- Performance pages ---
-    double* memoryLoadInt[10] = {};             ///< of the memory load alone, null without one
+    double* memoryLoadInt[10] = {};  ///< of the memory load alone, null without one
     bool releaseProcess = false;
     QTimer* motorTempTimer = nullptr;
-    Shared<float> passivityGain;                ///< N/mm
+    Shared<float> passivityGain;  ///< N/mm
 
     // --- Start-up and wizard ---
     bool onInitTharlenTest();
@@ -412,8 +412,8 @@ public slots:
 
     // Calibration
     void onClickCalibrateButton();
-    void onClickCalibrate();       ///< connected to nothing
-    int onClickCalibratePinch();   ///< Alt+P while a grip waits for it; no button is connected
+    void onClickCalibrate();      ///< connected to nothing
+    int onClickCalibratePinch();  ///< Alt+P while a grip waits for it; no button is connected
     void updateOrdaCorvaleCalib();
     void onCalibrationDetailTab();
     void updateCalibrationData();
@@ -479,7 +479,7 @@ public slots:
     void command_motor_dac();
     void clear_dac_value();
     void clearForces();
-    void commandForces();                ///< connected to nothing
+    void commandForces();  ///< connected to nothing
     void startWorkspaceRecord();
     void recordWorkspace();
     void stopWorkspaceRecord();
@@ -487,8 +487,8 @@ public slots:
     void startLinePlot();
     void stopLinePlot();
     void getMotorTemperature();
-    void startFrictionPerformanceTest();  ///< connected to nothing
-    void stopFrictionPerformanceTest();   ///< connected to nothing
+    void startFrictionPerformanceTest();      ///< connected to nothing
+    void stopFrictionPerformanceTest();       ///< connected to nothing
     void onPassivitySliderChange(int value);  ///< connected to nothing
 
 protected:
@@ -558,7 +558,7 @@ private:
     bool m_limitSwitchedOff = false;  ///< in this tick, for the force limit
     Shared<bool> m_forceNotFinite;    ///< since the device was opened
     bool m_toldNotFinite = false;
-    float m_boxForce[3]{};      ///< what calcForce returns, N
+    float m_boxForce[3]{};        ///< what calcForce returns, N
     float m_passivityForce[3]{};  ///< what calcCustomForce returns, N
 
     // Closed-loop encoder test, a step of its tick each [S]; false of one ends the motion

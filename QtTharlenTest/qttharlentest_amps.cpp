@@ -9,10 +9,10 @@
 
 namespace {
 
-constexpr int kTickPeriod = 2000;  ///< ms
-constexpr int kOffDelay = 500;     ///< ms after the tick
-constexpr int kOnDelay = 1000;     ///< ms after the tick
-constexpr int kSwitchesToPass = 4; ///< each way, whatever the model
+constexpr int kTickPeriod = 2000;   ///< ms
+constexpr int kOffDelay = 500;      ///< ms after the tick
+constexpr int kOnDelay = 1000;      ///< ms after the tick
+constexpr int kSwitchesToPass = 4;  ///< each way, whatever the model
 
 }  // namespace
 

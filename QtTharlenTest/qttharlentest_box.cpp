@@ -11,13 +11,11 @@
 
 namespace {
 
-constexpr double kBoxWall = 20.0;       ///< mm
-constexpr double kFullDac = 32768.0;    ///< DAC counts
-constexpr int kMaxBrokeTicks = 3;       ///< ticks over the limit that make a pop-through
+constexpr double kBoxWall = 20.0;     ///< mm
+constexpr double kFullDac = 32768.0;  ///< DAC counts
+constexpr int kMaxBrokeTicks = 3;     ///< ticks over the limit that make a pop-through
 
-float sumOfSquares(const float* force) {
-    return force[0] * force[0] + force[1] * force[1] + force[2] * force[2];
-}
+float sumOfSquares(const float* force) { return force[0] * force[0] + force[1] * force[1] + force[2] * force[2]; }
 
 }  // namespace
 

@@ -244,10 +244,10 @@ void qtTharlenTest::onClickLoseCalibration() {
     isServoLoopRunning();
     const QByteArray home = qgetenv("KNDD_HOME");
     if (!home.isEmpty()) {
-        const QByteArray path = home + "/config/THARLeN Calibration ("
-                                + QFile::encodeName(ui.m_cmbTHARLeN->currentText()) + ")";
-        const QString message = unlink(path.constData()) == 0 ? "Successfully deleted file :"
-                                                              : "Could not delete calibration file :";
+        const QByteArray path =
+            home + "/config/THARLeN Calibration (" + QFile::encodeName(ui.m_cmbTHARLeN->currentText()) + ")";
+        const QString message =
+            unlink(path.constData()) == 0 ? "Successfully deleted file :" : "Could not delete calibration file :";
         ui.calibFileStatus->setText(message);
         ui.calibrate_textbrowser2->append(message);
     }
@@ -306,10 +306,9 @@ QString rangesText(const MinimumRanges& ranges) {
 void qtTharlenTest::PrepareOutputString3() {
     if (isOrda()) {
         const unsigned long card = selectedDevice()->m_nCardType;
-        ui.encoderStatus_help_textBox->setText(
-            card == 6   ? rangesText({{4500, 4250, 3500}, {3550, 1500, 3000}})
-            : card == 7 ? rangesText({{4500, 4250, 3500}, {3900, 1750, 3900}})
-                        : QString());
+        ui.encoderStatus_help_textBox->setText(card == 6   ? rangesText({{4500, 4250, 3500}, {3550, 1500, 3000}})
+                                               : card == 7 ? rangesText({{4500, 4250, 3500}, {3900, 1750, 3900}})
+                                                           : QString());
     } else if (isCNolvaDevice()) {
         ui.encoderStatus_help_textBox->setText(rangesText({{5000, 2600, 2200}, {3500, 2245, 3500}}));
     } else if (isCorvale()) {

@@ -10,8 +10,8 @@
 
 namespace {
 
-constexpr int kCheckPeriod = 20;       ///< ms
-constexpr int kOrdaDockedTicks = 50;   ///< ticks in the ink well, in total
+constexpr int kCheckPeriod = 20;      ///< ms
+constexpr int kOrdaDockedTicks = 50;  ///< ticks in the ink well, in total
 constexpr int kNolvaDockedTicks = 5;
 
 constexpr char kInkwellText[] =

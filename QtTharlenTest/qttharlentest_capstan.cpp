@@ -17,8 +17,7 @@ constexpr double kDamping[3] = {0.0001, -0.0005, -0.0005};
 
 constexpr long kLeastWay = 20;  ///< counts; an axis that is driven to its stop goes further
 
-constexpr char kNotAvailable[] =
-    "Capstan test not available for this model..\n Please click next to go to next test";
+constexpr char kNotAvailable[] = "Capstan test not available for this model..\n Please click next to go to next test";
 
 }  // namespace
 

@@ -143,8 +143,8 @@ void qtTharlenTest::closePreviousDevice() {
 }
 
 /// Of a device whose loop did not start nobody may have the handle. A library that opens another one only where none is
-/// open would then open none ever again, and one that opens nothing at all may have left its amplifiers on: it is closed
-/// where an opening gives nothing, and the opening is tried once more.
+/// open would then open none ever again, and one that opens nothing at all may have left its amplifiers on: it is
+/// closed where an opening gives nothing, and the opening is tried once more.
 int qtTharlenTest::openDevice(const QString& name) {
     const QByteArray latin1 = name.toLatin1();
     int handle = -1;

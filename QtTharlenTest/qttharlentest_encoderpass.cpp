@@ -62,10 +62,11 @@ int qtTharlenTest::checkEncoderPass() {
     }
     if (isOrda() && (selectedDevice()->m_nCardType == 6 || selectedDevice()->m_nCardType == 7)) {
         const Counts travel{sum(0), sum(1), sum(2), span(3), span(4), span(5)};
-        judgeEncoders(travel.data(), selectedDevice()->m_nCardType == 7 ? kOrdaUsbRanges.data() : kOrdaLanRanges.data());
+        judgeEncoders(travel.data(),
+                      selectedDevice()->m_nCardType == 7 ? kOrdaUsbRanges.data() : kOrdaLanRanges.data());
     }
     if (isCNolvaDevice()) {
-        const Counts travel{sum(0), sum(1), qAbs(m_lMaxEncoderVal[2]) - qAbs(m_lMinEncoderVal[2]),
+        const Counts travel{sum(0), sum(1),  qAbs(m_lMaxEncoderVal[2]) - qAbs(m_lMinEncoderVal[2]),
                             sum(3), span(4), span(5)};
         judgeEncoders(travel.data(), kNolvaRanges.data());
     }
@@ -89,9 +90,9 @@ int qtTharlenTest::takeEncoderChoices() {
     const struct {
         const char* group;
         QRadioButton *pass, *fail;
-    } axes[6] = {{"XEncgroup", ui.RB_X_P, ui.RB_X_F},    {"YEncgroup", ui.RB_Y_P, ui.RB_Y_F},
-                 {"ZEncgroup", ui.RB_Z_P, ui.RB_Z_F},    {"XGimgroup", ui.RB_GX_P, ui.RB_GX_F},
-                 {"YGimgroup", ui.RB_GY_P, ui.RB_GY_F},  {"ZGimgroup", ui.RB_GZ_P, ui.RB_GZ_F}};
+    } axes[6] = {{"XEncgroup", ui.RB_X_P, ui.RB_X_F},   {"YEncgroup", ui.RB_Y_P, ui.RB_Y_F},
+                 {"ZEncgroup", ui.RB_Z_P, ui.RB_Z_F},   {"XGimgroup", ui.RB_GX_P, ui.RB_GX_F},
+                 {"YGimgroup", ui.RB_GY_P, ui.RB_GY_F}, {"ZGimgroup", ui.RB_GZ_P, ui.RB_GZ_F}};
     bool all = true;
     for (int i = 0; i < 6; ++i) {
         if (i >= 3 || axes[i].pass->isChecked() || axes[i].fail->isChecked())

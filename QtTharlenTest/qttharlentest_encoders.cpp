@@ -6,7 +6,7 @@
 
 namespace {
 
-constexpr int kUpdatePeriod = 20;             ///< ms
+constexpr int kUpdatePeriod = 20;  ///< ms
 constexpr float kDegreesPerRadian = 57.2957795f;
 
 QString shortNumber(float value) { return QString::number(static_cast<double>(value), 'g', 4); }

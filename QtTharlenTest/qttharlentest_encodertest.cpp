@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr int kEventPeriod = 20;  ///< ms
+constexpr int kEventPeriod = 20;     ///< ms
 constexpr int kUndrivenTicks = 200;  ///< in a row; an answer or the amplifiers missing no longer is no news
 constexpr double kDegreesPerRadian = 57.2957795;
 
@@ -26,16 +26,15 @@ QString lineOf(const EncoderTestEvent& event) {
         case EncoderTestEvent::TemperatureWarning:
             return time + QString::asprintf("Temprature Warning (%.3f) estimated on axis %d\n", v[0], event.axis);
         case EncoderTestEvent::DacError:
-            return time
-                   + QString::asprintf("DAC Error (%d) detected at axis %d\n", static_cast<int>(v[0]), event.axis);
+            return time + QString::asprintf("DAC Error (%d) detected at axis %d\n", static_cast<int>(v[0]), event.axis);
         case EncoderTestEvent::TestPointAngles:
             return time
                    + QString::asprintf("Encoder Angles :  %.2f, %.2f, %.2f", v[0] * kDegreesPerRadian,
                                        v[1] * kDegreesPerRadian, v[2] * kDegreesPerRadian);
         case EncoderTestEvent::TestPointCounts:
             return time
-                   + QString::asprintf("Encoder Values :  %d, %d, %d", static_cast<int>(v[0]),
-                                       static_cast<int>(v[1]), static_cast<int>(v[2]));
+                   + QString::asprintf("Encoder Values :  %d, %d, %d", static_cast<int>(v[0]), static_cast<int>(v[1]),
+                                       static_cast<int>(v[2]));
         case EncoderTestEvent::SensorEdge:
         case EncoderTestEvent::Stop:
             break;
@@ -52,9 +51,9 @@ int hoursInMilliseconds(int hours) { return static_cast<int>(static_cast<unsigne
 
 void qtTharlenTest::connectEncoderTestOptions() {
     const auto handOver = [this] { handOverEncoderTestOptions(); };
-    for (QAbstractButton* button : std::initializer_list<QAbstractButton*>{
-             ui.testRadio1, ui.testRadio2, ui.testRadio3, ui.testRadio4eva, ui.encoderTestPeriodicCheck,
-             ui.checkTestDegrees})
+    for (QAbstractButton* button :
+         std::initializer_list<QAbstractButton*>{ui.testRadio1, ui.testRadio2, ui.testRadio3, ui.testRadio4eva,
+                                                 ui.encoderTestPeriodicCheck, ui.checkTestDegrees})
         connect(button, &QAbstractButton::toggled, this, handOver);
     for (QSpinBox* box : {ui.SpinBoxTest, ui.encoderTestTempSpinBox, ui.encoderTestLoopsSpinBox})
         connect(box, QOverload<int>::of(&QSpinBox::valueChanged), this, handOver);
@@ -152,10 +151,10 @@ void qtTharlenTest::noteUndrivenArm() {
     if (!startEncoderTest || m_undrivenNoted || (!silent && seen.offRow < kUndrivenTicks))
         return;
     m_undrivenNoted = true;
-    ui.encoderTest_debug->append(
-        timeText()
-        + (silent ? "Note: the device does not answer. What follows says nothing about the arm."
-                  : "Note: the amplifiers are not on. The arm is not driven."));
+    ui.encoderTest_debug->append(timeText()
+                                 + (silent
+                                        ? "Note: the device does not answer. What follows says nothing about the arm."
+                                        : "Note: the amplifiers are not on. The arm is not driven."));
 }
 
 /// Appends what has come to the log. True when the time was up.
@@ -178,6 +177,6 @@ void qtTharlenTest::traceHomeSensor(const EncoderTestEvent& event) {
     if (!traceEncStream.device() && !traceEncStream.string())
         return;
     traceEncStream << "XYZ"[event.axis] << (event.values[2] != 0 ? " Sensor ON at " : " Sensor OFF at ")
-                   << static_cast<long>(event.values[0]) << " at Temperature "
-                   << static_cast<float>(event.values[1]) << "\n";
+                   << static_cast<long>(event.values[0]) << " at Temperature " << static_cast<float>(event.values[1])
+                   << "\n";
 }

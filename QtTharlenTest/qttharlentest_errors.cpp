@@ -16,20 +16,24 @@ struct ErrorText {
 
 // -31, -28 and -5 read the same, and -32 and -29 name two driver packages: both are meant.
 constexpr ErrorText kErrorTexts[] = {
-    {-32, "Setup Error: Try unplugging and replugging in the device.\n"
-          "Consult the Nolva Device Drivers documentation."},
+    {-32,
+     "Setup Error: Try unplugging and replugging in the device.\n"
+     "Consult the Nolva Device Drivers documentation."},
     {-31, "Communication Error: Check the Device connection and Setup."},
     {-30, "Setup Error: Check the base address and adapter number."},
-    {-29, "Setup Error: Check the Parallel Port EPP/ECP settings.\n"
-          "Consult the THARLeN Device Drivers documentation."},
+    {-29,
+     "Setup Error: Check the Parallel Port EPP/ECP settings.\n"
+     "Consult the THARLeN Device Drivers documentation."},
     {-28, "Communication Error: Check the Device connection and Setup."},
     {-13, "Device Warning: Device exceeded max velocity."},
     {-5, "Communication Error: Check the Device connection and Setup."},
-    {-4, "Device Fault: Check that the remote switch is enabled\n"
-         "and/or Device is connected properly."},
+    {-4,
+     "Device Fault: Check that the remote switch is enabled\n"
+     "and/or Device is connected properly."},
     {-2, "Device Warning: Maximum force exceeded on the haptic device."},
-    {-1, "Device Warning: One or more of the Device motors are warm.\n"
-         "Please wait until they are cool to the touch."},
+    {-1,
+     "Device Warning: One or more of the Device motors are warm.\n"
+     "Please wait until they are cool to the touch."},
 };
 
 constexpr int kCommunicationError = -5;

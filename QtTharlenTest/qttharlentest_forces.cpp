@@ -56,9 +56,9 @@ void qtTharlenTest::onTestForcesTab() {
 
 void qtTharlenTest::showGimbalForces(bool shown) {
     for (QWidget* widget : std::initializer_list<QWidget*>{
-             ui.slider_TX, ui.slider_TY, ui.slider_TZ, ui.label_Tx,  ui.label_Ty,  ui.label_Tz,  ui.force_gx,
-             ui.force_gy,  ui.force_gz,  ui.temp_TX,   ui.temp_TY,   ui.temp_TZ,   ui.label_51,  ui.label_52,
-             ui.label_53,  ui.RB_FGX_P,  ui.RB_FGX_F,  ui.RB_FGY_P,  ui.RB_FGY_F,  ui.RB_FGZ_P,  ui.RB_FGZ_F})
+             ui.slider_TX, ui.slider_TY, ui.slider_TZ, ui.label_Tx, ui.label_Ty, ui.label_Tz, ui.force_gx,
+             ui.force_gy,  ui.force_gz,  ui.temp_TX,   ui.temp_TY,  ui.temp_TZ,  ui.label_51, ui.label_52,
+             ui.label_53,  ui.RB_FGX_P,  ui.RB_FGX_F,  ui.RB_FGY_P, ui.RB_FGY_F, ui.RB_FGZ_P, ui.RB_FGZ_F})
         widget->setVisible(shown);
 }
 
@@ -108,10 +108,10 @@ void qtTharlenTest::watchInkwell() {
     }
 }
 
-// Modal to the window on its own tab, where the forces dropped as the stylus came in. The ticks that bring it run on others too,
-// beside motors that are driven: there it blocks nothing and lies clear of what stops them. It has no event loop of its
-// own: temperatures, errors and the loop go on behind it. It comes back each second while the stylus stays, a full one
-// after it was answered, and goes with the tab.
+// Modal to the window on its own tab, where the forces dropped as the stylus came in. The ticks that bring it run on
+// others too, beside motors that are driven: there it blocks nothing and lies clear of what stops them. It has no event
+// loop of its own: temperatures, errors and the loop go on behind it. It comes back each second while the stylus stays,
+// a full one after it was answered, and goes with the tab.
 void qtTharlenTest::warnOfInkwell() {
     if (!inkwellWarning) {
         inkwellWarning = new QMessageBox(
@@ -181,6 +181,5 @@ void qtTharlenTest::judgeForce(int axis) {
     const bool bPassNeg = axis < 3 ? static_cast<double>(low) < -kBaseLimit : low < -kGimbalLimit[axis - 3];
     const bool bPassPos = axis < 3 ? static_cast<double>(high) > kBaseLimit : high > kGimbalLimit[axis - 3];
     repData->bForcesPass[axis] = bPassNeg && bPassPos;
-    showStyle(forceSliders(ui)[static_cast<std::size_t>(axis)],
-              repData->bForcesPass[axis] ? kPassStyle : kNotYetStyle);
+    showStyle(forceSliders(ui)[static_cast<std::size_t>(axis)], repData->bForcesPass[axis] ? kPassStyle : kNotYetStyle);
 }

@@ -8,7 +8,7 @@
 namespace {
 
 constexpr int kVelocitySamples = static_cast<int>(jointVelocity.size());
-constexpr double kBaseLine = 300.0;           ///< y of velocity 0
+constexpr double kBaseLine = 300.0;            ///< y of velocity 0
 constexpr double kPixelsPerVelocity = 1000.0;  ///< y for 1 rad/s
 
 }  // namespace

@@ -7,9 +7,9 @@
 
 namespace {
 
-constexpr int kReportPeriod = 1000;                ///< ms
+constexpr int kReportPeriod = 1000;  ///< ms
 constexpr int kLoadBlocks = 10;
-constexpr std::size_t kProcessorBlock = 40000;     ///< bytes
+constexpr std::size_t kProcessorBlock = 40000;  ///< bytes
 constexpr int kBytesPerDouble = sizeof(double);
 
 }  // namespace

@@ -39,9 +39,9 @@ void qtTharlenTest::forcesOffNoWait() {
 // A machine of the mechanical tests whose device goes would judge the next one. Sliders and fields go back without
 // their signals, which turn amplifiers on.
 void qtTharlenTest::endMotorActivity() {
-    for (Shared<bool>* flag : {&startBoxTest, &startPassivityTest, &startFiltersTest, &startFrictionTest,
-                               &startCapstanTest, &verifyCapstanTest, &startEncoderTest, &startPerformanceForceTest,
-                               &bFrictionPerformance})
+    for (Shared<bool>* flag :
+         {&startBoxTest, &startPassivityTest, &startFiltersTest, &startFrictionTest, &startCapstanTest,
+          &verifyCapstanTest, &startEncoderTest, &startPerformanceForceTest, &bFrictionPerformance})
         *flag = false;
     m_forceGate.close();
     m_bServoControl = false;
@@ -138,8 +138,8 @@ void qtTharlenTest::watchLoop() {
     watchWindow();
 }
 
-// A window that waits, as for a read that hangs, cannot say so meanwhile. It says so afterwards, long enough to be read,
-// and takes no other line's place.
+// A window that waits, as for a read that hangs, cannot say so meanwhile. It says so afterwards, long enough to be
+// read, and takes no other line's place.
 void qtTharlenTest::watchWindow() {
     const std::int64_t now = testClock.load()();
     const std::int64_t gap = m_lastLook < 0 ? 0 : now - m_lastLook;

@@ -11,11 +11,11 @@
 
 namespace {
 
-constexpr int kPlotPeriod = 1000;    ///< ms
-constexpr int kPlotHeight = 300;     ///< y of 0 degrees
+constexpr int kPlotPeriod = 1000;  ///< ms
+constexpr int kPlotHeight = 300;   ///< y of 0 degrees
 constexpr int kUnitsPerDegree = 3;
-constexpr int kGridEnd = 7200;       ///< s
-constexpr int kGridStep = 30;        ///< units of either axis
+constexpr int kGridEnd = 7200;  ///< s
+constexpr int kGridStep = 30;   ///< units of either axis
 
 double plotHeight(float celsius) { return kPlotHeight - kUnitsPerDegree * static_cast<double>(celsius); }
 

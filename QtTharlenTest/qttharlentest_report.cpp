@@ -47,12 +47,12 @@ void qtTharlenTest::resetReportData() {
     repData->bManualPinchPass = false;
     // An exclusive radio button loses its mark only this way.
     for (QAbstractButton* button :
-         {ui.RB_X_P,       ui.RB_X_F,       ui.RB_Y_P,       ui.RB_Y_F,       ui.RB_Z_P,      ui.RB_Z_F,
-          ui.RB_GX_P,      ui.RB_GX_F,      ui.RB_GY_P,      ui.RB_GY_F,      ui.RB_GZ_P,     ui.RB_GZ_F,
-          ui.RB_SAFETY_P,  ui.RB_SAFETY_F,  ui.RB_INKWELL_P, ui.RB_INKWELL_F, ui.RB_EXTRA_P,  ui.RB_EXTRA_F,
-          ui.RB_STYLUS_P,  ui.RB_STYLUS_F,  ui.RB_FX_P,      ui.RB_FX_F,      ui.RB_FY_P,     ui.RB_FY_F,
-          ui.RB_FZ_P,      ui.RB_FZ_F,      ui.RB_FGX_P,     ui.RB_FGX_F,     ui.RB_FGY_P,    ui.RB_FGY_F,
-          ui.RB_FGZ_P,     ui.RB_FGZ_F}) {
+         {ui.RB_X_P,      ui.RB_X_F,      ui.RB_Y_P,       ui.RB_Y_F,       ui.RB_Z_P,     ui.RB_Z_F,
+          ui.RB_GX_P,     ui.RB_GX_F,     ui.RB_GY_P,      ui.RB_GY_F,      ui.RB_GZ_P,    ui.RB_GZ_F,
+          ui.RB_SAFETY_P, ui.RB_SAFETY_F, ui.RB_INKWELL_P, ui.RB_INKWELL_F, ui.RB_EXTRA_P, ui.RB_EXTRA_F,
+          ui.RB_STYLUS_P, ui.RB_STYLUS_F, ui.RB_FX_P,      ui.RB_FX_F,      ui.RB_FY_P,    ui.RB_FY_F,
+          ui.RB_FZ_P,     ui.RB_FZ_F,     ui.RB_FGX_P,     ui.RB_FGX_F,     ui.RB_FGY_P,   ui.RB_FGY_F,
+          ui.RB_FGZ_P,    ui.RB_FGZ_F}) {
         button->setCheckable(false);
         button->setCheckable(true);
     }

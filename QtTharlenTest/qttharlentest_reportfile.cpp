@@ -122,9 +122,14 @@ private:
 class ReportWriter {
 public:
     ReportWriter(qtTharlenTest& window, QTextStream& stream, const QString& serial, const QString& date)
-        : m_window(window), m_record(*window.repData), m_stream(stream), m_serial(serial), m_date(date),
+        : m_window(window),
+          m_record(*window.repData),
+          m_stream(stream),
+          m_serial(serial),
+          m_date(date),
           m_id(window.csTharlenID),
-          m_gimbal(tharlen_check_for_gimbal(m_id) != 0), m_sixDof(window.is6dof()),
+          m_gimbal(tharlen_check_for_gimbal(m_id) != 0),
+          m_sixDof(window.is6dof()),
           m_automatic(window.isOrda() || window.isCorvale() || window.isCNolvaDevice()) {}
 
     /// Writes all of it; true when everything that counts has passed.
@@ -269,8 +274,8 @@ void ReportWriter::forceRange(int axis, int number) {
     char text[200];
     const double low = m_record.fMinForceVal[axis];
     const double high = m_record.fMaxForceVal[axis];
-    std::snprintf(text, sizeof text, "        · Axis %d: %6.3f DAC to %6.3f DAC (range %6.3f DAC) ", number, low,
-                  high, high - low);
+    std::snprintf(text, sizeof text, "        · Axis %d: %6.3f DAC to %6.3f DAC (range %6.3f DAC) ", number, low, high,
+                  high - low);
     item(text, m_record.bForcesPass[axis]);
 }
 

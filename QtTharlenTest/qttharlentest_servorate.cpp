@@ -87,9 +87,8 @@ void qtTharlenTest::takeRateStatistics() {
 
 QString qtTharlenTest::rateReportLine() const {
     return QString::asprintf("Sample:%2d  N:  %4d  Min:  %0.2f  Max:  %0.2f  Mean:  %0.2f  Var:  %0.2f  SD:  %0.2f",
-                             servoUpdateTicks, numSamplesUpdateRate, double(m_reportedMin),
-                             double(m_reportedMax), double(meanUpdateRate), double(varUpdateRate),
-                             double(stdDevUpdateRate));
+                             servoUpdateTicks, numSamplesUpdateRate, double(m_reportedMin), double(m_reportedMax),
+                             double(meanUpdateRate), double(varUpdateRate), double(stdDevUpdateRate));
 }
 
 // --- The strip -------------------------------------------------------------------------------------

@@ -147,8 +147,7 @@ void qtTharlenTest::gotoNextTab() {
 }
 
 bool qtTharlenTest::spaceResets() const {
-    return csTharlenID >= 0 && isAnyStelmar()
-           && ui.tabWidget->tabText(ui.tabWidget->currentIndex()) == "Calibrate";
+    return csTharlenID >= 0 && isAnyStelmar() && ui.tabWidget->tabText(ui.tabWidget->currentIndex()) == "Calibrate";
 }
 
 /// The button that was clicked to get here would take the space key for itself. Elsewhere it keeps the keyboard, for
@@ -197,7 +196,7 @@ void qtTharlenTest::onTabChange(int index) {
     tab == "Calibrate" ? enterCalibrate() : leaveCalibrate();
     tab == "Read Encoder" ? enterReadEncoder() : leaveReadEncoder();
     tab == "Calibration Details" && manufMode ? enterCalibrationDetails() : leaveCalibrationDetails();
-    tab == "Encoder Test" && manufMode && encoderTestMode ? enterEncoderTest() : leaveEncoderTest();
+    tab == "Encoder Test" && manufMode&& encoderTestMode ? enterEncoderTest() : leaveEncoderTest();
     tab == "Cycle Amps" ? enterCycleAmps() : leaveCycleAmps();
     tab == "Test Forces" ? enterTestForces() : leaveTestForces();
     if (tab == "Test Friction" && manufMode)

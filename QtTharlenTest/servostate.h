@@ -30,16 +30,16 @@ struct ServoState {
 
     // --- Buffers ---------------------------------------------------------------------------------
 
-    SharedArray<float, 6> passivityTestForce{};   ///< last force sent by the passivity branch, N
-    SharedArray<long, 6> encoderTestEncoders{};   ///< counts
-    SharedArray<float, 6> cForce{};               ///< force of the performance branch, N
-    SharedArray<long, 6> dac_values{};            ///< command of the performance branch, DAC counts
-    SharedArray<long, 6> friction_dac_values{};   ///< ramp of the friction branch, DAC counts
-    SharedArray<float, 15000> jointVelocity{};    ///< third joint, rad/s, one sample a tick
-    Shared<int> jointVelocityIndex{-1};           ///< next sample; starts at -1, never reset
-    Shared<float> dacFloat{0.0f};                 ///< growth of the ramp, DAC counts a tick
-    Shared<bool> sendForceChecked{false};         ///< sendForce_checkBox or sendForce_checkBox_2 is checked
-    Shared<bool> updateServoLoopText{false};      ///< declared with the flags; nothing uses it
+    SharedArray<float, 6> passivityTestForce{};  ///< last force sent by the passivity branch, N
+    SharedArray<long, 6> encoderTestEncoders{};  ///< counts
+    SharedArray<float, 6> cForce{};              ///< force of the performance branch, N
+    SharedArray<long, 6> dac_values{};           ///< command of the performance branch, DAC counts
+    SharedArray<long, 6> friction_dac_values{};  ///< ramp of the friction branch, DAC counts
+    SharedArray<float, 15000> jointVelocity{};   ///< third joint, rad/s, one sample a tick
+    Shared<int> jointVelocityIndex{-1};          ///< next sample; starts at -1, never reset
+    Shared<float> dacFloat{0.0f};                ///< growth of the ramp, DAC counts a tick
+    Shared<bool> sendForceChecked{false};        ///< sendForce_checkBox or sendForce_checkBox_2 is checked
+    Shared<bool> updateServoLoopText{false};     ///< declared with the flags; nothing uses it
 
     // --- Closed-loop encoder test ----------------------------------------------------------------
 

@@ -38,6 +38,4 @@ QAccessibleInterface* readOut(const QString& className, QObject* object) {
 
 }  // namespace
 
-void speakReadOuts() {
-    QAccessible::installFactory(readOut);
-}
+void speakReadOuts() { QAccessible::installFactory(readOut); }

@@ -1,5 +1,5 @@
-// What the graphical thread alone keeps at file scope, beyond one window's life and in one struct, and the names by which
-// it is used. [G]
+// What the graphical thread alone keeps at file scope, beyond one window's life and in one struct, and the names by
+// which it is used. [G]
 #pragma once
 
 #include <QPointer>

@@ -17,9 +17,7 @@ namespace {
 constexpr qint64 kLongestLine = 1 << 20;
 constexpr int kConnectMs = 200;
 
-QJsonObject failure(const QString& why) {
-    return {{"ok", false}, {"error", why}};
-}
+QJsonObject failure(const QString& why) { return {{"ok", false}, {"error", why}}; }
 
 }  // namespace
 
@@ -33,9 +31,7 @@ ArmLink::ArmLink(QObject* parent) : QObject(parent) {
     connect(&socket_, &QLocalSocket::disconnected, this, &ArmLink::disconnected);
 }
 
-ArmLink::~ArmLink() {
-    socket_.disconnect(this);
-}
+ArmLink::~ArmLink() { socket_.disconnect(this); }
 
 QDir ArmLink::socketFolder() {
     const QString runtime = qEnvironmentVariable("XDG_RUNTIME_DIR");
@@ -117,9 +113,7 @@ void ArmLink::sendLatest(const QString& name, const QJsonObject& fields) {
     latest.waiting = true;
 }
 
-void ArmLink::dropLatest(const QString& name) {
-    latest_[name].waiting = false;
-}
+void ArmLink::dropLatest(const QString& name) { latest_[name].waiting = false; }
 
 bool ArmLink::isLatestUnderWay(const QString& name) const {
     const auto it = latest_.find(name);
@@ -135,8 +129,7 @@ void ArmLink::frame() {
         latest.waiting = false;
         latest.outstanding = true;
         write(
-            name, latest.fields, [this, key = name](const QJsonObject&) { latest_[key].outstanding = false; },
-            false);
+            name, latest.fields, [this, key = name](const QJsonObject&) { latest_[key].outstanding = false; }, false);
     }
     if (!stateOutstanding_) {
         stateOutstanding_ = true;

@@ -26,9 +26,7 @@ public:
     explicit ArmPanel(QWidget* parent = nullptr);
 
     /// As ArmLink::start().
-    void start(int retryMs = ArmLink::kRetryMs, int silentMs = ArmLink::kSilentMs) {
-        link_.start(retryMs, silentMs);
-    }
+    void start(int retryMs = ArmLink::kRetryMs, int silentMs = ArmLink::kSilentMs) { link_.start(retryMs, silentMs); }
     ArmLink& link() { return link_; }
 
 protected:

@@ -87,6 +87,4 @@ QString calibrationText(int status) {
     return QCoreApplication::translate("ArmPanel", "calibrated");
 }
 
-QJsonArray toJson(const Vec3& vector) {
-    return {vector[0], vector[1], vector[2]};
-}
+QJsonArray toJson(const Vec3& vector) { return {vector[0], vector[1], vector[2]}; }

@@ -14,9 +14,7 @@ QString withKey(const QString& text, const QString& tip) {
     return QCoreApplication::translate("ArmPanel", "%1 (%2)").arg(tip, key.toString(QKeySequence::NativeText));
 }
 
-void setTip(QWidget* control, const QString& text, const QString& tip) {
-    control->setToolTip(withKey(text, tip));
-}
+void setTip(QWidget* control, const QString& text, const QString& tip) { control->setToolTip(withKey(text, tip)); }
 
 QLabel* labelOf(QWidget* control, const QString& text, const QString& tip) {
     auto* label = new QLabel(text, control->parentWidget());

@@ -160,7 +160,8 @@ void FaultList::showRow(int row) {
     const Fault& fault = faults_[row];
     QTreeWidgetItem* item = list_->topLevelItem(row);
     item->setFirstColumnSpanned(fault.heading);
-    item->setFlags(fault.heading ? Qt::ItemFlags() : Qt::ItemIsSelectable | Qt::ItemIsEnabled | Qt::ItemIsUserCheckable);
+    item->setFlags(fault.heading ? Qt::ItemFlags()
+                                 : Qt::ItemIsSelectable | Qt::ItemIsEnabled | Qt::ItemIsUserCheckable);
     if (fault.heading) {
         item->setText(Name, tr("Manners of the library"));
         item->setForeground(Name, palette().text());  // nothing to switch, and to be read all the same

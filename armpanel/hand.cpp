@@ -27,9 +27,7 @@ Hand::Hand(ArmLink& link, QObject* parent) : QObject(parent), link_(link) {
     });
 }
 
-void Hand::takeState(const ArmState& state) {
-    state_ = state;
-}
+void Hand::takeState(const ArmState& state) { state_ = state; }
 
 Vec3 Hand::target() const {
     // The state lags behind a move by a frame or two; steps by key add up all the same.

@@ -71,9 +71,7 @@ QLayout* HandControls::holdButtons() {
     return grid;
 }
 
-Vec3 HandControls::wanted() const {
-    return {wanted_[0]->value(), wanted_[1]->value(), wanted_[2]->value()};
-}
+Vec3 HandControls::wanted() const { return {wanted_[0]->value(), wanted_[1]->value(), wanted_[2]->value()}; }
 
 QLayout* HandControls::moveRows() {
     auto* grid = new QGridLayout;
@@ -92,9 +90,9 @@ QLayout* HandControls::moveRows() {
         grid->setColumnStretch(2 * axis + 1, 1);
         wanted_[static_cast<std::size_t>(axis)] = spin;
     }
-    grid->addWidget(button(tr("&Move there"), tr("Grip the stylus and pull it there at once"),
-                           [this] { hand_.moveTo(wanted()); }),
-                    1, 1);
+    grid->addWidget(
+        button(tr("&Move there"), tr("Grip the stylus and pull it there at once"), [this] { hand_.moveTo(wanted()); }),
+        1, 1);
     grid->addWidget(button(tr("Dr&ag there"), tr("The same along a straight line, at this speed"),
                            [this] {
                                hand_.act("hand.drag", {{"position", toJson(wanted())}, {"speed", speed_->value()}});

@@ -17,9 +17,7 @@ void HandRecorder::start() {
     emit changed();
 }
 
-void HandRecorder::stop() {
-    stopAt(clock_.elapsed());
-}
+void HandRecorder::stop() { stopAt(clock_.elapsed()); }
 
 void HandRecorder::closeStep(qint64 ms) {
     if (!script_.isEmpty())

@@ -15,9 +15,7 @@ constexpr double kSpeed = 220.0;     // mm/s
 constexpr int kSettleMs = 250;       // the hand's spring has pulled the endpoint there, or the wall stands
 constexpr int kSweepSettleMs = 700;  // three rests at the ends of a sweep, with room to spare
 
-QString text(const char* source) {
-    return QCoreApplication::translate("ArmPanel", source);
-}
+QString text(const char* source) { return QCoreApplication::translate("ArmPanel", source); }
 
 int travelMs(const Vec3& way) {
     return static_cast<int>(std::lround(std::hypot(way[0], way[1], way[2]) / kSpeed * 1000.0));
@@ -30,9 +28,7 @@ HandStep drag(const Vec3& from, const Vec3& to, const QString& label) {
 
 }  // namespace
 
-QString wallName(int wall) {
-    return QStringLiteral("%1%2").arg(wall % 2 == 0 ? '+' : '-').arg("XYZ"[wall / 2]);
-}
+QString wallName(int wall) { return QStringLiteral("%1%2").arg(wall % 2 == 0 ? '+' : '-').arg("XYZ"[wall / 2]); }
 
 Vec3 wallTarget(int wall, bool overEdge) {
     Vec3 target{};

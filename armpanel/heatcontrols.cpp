@@ -100,8 +100,7 @@ void HeatControls::send(double winding, double stator) {
 void HeatControls::showState(const ArmState& state) {
     const auto of = [this](const Vec6& values) {
         const int motor = motor_->currentData().toInt();
-        return motor < 0 ? *std::max_element(values.begin(), values.end())
-                         : values[static_cast<std::size_t>(motor)];
+        return motor < 0 ? *std::max_element(values.begin(), values.end()) : values[static_cast<std::size_t>(motor)];
     };
     setChangedText(now_, tr("%1 now: winding %2 \u00b0C, stator %3 \u00b0C; warm from %4 \u00b0C")
                              .arg(motor_->currentData().toInt() < 0 ? tr("Warmest") : tr("This motor"))

@@ -42,9 +42,7 @@ LoopView::LoopView(ArmLink& link, QWidget* parent) : QWidget(parent), link_(link
     const QString stepText = tr("Ste&p");
     auto* step = new QPushButton(stepText, this);
     setTip(step, stepText, tr("Run these ticks, at 1 ms each; refused while the loop runs on its own thread"));
-    connect(step, &QPushButton::clicked, this, [this, ticks] {
-        link_.send("loop.step", {{"ticks", ticks->value()}});
-    });
+    connect(step, &QPushButton::clicked, this, [this, ticks] { link_.send("loop.step", {{"ticks", ticks->value()}}); });
     auto* row = new QHBoxLayout;
     row->addWidget(labelOf(ticks, tr("Tic&ks of a stepped loop"), tr("How many ticks a step runs")));
     row->addWidget(ticks);
@@ -59,9 +57,7 @@ LoopView::LoopView(ArmLink& link, QWidget* parent) : QWidget(parent), link_(link
     layout->addStretch();
 }
 
-void LoopView::show(Figure figure, const QString& text) {
-    showFigure(figures_[figure], nameOf(figure), text);
-}
+void LoopView::show(Figure figure, const QString& text) { showFigure(figures_[figure], nameOf(figure), text); }
 
 void LoopView::showState(const ArmState& state) {
     const QLocale locale;

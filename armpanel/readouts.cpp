@@ -34,9 +34,7 @@ QLabel* heading(const QString& text, QWidget* parent, Qt::Alignment alignment) {
 
 }  // namespace
 
-QString oneDecimal(double value) {
-    return QString::number(std::abs(value) < 0.05 ? 0.0 : value, 'f', 1);
-}
+QString oneDecimal(double value) { return QString::number(std::abs(value) < 0.05 ? 0.0 : value, 'f', 1); }
 
 void setChangedText(QLabel* label, const QString& text) {
     if (label->text() != text)
@@ -89,9 +87,7 @@ void BarGauge::show(double low, double high, double value) {
     update();
 }
 
-void BarGauge::clear() {
-    show(0, 0, 0);
-}
+void BarGauge::clear() { show(0, 0, 0); }
 
 void BarGauge::paintEvent(QPaintEvent*) {
     QPainter painter(this);
@@ -110,9 +106,7 @@ void BarGauge::paintEvent(QPaintEvent*) {
     if (kind_ == Kind::Level) {
         const double part = value_ / high_;
         painter.setPen(Qt::NoPen);
-        painter.setBrush(part >= 1.0           ? kBad
-                         : part >= kNearlyWarm ? kAttention
-                                               : palette().color(QPalette::Highlight));
+        painter.setBrush(part >= 1.0 ? kBad : part >= kNearlyWarm ? kAttention : palette().color(QPalette::Highlight));
         painter.drawRoundedRect(QRectF(groove.topLeft(), QPointF(x(value_), groove.bottom())), 3, 3);
         return;
     }
@@ -129,9 +123,7 @@ Lamp::Lamp(const QString& widest, QWidget* parent) : QWidget(parent), text_(new 
     text_->setMinimumWidth(text_->fontMetrics().horizontalAdvance(widest));
 }
 
-QString Lamp::text() const {
-    return text_->text();
-}
+QString Lamp::text() const { return text_->text(); }
 
 void Lamp::show(Light light, const QString& text) {
     if (text != text_->text()) {

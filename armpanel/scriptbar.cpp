@@ -14,13 +14,9 @@
 
 namespace {
 
-QString fileFilter() {
-    return ScriptBar::tr("Scripts of the hand (*.jsonl);;All files (*)");
-}
+QString fileFilter() { return ScriptBar::tr("Scripts of the hand (*.jsonl);;All files (*)"); }
 
-QString nameOf(const QString& path) {
-    return shown(QFileInfo(path).fileName());
-}
+QString nameOf(const QString& path) { return shown(QFileInfo(path).fileName()); }
 
 }  // namespace
 
@@ -28,8 +24,8 @@ ScriptBar::ScriptBar(ArmLink& link, Hand& hand, QWidget* parent) : QWidget(paren
     auto* row = new QHBoxLayout(this);
     row->setContentsMargins(0, 0, 0, 0);
     row->setSpacing(4);
-    record_ = add(tr("Record"), "Ctrl+R", tr("Keep what the hand does from now on; again, to end it"),
-                  [this] { record(); });
+    record_ =
+        add(tr("Record"), "Ctrl+R", tr("Keep what the hand does from now on; again, to end it"), [this] { record(); });
     record_->setCheckable(true);
     play_ = add(tr("Play"), "Ctrl+P", tr("Do again what was recorded or opened"), [this] { play(); });
     stop_ = add(tr("Stop"), "Ctrl+T",

@@ -48,9 +48,7 @@ const Command kCommands[] = {
     {"hand.pinch", {Field{"closed", Field::Kind::Number, 0, 1}}},
 };
 
-QString text(const char* source) {
-    return QCoreApplication::translate("ArmPanel", source);
-}
+QString text(const char* source) { return QCoreApplication::translate("ArmPanel", source); }
 
 bool fits(const Field& field, const QJsonValue& value) {
     const double number = value.toDouble();
@@ -163,9 +161,7 @@ QString addLine(const QByteArray& line, HandScript& script) {
     return object.contains(kWait) ? addWait(object, script) : addCommand(object, script);
 }
 
-QByteArray lineOf(const QJsonObject& object) {
-    return QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n';
-}
+QByteArray lineOf(const QJsonObject& object) { return QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n'; }
 
 }  // namespace
 
@@ -188,10 +184,8 @@ ReadScript readScript(const QByteArray& bytes) {
 void labelSteps(HandScript& script) {
     for (int i = 0; i < script.size(); ++i) {
         const QString& command = script[i].command;
-        script[i].label = text("step %1 of %2, %3")
-                              .arg(i + 1)
-                              .arg(script.size())
-                              .arg(command.isEmpty() ? text("a wait") : command);
+        script[i].label =
+            text("step %1 of %2, %3").arg(i + 1).arg(script.size()).arg(command.isEmpty() ? text("a wait") : command);
     }
 }
 

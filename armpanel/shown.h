@@ -6,6 +6,4 @@
 #include "device/foreign.h"
 
 /// One printable line of at most 200 characters.
-inline QString shown(const QString& text) {
-    return QString::fromStdString(foreign::printable(text.toStdString()));
-}
+inline QString shown(const QString& text) { return QString::fromStdString(foreign::printable(text.toStdString())); }

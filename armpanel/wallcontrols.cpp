@@ -25,8 +25,7 @@ WallControls::WallControls(Hand& hand, QWidget* parent) : QWidget(parent), hand_
                                                QT_TR_NOOP("+Z  inner"), QT_TR_NOOP("-Z  rear")};
     for (int wall = 0; wall < kWalls; ++wall) {
         auto* button = new QPushButton(tr(kTexts[wall]), box);
-        button->setToolTip(
-            tr("Push once through the wall %1 (%2) and return").arg(wallName(wall), tr(kSides[wall])));
+        button->setToolTip(tr("Push once through the wall %1 (%2) and return").arg(wallName(wall), tr(kSides[wall])));
         connect(button, &QPushButton::clicked, this,
                 [this, wall] { hand_.play(wallScript(wall, 1, overEdge_->isChecked())); });
         grid->addWidget(button, wall % 2, wall / 2);

@@ -26,13 +26,9 @@ QColor faint(const QPalette& palette, double part) {
 }
 
 /// Readable on a dark and on a light background.
-QColor forceColor() {
-    return {0xe0, 0x7b, 0x1f};
-}
+QColor forceColor() { return {0xe0, 0x7b, 0x1f}; }
 
-double stepOf(Qt::KeyboardModifiers modifiers) {
-    return modifiers & Qt::ShiftModifier ? kLongStep : kStep;
-}
+double stepOf(Qt::KeyboardModifiers modifiers) { return modifiers & Qt::ShiftModifier ? kLongStep : kStep; }
 
 }  // namespace
 
@@ -65,8 +61,7 @@ void WorkspaceView::clear() {
 
 QString WorkspaceView::place() const {
     return tr("X %1   %2 %3 mm")
-        .arg(oneDecimal(state_.position[0]), side_ == Side::Front ? "Y" : "Z",
-             oneDecimal(state_.position[along()]));
+        .arg(oneDecimal(state_.position[0]), side_ == Side::Front ? "Y" : "Z", oneDecimal(state_.position[along()]));
 }
 
 void WorkspaceView::nameView() {
@@ -114,8 +109,7 @@ void WorkspaceView::paintEvent(QPaintEvent*) {
     if (hasState_ && state_.open)
         paintArm(painter);
     painter.restore();
-    painter.setPen(hasFocus() ? QPen(palette().color(QPalette::Highlight), 2.0)
-                              : QPen(faint(palette(), 0.35), 1.0));
+    painter.setPen(hasFocus() ? QPen(palette().color(QPalette::Highlight), 2.0) : QPen(faint(palette(), 0.35), 1.0));
     painter.setBrush(Qt::NoBrush);
     painter.drawRect(area.adjusted(0.5, 0.5, -0.5, -0.5));
 }

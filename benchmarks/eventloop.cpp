@@ -58,11 +58,13 @@ std::vector<Figure> measureStalls(int secondsATab) {
         armcontrol::handDrag({25, 10, -10}, 30);
         spend(1000 * secondsATab);
         std::vector<double> later = meter.take();
-        figures.push_back({"event loop held, " + tab, "loop at 1000 Hz, hand moving",
+        figures.push_back({"event loop held, " + tab,
+                           "loop at 1000 Hz, hand moving",
                            {{"first second, largest", percentile(first, 1)},
                             {"p99", percentile(later, 0.99)},
                             {"largest", percentile(later, 1)}},
-                           "ms", "at most 16 ms"});
+                           "ms",
+                           "at most 16 ms"});
         armcontrol::handMove({});
     }
     return figures;
@@ -81,10 +83,14 @@ std::vector<Figure> measureRest(const std::string& restProgram, int seconds) {
         window.push_back(use("window"));
         ratio.push_back(window.back() / scene.back());
     }
-    return {{"processor use at rest on \"Select\", graphical thread", "3 pairs, whole processes",
+    return {{"processor use at rest on \"Select\", graphical thread",
+             "3 pairs, whole processes",
              {{"window", percentile(window, 0.5)}, {"one scene", percentile(scene, 0.5)}},
-             "% of a core, median", ""},
-            {"processor use at rest, window / one scene", "",
+             "% of a core, median",
+             ""},
+            {"processor use at rest, window / one scene",
+             "",
              {{"min", percentile(ratio, 0)}, {"median", percentile(ratio, 0.5)}, {"max", percentile(ratio, 1)}},
-             "ratio", "at most 1.2"}};
+             "ratio",
+             "at most 1.2"}};
 }

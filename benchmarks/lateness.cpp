@@ -58,8 +58,7 @@ void spend(qtTharlenTest& window, int seconds, bool busy) {
 
 /// cyclictest's histogram, beside the same window; empty when it cannot run.
 Histogram cyclictest(qtTharlenTest& window, int seconds, int period, bool realTime, bool busy) {
-    QStringList arguments{"-q", "-t1", "-h", "10000", "-D", QString::number(seconds),
-                          "-i", QString::number(period)};
+    QStringList arguments{"-q", "-t1", "-h", "10000", "-D", QString::number(seconds), "-i", QString::number(period)};
     arguments << (realTime ? QStringList{"-p", "60", "-m"} : QStringList{"--policy=other"});
     QProcess process;
     process.start("cyclictest", arguments);
@@ -89,8 +88,9 @@ std::vector<Figure> measureLostTicks(int seconds) {
     armcontrol::loopClearLateness();
     spend(window, seconds, true);
     const armcontrol::State after = armcontrol::state();
-    Figure figure = figureOf("long run of the loop", "1000 Hz, " + std::to_string(seconds) + " s, window busy, "
-                             + (after.realTime ? "real-time" : "ordinary") + " scheduling",
+    Figure figure = figureOf("long run of the loop",
+                             "1000 Hz, " + std::to_string(seconds) + " s, window busy, "
+                                 + (after.realTime ? "real-time" : "ordinary") + " scheduling",
                              armcontrol::loopLateness());
     figure.values.push_back({"ticks", static_cast<double>(after.ticks - before.ticks)});
     figure.values.push_back({"ticks lost", static_cast<double>(after.lateTicks - before.lateTicks)});

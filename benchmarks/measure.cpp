@@ -30,8 +30,11 @@ nlohmann::json toJson(const Figure& figure) {
     nlohmann::json values = nlohmann::json::object();
     for (const auto& [name, value] : figure.values)
         values[name] = value;
-    return {{"subject", figure.subject}, {"conditions", figure.conditions}, {"unit", figure.unit},
-            {"goal", figure.goal},       {"values", values}};
+    return {{"subject", figure.subject},
+            {"conditions", figure.conditions},
+            {"unit", figure.unit},
+            {"goal", figure.goal},
+            {"values", values}};
 }
 
 struct Subject {
@@ -75,8 +78,7 @@ int main(int argc, char** argv) {
     QStringList arguments;
     for (int i = 0; i < argc; ++i)
         arguments << QString::fromLocal8Bit(argv[i]);
-    if (!parser.parse(arguments) || parser.positionalArguments().size() > 1
-        || parser.value("seconds").toInt() < 1) {
+    if (!parser.parse(arguments) || parser.positionalArguments().size() > 1 || parser.value("seconds").toInt() < 1) {
         std::fprintf(stderr, "%s\n", qPrintable(parser.helpText()));
         return 2;
     }

@@ -31,8 +31,8 @@ void printFriction(MechanicalBench& bench, const char* line, double factor) {
         const double given = factor * kHealthy, average = mean(found[axis]);
         const double error = 100 * (average / given - 1);
         const double spread = 100 * (percentile(found[axis], 1) - percentile(found[axis], 0)) / qMax(average, 1e-9);
-        std::printf("%-16s %c  x%-4g %8.4f V %8.4f V %+7.2f %% %6.2f %%  %-4s  %s\n", line, "XYZ"[axis], factor,
-                    given, average, error, spread, bench.window->repData->bFrictionPass[axis] ? "PASS" : "FAIL",
+        std::printf("%-16s %c  x%-4g %8.4f V %8.4f V %+7.2f %% %6.2f %%  %-4s  %s\n", line, "XYZ"[axis], factor, given,
+                    average, error, spread, bench.window->repData->bFrictionPass[axis] ? "PASS" : "FAIL",
                     verdict(qAbs(error) <= 5 && spread <= 3));
     }
 }
@@ -52,8 +52,8 @@ void printSlip(MechanicalBench& bench, const char* line, int axis, double slip) 
         failed += ended && bench.window->repData->bCapstanPass[axis] ? 0 : 1;
     }
     const double least = percentile(found, 0), most = percentile(found, 1);
-    std::printf("%-16s %c  %6g counts  %3g to %-3g counts  found in %2d of %d  %s\n", line, "XYZ"[axis], slip,
-                least, most, failed, kRuns, verdict(least >= 0 && failed == (slip > limit ? kRuns : 0)));
+    std::printf("%-16s %c  %6g counts  %3g to %-3g counts  found in %2d of %d  %s\n", line, "XYZ"[axis], slip, least,
+                most, failed, kRuns, verdict(least >= 0 && failed == (slip > limit ? kRuns : 0)));
 }
 
 }  // namespace

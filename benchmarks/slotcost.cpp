@@ -32,9 +32,11 @@ Figure costOf(const std::string& slot, const std::string& conditions, const std:
         const std::chrono::duration<double, std::micro> taken = std::chrono::steady_clock::now() - start;
         cost.push_back(taken.count());
     }
-    return {"slot, " + slot, conditions,
+    return {"slot, " + slot,
+            conditions,
             {{"mean", mean(cost)}, {"p99", percentile(cost, 0.99)}, {"largest", percentile(cost, 1)}},
-            "us", "p99 at most 1000 us"};
+            "us",
+            "p99 at most 1000 us"};
 }
 
 }  // namespace
@@ -70,8 +72,8 @@ std::vector<Figure> measureSlots() {
     }
     window.manufMode = true;
     openOn(window, corvale, "Calibration Details", window.ui.tab_4);
-    figures.push_back(costOf("updateCalibrationData", "Corvale, all flags and gaps seen",
-                             [&] { window.updateCalibrationData(); }));
+    figures.push_back(
+        costOf("updateCalibrationData", "Corvale, all flags and gaps seen", [&] { window.updateCalibrationData(); }));
     window.manufMode = false;
     return figures;
 }

@@ -37,10 +37,14 @@ std::vector<Figure> measureStartUp(const std::string& firstPaintProgram, int rep
         window.push_back(windowTime);
         ratio.push_back(windowTime / bareTime);
     }
-    return {{"start to first paint", std::to_string(ratio.size()) + " pairs, whole processes",
+    return {{"start to first paint",
+             std::to_string(ratio.size()) + " pairs, whole processes",
              {{"window", percentile(window, 0.5)}, {"bare", percentile(bare, 0.5)}},
-             "ms, median", ""},
-            {"start to first paint, window / bare", "",
+             "ms, median",
+             ""},
+            {"start to first paint, window / bare",
+             "",
              {{"min", percentile(ratio, 0)}, {"median", percentile(ratio, 0.5)}, {"max", percentile(ratio, 1)}},
-             "ratio", "at most 1.6"}};
+             "ratio",
+             "at most 1.6"}};
 }

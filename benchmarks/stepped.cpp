@@ -41,8 +41,14 @@ std::vector<Figure> measureStepped() {
         time.spend(3600 * 1000 / (window.ui.tabWidget->count() - 1));
     }
     const double after = residentMegabytes();
-    return {{"stepped arm with hand and callback", "1000 Hz, one core", {{"simulated s a s", 200.0 / taken.count()}}, "",
+    return {{"stepped arm with hand and callback",
+             "1000 Hz, one core",
+             {{"simulated s a s", 200.0 / taken.count()}},
+             "",
              "at least 50"},
-            {"memory", "an hour of stepped use, every tab",
-             {{"after start", before}, {"after the hour", after}, {"growth", after - before}}, "MB", ""}};
+            {"memory",
+             "an hour of stepped use, every tab",
+             {{"after start", before}, {"after the hour", after}, {"growth", after - before}},
+             "MB",
+             ""}};
 }

@@ -1,11 +1,11 @@
-// wall: at which gains the stepped arm, held against the wall of the passivity page, begins to buzz and to swing, beside
-// what the two conditions for a passive wall allow. One is of sampling, b > K T / 2: K is the gain in N/m, T the period,
-// b the damping in N s/m that bearings and hand have along the push. The other is of resolution, f > K d / 2: f is the
-// dry friction in N, d one encoder count in m. Each gives the gain that is safe with any hand; a hand that damps, and
-// friction where sampling is concerned, bear more. A buzz is any unrest; a swing is wider than one count, so that it is
-// not of the resolution.
-#include <QApplication>
+// wall: at which gains the stepped arm, held against the wall of the passivity page, begins to buzz and to swing,
+// beside what the two conditions for a passive wall allow. One is of sampling, b > K T / 2: K is the gain in N/m, T the
+// period, b the damping in N s/m that bearings and hand have along the push. The other is of resolution, f > K d / 2: f
+// is the dry friction in N, d one encoder count in m. Each gives the gain that is safe with any hand; a hand that
+// damps, and friction where sampling is concerned, bear more. A buzz is any unrest; a swing is wider than one count, so
+// that it is not of the resolution.
 #include <Eigen/LU>
+#include <QApplication>
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -31,9 +31,7 @@ struct Touch {
     double count = 0.0;     // m
 };
 
-long ticks(double seconds) {
-    return std::lround(seconds * armcontrol::state().rate);
-}
+long ticks(double seconds) { return std::lround(seconds * armcontrol::state().rate); }
 
 const arm::LineFigures& figuresOf(const std::string& model) {
     int i = 0;

@@ -36,8 +36,8 @@
 
 // --- Scalar names of the library ---------------------------------------------------------------
 
-using LONG = long;                // 64 bits, signed
-using ULONG = unsigned long;      // 64 bits
+using LONG = long;            // 64 bits, signed
+using ULONG = unsigned long;  // 64 bits
 using USHORT = std::uint16_t;
 using UCHAR = std::uint8_t;
 using UINT8 = std::uint8_t;
@@ -50,20 +50,20 @@ static_assert(sizeof(LONG) == 8 && sizeof(ULONG) == 8, "records need 64-bit long
 
 /// The raw input registers of the device, 22 bytes.
 typedef struct _PORT_INPUT {
-    USHORT usQuad1;           ///< encoder counter of axis 1, counts modulo 65536; goes on with its encoder
-    USHORT usQuad2;           ///< encoder counter of axis 2
-    USHORT usQuad0;           ///< encoder counter of axis 0; the register order is not the axis order
-    USHORT usPot0;            ///< analogue input 0
-    USHORT usPot1;            ///< analogue input 1
-    USHORT usPot2;            ///< analogue input 2
-    UCHAR ucTimerCnt;         ///< timer count
-    UCHAR ucMiscIn;           ///< 0x10, 0x04, 0x08: home sensor of axis 0, 1, 2; 0x20 overcurrent;
-                              ///< 0x40 watchdog good; 0x80 watchdog jumper in place
-    UCHAR ucWatchdogCntrIn;   ///< watchdog counter
-    UCHAR ucSpeedErrs;        ///< 0x40, 0x10, 0x20: overspeed of axis 0, 1, 2; low four bits: revision
-    USHORT usSwitch1;         ///< switch 1
-    USHORT usSwitch2;         ///< switch 2
-    USHORT usCalibSwitch;     ///< calibration switch
+    USHORT usQuad1;          ///< encoder counter of axis 1, counts modulo 65536; goes on with its encoder
+    USHORT usQuad2;          ///< encoder counter of axis 2
+    USHORT usQuad0;          ///< encoder counter of axis 0; the register order is not the axis order
+    USHORT usPot0;           ///< analogue input 0
+    USHORT usPot1;           ///< analogue input 1
+    USHORT usPot2;           ///< analogue input 2
+    UCHAR ucTimerCnt;        ///< timer count
+    UCHAR ucMiscIn;          ///< 0x10, 0x04, 0x08: home sensor of axis 0, 1, 2; 0x20 overcurrent;
+                             ///< 0x40 watchdog good; 0x80 watchdog jumper in place
+    UCHAR ucWatchdogCntrIn;  ///< watchdog counter
+    UCHAR ucSpeedErrs;       ///< 0x40, 0x10, 0x20: overspeed of axis 0, 1, 2; low four bits: revision
+    USHORT usSwitch1;        ///< switch 1
+    USHORT usSwitch2;        ///< switch 2
+    USHORT usCalibSwitch;    ///< calibration switch
 } PORT_INPUT;
 
 /// Mask of the three home sensors in PORT_INPUT::ucMiscIn.
@@ -102,37 +102,37 @@ public:
     /// Writes the record to the store. True when it was written. [G]
     BOOLEAN Write();
 
-    char m_szName[128];                         ///< name in the store, zero-terminated Latin-1
-    int m_nIndex;                               ///< place in the store, from 0
-    ULONG m_nModelType;                         ///< 3 Corvale, 4 six degrees of freedom, 5 Orda, 9 Nolva
+    char m_szName[128];  ///< name in the store, zero-terminated Latin-1
+    int m_nIndex;        ///< place in the store, from 0
+    ULONG m_nModelType;  ///< 3 Corvale, 4 six degrees of freedom, 5 Orda, 9 Nolva
     ULONG m_nVeska3Button;
-    double m_dL1, m_dL2, m_dL3;                 ///< link lengths, mm
-    ULONG m_nCardType;                          ///< 1, 2 parallel port; 3 1394; 6 LAN; 7 USB
-    ULONG m_nChannel;                           ///< port number
-    ULONG m_nExtra6DOFOption;                   ///< grip: 0 none, 1 thumbpad, 2 scissor
+    double m_dL1, m_dL2, m_dL3;  ///< link lengths, mm
+    ULONG m_nCardType;           ///< 1, 2 parallel port; 3 1394; 6 LAN; 7 USB
+    ULONG m_nChannel;            ///< port number
+    ULONG m_nExtra6DOFOption;    ///< grip: 0 none, 1 thumbpad, 2 scissor
     ULONG m_nSoftwareInterrupt;
     double m_dR1, m_dR2, m_dR3, m_dR4, m_dR5, m_dR6;  ///< reduction ratios, motor turns per joint turn
-    ULONG m_nHighForce;                         ///< 1 for a high-force model
-    ULONG m_nGimbal;                            ///< 1 when a gimbal with encoders is fitted
+    ULONG m_nHighForce;                               ///< 1 for a high-force model
+    ULONG m_nGimbal;                                  ///< 1 when a gimbal with encoders is fitted
     ULONG m_nReverseHandle;
-    double m_dNominalMaxStiffness;              ///< N/mm
-    double m_dNominalMaxDamping;                ///< N s/mm
-    double m_dNominalMaxForce;                  ///< N
-    double m_dNominalMaxContinuousForce;        ///< N
-    double m_dNominalMaxTorqueStiffness;        ///< N mm/rad
-    double m_dNominalMaxTorqueDamping;          ///< N mm s/rad
-    double m_dNominalMaxTorqueForce;            ///< N mm
-    double m_dNominalMaxTorqueContinuousForce;  ///< N mm
-    double m_dResetAngle0, m_dResetAngle1, m_dResetAngle2;      ///< reset pose of the base, rad
-    double m_dResetAngle3, m_dResetAngle4, m_dResetAngle5;      ///< reset pose of the gimbal, rad
+    double m_dNominalMaxStiffness;                                         ///< N/mm
+    double m_dNominalMaxDamping;                                           ///< N s/mm
+    double m_dNominalMaxForce;                                             ///< N
+    double m_dNominalMaxContinuousForce;                                   ///< N
+    double m_dNominalMaxTorqueStiffness;                                   ///< N mm/rad
+    double m_dNominalMaxTorqueDamping;                                     ///< N mm s/rad
+    double m_dNominalMaxTorqueForce;                                       ///< N mm
+    double m_dNominalMaxTorqueContinuousForce;                             ///< N mm
+    double m_dResetAngle0, m_dResetAngle1, m_dResetAngle2;                 ///< reset pose of the base, rad
+    double m_dResetAngle3, m_dResetAngle4, m_dResetAngle5;                 ///< reset pose of the gimbal, rad
     double m_dWorkspaceOffset0, m_dWorkspaceOffset1, m_dWorkspaceOffset2;  ///< origin of positions, mm
     ULONG m_nEPPDevice;
     ULONG m_n1394SerialNumber;
     UINT8 m_uTharlenKey[16];
-    char m_szTharlenHost[256];                  ///< host of a network-attached device
+    char m_szTharlenHost[256];  ///< host of a network-attached device
     ULONG m_nConfigOption;
-    ULONG m_nFilterGimbalSize;                  ///< samples
-    char m_nDeviceSerialNumber[256];            ///< text, in spite of its name
+    ULONG m_nFilterGimbalSize;        ///< samples
+    char m_nDeviceSerialNumber[256];  ///< text, in spite of its name
 };
 
 /// A network-attached device found by browsing. Not used by this system.
@@ -181,8 +181,8 @@ class CIOConnection {
 public:
     virtual ~CIOConnection() = default;
 
-    PORT_INPUT m_portInput{};     ///< the current image of the input registers
-    bool m_bErrorTrigger = false; ///< set by the endurance test after its first loop [S]
+    PORT_INPUT m_portInput{};      ///< the current image of the input registers
+    bool m_bErrorTrigger = false;  ///< set by the endurance test after its first loop [S]
 };
 
 /// The calibration state of an open device. Owned by the library; fields are read as CIOConnection's.
@@ -218,29 +218,29 @@ protected:
 
 // The layouts that cross the boundary, checked where they are stated.
 static_assert(sizeof(PORT_INPUT) == 22 && offsetof(PORT_INPUT, usQuad2) == 2 && offsetof(PORT_INPUT, usQuad0) == 4
-              && offsetof(PORT_INPUT, usPot0) == 6 && offsetof(PORT_INPUT, usPot1) == 8
-              && offsetof(PORT_INPUT, usPot2) == 10 && offsetof(PORT_INPUT, ucTimerCnt) == 12
-              && offsetof(PORT_INPUT, ucMiscIn) == 13 && offsetof(PORT_INPUT, ucWatchdogCntrIn) == 14
-              && offsetof(PORT_INPUT, ucSpeedErrs) == 15 && offsetof(PORT_INPUT, usSwitch1) == 16
-              && offsetof(PORT_INPUT, usSwitch2) == 18 && offsetof(PORT_INPUT, usCalibSwitch) == 20,
+                  && offsetof(PORT_INPUT, usPot0) == 6 && offsetof(PORT_INPUT, usPot1) == 8
+                  && offsetof(PORT_INPUT, usPot2) == 10 && offsetof(PORT_INPUT, ucTimerCnt) == 12
+                  && offsetof(PORT_INPUT, ucMiscIn) == 13 && offsetof(PORT_INPUT, ucWatchdogCntrIn) == 14
+                  && offsetof(PORT_INPUT, ucSpeedErrs) == 15 && offsetof(PORT_INPUT, usSwitch1) == 16
+                  && offsetof(PORT_INPUT, usSwitch2) == 18 && offsetof(PORT_INPUT, usCalibSwitch) == 20,
               "layout of _PORT_INPUT");
 static_assert(sizeof(SENSOR_DATA) == 40 && offsetof(SENSOR_DATA, lStop) == 8 && offsetof(SENSOR_DATA, lWidth) == 16
-              && offsetof(SENSOR_DATA, lMidPoint) == 24 && offsetof(SENSOR_DATA, lVelocity) == 32,
+                  && offsetof(SENSOR_DATA, lMidPoint) == 24 && offsetof(SENSOR_DATA, lVelocity) == 32,
               "layout of _SENSOR_DATA");
 static_assert(sizeof(AXIS_SENSOR_DATA) == 56 && offsetof(AXIS_SENSOR_DATA, nGaps) == 4
-              && offsetof(AXIS_SENSOR_DATA, psdFlagData) == 8 && offsetof(AXIS_SENSOR_DATA, psdGapData) == 32,
+                  && offsetof(AXIS_SENSOR_DATA, psdFlagData) == 8 && offsetof(AXIS_SENSOR_DATA, psdGapData) == 32,
               "layout of _AXIS_SENSOR_DATA");
 static_assert(std::is_standard_layout<CTHARLeNDevice>::value && offsetof(CTHARLeNDevice, m_nIndex) == 128
-              && offsetof(CTHARLeNDevice, m_nModelType) == 136 && offsetof(CTHARLeNDevice, m_dL1) == 152
-              && offsetof(CTHARLeNDevice, m_nCardType) == 176 && offsetof(CTHARLeNDevice, m_dR1) == 208
-              && offsetof(CTHARLeNDevice, m_nHighForce) == 256
-              && offsetof(CTHARLeNDevice, m_dNominalMaxStiffness) == 280
-              && offsetof(CTHARLeNDevice, m_dResetAngle0) == 344
-              && offsetof(CTHARLeNDevice, m_dWorkspaceOffset0) == 392
-              && offsetof(CTHARLeNDevice, m_nEPPDevice) == 416 && offsetof(CTHARLeNDevice, m_uTharlenKey) == 432
-              && offsetof(CTHARLeNDevice, m_szTharlenHost) == 448
-              && offsetof(CTHARLeNDevice, m_nConfigOption) == 704
-              && offsetof(CTHARLeNDevice, m_nDeviceSerialNumber) == 720 && sizeof(CTHARLeNDevice) == 976,
+                  && offsetof(CTHARLeNDevice, m_nModelType) == 136 && offsetof(CTHARLeNDevice, m_dL1) == 152
+                  && offsetof(CTHARLeNDevice, m_nCardType) == 176 && offsetof(CTHARLeNDevice, m_dR1) == 208
+                  && offsetof(CTHARLeNDevice, m_nHighForce) == 256
+                  && offsetof(CTHARLeNDevice, m_dNominalMaxStiffness) == 280
+                  && offsetof(CTHARLeNDevice, m_dResetAngle0) == 344
+                  && offsetof(CTHARLeNDevice, m_dWorkspaceOffset0) == 392
+                  && offsetof(CTHARLeNDevice, m_nEPPDevice) == 416 && offsetof(CTHARLeNDevice, m_uTharlenKey) == 432
+                  && offsetof(CTHARLeNDevice, m_szTharlenHost) == 448
+                  && offsetof(CTHARLeNDevice, m_nConfigOption) == 704
+                  && offsetof(CTHARLeNDevice, m_nDeviceSerialNumber) == 720 && sizeof(CTHARLeNDevice) == 976,
               "layout of CTHARLeNDevice");
 
 // --- Status values -----------------------------------------------------------------------------
@@ -250,7 +250,12 @@ constexpr int kCalibrationNeeded = 255;     ///< calibration status: sensors see
 constexpr int kCalibrationIncorrect = 240;  ///< mask over the calibration status: any bit set is not acceptable
 
 /// Kinds of get_tharlen_temp_advance() and set_tharlen_temp_advance().
-enum TemperatureKind { kWindingTemperature = 0, kStatorTemperature = 1, kShutdownTemperature = 2, kCooldownTemperature = 3 };
+enum TemperatureKind {
+    kWindingTemperature = 0,
+    kStatorTemperature = 1,
+    kShutdownTemperature = 2,
+    kCooldownTemperature = 3
+};
 
 /// Called once a tick on the servo thread with the user data of startServoLoop(). Its result is ignored.
 using ServoCallback = int (*)(void* pUserData);
@@ -309,31 +314,31 @@ int command_motor_voltages(int id, const float volts[6], float sent[6]);
 int command_motor_dac_values(int id, const long dac[6]);
 /// The last command of any kind in DAC counts, also one given while the amplifiers are off. [S]
 int get_last_motor_dac_values(int id, long dac[6]);
-int enable_tharlen_velocity_check(int id, int on);   ///< 0 off, 1 on [G]
-int unfiltered_device_fault(int id);                 ///< zero when the amplifiers are good [G]
+int enable_tharlen_velocity_check(int id, int on);  ///< 0 off, 1 on [G]
+int unfiltered_device_fault(int id);                ///< zero when the amplifiers are good [G]
 
 // --- Sensors -----------------------------------------------------------------------------------
 
-int get_encoder_values(int id, long encoders[6]);         ///< raw counts, in proportion to angles [G, S]
-int get_tharlen_encoders(int id, float angles[3]);        ///< joint angles 0 to 2, rad [G]
-int get_gimbal_encoders(int id, float angles[3]);         ///< joint angles 3 to 5, rad [G]
-int get_tharlen_joint_angles(int id, float angles[6]);    ///< rad [G, S]
-int get_tharlen_joint_vel(int id, float velocities[6]);   ///< rad/s [S]
-int get_tharlen_pos(int id, float position[3]);           ///< endpoint, mm [G, S]
-int get_tharlen_vel(int id, float velocity[3]);           ///< endpoint, mm/s [G, S]
+int get_encoder_values(int id, long encoders[6]);        ///< raw counts, in proportion to angles [G, S]
+int get_tharlen_encoders(int id, float angles[3]);       ///< joint angles 0 to 2, rad [G]
+int get_gimbal_encoders(int id, float angles[3]);        ///< joint angles 3 to 5, rad [G]
+int get_tharlen_joint_angles(int id, float angles[6]);   ///< rad [G, S]
+int get_tharlen_joint_vel(int id, float velocities[6]);  ///< rad/s [S]
+int get_tharlen_pos(int id, float position[3]);          ///< endpoint, mm [G, S]
+int get_tharlen_vel(int id, float velocity[3]);          ///< endpoint, mm/s [G, S]
 /// Row i is joint i, column j the endpoint's x, y, z (mm/rad) and rotations about them: joint torques
 /// are this matrix times the endpoint force and torque. [G]
 int get_tharlen_jacobian(int id, double jacobian[6][6]);
 /// Stylus pose, a rotation and the endpoint's place, column-major as OpenGL wants it: matrix[3] is the
 /// translation, mm. [G]
 int get_stylus_matrix(int id, float matrix[4][4]);
-int get_stylus_switch(int id, int button);  ///< button 0 or 1; non-zero pressed [G]
-int get_stylus_presence(int id);            ///< non-zero present [G]
-int get_inkwell_switch(int id);             ///< 0 or 1, no other: docked is 0 on type 5, 1 on type 9 [G]
-double get_pinch_value(int id);             ///< raw reading of the grip [G, S]
-int get_tharlen_temp(int id, float celsius[6]);                 ///< motors, base axes only [S]
-int get_tharlen_temp_6dof(int id, float celsius[6]);            ///< motors, all axes [G]
-int get_tharlen_temp_normalized_6dof(int id, float scale[6]);   ///< 1.0 at the warm limit [G]
+int get_stylus_switch(int id, int button);            ///< button 0 or 1; non-zero pressed [G]
+int get_stylus_presence(int id);                      ///< non-zero present [G]
+int get_inkwell_switch(int id);                       ///< 0 or 1, no other: docked is 0 on type 5, 1 on type 9 [G]
+double get_pinch_value(int id);                       ///< raw reading of the grip [G, S]
+int get_tharlen_temp(int id, float celsius[6]);       ///< motors, base axes only [S]
+int get_tharlen_temp_6dof(int id, float celsius[6]);  ///< motors, all axes [G]
+int get_tharlen_temp_normalized_6dof(int id, float scale[6]);            ///< 1.0 at the warm limit [G]
 int get_tharlen_temp_advance(int id, int kind, float celsius[6]);        ///< kind: TemperatureKind [G]
 int set_tharlen_temp_advance(int id, int kind, const float celsius[6]);  ///< kinds 2 and 3, read as set [G]
 
@@ -342,24 +347,24 @@ int set_tharlen_temp_advance(int id, int kind, const float celsius[6]);  ///< ki
 /// Model string, static text. "THARLEN Orda" and "Nolva" (two stylus buttons) and "THARLEN Corvale" are known by
 /// exactly this text, beside m_nModelType; any other is shown as it is. [G]
 const char* get_tharlen_model_type(int id);
-int get_hardware_rev(int id);                    ///< [G]
-const char* get_hardware_serial_number(int id);  ///< static text [G]
+int get_hardware_rev(int id);                            ///< [G]
+const char* get_hardware_serial_number(int id);          ///< static text [G]
 float get_tharlen_nominal_max_force(int id);             ///< N [G, S]
 float get_tharlen_nominal_max_continuous_force(int id);  ///< N [S]
 float get_tharlen_nominal_max_stiffness(int id);         ///< N/mm [S]
-int tharlen_check_for_gimbal(int id);  ///< non-zero when a gimbal with encoders is fitted [G]
-int tharlen_check_for_pinch(int id);   ///< above zero when a pinch grip is fitted [G]
-int tharlen_which_pinch(int id);       ///< 1 or 2, the kind of grip [G]
+int tharlen_check_for_gimbal(int id);                    ///< non-zero when a gimbal with encoders is fitted [G]
+int tharlen_check_for_pinch(int id);                     ///< above zero when a pinch grip is fitted [G]
+int tharlen_which_pinch(int id);                         ///< 1 or 2, the kind of grip [G]
 
 // --- Calibration -------------------------------------------------------------------------------
 
 /// Negative on failure, else `*status`: kCalibrationNeeded, bits of kCalibrationIncorrect, or 0. [G]
 int get_calibration_status(int id, int* status);
-int update_calibration(int id);         ///< zero on success [G]
-int is_calibration_supported(int id);   ///< the supported kinds: 0 none, 1 home sensors, 2 ink well [G]
-int is_tharlen_reset_supported(int id); ///< non-zero when yes [G]
-int tharlen_reset(int id);              ///< calibrates in the reset pose; zero on success [G]
-int is_pinch_calibrated(int id);        ///< non-zero when yes [G]
+int update_calibration(int id);          ///< zero on success [G]
+int is_calibration_supported(int id);    ///< the supported kinds: 0 none, 1 home sensors, 2 ink well [G]
+int is_tharlen_reset_supported(int id);  ///< non-zero when yes [G]
+int tharlen_reset(int id);               ///< calibrates in the reset pose; zero on success [G]
+int is_pinch_calibrated(int id);         ///< non-zero when yes [G]
 int set_pinch_limits(int id, int minimum, int maximum);  ///< ends of the grip's raw travel [G]
 CIOConnection* get_connection_data(int id);              ///< null when none [G, S]
 CTHARLeNAutoCalibration* get_calibration_data(int id);   ///< null when none [G]

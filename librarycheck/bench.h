@@ -24,9 +24,7 @@ std::string text(const char* format, A... arguments) {
     return line;
 }
 
-inline std::string text(const char* words) {
-    return words;
-}
+inline std::string text(const char* words) { return words; }
 
 /// Throws Broken with the words where `held` is false.
 template <typename... A>
@@ -134,7 +132,7 @@ public:
     std::uint64_t lateCalls() const { return state_.lateCalls; }  ///< after a stop had returned
     bool overlapped() const { return state_.overlapped; }
     bool oneThread() const { return state_.oneThread; }
-    bool onCaller() const { return state_.onCaller; }  ///< a tick ran on the thread that started the loop
+    bool onCaller() const { return state_.onCaller; }        ///< a tick ran on the thread that started the loop
     bool strangeData() const { return state_.strangeData; }  ///< a callback had not what was given to the start
     bool saidRunning() const { return state_.saidRunning; }
     /// Times of the ticks since the start, ns, at most kMost.

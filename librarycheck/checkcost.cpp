@@ -72,8 +72,6 @@ std::string costs(Bench& bench) {
 
 }  // namespace
 
-std::vector<Check> costChecks() {
-    return {{"cost", {}, Check::OneArm, 20, costs}};
-}
+std::vector<Check> costChecks() { return {{"cost", {}, Check::OneArm, 20, costs}}; }
 
 }  // namespace librarycheck

@@ -170,12 +170,9 @@ std::string closeTwice(Bench& bench) {
 
 std::vector<Check> lifeChecks() {
     return {
-        single("life.version", Check::Nothing, version),
-        single("life.nohandle", Check::Nothing, noHandle),
-        single("life.unknown", Check::Nothing, unknownDevice),
-        single("life.opens", Check::EachArm, opens),
-        single("life.operations", Check::EachArm, operations),
-        single("life.again", Check::EachArm, openAgain),
+        single("life.version", Check::Nothing, version),       single("life.nohandle", Check::Nothing, noHandle),
+        single("life.unknown", Check::Nothing, unknownDevice), single("life.opens", Check::EachArm, opens),
+        single("life.operations", Check::EachArm, operations), single("life.again", Check::EachArm, openAgain),
         single("life.closing", Check::EachArm, closeTwice),
     };
 }

@@ -91,7 +91,7 @@ std::string stops(Bench& bench) {
 struct Regularity {
     double rate = 0.0;  ///< Hz, of the ticks that came
     int ticks = 0;
-    int lost = 0;            ///< periods without a tick
+    int lost = 0;           ///< periods without a tick
     double lateness = 0.0;  ///< us, median, from an even grid
 };
 
@@ -103,8 +103,8 @@ std::complex<double> meanPhase(const std::vector<std::int64_t>& times, double ra
     return sum / static_cast<double>(times.size());
 }
 
-/// The rate is the peak of the ticks' periodogram around the one that was asked for, which late and lost ticks leave where
-/// it is; where there is none, ticks by time.
+/// The rate is the peak of the ticks' periodogram around the one that was asked for, which late and lost ticks leave
+/// where it is; where there is none, ticks by time.
 Regularity regularityOf(const std::vector<std::int64_t>& times, double wanted) {
     constexpr double kAround = 0.08, kStepHertz = 0.4, kFlat = 0.25;
     Regularity r;
@@ -232,10 +232,11 @@ std::string rateChanges(Bench& bench) {
         const std::size_t given = machine.end().size();
         const std::vector<std::int64_t> times = loop.times();
         const Regularity r = regularityOf({times.begin() + before, times.end()}, 2000);
-        const std::string seen = text("from 1000 to 2000 Hz: %.1f Hz, %d ticks where this machine gives %zu", r.rate,
-                                      r.ticks, given);
+        const std::string seen =
+            text("from 1000 to 2000 Hz: %.1f Hz, %d ticks where this machine gives %zu", r.rate, r.ticks, given);
         // Ticks of the old rate lie on the grid of the new one as well. How even they are is another promise's.
-        demand(std::abs(r.rate / 2000.0 - 1.0) < 0.05 && r.ticks > 0.75 * static_cast<double>(given), "%s", seen.c_str());
+        demand(std::abs(r.rate / 2000.0 - 1.0) < 0.05 && r.ticks > 0.75 * static_cast<double>(given), "%s",
+               seen.c_str());
         return seen;
     });
 }
@@ -284,11 +285,7 @@ std::vector<Check> loopChecks() {
         single("loop.idle", Check::Nothing, stopsIdle),
         single("loop.calls", Check::OneArm, callsBack),
         single("loop.stops", Check::OneArm, stops, 60),
-        {"loop.rates",
-         {"loop.rate1000", "loop.rate2000", "loop.rate3000", "loop.rate4000"},
-         Check::OneArm,
-         30,
-         rates},
+        {"loop.rates", {"loop.rate1000", "loop.rate2000", "loop.rate3000", "loop.rate4000"}, Check::OneArm, 30, rates},
         single("loop.change", Check::OneArm, rateChanges),
         single("loop.instant", Check::OneArm, instantRate),
         single("loop.status", Check::EachArm, statuses),

@@ -246,14 +246,10 @@ std::string thresholds(Bench& bench) {
 std::vector<Check> motorChecks() {
     return {
         single("motors.switch", Check::EachArm, switching),  // first of all: it finds what does not come back
-        single("motors.opening", Check::EachArm, opening),
-        single("motors.nowait", Check::EachArm, notWaiting),
-        single("motors.servo", Check::OneArm, onServo),
-        single("motors.last", Check::EachArm, lastCommand),
-        single("motors.limit", Check::EachArm, limit),
-        single("motors.closing", Check::EachArm, closing),
-        single("motors.fault", Check::EachArm, fault),
-        single("motors.thresholds", Check::EachArm, thresholds),
+        single("motors.opening", Check::EachArm, opening),  single("motors.nowait", Check::EachArm, notWaiting),
+        single("motors.servo", Check::OneArm, onServo),     single("motors.last", Check::EachArm, lastCommand),
+        single("motors.limit", Check::EachArm, limit),      single("motors.closing", Check::EachArm, closing),
+        single("motors.fault", Check::EachArm, fault),      single("motors.thresholds", Check::EachArm, thresholds),
     };
 }
 

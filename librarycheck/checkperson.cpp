@@ -1,5 +1,5 @@
-// What needs a person at the arm: motion, forces, warm motors, a switch and a cable. Commands begin at zero, rise slowly
-// and end as soon as the arm has moved a little.
+// What needs a person at the arm: motion, forces, warm motors, a switch and a cable. Commands begin at zero, rise
+// slowly and end as soon as the arm has moved a little.
 #include <algorithm>
 #include <cstring>
 
@@ -104,7 +104,8 @@ std::string encoderSlopes(const std::vector<Moment>& moments) {
             continue;
         }
         const double correlation = std::abs(xy) / std::sqrt(std::max(1e-12, xx * yy));
-        demand(correlation > 0.999, "the counts of axis %zu do not follow its angle (correlation %.4f)", axis, correlation);
+        demand(correlation > 0.999, "the counts of axis %zu do not follow its angle (correlation %.4f)", axis,
+               correlation);
         seen += text("%s%.0f", seen.empty() ? "" : ", ", xy / xx);
     }
     return seen + " counts/rad";
@@ -124,8 +125,8 @@ std::vector<double> difference(const std::vector<double>& a, const std::vector<d
     return d;
 }
 
-/// By the principle of virtual work: joint torques are J times the endpoint force, so endpoint motions are the transposed
-/// matrix times joint motions (Asada and Slotine, Robot Analysis and Control, 1986, 3.3).
+/// By the principle of virtual work: joint torques are J times the endpoint force, so endpoint motions are the
+/// transposed matrix times joint motions (Asada and Slotine, Robot Analysis and Control, 1986, 3.3).
 std::string jacobianLeads(const std::vector<Moment>& moments) {
     std::vector<double> errors;
     std::size_t from = 0;
@@ -153,8 +154,8 @@ std::string jacobianLeads(const std::vector<Moment>& moments) {
 }
 
 /// How often greater the mean of a velocity is than the change of its quantity, over steps of about 50 ms.
-double velocityRatio(const std::vector<Moment>& moments, std::vector<double> Moment::* quantity,
-                     std::vector<double> Moment::* velocity, std::size_t places) {
+double velocityRatio(const std::vector<Moment>& moments, std::vector<double> Moment::*quantity,
+                     std::vector<double> Moment::*velocity, std::size_t places) {
     constexpr std::size_t kStepLength = 25;
     double both = 0, one = 0;
     for (std::size_t from = 0; from + kStepLength < moments.size(); from += kStepLength) {
@@ -221,8 +222,7 @@ std::string motion(Bench& bench) {
 /// The amplifiers on and a command standing, till the end of its life.
 class Drive {
 public:
-    explicit Drive(Bench& bench)
-        : bench_(bench), device(bench), loop_(bench.lib, device.id, [this] { command(); }) {
+    explicit Drive(Bench& bench) : bench_(bench), device(bench), loop_(bench.lib, device.id, [this] { command(); }) {
         loop_.start(5);
         const int status = bench.lib.enable_tharlen_forces(device.id);
         demand(status == 0, "enable_tharlen_forces gave %d", status);
@@ -323,15 +323,14 @@ std::array<int, 6> motorDirections(Bench& bench, std::string& seen) {
         for (const int way : {0, 1}) {
             drive.settle();
             const double before = encoder(), angleBefore = angle();
-            const bool enough =
-                drive.raise(Drive::Dac, axis, (way ? 1 : -1) * kMostCommand * kFullCommand, [&] {
-                    if (commanded == 0) {
-                        long last[6] = {};
-                        drive.inTick([&] { bench.lib.get_last_motor_dac_values(drive.device.id, last); });
-                        commanded = last[axis];
-                    }
-                    return std::abs(encoder() - before) >= kEnough;
-                });
+            const bool enough = drive.raise(Drive::Dac, axis, (way ? 1 : -1) * kMostCommand * kFullCommand, [&] {
+                if (commanded == 0) {
+                    long last[6] = {};
+                    drive.inTick([&] { bench.lib.get_last_motor_dac_values(drive.device.id, last); });
+                    commanded = last[axis];
+                }
+                return std::abs(encoder() - before) >= kEnough;
+            });
             if (axis >= 3 && commanded == 0)
                 break;  // no motor there
             moved[way] = encoder() - before;
@@ -341,8 +340,9 @@ std::array<int, 6> motorDirections(Bench& bench, std::string& seen) {
         }
         if (axis >= 3 && commanded == 0)
             continue;
-        demand(moved[0] * moved[1] < 0, "axis %zu went by %.0f counts for a negative command and %.0f for a positive one",
-               axis, moved[0], moved[1]);
+        demand(moved[0] * moved[1] < 0,
+               "axis %zu went by %.0f counts for a negative command and %.0f for a positive one", axis, moved[0],
+               moved[1]);
         signs[axis] = turned[1] > 0 ? 1 : -1;
         seen += text("%saxis %zu %s", seen.empty() ? "" : ", ", axis, moved[1] > 0 ? "up" : "down");
     }
@@ -405,8 +405,9 @@ std::string forces(Bench& bench) {
 }
 
 std::string motors(Bench& bench) {
-    bench.ask("Hold the stylus loosely in the middle of its workspace, so that it can give way. The motors will push it a "
-              "little, each way in turn.");
+    bench.ask(
+        "Hold the stylus loosely in the middle of its workspace, so that it can give way. The motors will push it a "
+        "little, each way in turn.");
     speakOf(bench, "motors.zero", [&] {
         zeroCommand(bench);
         return std::string("for half a second");

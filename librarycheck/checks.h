@@ -44,7 +44,7 @@ public:
 };
 
 struct Check {
-    const char* name;                    ///< of its process
+    const char* name;                   ///< of its process
     std::vector<const char*> promises;  ///< that it speaks of
     enum Needs { Nothing, OneArm, EachArm, Person } needs;
     int limit;  ///< s, without the waiting for a person

@@ -1,5 +1,5 @@
-// What the sensors give while the arm rests: numbers, steady ones, the same by every way that leads to them. And who the
-// device is, and how it stands with its calibration.
+// What the sensors give while the arm rests: numbers, steady ones, the same by every way that leads to them. And who
+// the device is, and how it stands with its calibration.
 #include <algorithm>
 #include <cstring>
 
@@ -46,9 +46,9 @@ struct Steady {
     double span;  ///< allowed between the least and the greatest of one place
 };
 
-constexpr Steady kSteady[] = {{"get_encoder_values", 3},   {"get_tharlen_joint_angles", 0.01},
-                              {"get_tharlen_pos", 1.0},    {"get_stylus_matrix", 1.0},
-                              {"get_pinch_value", 20},     {"get_tharlen_jacobian", 5.0},
+constexpr Steady kSteady[] = {{"get_encoder_values", 3},    {"get_tharlen_joint_angles", 0.01},
+                              {"get_tharlen_pos", 1.0},     {"get_stylus_matrix", 1.0},
+                              {"get_pinch_value", 20},      {"get_tharlen_jacobian", 5.0},
                               {"get_tharlen_temp_6dof", 3}, {"get_stylus_switch", 0}};
 constexpr double kCreep = 20.0;  ///< mm/s, of the mean velocity
 
@@ -87,8 +87,8 @@ std::string rest(Bench& bench) {
     for (const Watched& w : watched)
         for (std::size_t i = 0; i < w.least.size(); ++i)
             demand(w.most[i] - w.least[i] <= w.row.span,
-                   "%s went from %g to %g at place %zu, while the arm should rest", w.row.name, w.least[i],
-                   w.most[i], i);
+                   "%s went from %g to %g at place %zu, while the arm should rest", w.row.name, w.least[i], w.most[i],
+                   i);
     for (std::size_t i = 0; i < 3; ++i)
         demand(std::abs(velocity[i] / looks) <= kCreep,
                "get_tharlen_vel gives %g mm/s at place %zu, while the arm should rest", velocity[i] / looks, i);
@@ -128,13 +128,13 @@ std::string pose(Bench& bench) {
                    product);
         }
     }
-    const double determinant = m[0] * (m[5] * m[10] - m[6] * m[9]) - m[4] * (m[1] * m[10] - m[2] * m[9])
-                               + m[8] * (m[1] * m[6] - m[2] * m[5]);
+    const double determinant =
+        m[0] * (m[5] * m[10] - m[6] * m[9]) - m[4] * (m[1] * m[10] - m[2] * m[9]) + m[8] * (m[1] * m[6] - m[2] * m[5]);
     demand(determinant > 0.0, "its determinant is %g: it mirrors", determinant);
     demand(m[3] == 0 && m[7] == 0 && m[11] == 0 && m[15] == 1, "its last row is %g %g %g %g, not 0 0 0 1", m[3], m[7],
            m[11], m[15]);
-    demandSame({m[12], m[13], m[14]}, "its place", valuesOf("get_tharlen_pos", bench.lib, device.id),
-               "get_tharlen_pos", 0, 2.0);
+    demandSame({m[12], m[13], m[14]}, "its place", valuesOf("get_tharlen_pos", bench.lib, device.id), "get_tharlen_pos",
+               0, 2.0);
     return "a rotation; the place within 2 mm";
 }
 
@@ -190,7 +190,8 @@ std::string registers(Bench& bench) {
         demand(std::abs(moved) <= 3, "the counter of axis %zu went by %d while the arm should rest", i, moved);
     }
     demand(refreshed, "neither timer nor watchdog counter changed in 50 ticks");
-    demand(connection == bench.lib.get_connection_data(device.id), "get_connection_data gives another object each time");
+    demand(connection == bench.lib.get_connection_data(device.id),
+           "get_connection_data gives another object each time");
     __atomic_store_n(&connection->m_bErrorTrigger, true, __ATOMIC_RELAXED);
     const bool set = __atomic_load_n(&connection->m_bErrorTrigger, __ATOMIC_RELAXED);
     __atomic_store_n(&connection->m_bErrorTrigger, false, __ATOMIC_RELAXED);
@@ -229,9 +230,8 @@ std::string limits(Bench& bench) {
         continuous = bench.lib.get_tharlen_nominal_max_continuous_force(device.id);
         stiffness = bench.lib.get_tharlen_nominal_max_stiffness(device.id);
     });
-    const std::string seen =
-        text("%g N, %g N continuous, %g N/mm", static_cast<double>(most), static_cast<double>(continuous),
-             static_cast<double>(stiffness));
+    const std::string seen = text("%g N, %g N continuous, %g N/mm", static_cast<double>(most),
+                                  static_cast<double>(continuous), static_cast<double>(stiffness));
     demand(most > 0 && continuous > 0 && stiffness > 0 && continuous <= most, "%s", seen.c_str());
     return seen;
 }
@@ -288,9 +288,7 @@ std::string calibrationData(Bench& bench) {
     return "three axes";
 }
 
-std::string changes(Bench&) {
-    throw NotTried("they change the arm's calibration, which is the application's to do");
-}
+std::string changes(Bench&) { throw NotTried("they change the arm's calibration, which is the application's to do"); }
 
 }  // namespace
 

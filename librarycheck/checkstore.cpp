@@ -29,8 +29,7 @@ void buildInPlace(const Operation<void (*)(void*)>& make, const Operation<void (
     make(place);
     end(place);
     const auto* behind = place + sizeof(T);
-    const auto touched =
-        std::find_if(behind, behind + kBehind, [](unsigned char byte) { return byte != kUntouched; });
+    const auto touched = std::find_if(behind, behind + kBehind, [](unsigned char byte) { return byte != kUntouched; });
     demand(touched == behind + kBehind, "its constructor writes at byte %zu, the header's record has %zu",
            sizeof(T) + static_cast<std::size_t>(touched - behind), sizeof(T));
 }
@@ -55,7 +54,8 @@ std::string managerSize(Bench& bench) {
 
 std::string deviceCount(Bench& bench) try {
     const Devices list(bench.lib);
-    demand(list.counted() == list.count(), "%d devices are listed, the manager counts %d", list.count(), list.counted());
+    demand(list.counted() == list.count(), "%d devices are listed, the manager counts %d", list.count(),
+           list.counted());
     return text("%d devices", list.count());
 } catch (const NoList& seen) {
     throw Broken(seen.what());
@@ -126,7 +126,8 @@ std::string readRecords(Bench& bench) {
     bench.lib.makeDevice(place);
     for (const int index : {-1, list.count(), 20}) {
         reinterpret_cast<CTHARLeNDevice*>(place)->m_nIndex = index;
-        demand(bench.lib.readDevice(place) == 0, "Read with the index %d succeeded, of %d devices", index, list.count());
+        demand(bench.lib.readDevice(place) == 0, "Read with the index %d succeeded, of %d devices", index,
+               list.count());
     }
     bench.lib.endDevice(place);
     return text("%d records, and indices -1, %d and 20", list.count(), list.count());
@@ -149,14 +150,20 @@ std::vector<Check> fileChecks() {
     // The loading itself is the runner's: no check begins without it.
     return {
         {"file.loads", {"file.loads"}, Check::Nothing, 20, [](Bench&) { return std::string("bound"); }},
-        {"file.soname", {"file.soname"}, Check::Nothing, 20,
+        {"file.soname",
+         {"file.soname"},
+         Check::Nothing,
+         20,
          [](Bench& bench) {
              const std::string name = bench.lib.soname();
              demand(!name.empty(), "it has none: link it with -Wl,-soname,%s", kSoname);
              demand(name == kSoname, "it is %s", name.c_str());
              return name;
          }},
-        {"file.operations", {"file.operations"}, Check::Nothing, 20,
+        {"file.operations",
+         {"file.operations"},
+         Check::Nothing,
+         20,
          [](Bench& bench) {
              if (!bench.lib.missing().empty())
                  throw Broken("missing: " + joined(bench.lib.missing()));
@@ -167,12 +174,9 @@ std::vector<Check> fileChecks() {
 
 std::vector<Check> storeChecks() {
     return {
-        single("store.device", Check::Nothing, deviceSize),
-        single("store.manager", Check::Nothing, managerSize),
-        single("store.count", Check::Nothing, deviceCount),
-        single("store.names", Check::Nothing, names),
-        single("store.fields", Check::Nothing, fields),
-        single("store.read", Check::Nothing, readRecords),
+        single("store.device", Check::Nothing, deviceSize), single("store.manager", Check::Nothing, managerSize),
+        single("store.count", Check::Nothing, deviceCount), single("store.names", Check::Nothing, names),
+        single("store.fields", Check::Nothing, fields),     single("store.read", Check::Nothing, readRecords),
         single("store.again", Check::Nothing, listAgain),
     };
 }

@@ -1,5 +1,6 @@
-// A device library as it was loaded from its file: every operation of device/tharlenio.h by its name, with the type that
-// the header gives it. A call goes through an Operation, which knows which operations are not to be called any more.
+// A device library as it was loaded from its file: every operation of device/tharlenio.h by its name, with the type
+// that the header gives it. A call goes through an Operation, which knows which operations are not to be called any
+// more.
 #pragma once
 
 #include <atomic>
@@ -38,9 +39,7 @@ extern thread_local bool onServoThread;
 /// Notes for its lifetime that this thread is inside an operation.
 class Inside {
 public:
-    explicit Inside(const char* name) : place_(onServoThread ? underway->servo : underway->graphical) {
-        place_ = name;
-    }
+    explicit Inside(const char* name) : place_(onServoThread ? underway->servo : underway->graphical) { place_ = name; }
     ~Inside() { place_ = nullptr; }
     Inside(const Inside&) = delete;
     Inside& operator=(const Inside&) = delete;
@@ -84,6 +83,7 @@ private:
 };
 
 // The operations with C linkage, in the order of the header.
+// clang-format off
 #define LIBRARYCHECK_OPERATIONS(X)                                                                                   \
     X(init_tharlen) X(disable_tharlen) X(createServoLoop) X(setServoLoopRate) X(startServoLoop) X(stopServoLoop)     \
     X(isServoLoopRunning) X(update_tharlen) X(get_tharlen_inst_rate) X(get_library_version)                          \
@@ -101,17 +101,18 @@ private:
     X(tharlen_check_for_pinch) X(tharlen_which_pinch)                                                                \
     X(get_calibration_status) X(update_calibration) X(is_calibration_supported) X(is_tharlen_reset_supported)        \
     X(tharlen_reset) X(is_pinch_calibrated) X(set_pinch_limits) X(get_connection_data) X(get_calibration_data)
+// clang-format on
 
 // The members of the two classes of the store: name, type as a plain function whose first argument is the object, and
 // the name that the compiler gives it (Itanium C++ ABI, 5.1).
-#define LIBRARYCHECK_MEMBERS(X)                                                                                      \
-    X(makeDevice, void (*)(void*), "_ZN14CTHARLeNDeviceC1Ev", "CTHARLeNDevice::CTHARLeNDevice")                       \
-    X(endDevice, void (*)(void*), "_ZN14CTHARLeNDeviceD1Ev", "CTHARLeNDevice::~CTHARLeNDevice")                       \
-    X(readDevice, BOOLEAN (*)(void*), "_ZN14CTHARLeNDevice4ReadEv", "CTHARLeNDevice::Read")                           \
-    X(writeDevice, BOOLEAN (*)(void*), "_ZN14CTHARLeNDevice5WriteEv", "CTHARLeNDevice::Write")                        \
-    X(makeManager, void (*)(void*), "_ZN11CTHARLeNMgrC1Ev", "CTHARLeNMgr::CTHARLeNMgr")                               \
-    X(endManager, void (*)(void*), "_ZN11CTHARLeNMgrD1Ev", "CTHARLeNMgr::~CTHARLeNMgr")                               \
-    X(enumerate, int (*)(void*, CTHARLeNDevice**), "_ZN11CTHARLeNMgr17EnumerateTHARLeNsEPP14CTHARLeNDevice",          \
+#define LIBRARYCHECK_MEMBERS(X)                                                                              \
+    X(makeDevice, void (*)(void*), "_ZN14CTHARLeNDeviceC1Ev", "CTHARLeNDevice::CTHARLeNDevice")              \
+    X(endDevice, void (*)(void*), "_ZN14CTHARLeNDeviceD1Ev", "CTHARLeNDevice::~CTHARLeNDevice")              \
+    X(readDevice, BOOLEAN (*)(void*), "_ZN14CTHARLeNDevice4ReadEv", "CTHARLeNDevice::Read")                  \
+    X(writeDevice, BOOLEAN (*)(void*), "_ZN14CTHARLeNDevice5WriteEv", "CTHARLeNDevice::Write")               \
+    X(makeManager, void (*)(void*), "_ZN11CTHARLeNMgrC1Ev", "CTHARLeNMgr::CTHARLeNMgr")                      \
+    X(endManager, void (*)(void*), "_ZN11CTHARLeNMgrD1Ev", "CTHARLeNMgr::~CTHARLeNMgr")                      \
+    X(enumerate, int (*)(void*, CTHARLeNDevice**), "_ZN11CTHARLeNMgr17EnumerateTHARLeNsEPP14CTHARLeNDevice", \
       "CTHARLeNMgr::EnumerateTHARLeNs")
 
 /// One library in this process. Not copied: the operations of two would share their static state.

@@ -19,8 +19,7 @@ const std::vector<Promise>& promises() {
     static const std::vector<Promise> table = {
         {"file.loads", kFile, "the file loads with every symbol bound", kPage},
         {"file.soname", kFile, "its SONAME is libTharlenIOLib42.so", kPage},
-        {"file.operations", kFile, "every operation and member of the header is there",
-         "device/tharlenio.h, whole"},
+        {"file.operations", kFile, "every operation and member of the header is there", "device/tharlenio.h, whole"},
 
         {"store.device", kStore, "a CTHARLeNDevice has the size of the header", "device/tharlenio.h, CTHARLeNDevice"},
         {"store.manager", kStore, "a CTHARLeNMgr has the size of the header", "device/tharlenio.h, CTHARLeNMgr"},

@@ -1,5 +1,5 @@
-// What a device library promises, one row a promise, in the order and the groups of device/tharlenio.h; and what became of
-// each on one library.
+// What a device library promises, one row a promise, in the order and the groups of device/tharlenio.h; and what became
+// of each on one library.
 #pragma once
 
 #include <string>
@@ -8,10 +8,10 @@
 namespace librarycheck {
 
 struct Promise {
-    const char* id;     ///< a word for programs, unlike any other
-    const char* group;  ///< heading of the report
-    const char* text;   ///< what is promised
-    const char* stated; ///< where
+    const char* id;      ///< a word for programs, unlike any other
+    const char* group;   ///< heading of the report
+    const char* text;    ///< what is promised
+    const char* stated;  ///< where
 };
 
 const std::vector<Promise>& promises();

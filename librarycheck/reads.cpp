@@ -46,9 +46,7 @@ std::vector<double> stylus(Library& lib, int id) {
 }
 
 // A result alone: nothing can be filled beyond it.
-std::vector<double> alone(double value) {
-    return {value, kUnfilled, kUnfilled, kUnfilled, kUnfilled};
-}
+std::vector<double> alone(double value) { return {value, kUnfilled, kUnfilled, kUnfilled, kUnfilled}; }
 
 #define FILL(name, T, N) [](Library& lib, int id) { return filled<T, N>(lib.name, id); }
 #define VALUE(name) [](Library& lib, int id) { return alone(static_cast<double>(lib.name(id))); }

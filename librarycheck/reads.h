@@ -1,5 +1,5 @@
-// Every read of a device's state as one table: how it is called, how many numbers it fills, and within which bounds they
-// lie. The arrays are longer than what is promised to be filled, so that an operation that fills more is seen.
+// Every read of a device's state as one table: how it is called, how many numbers it fills, and within which bounds
+// they lie. The arrays are longer than what is promised to be filled, so that an operation that fills more is seen.
 #pragma once
 
 #include <cstddef>

@@ -27,9 +27,7 @@ constexpr char kSafe[] = "safe";  ///< the check that switches a device off, and
 
 volatile sig_atomic_t interrupted = 0;
 
-void interrupt(int) {
-    interrupted = 1;
-}
+void interrupt(int) { interrupted = 1; }
 
 /// Calls that may be interrupted by a signal are to come back with EINTR, so that the prompt ends.
 void catchInterrupts() {
@@ -56,12 +54,8 @@ public:
     ChildBench(Library& library, const Options& options, const std::string& device, int say, int listen)
         : Bench(library, options, device), say_(say), listen_(listen) {}
 
-    void kept(const char* promise, const std::string& seen) override {
-        say({{"kept", promise}, {"seen", seen}});
-    }
-    void broken(const char* promise, const std::string& seen) override {
-        say({{"broken", promise}, {"seen", seen}});
-    }
+    void kept(const char* promise, const std::string& seen) override { say({{"kept", promise}, {"seen", seen}}); }
+    void broken(const char* promise, const std::string& seen) override { say({{"broken", promise}, {"seen", seen}}); }
     void notTried(const char* promise, const std::string& why) override {
         say({{"not tried", promise}, {"seen", why}});
     }
@@ -297,13 +291,12 @@ void Runner::conclude(Process& process) {
     const char* servo = underway->servo;
     if (graphical && servo && std::strcmp(graphical, "stopServoLoop") == 0)
         graphical = nullptr;  // it waits for the tick, as it should
-    std::string seen = process.late && interrupted
-                           ? text("it did not end when it was interrupted")
-                       : process.late ? text("it did not come back within %d s", process.check.limit)
-                       : WIFSIGNALED(process.status)
-                           ? text("it crashed, by signal %d (%s)", WTERMSIG(process.status),
-                                  strsignal(WTERMSIG(process.status)))
-                           : text("it ended the process, with status %d", WEXITSTATUS(process.status));
+    std::string seen =
+        process.late && interrupted ? text("it did not end when it was interrupted")
+        : process.late              ? text("it did not come back within %d s", process.check.limit)
+        : WIFSIGNALED(process.status)
+            ? text("it crashed, by signal %d (%s)", WTERMSIG(process.status), strsignal(WTERMSIG(process.status)))
+            : text("it ended the process, with status %d", WEXITSTATUS(process.status));
     if (graphical || servo)
         seen += std::string(graphical ? ", in " : ", on the servo thread in ") + (graphical ? graphical : servo);
     if (graphical && servo && !process.late)
@@ -388,7 +381,10 @@ bool Runner::run() {
         if (check.needs == Check::Nothing)
             tryCheck(check, "");
     if (!isBroken("file.loads", "")) {
-        runProcess({"version", {}, Check::Nothing, 10,
+        runProcess({"version",
+                    {},
+                    Check::Nothing,
+                    10,
                     [this](Bench& bench) {
                         const char* version = bench.lib.get_library_version();
                         auto& child = static_cast<ChildBench&>(bench);

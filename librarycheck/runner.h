@@ -1,5 +1,5 @@
-// Runs each check in a process of its own, so that a crash or a hang is a finding and the rest goes on. This process never
-// loads the library.
+// Runs each check in a process of its own, so that a crash or a hang is a finding and the rest goes on. This process
+// never loads the library.
 #pragma once
 
 #include <string>

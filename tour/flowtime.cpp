@@ -70,8 +70,8 @@ void SteppedTime::fire(QTimer* timer) {
 }
 
 void SteppedTime::fireDueShots() {
-    const auto later = std::stable_partition(m_shots.begin(), m_shots.end(),
-                                             [this](const Shot& shot) { return shot.due <= m_now; });
+    const auto later =
+        std::stable_partition(m_shots.begin(), m_shots.end(), [this](const Shot& shot) { return shot.due <= m_now; });
     const std::vector<Shot> due(m_shots.begin(), later);
     m_shots.erase(m_shots.begin(), later);
     for (const Shot& shot : due)

@@ -34,7 +34,8 @@ bool save(const QString& path, const QByteArray& content) {
 
 QString verdictCell(const TourStep& step) {
     if (step.verdict.isEmpty())
-        return "<span class=\"good\">as expected</span>" + (step.note.isEmpty() ? "" : ": " + step.note.toHtmlEscaped());
+        return "<span class=\"good\">as expected</span>"
+               + (step.note.isEmpty() ? "" : ": " + step.note.toHtmlEscaped());
     return "<span class=\"bad\">" + step.verdict.toHtmlEscaped() + "</span>";
 }
 
@@ -60,26 +61,27 @@ int Logbook::failures() const {
 }
 
 QByteArray Logbook::html() const {
-    QString page = "<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\"><title>" + m_title.toHtmlEscaped()
-                   + "</title><style>" + kStyle + "</style></head><body>\n<h1>" + m_title.toHtmlEscaped() + "</h1>\n<p>"
-                   + QString("%1, %2 steps, ").arg(QDateTime::currentDateTime().toString(Qt::ISODate)).arg(m_steps.size())
-                   + (failures() ? QString("<span class=\"bad\">%1 not as expected</span>").arg(failures())
-                                 : QString("<span class=\"good\">all as expected</span>"))
-                   + ". " + m_closing.toHtmlEscaped() + "</p>\n";
+    QString page =
+        "<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\"><title>" + m_title.toHtmlEscaped()
+        + "</title><style>" + kStyle + "</style></head><body>\n<h1>" + m_title.toHtmlEscaped() + "</h1>\n<p>"
+        + QString("%1, %2 steps, ").arg(QDateTime::currentDateTime().toString(Qt::ISODate)).arg(m_steps.size())
+        + (failures() ? QString("<span class=\"bad\">%1 not as expected</span>").arg(failures())
+                      : QString("<span class=\"good\">all as expected</span>"))
+        + ". " + m_closing.toHtmlEscaped() + "</p>\n";
     for (std::size_t i = 0; i < m_steps.size();) {
         const QString flow = m_steps[i].flow;
         QString rows, pictures;
         for (; i < m_steps.size() && m_steps[i].flow == flow; ++i) {
             const TourStep& step = m_steps[i];
-            rows += "<tr><td>" + step.name.toHtmlEscaped() + "</td><td>" + verdictCell(step) + "</td><td class=\"time\">"
-                    + QString::number(step.seconds, 'f', 1) + " s</td></tr>\n";
+            rows += "<tr><td>" + step.name.toHtmlEscaped() + "</td><td>" + verdictCell(step)
+                    + "</td><td class=\"time\">" + QString::number(step.seconds, 'f', 1) + " s</td></tr>\n";
             if (!step.picture.isEmpty())
                 pictures += "<figure><img alt=\"" + step.name.toHtmlEscaped() + "\" src=\"data:image/png;base64,"
                             + QString::fromLatin1(step.picture.toBase64()) + "\"><figcaption>"
                             + step.name.toHtmlEscaped() + "</figcaption></figure>\n";
         }
-        page += "<h2>" + flow.toHtmlEscaped() + "</h2>\n<table><tr><th>Step</th><th>Verdict</th><th>Time</th></tr>\n" + rows
-                + "</table>\n<div class=\"pictures\">\n" + pictures + "</div>\n";
+        page += "<h2>" + flow.toHtmlEscaped() + "</h2>\n<table><tr><th>Step</th><th>Verdict</th><th>Time</th></tr>\n"
+                + rows + "</table>\n<div class=\"pictures\">\n" + pictures + "</div>\n";
         for (const Report& report : m_reports) {
             if (report.flow == flow)
                 page += "<details><summary>Report</summary><pre>" + report.text.toHtmlEscaped() + "</pre></details>\n";

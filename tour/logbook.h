@@ -9,10 +9,10 @@ class QWidget;
 
 /// One step of a flow.
 struct TourStep {
-    QString flow;     ///< the device, as a heading
+    QString flow;  ///< the device, as a heading
     QString name;
-    QString verdict;  ///< what went wrong; empty when nothing did
-    QString note;     ///< what is worth saying beside the verdict
+    QString verdict;     ///< what went wrong; empty when nothing did
+    QString note;        ///< what is worth saying beside the verdict
     double seconds = 0;  ///< of the arm
     QByteArray picture;  ///< PNG, may be empty
 };

@@ -1,5 +1,5 @@
-// tour [user|manufacturing|pages] [--device NAME | --fleet] [--stepped] FOLDER: operates the real window on the simulated
-// arm as a person would and leaves pictures, reports and one page of what was done.
+// tour [user|manufacturing|pages] [--device NAME | --fleet] [--stepped] FOLDER: operates the real window on the
+// simulated arm as a person would and leaves pictures, reports and one page of what was done.
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QDir>
@@ -44,7 +44,8 @@ int main(int argc, char** argv) {
     for (const std::string& name : armcontrol::fleetNames())
         plan.devices << QString::fromStdString(name);
     if (parser.isSet("device") && !plan.devices.contains(parser.value("device")))
-        return refuse(QString("There is no device \"%1\"; there are: %2.").arg(parser.value("device"), plan.devices.join(", ")));
+        return refuse(
+            QString("There is no device \"%1\"; there are: %2.").arg(parser.value("device"), plan.devices.join(", ")));
     if (parser.isSet("device"))
         plan.devices = QStringList(parser.value("device"));
     else if (!parser.isSet("fleet"))

@@ -18,9 +18,7 @@ QString Operator::enterAdvancedMode(const QString& word) {
     return m_window.manufMode ? QString() : QString("The gate of the advanced modes did not open.");
 }
 
-QString Operator::currentTab() const {
-    return m_window.ui.tabWidget->tabText(m_window.ui.tabWidget->currentIndex());
-}
+QString Operator::currentTab() const { return m_window.ui.tabWidget->tabText(m_window.ui.tabWidget->currentIndex()); }
 
 bool Operator::canGoOn() const { return m_window.ui.next_button->isEnabled(); }
 
@@ -154,7 +152,10 @@ QString Operator::driveMotors() {
             m_time.spend(1200);
             const double command = std::fabs(armcontrol::state().dac[static_cast<std::size_t>(axis)]);
             if ((command > 0) != (value != 0))
-                return QString("Motor %1 is commanded with %2 counts at slider %3.").arg(axis + 1).arg(command).arg(value);
+                return QString("Motor %1 is commanded with %2 counts at slider %3.")
+                    .arg(axis + 1)
+                    .arg(command)
+                    .arg(value);
         }
     }
     return {};

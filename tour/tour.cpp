@@ -6,8 +6,9 @@
 #include "servostate.h"
 
 Tour::Tour(const TourPlan& plan)
-    : m_plan(plan), m_book(QString("Nolva Diagnostic: %1 on the simulated arm")
-                               .arg(plan.flow == "pages" ? "the engineering pages" : "the " + plan.flow + " flow")) {}
+    : m_plan(plan),
+      m_book(QString("Nolva Diagnostic: %1 on the simulated arm")
+                 .arg(plan.flow == "pages" ? "the engineering pages" : "the " + plan.flow + " flow")) {}
 
 void Tour::cancel() { FlowTime::cancel(); }
 
@@ -66,25 +67,25 @@ bool Tour::go(const QString& tab) {
 }
 
 void Tour::walkUser() {
-    step("Mode", [] { return QString(); })
-        && step("Select", [&] { return m_person->select(m_device); })
-        && go("Calibrate") && step("Calibrate done", [&] { return m_person->calibrate(); })
-        && go("Read Encoder") && step("Every axis and switch", [&] { return m_person->workEncodersAndSwitches(); })
-        && go("Cycle Amps") && step("Amplifiers cycled", [&] { return m_person->cycleAmplifiers(); })
-        && go("Test Forces") && step("Every motor both ways", [&] { return m_person->driveMotors(); })
-        && go("Box Test") && step("Every wall felt", [&] { return m_person->feelTheBox(); })
-        && go("Servoloop") && step("Servo rate", [&] { return m_person->runServoRate(); });
+    step("Mode", [] { return QString(); }) && step("Select", [&] { return m_person->select(m_device); })
+        && go("Calibrate") && step("Calibrate done", [&] { return m_person->calibrate(); }) && go("Read Encoder")
+        && step("Every axis and switch", [&] { return m_person->workEncodersAndSwitches(); }) && go("Cycle Amps")
+        && step("Amplifiers cycled", [&] { return m_person->cycleAmplifiers(); }) && go("Test Forces")
+        && step("Every motor both ways", [&] { return m_person->driveMotors(); }) && go("Box Test")
+        && step("Every wall felt", [&] { return m_person->feelTheBox(); }) && go("Servoloop")
+        && step("Servo rate", [&] { return m_person->runServoRate(); });
 }
 
 // A line whose flow ends at a gate ends there: that is not a failure.
 void Tour::walkManufacturing() {
     const bool started = step("Mode", [&] { return m_person->enterAdvancedMode(NOLVA_TOUR_WORD); })
-                         && step("Select", [&] { return m_person->select(m_device); })
-                         && go("Calibrate") && step("Calibrate done", [&] { return m_person->calibrate(); });
+                         && step("Select", [&] { return m_person->select(m_device); }) && go("Calibrate")
+                         && step("Calibrate done", [&] { return m_person->calibrate(); });
     if (!started)
         return;
     if (!m_person->canGoOn()) {
-        step("End of the flow", [] { return QString(); }, "a device of this line goes no further in manufacturing");
+        step(
+            "End of the flow", [] { return QString(); }, "a device of this line goes no further in manufacturing");
         return;
     }
     const bool read = go("Read Encoder")
@@ -98,7 +99,8 @@ void Tour::walkManufacturing() {
     if (!read)
         return;
     if (!m_person->canGoOn()) {
-        step("End of the flow", [] { return QString(); }, "a device of this line goes no further in manufacturing");
+        step(
+            "End of the flow", [] { return QString(); }, "a device of this line goes no further in manufacturing");
         return;
     }
     const bool driven = go("Cycle Amps") && step("Amplifiers cycled", [&] { return m_person->cycleAmplifiers(); })
@@ -110,9 +112,8 @@ void Tour::walkManufacturing() {
                            });
     const bool mechanics = driven && measureMechanics();
     const bool reported = mechanics && go("Box Test")
-                          && step("Every wall broken", [&] { return m_person->breakOutOfTheBox(); })
-                          && go("Servoloop") && step("Servo rate", [&] { return m_person->runServoRate(); })
-                          && go("Summary");
+                          && step("Every wall broken", [&] { return m_person->breakOutOfTheBox(); }) && go("Servoloop")
+                          && step("Servo rate", [&] { return m_person->runServoRate(); }) && go("Summary");
     if (reported)
         keepReport();
 }
@@ -132,8 +133,8 @@ bool Tour::measureMechanics() {
 // The friction page has no control that starts it, which is meant.
 void Tour::walkPages() {
     const bool started = step("Mode", [&] { return m_person->enterAdvancedMode(NOLVA_TOUR_WORD); })
-                         && step("Select", [&] { return m_person->select(m_device); })
-                         && go("Calibrate") && step("Calibrate done", [&] { return m_person->calibrate(); })
+                         && step("Select", [&] { return m_person->select(m_device); }) && go("Calibrate")
+                         && step("Calibrate done", [&] { return m_person->calibrate(); })
                          && step("Performance Testing", [&] { return m_person->goTo("Performance Testing"); });
     if (!started)
         return;

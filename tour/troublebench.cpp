@@ -39,9 +39,7 @@ QString Diary::last() const {
 
 // --- Stillness -------------------------------------------------------------------------------------
 
-Stillness::Stillness() {
-    qApp->installEventFilter(this);
-}
+Stillness::Stillness() { qApp->installEventFilter(this); }
 
 bool Stillness::eventFilter(QObject* watched, QEvent* event) {
     if (event->type() == QEvent::Timer)
@@ -161,9 +159,7 @@ void TroubleBench::recover() {
 
 // --- Moving and waiting ----------------------------------------------------------------------------
 
-QString TroubleBench::tab() const {
-    return m_person->currentTab();
-}
+QString TroubleBench::tab() const { return m_person->currentTab(); }
 
 void TroubleBench::go(const QString& text) {
     auto& tabs = *m_window->ui.tabWidget;

@@ -41,9 +41,7 @@ struct Trial {
 
 void nothing(Scene&) {}
 
-void moveHand(Scene& s) {
-    armcontrol::handMove({s.dice.real(-50, 50), s.dice.real(-50, 50), s.dice.real(-50, 50)});
-}
+void moveHand(Scene& s) { armcontrol::handMove({s.dice.real(-50, 50), s.dice.real(-50, 50), s.dice.real(-50, 50)}); }
 
 void sweepHand(Scene& s) {
     armcontrol::handSweep(s.dice.below(6), s.dice.real(0.5, 6));
@@ -61,9 +59,7 @@ void calibrate(Scene& s) {
     s.ui.calibrate_button->click();
 }
 
-void changeDevice(Scene& s) {
-    s.ui.m_cmbTHARLeN->setCurrentIndex(s.dice.below(s.ui.m_cmbTHARLeN->count()));
-}
+void changeDevice(Scene& s) { s.ui.m_cmbTHARLeN->setCurrentIndex(s.dice.below(s.ui.m_cmbTHARLeN->count())); }
 
 void moveSliders(Scene& s) {
     QSlider* const sliders[] = {s.ui.slider_X, s.ui.slider_Y, s.ui.slider_Z};
@@ -145,8 +141,7 @@ const Trial kTrials[] = {
     trial(
         "workspace", Mode::Performance, kLast, 2, kAll, [](Scene& s) { s.ui.startRecord->click(); }, moveHand),
     trial(
-        "friction page", Mode::Performance, kLast, 3, kAll,
-        [](Scene& s) { s.window.startFrictionPerformanceTest(); },
+        "friction page", Mode::Performance, kLast, 3, kAll, [](Scene& s) { s.window.startFrictionPerformanceTest(); },
         [](Scene& s) {
             if (s.dice.oneIn(3))
                 s.window.stopFrictionPerformanceTest();
@@ -267,9 +262,7 @@ void run(Scene& scene, const Trial& trial, const QString& fault) {
 
 }  // namespace
 
-int troubleRound() {
-    return static_cast<int>(std::size(kTrials) * armcontrol::faultNames().size());
-}
+int troubleRound() { return static_cast<int>(std::size(kTrials) * armcontrol::faultNames().size()); }
 
 void troubleFaults(TroubleBench& bench, Diary& diary, unsigned seed, long first, long count) {
     constexpr long kRunsOfWindow = 10;

@@ -28,9 +28,7 @@ struct Plan {
 };
 
 /// Runs or actions of a process; --from begins at the block that holds its number.
-long blockSize(const Plan& plan) {
-    return plan.faults ? 250 : 1000;
-}
+long blockSize(const Plan& plan) { return plan.faults ? 250 : 1000; }
 
 int refuse(const QString& reason) {
     std::fprintf(stderr, "%s\n", qPrintable(reason));

@@ -223,10 +223,9 @@ struct Action {
     bool (*act)(Hand&);
 };
 // What a person does often comes often.
-constexpr Action kActions[] = {{300, click},    {90, press},       {90, slide},     {80, type},
-                               {30, spin},      {140, changeTab},  {60, chooseRow}, {30, chooseDevice},
-                               {80, moveArm},   {40, breakOrMend}, {20, wait},      {5, look},
-                               {15, passGates}, {3, arrive},       {3, closeWindow}};
+constexpr Action kActions[] = {{300, click},     {90, press},     {90, slide},        {80, type},    {30, spin},
+                               {140, changeTab}, {60, chooseRow}, {30, chooseDevice}, {80, moveArm}, {40, breakOrMend},
+                               {20, wait},       {5, look},       {15, passGates},    {3, arrive},   {3, closeWindow}};
 
 bool actOnce(Hand& hand) {
     int total = 0;

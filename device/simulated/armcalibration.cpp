@@ -53,8 +53,7 @@ void Arm::watchHome(double h) {
         const double counts = a.encoderSign * a.countsPerRad * motion.angle[i];
         const double seen = dead_[i] ? counted_[i] : counts + slipped_[i] + drifted_[i];
         Passage passage;
-        if (home_[i].watch(counts, std::lround(seen) - powerUp_[i], h, passage)
-            && !faults.on(Fault::MissingFlag, i))
+        if (home_[i].watch(counts, std::lround(seen) - powerUp_[i], h, passage) && !faults.on(Fault::MissingFlag, i))
             noteHome(i, passage);
     }
 }

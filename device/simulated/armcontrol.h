@@ -93,37 +93,37 @@ std::int64_t armMilliseconds();
 
 /// One consistent picture of the arm.
 struct State {
-    bool open = false;               ///< a device is open
-    std::string name, model, serial; ///< of the open device
+    bool open = false;                ///< a device is open
+    std::string name, model, serial;  ///< of the open device
     int modelType = 0, cardType = 0, grip = 0;
     bool gimbal = false, highForce = false;
 
-    bool loopRunning = false;        ///< the servo callback is being called
-    int rate = 1000;                 ///< hertz, as set
-    double measuredRate = 0;         ///< hertz, mean of the last half second
+    bool loopRunning = false;  ///< the servo callback is being called
+    int rate = 1000;           ///< hertz, as set
+    double measuredRate = 0;   ///< hertz, mean of the last half second
     std::uint64_t ticks = 0, lateTicks = 0;
-    bool realTime = false;           ///< the loop's thread has real-time scheduling
+    bool realTime = false;  ///< the loop's thread has real-time scheduling
 
-    Vec6 joints{};                   ///< rad
-    Vec6 encoders{};                 ///< counts, as the device reports them
-    Vec3 position{};                 ///< true endpoint, mm
-    Vec3 velocity{};                 ///< mm/s
-    Vec6 dac{};                      ///< last command, DAC counts
-    Vec3 force{};                    ///< force at the endpoint by the motors, N
-    Vec6 jointMin{}, jointMax{};     ///< stops, rad
+    Vec6 joints{};                ///< rad
+    Vec6 encoders{};              ///< counts, as the device reports them
+    Vec3 position{};              ///< true endpoint, mm
+    Vec3 velocity{};              ///< mm/s
+    Vec6 dac{};                   ///< last command, DAC counts
+    Vec3 force{};                 ///< force at the endpoint by the motors, N
+    Vec6 jointMin{}, jointMax{};  ///< stops, rad
     bool amplifiers = false;
-    int calibrationStatus = 0;       ///< as get_calibration_status
+    int calibrationStatus = 0;  ///< as get_calibration_status
 
     bool holding = false, docked = false, presence = false;
-    Vec3 handTarget{};               ///< mm
-    double handForce = 0;            ///< N, now
+    Vec3 handTarget{};     ///< mm
+    double handForce = 0;  ///< N, now
     std::array<bool, 2> switches{};
-    double pinch = 0;                ///< 0 open, 1 closed
-    double strength = 0;             ///< N
+    double pinch = 0;     ///< 0 open, 1 closed
+    double strength = 0;  ///< N
 
-    Vec6 winding{}, stator{};        ///< degrees Celsius
-    double warmLimit = 0;            ///< winding temperature at which the warm warning starts
-    std::vector<std::string> faults; ///< those that are on
+    Vec6 winding{}, stator{};         ///< degrees Celsius
+    double warmLimit = 0;             ///< winding temperature at which the warm warning starts
+    std::vector<std::string> faults;  ///< those that are on
 };
 State state();
 

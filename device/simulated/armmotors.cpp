@@ -21,9 +21,7 @@ double motorShare(const FaultSet& faults, int axis) {
 
 }  // namespace
 
-int Arm::deviceFault() const {
-    return faults.on(Fault::Amplifier) || hot_ || faults.on(Fault::Unplugged) ? 1 : 0;
-}
+int Arm::deviceFault() const { return faults.on(Fault::Amplifier) || hot_ || faults.on(Fault::Unplugged) ? 1 : 0; }
 
 int Arm::switchAmplifiers(bool on) {
     if (faults.on(Fault::Unplugged))
@@ -36,9 +34,7 @@ int Arm::switchAmplifiers(bool on) {
     return 0;
 }
 
-bool Arm::amplifiersEnabled() const {
-    return wanted_ && (powered_ || !faults.on(Fault::NoAmplifierFollow));
-}
+bool Arm::amplifiersEnabled() const { return wanted_ && (powered_ || !faults.on(Fault::NoAmplifierFollow)); }
 
 void Arm::followAmplifiers(double seconds) {
     if (wanted_ == powered_)
@@ -53,9 +49,7 @@ void Arm::amplifiersFollowAtOnce() {
         powered_ = wanted_;
 }
 
-void Arm::trip() {
-    wanted_ = powered_ = false;
-}
+void Arm::trip() { wanted_ = powered_ = false; }
 
 int Arm::commandDac(const Vector6& dac) {
     const int motors = line->sixDof ? kAxes : kBase;

@@ -44,9 +44,7 @@ void Arm::readEncoders(double seconds) {
     }
 }
 
-long Arm::encoder(int axis) const {
-    return counter(axis) + (axis < kBase ? offsets_[axis] : 0);
-}
+long Arm::encoder(int axis) const { return counter(axis) + (axis < kBase ? offsets_[axis] : 0); }
 
 Vector6 Arm::angles() const {
     Vector6 angles;
@@ -55,17 +53,11 @@ Vector6 Arm::angles() const {
     return angles;
 }
 
-Vector6 Arm::speeds() const {
-    return speed_;
-}
+Vector6 Arm::speeds() const { return speed_; }
 
-Vector3 Arm::position() const {
-    return endpoint(*line, angles());
-}
+Vector3 Arm::position() const { return endpoint(*line, angles()); }
 
-Vector3 Arm::velocity() const {
-    return baseJacobian(*line, angles()) * speed_.head<3>() * 1000.0;
-}
+Vector3 Arm::velocity() const { return baseJacobian(*line, angles()) * speed_.head<3>() * 1000.0; }
 
 int Arm::stylusSwitch(int button) const {
     if (button < 0 || button > line->secondSwitch || !device.gimbal)

@@ -24,9 +24,7 @@ void store(T& field, V value) {
     __atomic_store_n(&field, static_cast<T>(value), __ATOMIC_RELAXED);
 }
 
-std::string pathOf(const std::string& name) {
-    return dataHome() + "/config/THARLeN Calibration (" + name + ")";
-}
+std::string pathOf(const std::string& name) { return dataHome() + "/config/THARLeN Calibration (" + name + ")"; }
 
 }  // namespace
 
@@ -35,9 +33,7 @@ std::string dataHome() {
     return home ? home : "";
 }
 
-void complain(const std::string& text) {
-    std::fprintf(stderr, "libTharlenIOLib42: %s\n", text.c_str());
-}
+void complain(const std::string& text) { std::fprintf(stderr, "libTharlenIOLib42: %s\n", text.c_str()); }
 
 void LiveCalibration::DiscardCalibration() {
     if (discard)
@@ -49,13 +45,9 @@ void LiveCalibration::setOffsets(const Offsets& offsets) {
         store(m_alOffsets[i], offsets[i]);
 }
 
-void LiveCalibration::setCalculated(int axis, long offset) {
-    store(m_alOffsetsCalc[axis], offset);
-}
+void LiveCalibration::setCalculated(int axis, long offset) { store(m_alOffsetsCalc[axis], offset); }
 
-void LiveCalibration::setIncorrect(int axis, bool incorrect) {
-    store(m_abIncorrect[axis], incorrect ? 1 : 0);
-}
+void LiveCalibration::setIncorrect(int axis, bool incorrect) { store(m_abIncorrect[axis], incorrect ? 1 : 0); }
 
 void LiveCalibration::clearSensors() {
     for (AXIS_SENSOR_DATA& axis : m_aAxisSensorData) {

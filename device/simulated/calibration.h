@@ -39,8 +39,7 @@ private:
 enum class CalibrationFile { Missing, Good, Bad };
 
 /// Reads it. Bad is a file that cannot be read or belongs to another device. Where it is not Good, `why` says so.
-CalibrationFile readCalibration(const std::string& name, const std::string& serial, Offsets& offsets,
-                                std::string& why);
+CalibrationFile readCalibration(const std::string& name, const std::string& serial, Offsets& offsets, std::string& why);
 /// Writes it; an empty string, or why it could not be written.
 std::string writeCalibration(const std::string& name, const std::string& serial, const Offsets& offsets);
 

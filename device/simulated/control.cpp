@@ -17,9 +17,7 @@ constexpr double kFastest = 5000.0;       // mm/s
 constexpr double kLargestAngle = 6.2832;  // rad
 constexpr double kFastestTurn = 50.0;     // rad/s
 
-bool within(double value, double low, double high) {
-    return value >= low && value <= high;
-}
+bool within(double value, double low, double high) { return value >= low && value <= high; }
 
 template <typename Array>
 bool allWithin(const Array& values, double most) {
@@ -40,9 +38,7 @@ std::string onArm(F f) {
     });
 }
 
-arm::Vector3 vector(const Vec3& v) {
-    return {v[0], v[1], v[2]};
-}
+arm::Vector3 vector(const Vec3& v) { return {v[0], v[1], v[2]}; }
 
 template <typename From>
 Vec3 three(const From& v) {
@@ -76,8 +72,7 @@ void copyMotion(const Arm& a, State& s) {
         s.jointMax[place] = a.wear.high[i];
     }
     s.position = three(arm::endpoint(*a.line, a.motion.angle));
-    s.velocity =
-        three(arm::Vector3(arm::baseJacobian(*a.line, a.motion.angle) * a.motion.speed.head<3>() * 1000.0));
+    s.velocity = three(arm::Vector3(arm::baseJacobian(*a.line, a.motion.angle) * a.motion.speed.head<3>() * 1000.0));
     s.force = three(a.motorForce());
     s.handTarget = three(a.hand.target(*a.line));
 }
@@ -204,9 +199,7 @@ std::vector<std::string> fleetNames() {
     return names;
 }
 
-std::string fleetSource() {
-    return rig().fleet().source;
-}
+std::string fleetSource() { return rig().fleet().source; }
 
 std::string setFault(const std::string& name, bool on, int axis, double amount) {
     return arm::switchFault(name, on, axis, &amount);
@@ -257,29 +250,19 @@ std::string heatPace(double factor) {
     return "";
 }
 
-std::string loopStepped(bool stepped) {
-    return rig().setStepped(stepped);
-}
+std::string loopStepped(bool stepped) { return rig().setStepped(stepped); }
 
-long step(long ticks) {
-    return rig().loop.step(ticks);
-}
+long step(long ticks) { return rig().loop.step(ticks); }
 
-std::vector<std::uint64_t> loopLateness() {
-    return rig().loop.lateness();
-}
+std::vector<std::uint64_t> loopLateness() { return rig().loop.lateness(); }
 
-void loopClearLateness() {
-    rig().loop.clearLateness();
-}
+void loopClearLateness() { rig().loop.clearLateness(); }
 
 double armTime() {
     return rig().withArm([](Arm& a) { return a.time; });
 }
 
-std::int64_t armMilliseconds() {
-    return std::llround(armTime() * 1000.0);
-}
+std::int64_t armMilliseconds() { return std::llround(armTime() * 1000.0); }
 
 State state() {
     State s;
@@ -317,9 +300,7 @@ void resetArm() {
         rig().reset();
 }
 
-std::string command(const std::string& line) {
-    return arm::runCommand(line);
-}
+std::string command(const std::string& line) { return arm::runCommand(line); }
 
 }  // namespace armcontrol
 

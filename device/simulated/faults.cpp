@@ -31,8 +31,7 @@ constexpr FaultFigures kTable[] = {
      "the cable slips while the motor pushes with more than 0.42 V"},
     {"weak-motor", S::AnyAxis, 0, 0.99, 0.5, false, "fraction", "this part of a motor's torque is left"},
     {"reversed-motor", S::AnyAxis, 0, 0, 0, false, "", "a motor turns the wrong way"},
-    {"stuck-switch", S::Button, 0, 1, 1, true, "0 or 1",
-     "a stylus button reads released (0) or pressed (1) for ever"},
+    {"stuck-switch", S::Button, 0, 1, 1, true, "0 or 1", "a stylus button reads released (0) or pressed (1) for ever"},
     {"bouncing-switch", S::Button, 1, 1000, 40, false, "ms", "a stylus button bounces this long when it changes"},
     {"missing-flag", S::BaseAxis, 0, 0, 0, false, "", "the home sensor of an axis sees nothing"},
     {"wide-flag", S::BaseAxis, 1, 600, 240, false, "counts",
@@ -78,9 +77,7 @@ int scopeSize(FaultScope scope) {
 
 }  // namespace
 
-const FaultFigures& faultFigures(Fault fault) {
-    return kTable[static_cast<std::size_t>(fault)];
-}
+const FaultFigures& faultFigures(Fault fault) { return kTable[static_cast<std::size_t>(fault)]; }
 
 Fault faultNamed(const std::string& name) {
     std::size_t i = 0;
@@ -103,8 +100,8 @@ std::string FaultSet::check(const std::string& name, bool on, int axis, const do
         return amount && !std::isfinite(*amount) ? "amount: must be a number" : "";
     if (!(*amount >= f.lowest && *amount <= f.highest) || (f.whole && *amount != std::floor(*amount))) {
         char text[120];
-        std::snprintf(text, sizeof text, "amount: must be a %snumber between %g and %g (%s)",
-                      f.whole ? "whole " : "", f.lowest, f.highest, f.unit);
+        std::snprintf(text, sizeof text, "amount: must be a %snumber between %g and %g (%s)", f.whole ? "whole " : "",
+                      f.lowest, f.highest, f.unit);
         return text;
     }
     return "";

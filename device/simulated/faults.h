@@ -57,9 +57,7 @@ struct FaultFigures {
 };
 
 const FaultFigures& faultFigures(Fault fault);
-inline bool isManner(Fault fault) {
-    return faultFigures(fault).scope == FaultScope::Library;
-}
+inline bool isManner(Fault fault) { return faultFigures(fault).scope == FaultScope::Library; }
 /// Fault::Count when there is none of this name.
 Fault faultNamed(const std::string& name);
 

@@ -71,9 +71,7 @@ bool toLatin1(const std::string& utf8, std::string& latin1) {
 
 /// What an application that trims a name takes from its ends: of Latin-1, the blank and the one that does not
 /// break.
-bool isBlank(char latin1) {
-    return latin1 == ' ' || latin1 == '\xA0';
-}
+bool isBlank(char latin1) { return latin1 == ' ' || latin1 == '\xA0'; }
 
 [[noreturn]] void refuse(const std::string& where, const std::string& why) {
     throw std::runtime_error(where + ": " + why);
@@ -181,8 +179,8 @@ std::vector<FleetDevice> readDevices(const std::string& content) {
 std::vector<FleetDevice> builtIn() {
     std::vector<FleetDevice> devices;
     for (const BuiltIn& b : kBuiltIn)
-        devices.push_back({b.name, b.name, findLine(b.word, b.card, b.highForce), b.card, b.grip, b.gimbal,
-                           b.revision, b.serial});
+        devices.push_back(
+            {b.name, b.name, findLine(b.word, b.card, b.highForce), b.card, b.grip, b.gimbal, b.revision, b.serial});
     return devices;
 }
 

@@ -32,9 +32,7 @@ Vector6 withGimbal(const double (&base)[kBase], const Vector6& gimbal) {
     return pose;
 }
 
-double baseError(const Vector6& a, const Vector6& b) {
-    return (a - b).head<3>().cwiseAbs().maxCoeff();
-}
+double baseError(const Vector6& a, const Vector6& b) { return (a - b).head<3>().cwiseAbs().maxCoeff(); }
 
 }  // namespace
 
@@ -121,11 +119,10 @@ void Hand::advance(const Wear& wear, const Motion& motion, double seconds) {
     for (int i = mode_ == Mode::Point || mode_ == Mode::Docked ? kBase : 0; i < kAxes; ++i) {
         const double speed = i < kBase || allJoints ? jointSpeed_ : kGimbalSpeed;
         const double way = jointGoal_[i] - jointWanted_[i];
-        jointWanted_[i] = std::abs(way) <= speed * seconds ? jointGoal_[i]
-                                                           : jointWanted_[i] + std::copysign(speed * seconds, way);
+        jointWanted_[i] =
+            std::abs(way) <= speed * seconds ? jointGoal_[i] : jointWanted_[i] + std::copysign(speed * seconds, way);
     }
-    const bool arrived =
-        baseError(jointWanted_, jointGoal_) == 0.0 && baseError(motion.angle, jointGoal_) < kArrived;
+    const bool arrived = baseError(jointWanted_, jointGoal_) == 0.0 && baseError(motion.angle, jointGoal_) < kArrived;
     if (mode_ == Mode::Docking && arrived)
         mode_ = Mode::Docked;
     else if (mode_ == Mode::Undocking && arrived)

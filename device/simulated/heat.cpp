@@ -24,8 +24,6 @@ void Heat::advance(const HeatFigures& f, const Vector6& dac, int motors, double 
     }
 }
 
-double normalisedTemperature(const HeatFigures& figures, double celsius) {
-    return celsius / figures.warmLimit;
-}
+double normalisedTemperature(const HeatFigures& figures, double celsius) { return celsius / figures.warmLimit; }
 
 }  // namespace arm

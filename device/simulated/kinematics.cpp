@@ -7,13 +7,9 @@
 namespace arm {
 namespace {
 
-Matrix3 turn(double angle, const Vector3& axis) {
-    return Eigen::AngleAxisd(angle, axis).toRotationMatrix();
-}
+Matrix3 turn(double angle, const Vector3& axis) { return Eigen::AngleAxisd(angle, axis).toRotationMatrix(); }
 
-Matrix3 forearmRotation(const Vector6& q) {
-    return turn(-q[0], Vector3::UnitY()) * turn(-q[2], Vector3::UnitX());
-}
+Matrix3 forearmRotation(const Vector6& q) { return turn(-q[0], Vector3::UnitY()) * turn(-q[2], Vector3::UnitX()); }
 
 }  // namespace
 

@@ -15,9 +15,7 @@ constexpr int kEagerTicks = 3;  // ahead of the start's return, of a loop that i
 
 // --- Store -------------------------------------------------------------------------------------
 
-CTHARLeNDevice::CTHARLeNDevice() {
-    std::memset(static_cast<void*>(this), 0, sizeof *this);
-}
+CTHARLeNDevice::CTHARLeNDevice() { std::memset(static_cast<void*>(this), 0, sizeof *this); }
 CTHARLeNDevice::~CTHARLeNDevice() = default;
 
 BOOLEAN CTHARLeNDevice::Read() {
@@ -30,9 +28,7 @@ BOOLEAN CTHARLeNDevice::Read() {
 }
 
 // The store of the simulated arm is read only: its devices come from the fleet file.
-BOOLEAN CTHARLeNDevice::Write() {
-    return 0;
-}
+BOOLEAN CTHARLeNDevice::Write() { return 0; }
 
 CTHARLeNMgr::CTHARLeNMgr() : m_nDeviceCount(0), pEtharlen_mdns(nullptr) {}
 CTHARLeNMgr::~CTHARLeNMgr() = default;
@@ -52,21 +48,15 @@ int CTHARLeNMgr::EnumerateTHARLeNs(CTHARLeNDevice** apDevices) {
 
 // --- Life cycle and servo loop -----------------------------------------------------------------
 
-int init_tharlen(const char* name) {
-    return name ? rig().open(name) : -1;
-}
-int disable_tharlen(int id) {
-    return rig().close(id);
-}
+int init_tharlen(const char* name) { return name ? rig().open(name) : -1; }
+int disable_tharlen(int id) { return rig().close(id); }
 
 int createServoLoop() {
     rig().loop.create();
     return 0;
 }
 
-int setServoLoopRate(int rate) {
-    return rig().loop.setRate(rate);
-}
+int setServoLoopRate(int rate) { return rig().loop.setRate(rate); }
 
 int startServoLoop(ServoCallback callback, void* pUserData) {
     if (rig().withArm([](Arm& a) { return a.faults.on(arm::Fault::NoLoop); }))
@@ -74,12 +64,8 @@ int startServoLoop(ServoCallback callback, void* pUserData) {
     return rig().loop.start(callback, pUserData, rig().manner(arm::Fault::EagerLoop) > 0.0 ? kEagerTicks : 0);
 }
 
-int stopServoLoop() {
-    return rig().loop.stop(static_cast<int>(rig().manner(arm::Fault::LateStop)));
-}
-bool isServoLoopRunning() {
-    return rig().loop.running();
-}
+int stopServoLoop() { return rig().loop.stop(static_cast<int>(rig().manner(arm::Fault::LateStop))); }
+bool isServoLoopRunning() { return rig().loop.running(); }
 
 // No device, no error: the first ticks of a loop run before the application knows its handle.
 int update_tharlen(int id) {
@@ -87,27 +73,15 @@ int update_tharlen(int id) {
     return rig().withOpen(id, 0, [](Arm& a) { return a.status(); });
 }
 
-float get_tharlen_inst_rate(int) {
-    return rig().loop.instantRate();
-}
-const char* get_library_version() {
-    return "4.2 (simulated)";
-}
+float get_tharlen_inst_rate(int) { return rig().loop.instantRate(); }
+const char* get_library_version() { return "4.2 (simulated)"; }
 
 // --- Forces and motors -------------------------------------------------------------------------
 
-int enable_tharlen_forces(int id) {
-    return rig().switchAmplifiers(id, true, true);
-}
-int enable_tharlen_forces_no_wait(int id) {
-    return rig().switchAmplifiers(id, true, false);
-}
-int disable_tharlen_forces(int id) {
-    return rig().switchAmplifiers(id, false, true);
-}
-int disable_tharlen_forces_no_wait(int id) {
-    return rig().switchAmplifiers(id, false, false);
-}
+int enable_tharlen_forces(int id) { return rig().switchAmplifiers(id, true, true); }
+int enable_tharlen_forces_no_wait(int id) { return rig().switchAmplifiers(id, true, false); }
+int disable_tharlen_forces(int id) { return rig().switchAmplifiers(id, false, true); }
+int disable_tharlen_forces_no_wait(int id) { return rig().switchAmplifiers(id, false, false); }
 
 int is_tharlen_forces_enabled(int id) {
     return rig().withOpen(id, 0, [](Arm& a) { return a.amplifiersEnabled() ? 1 : 0; });
@@ -121,9 +95,7 @@ int send_tharlen_force(int id, const float force[6]) {
     return rig().withOpen(id, -1, [&](Arm& a) { return a.commandForce(wanted); });
 }
 
-int send_tharlen_force_6dof(int id, const float force[6]) {
-    return send_tharlen_force(id, force);
-}
+int send_tharlen_force_6dof(int id, const float force[6]) { return send_tharlen_force(id, force); }
 
 int command_motor_voltages(int id, const float volts[6], float sent[6]) {
     rig().slowTick();

@@ -31,9 +31,7 @@ arm::Vector6 encoders(const Arm& a) {
 
 // --- Sensors -----------------------------------------------------------------------------------
 
-int get_encoder_values(int id, long counts[6]) {
-    return fill<6>(id, counts, encoders);
-}
+int get_encoder_values(int id, long counts[6]) { return fill<6>(id, counts, encoders); }
 
 int get_tharlen_encoders(int id, float angles[3]) {
     return fill<3>(id, angles, [](const Arm& a) { return a.angles(); });
@@ -178,8 +176,7 @@ int is_calibration_supported(int id) {
 }
 
 int is_tharlen_reset_supported(int id) {
-    return rig().read(id, 0,
-                          [](Arm& a) { return a.line->calibration == arm::CalibrationStyle::ResetPose ? 1 : 0; });
+    return rig().read(id, 0, [](Arm& a) { return a.line->calibration == arm::CalibrationStyle::ResetPose ? 1 : 0; });
 }
 
 int tharlen_reset(int id) {
@@ -202,6 +199,5 @@ CIOConnection* get_connection_data(int id) {
 }
 
 CTHARLeNAutoCalibration* get_calibration_data(int id) {
-    return rig().withOpen(id, static_cast<CTHARLeNAutoCalibration*>(nullptr),
-                          [](Arm& a) { return &a.calibration; });
+    return rig().withOpen(id, static_cast<CTHARLeNAutoCalibration*>(nullptr), [](Arm& a) { return &a.calibration; });
 }

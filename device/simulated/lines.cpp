@@ -24,9 +24,7 @@ constexpr AxisFigures passive(double countsPerRad, int halfTravel) {
     return {countsPerRad, 1, -halfTravel, halfTravel, 1, 0.0, 2e-5, 4e-5, 4e-4};
 }
 // Gimbal joints with motors: the last column is DAC counts.
-constexpr AxisFigures driven(int halfTravel) {
-    return {1600.0, 1, -halfTravel, halfTravel, 1, 4.0, 6e-5, 4e-4, 220.0};
-}
+constexpr AxisFigures driven(int halfTravel) { return {1600.0, 1, -halfTravel, halfTravel, 1, 4.0, 6e-5, 4e-4, 220.0}; }
 
 // A row: word, model string, model type, card (0: any other), high force, six degrees of freedom, second
 // switch, calibration; links, origin up and out in mm, DAC counts per mN m of motor torque, give in counts; base
@@ -177,13 +175,9 @@ AxisFlags homeFlags(const LineFigures& line, int hardwareRevision, int axis) {
     return comb ? kCombY : kSingleY;
 }
 
-int lineCount() {
-    return static_cast<int>(std::size(kLines));
-}
+int lineCount() { return static_cast<int>(std::size(kLines)); }
 
-const LineFigures& lineAt(int index) {
-    return kLines[index];
-}
+const LineFigures& lineAt(int index) { return kLines[index]; }
 
 const LineFigures* findLine(const std::string& word, int cardType, bool highForce) {
     const LineFigures* any = nullptr;

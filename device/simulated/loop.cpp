@@ -66,9 +66,7 @@ private:
 
 }  // namespace
 
-bool Loop::onServoThread() {
-    return insideCallback;
-}
+bool Loop::onServoThread() { return insideCallback; }
 
 int Loop::setRate(int rate) {
     if (rate != 1000 && rate != 2000 && rate != 3000 && rate != 4000)

@@ -33,10 +33,10 @@ public:
 private:
     int regionOf(double counts) const;
 
-    AxisFlags flags_{};  // as designed
+    AxisFlags flags_{};   // as designed
     AxisFlags fitted_{};  // as they are
-    int segments_ = 0;  // flags and gaps
-    int region_ = -1;   // 0 below the first flag, odd in a flag, even in a gap; -1 not known yet
+    int segments_ = 0;    // flags and gaps
+    int region_ = -1;     // 0 below the first flag, odd in a flag, even in a gap; -1 not known yet
     int cameFrom_ = -1;
     long edge_ = 0;        // hardware counts on entering the region
     double inside_ = 0.0;  // s

@@ -177,9 +177,9 @@ void SocketServer::accept() {
         return;
     Client client;
     client.descriptor = descriptor;
-    client.surplus = std::count_if(clients_.begin(), clients_.end(), [](const Client& c) {
-                         return !c.surplus && !c.ended && !hasHungUp(c.descriptor);
-                     }) >= kMostClients;
+    client.surplus = std::count_if(clients_.begin(), clients_.end(),
+                                   [](const Client& c) { return !c.surplus && !c.ended && !hasHungUp(c.descriptor); })
+                     >= kMostClients;
     if (client.surplus) {
         // Open for what it still sends until it closes, for a failure to send may cost it the answer.
         ::send(descriptor, kTooMany, sizeof kTooMany - 1, MSG_NOSIGNAL);

@@ -81,7 +81,7 @@ public:
     ~ServoLoop() { stop(); }
 
     bool created = false;
-    std::atomic<int> rate{1000};         // Hz
+    std::atomic<int> rate{1000};          // Hz
     std::atomic<float> instant{1000.0f};  // Hz
 
     bool running() const { return running_; }
@@ -196,6 +196,7 @@ int update_tharlen(int id) {  // FILL: exchange commands and readings with the a
 float get_tharlen_inst_rate(int) { return servo.instant; }
 const char* get_library_version() { return "example"; }
 
+// clang-format off
 // --- Forces and motors -----------------------------------------------------------------------------
 
 int enable_tharlen_forces(int id) { return amplifiers(id, true); }

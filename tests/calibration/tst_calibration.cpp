@@ -65,17 +65,20 @@ private slots:
         QTest::addColumn<QString>("button");
         QTest::addColumn<QString>("prompt");
         QTest::addColumn<bool>("homes");
-        const QString well = "This Device model INKWELL calibrates when the heel of the moving arm is placed in the "
-                             "receptacle at the base of the unit  (the 'ink well').";
-        QTest::newRow("auto") << 3 << 7 << 1 << "corvale_calibration_illustration.png" << "&CALIBRATE "
+        const QString well =
+            "This Device model INKWELL calibrates when the heel of the moving arm is placed in the "
+            "receptacle at the base of the unit  (the 'ink well').";
+        QTest::newRow("auto") << 3 << 7 << 1 << "corvale_calibration_illustration.png"
+                              << "&CALIBRATE "
                               << "Please slowly move the arm from left to right" << true;
-        QTest::newRow("Orda USB") << 5 << 7 << 2 << "nolva2_calibration_illustration.png" << "CALIBRATE ?" << well
-                                  << false;
-        QTest::newRow("Orda LAN") << 5 << 6 << 2 << "nolva_calirbration_illustration.png" << "CALIBRATE ?" << well
-                                  << false;
-        QTest::newRow("Nolva") << 9 << 7 << 2 << "Nolva_calibration_Illustration.png" << "CALIBRATE ?"
-                               << well + " Calibration may take up to a second" << false;
-        QTest::newRow("reset") << 2 << 1 << 0 << "" << "&CALIBRATE "
+        QTest::newRow("Orda USB") << 5 << 7 << 2 << "nolva2_calibration_illustration.png"
+                                  << "CALIBRATE ?" << well << false;
+        QTest::newRow("Orda LAN") << 5 << 6 << 2 << "nolva_calirbration_illustration.png"
+                                  << "CALIBRATE ?" << well << false;
+        QTest::newRow("Nolva") << 9 << 7 << 2 << "Nolva_calibration_Illustration.png"
+                               << "CALIBRATE ?" << well + " Calibration may take up to a second" << false;
+        QTest::newRow("reset") << 2 << 1 << 0 << ""
+                               << "&CALIBRATE "
                                << "This Tharlen model undergoes RESET type calibration.\nPlease Hold" << false;
     }
     void eachStyleHasItsScreen() {
@@ -268,8 +271,8 @@ private slots:
             }
             const double id = window->csTharlenID;
             QCOMPARE(device().of({"set_pinch_limits"}).at(0).values, (std::vector<double>{id, 100, 900}));
-            QVERIFY(prompts().endsWith(kind == 1 ? "Thumbpad successfully calibrated"
-                                                 : "Scissor successfully calibrated"));
+            QVERIFY(
+                prompts().endsWith(kind == 1 ? "Thumbpad successfully calibrated" : "Scissor successfully calibrated"));
         }
     }
 
@@ -322,8 +325,7 @@ private slots:
     void updateButtonReadsItsResultTheOtherWay() {
         open(3, 7, 1);
         window->onClickUpdateCalibration();
-        QCOMPARE(window->ui.calibFileStatus->text(),
-                 QString("Error encountered when updating calibration for Arm"));
+        QCOMPARE(window->ui.calibFileStatus->text(), QString("Error encountered when updating calibration for Arm"));
         device().result["update_calibration"] = 1;
         window->onClickUpdateCalibration();
         QCOMPARE(window->ui.calibFileStatus->text(), QString("Updated the calibration."));
@@ -351,21 +353,23 @@ private slots:
         window->calibDetailTimer->setInterval(1000000);
         window->updateCalibrationData();
         const QString first = window->ui.calibDetails_textBox1->toPlainText();
-        const QString expected = QString("Counter:\t\t0.02 seconds\nKnown calibration:\t10\t11\t12\t\n"
-                                         "New calibration:\t\t-20\t-21\t-22\t\nIncorrect offsets:\tNo\tYes\tNo\t\n"
-                                         "Calibration status:\t0xF0\n\nX axis\nFound 3 flag(s)\n"
-                                         "    Flag 1: start 100, stop %1, width %2, mid. 250, vel. -7 (valid)\n"
-                                         "Found 2 gap(s)\n"
-                                         "    Gap 2: start 0, stop 9999, width 9999, mid. 4999, vel. 3 (invalid)\n\n"
-                                         "Y axis\nFound 0 flag(s)\nFound 0 gap(s)\n\nZ axis\nFound 0 flag(s)\n")
+        const QString expected = QString(
+                                     "Counter:\t\t0.02 seconds\nKnown calibration:\t10\t11\t12\t\n"
+                                     "New calibration:\t\t-20\t-21\t-22\t\nIncorrect offsets:\tNo\tYes\tNo\t\n"
+                                     "Calibration status:\t0xF0\n\nX axis\nFound 3 flag(s)\n"
+                                     "    Flag 1: start 100, stop %1, width %2, mid. 250, vel. -7 (valid)\n"
+                                     "Found 2 gap(s)\n"
+                                     "    Gap 2: start 0, stop 9999, width 9999, mid. 4999, vel. 3 (invalid)\n\n"
+                                     "Y axis\nFound 0 flag(s)\nFound 0 gap(s)\n\nZ axis\nFound 0 flag(s)\n")
                                      .arg(100 + limit.lMinWidth)
                                      .arg(limit.lMinWidth);
         QCOMPARE(first, expected);
         const QString second = window->ui.calibDetails_textBox2->toPlainText();
         QVERIFY(second.startsWith("X axis home sensor: ON 77\nY axis home sensor: OFF 0\n"));
-        QVERIFY(second.contains("Speed errors: 0x20\n      X axis overspeed: OK\n      Y axis overspeed: OK\n"
-                                "      Z axis overspeed: ERR\n      Overcurrent: OK\nWatchdog jumper: Not in place\n"
-                                "Watchdog: OK\n\nHardware revision: 0x05\n"));
+        QVERIFY(
+            second.contains("Speed errors: 0x20\n      X axis overspeed: OK\n      Y axis overspeed: OK\n"
+                            "      Z axis overspeed: ERR\n      Overcurrent: OK\nWatchdog jumper: Not in place\n"
+                            "Watchdog: OK\n\nHardware revision: 0x05\n"));
         QVERIFY(window->m_rd.asdData[0].psdFlagData[0]->lWidth == limit.lMinWidth);
         goToTab(*window, "Select");
         QVERIFY(window->bFlagPassRev7[0] && !window->bFlagPassRev7[1] && !window->bGapPass[1]);

@@ -12,9 +12,8 @@ using standin::record;
 
 namespace {
 
-const std::set<std::string> kOpening = {"EnumerateTHARLeNs", "init_tharlen",   "startServoLoop",
-                                        "stopServoLoop",     "disable_tharlen", "createServoLoop",
-                                        "setServoLoopRate"};
+const std::set<std::string> kOpening = {"EnumerateTHARLeNs", "init_tharlen",    "startServoLoop",  "stopServoLoop",
+                                        "disable_tharlen",   "createServoLoop", "setServoLoopRate"};
 using Names = std::vector<std::string>;
 
 #if defined(__SANITIZE_ADDRESS__)
@@ -90,7 +89,8 @@ private slots:
         window->accumulateErrors(-4);
         device().calls.clear();
         choose(1);
-        QCOMPARE(device().namesOf(kOpening), (Names{"stopServoLoop", "disable_tharlen", "init_tharlen", "startServoLoop"}));
+        QCOMPARE(device().namesOf(kOpening),
+                 (Names{"stopServoLoop", "disable_tharlen", "init_tharlen", "startServoLoop"}));
         QCOMPARE(device().of({"disable_tharlen"})[0].values, (std::vector<double>{double(first)}));
         QCOMPARE(device().of({"init_tharlen"})[0].text, std::string("Second"));
         QVERIFY(window->csTharlenID != first);
@@ -103,8 +103,9 @@ private slots:
         device().result["init_tharlen"] = -7;
         window = std::make_unique<qtTharlenTest>();
         goToTab(*window, "Select");
-        const QString problem = "Device initialization problem...\nPlease check the Device connections..\n"
-                                "Also check if your Device Setup is correct";
+        const QString problem =
+            "Device initialization problem...\nPlease check the Device connections..\n"
+            "Also check if your Device Setup is correct";
         QCOMPARE(information(), problem);
         QCOMPARE(tabTexts(*window), (QStringList{"Mode", "Select"}));
         QVERIFY(window->ui.error_browser->toPlainText().endsWith("Selected Device cannot be initialized !"));
@@ -236,9 +237,10 @@ private slots:
     // Of a test tab's read-outs nothing outlives its device; within one only the fault lamp does.
     void readOutsGoWithTheirDevice() {
         window = openWindow();
-        const QByteArrayList names{"encoder_X", "gimbal_Z", "position_Y", "pinch_value", "stylusButton_1", "temp_X",
-                                   "force_gx", "x_voltage", "x_friction_result", "y_capstan_result", "z_capstan_volt",
-                                   "boxTest_status", "x_force", "label_65", "test_result_status", "device_fault_button"};
+        const QByteArrayList names{
+            "encoder_X", "gimbal_Z",  "position_Y",         "pinch_value",        "stylusButton_1", "temp_X",
+            "force_gx",  "x_voltage", "x_friction_result",  "y_capstan_result",   "z_capstan_volt", "boxTest_status",
+            "x_force",   "label_65",  "test_result_status", "device_fault_button"};
         const QByteArrayList boxes{"forces_textBox", "cycleAmps_textBox", "friction_textBox", "summary_text_browser"};
         const auto state = [&] {
             QStringList all;
@@ -248,7 +250,8 @@ private slots:
             }
             for (const QByteArray& name : boxes)
                 all << window->findChild<QTextEdit*>(name)->toPlainText();
-            all << QString::number(window->ui.EncoderTestLCD_X->value()) << QString::number(window->ui.xForceBar->value());
+            all << QString::number(window->ui.EncoderTestLCD_X->value())
+                << QString::number(window->ui.xForceBar->value());
             return all;
         };
         const QStringList form = state();
@@ -303,12 +306,10 @@ private slots:
         for (int index = 0; index < 3; ++index) {
             choose(index);
             QString found;
-            const std::pair<const char*, bool> asked[] = {{"Corvale", window->isCorvale()},
-                                                          {"6dof", window->is6dof()},
-                                                          {"Orda", window->isOrda()},
-                                                          {"Nolva", window->isCNolvaDevice()},
-                                                          {"Stelmar", window->isAnyStelmar()},
-                                                          {"Inkwell", window->hasInkwell()}};
+            const std::pair<const char*, bool> asked[] = {
+                {"Corvale", window->isCorvale()},    {"6dof", window->is6dof()},
+                {"Orda", window->isOrda()},          {"Nolva", window->isCNolvaDevice()},
+                {"Stelmar", window->isAnyStelmar()}, {"Inkwell", window->hasInkwell()}};
             for (const auto& [name, answer] : asked)
                 found += answer ? QString(" ") + name : QString();
             QCOMPARE(found.trimmed(), yes);
@@ -354,7 +355,8 @@ private slots:
         QVERIFY(window->ui.glDrawWidget1->isHidden());
         device().calls.clear();
         goToTab(*window, "Select");
-        QCOMPARE(device().namesOf(kOpening), (Names{"stopServoLoop", "disable_tharlen", "init_tharlen", "startServoLoop"}));
+        QCOMPARE(device().namesOf(kOpening),
+                 (Names{"stopServoLoop", "disable_tharlen", "init_tharlen", "startServoLoop"}));
     }
 };
 

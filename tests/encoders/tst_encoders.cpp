@@ -107,10 +107,14 @@ private slots:
         QTest::addColumn<int>("type");
         QTest::addColumn<QString>("counted");  // stylus, extra, inkwell, presence
         QTest::addColumn<QString>("judged");
-        QTest::newRow("Orda") << 5 << "sei" << "sei";
-        QTest::newRow("Nolva") << 9 << "sei" << "s";
-        QTest::newRow("Corvale") << 3 << "sp" << "sp";
-        QTest::newRow("Stelmar") << 1 << "s" << "s";
+        QTest::newRow("Orda") << 5 << "sei"
+                              << "sei";
+        QTest::newRow("Nolva") << 9 << "sei"
+                               << "s";
+        QTest::newRow("Corvale") << 3 << "sp"
+                                 << "sp";
+        QTest::newRow("Stelmar") << 1 << "s"
+                                 << "s";
     }
     void switchTransitions() {
         QFETCH(int, type);

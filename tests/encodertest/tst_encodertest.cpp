@@ -203,8 +203,7 @@ private slots:
         QTest::newRow("one in the band") << QVector<int>{150, 149, -150} << 0 << "";
         QTest::newRow("one far away") << QVector<int>{0, 9000, 0} << 0 << "";
         // Six decrements a tick once the commands are beyond their limit: the thousandth is Y's command.
-        QTest::newRow("saturated") << QVector<int>{1000, 1000, 1000} << 167
-                                   << "DAC Error (23360) detected at axis 1";
+        QTest::newRow("saturated") << QVector<int>{1000, 1000, 1000} << 167 << "DAC Error (23360) detected at axis 1";
     }
     void faults() {
         QFETCH(QVector<int>, error);
@@ -365,11 +364,9 @@ private slots:
             tick();
         }
         log();
-        QCOMPARE(trace,
-                 QString("X Sensor OFF at 1234 at Temperature 40.25\nX Sensor ON at 1234 at Temperature 40.25\n"
-                         "Z Sensor OFF at 3000 at Temperature 0\n"));
-        QVERIFY(window->ZsensorOff[0] == 1234 && window->TemperatureOn[0] == 40250
-                && window->ZsensorOff[2] == 3000);
+        QCOMPARE(trace, QString("X Sensor OFF at 1234 at Temperature 40.25\nX Sensor ON at 1234 at Temperature 40.25\n"
+                                "Z Sensor OFF at 3000 at Temperature 0\n"));
+        QVERIFY(window->ZsensorOff[0] == 1234 && window->TemperatureOn[0] == 40250 && window->ZsensorOff[2] == 3000);
         window->traceEncStream.setString(nullptr);
     }
 };

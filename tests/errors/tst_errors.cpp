@@ -33,20 +33,24 @@ private slots:
         QTest::addColumn<int>("code");
         QTest::addColumn<QString>("text");
         const QString communication = "Communication Error: Check the Device connection and Setup.";
-        QTest::newRow("-32") << -32 << "Setup Error: Try unplugging and replugging in the device.\nConsult the Nolva "
-                                       "Device Drivers documentation.";
+        QTest::newRow("-32") << -32
+                             << "Setup Error: Try unplugging and replugging in the device.\nConsult the Nolva "
+                                "Device Drivers documentation.";
         QTest::newRow("-31") << -31 << communication;
         QTest::newRow("-30") << -30 << "Setup Error: Check the base address and adapter number.";
-        QTest::newRow("-29") << -29 << "Setup Error: Check the Parallel Port EPP/ECP settings.\nConsult the THARLeN "
-                                       "Device Drivers documentation.";
+        QTest::newRow("-29") << -29
+                             << "Setup Error: Check the Parallel Port EPP/ECP settings.\nConsult the THARLeN "
+                                "Device Drivers documentation.";
         QTest::newRow("-28") << -28 << communication;
         QTest::newRow("-13") << -13 << "Device Warning: Device exceeded max velocity.";
         QTest::newRow("-5") << -5 << communication;
-        QTest::newRow("-4") << -4 << "Device Fault: Check that the remote switch is enabled\nand/or Device is "
-                                     "connected properly.";
+        QTest::newRow("-4") << -4
+                            << "Device Fault: Check that the remote switch is enabled\nand/or Device is "
+                               "connected properly.";
         QTest::newRow("-2") << -2 << "Device Warning: Maximum force exceeded on the haptic device.";
-        QTest::newRow("-1") << -1 << "Device Warning: One or more of the Device motors are warm.\nPlease wait until "
-                                     "they are cool to the touch.";
+        QTest::newRow("-1") << -1
+                            << "Device Warning: One or more of the Device motors are warm.\nPlease wait until "
+                               "they are cool to the touch.";
         QTest::newRow("good") << 0 << "";
         QTest::newRow("outside the table") << -3 << "";
         QTest::newRow("positive") << 4 << "";

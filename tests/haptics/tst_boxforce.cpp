@@ -241,8 +241,8 @@ private slots:
         QCOMPARE(window->hapticBoxRenderer->pPos[0].load(), 1.0f);
     }
 
-    // An operator whose box does not pass goes on all the same, with the failure on record, and passes no wall unseen by
-    // coming back.
+    // An operator whose box does not pass goes on all the same, with the failure on record, and passes no wall unseen
+    // by coming back.
     void goingOnWithoutThePass() {
         open(kLines[0], false);
         window->manufMode = true;
@@ -303,13 +303,13 @@ private slots:
         QTest::addColumn<int>("type");
         QTest::addColumn<bool>("manufacturing");
         QTest::addColumn<QString>("text");
-        QTest::newRow("user") << 3 << false
-                              << "Slowly move the cursor and feel all the faces and edges of the box using the Device .";
+        QTest::newRow("user")
+            << 3 << false << "Slowly move the cursor and feel all the faces and edges of the box using the Device .";
         QTest::newRow("Corvale") << 3 << true
                                  << "To tension cables: break out 3 times from bottom face, then 3 times from right "
                                     "face, then 3 times from inner face.";
-        QTest::newRow("other") << 9 << true
-                               << "Breakout through each wall 3 times to pass the test. including the hidden front wall. ";
+        QTest::newRow("other")
+            << 9 << true << "Breakout through each wall 3 times to pass the test. including the hidden front wall. ";
     }
     void entryTellsTheOperator() {
         QFETCH(int, type);

@@ -20,9 +20,7 @@ constexpr int kSide = 350;
 const QRgb kPurple = qRgb(99, 0, 99);
 const QRgb kBackdrop = qRgb(128, 128, 128);
 
-bool stands(int value, int other1, int other2) {
-    return value > 60 && value > 3 * other1 && value > 3 * other2;
-}
+bool stands(int value, int other1, int other2) { return value > 60 && value > 3 * other1 && value > 3 * other2; }
 const auto isRed = [](QRgb c) { return stands(qRed(c), qGreen(c), qBlue(c)); };
 const auto isGreen = [](QRgb c) { return stands(qGreen(c), qRed(c), qBlue(c)); };
 const auto isBlue = [](QRgb c) { return stands(qBlue(c), qRed(c), qGreen(c)); };
@@ -55,9 +53,7 @@ QPoint pixelOf(double x, double y, double z) {
     const double scale = kSide / 2.0 / ((85.0 - z) * std::tan(20.0 * M_PI / 180.0));
     return {qRound(kSide / 2.0 + x * scale), qRound(kSide / 2.0 - y * scale)};
 }
-QRgb at(const QImage& frame, double x, double y, double z) {
-    return frame.pixel(pixelOf(x, y, z));
-}
+QRgb at(const QImage& frame, double x, double y, double z) { return frame.pixel(pixelOf(x, y, z)); }
 
 /// Where each wall shows its colour, clear of the cursor; the near one only by its marker.
 constexpr double kWallSpots[6][3] = {{20, -8, 10},  {-20, -8, 10},  {-8, 20, 10},
@@ -103,9 +99,7 @@ void pose(const std::array<float, 3>& base, const std::array<float, 3>& wrist) {
     std::copy(base.begin(), base.end(), device().baseAngles);
     std::copy(wrist.begin(), wrist.end(), device().gimbalAngles);
 }
-void turnStylus(const float (&matrix)[4][4]) {
-    std::copy(&matrix[0][0], &matrix[0][0] + 16, &device().stylus[0][0]);
-}
+void turnStylus(const float (&matrix)[4][4]) { std::copy(&matrix[0][0], &matrix[0][0] + 16, &device().stylus[0][0]); }
 
 }  // namespace
 
@@ -295,8 +289,7 @@ private slots:
             arm.frame();
             for (int i = 0; i < 6; ++i) {
                 const double angle = arm.scene->pJangle[i];
-                QVERIFY2(std::abs(angle - (i < 3 || wristSeen ? wanted[i] : 0)) < 5e-5,
-                         qPrintable(QString::number(i)));
+                QVERIFY2(std::abs(angle - (i < 3 || wristSeen ? wanted[i] : 0)) < 5e-5, qPrintable(QString::number(i)));
             }
         }
     }

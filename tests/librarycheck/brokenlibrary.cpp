@@ -1,5 +1,5 @@
-// The simulated arm's library with one promise broken, which one by a macro of the build. What is not defined here is the
-// simulated library's own, behind this one in the search.
+// The simulated arm's library with one promise broken, which one by a macro of the build. What is not defined here is
+// the simulated library's own, behind this one in the search.
 #include <dlfcn.h>
 #include <pthread.h>
 #include <time.h>
@@ -25,14 +25,12 @@ template <typename F>
 #define HEALTHY(name) healthy(&name, #name)
 
 /// A handle that the simulated library gives, and not one that was made up.
-[[maybe_unused]] bool isOpen(int id) {
-    return id >= 0 && id < 1000;
-}
+[[maybe_unused]] bool isOpen(int id) { return id >= 0 && id < 1000; }
 
 [[maybe_unused]] int healthyList(CTHARLeNMgr* manager, CTHARLeNDevice** apDevices) {
     using Enumerate = int (*)(CTHARLeNMgr*, CTHARLeNDevice**);
-    return reinterpret_cast<Enumerate>(
-        dlsym(RTLD_NEXT, "_ZN11CTHARLeNMgr17EnumerateTHARLeNsEPP14CTHARLeNDevice"))(manager, apDevices);
+    return reinterpret_cast<Enumerate>(dlsym(RTLD_NEXT, "_ZN11CTHARLeNMgr17EnumerateTHARLeNsEPP14CTHARLeNDevice"))(
+        manager, apDevices);
 }
 
 [[maybe_unused]] void pause(double milliseconds) {
@@ -85,9 +83,7 @@ int startServoLoop(ServoCallback callback, void* pUserData) {
 }
 
 #elif defined(RATE_STAYS)
-int setServoLoopRate(int rate) {
-    return HEALTHY(isServoLoopRunning)() ? 0 : HEALTHY(setServoLoopRate)(rate);
-}
+int setServoLoopRate(int rate) { return HEALTHY(isServoLoopRunning)() ? 0 : HEALTHY(setServoLoopRate)(rate); }
 
 #elif defined(DEAD_HANDLE)
 int init_tharlen(const char* name) {
@@ -194,9 +190,7 @@ CTHARLeNAutoCalibration* get_calibration_data(int id) {
 }
 
 #elif defined(STAYS_ON)
-int disable_tharlen(int id) {
-    return HEALTHY(is_tharlen_forces_enabled)(id) ? 0 : HEALTHY(disable_tharlen)(id);
-}
+int disable_tharlen(int id) { return HEALTHY(is_tharlen_forces_enabled)(id) ? 0 : HEALTHY(disable_tharlen)(id); }
 
 #elif defined(FAST_RATE)
 namespace {
@@ -267,14 +261,10 @@ int get_tharlen_jacobian(int id, double jacobian[6][6]) {
 }
 
 #elif defined(STRANGE_STATUS)
-int update_tharlen(int id) {
-    return isOpen(id) ? 7 : HEALTHY(update_tharlen)(id);
-}
+int update_tharlen(int id) { return isOpen(id) ? 7 : HEALTHY(update_tharlen)(id); }
 
 #elif defined(EMPTY)
 // No operation at all, and nothing behind it.
-extern "C" const char* nothing() {
-    return "";
-}
+extern "C" const char* nothing() { return ""; }
 
 #endif

@@ -23,9 +23,7 @@ constexpr int kLongest = 600000;  ///< ms of all runs
 const QStringList kDevice = {"--device", "Default Device"};
 const QStringList kPerson = kDevice + QStringList{"--person"};
 
-QString brokenLibrary(const char* name) {
-    return QString("%1/%2/libTharlenIOLib42.so").arg(BROKEN_LIBRARIES, name);
-}
+QString brokenLibrary(const char* name) { return QString("%1/%2/libTharlenIOLib42.so").arg(BROKEN_LIBRARIES, name); }
 
 /// What the program asks a person for, and the hand's commands that do it.
 struct Deed {
@@ -62,7 +60,8 @@ constexpr char kMotion[] = "Move the stylus slowly about";
 class Run : public QObject {
 public:
     Run(const QString& library, const QStringList& options, const QString& folder, const QString& name)
-        : m_json(folder + "/" + name + ".json"), m_socket(folder + "/" + name + ".sock"),
+        : m_json(folder + "/" + name + ".json"),
+          m_socket(folder + "/" + name + ".sock"),
           m_arguments(QStringList{library} + options + QStringList{"--json", m_json}) {
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert("KNDD_HOME", folder);
@@ -136,9 +135,12 @@ private:
         static const int places[][3] = {{40, 0, 0}, {0, 40, 20}, {-40, 0, 0}, {0, -30, -20}, {20, 20, 30}, {0, 0, 0}};
         const auto& place = places[m_moves++ % 6];
         command(QString(R"({"command":"hand.drag","position":[%1,%2,%3],"speed":130})")
-                    .arg(place[0]).arg(place[1]).arg(place[2]));
+                    .arg(place[0])
+                    .arg(place[1])
+                    .arg(place[2]));
         command(QString(R"({"command":"hand.gimbal","angles":[%1,%2,%1]})")
-                    .arg(m_moves % 2 ? 0.4 : -0.4).arg(m_moves % 3 ? 0.3 : -0.3));
+                    .arg(m_moves % 2 ? 0.4 : -0.4)
+                    .arg(m_moves % 3 ? 0.3 : -0.3));
     }
     void command(const QString& line) {
         QLocalSocket socket;
@@ -177,7 +179,12 @@ const Case kCases[] = {
     {"a person at the simulated arm", SIMULATED_LIBRARY, kPerson, "", "", 60},
     {"a wrong sign", brokenLibrary("wrong_sign"), kPerson, "motors.torque", "commands axis 1", 55},
     {"a wrong Jacobian", brokenLibrary("wrong_jacobian"), kPerson, "sensors.jacobian", "% off", 55},
-    {"the simulated arm", SIMULATED_LIBRARY, {"--device", "Corvale LAN", "--device", "Stelmar 6DOF Scissor"}, "", "", 48},
+    {"the simulated arm",
+     SIMULATED_LIBRARY,
+     {"--device", "Corvale LAN", "--device", "Stelmar 6DOF Scissor"},
+     "",
+     "",
+     48},
     {"the example", EXAMPLE_LIBRARY, {}, "", "", 15},
     {"the example's arm", EXAMPLE_LIBRARY, {"--device", "Example arm"}, "", "", 45},
     {"a callback after the stop", brokenLibrary("late_callback"), kDevice, "loop.stops", "of 1000 stops", 40},
@@ -192,13 +199,14 @@ const Case kCases[] = {
     {"a rate that stays", brokenLibrary("rate_stays"), kDevice, "loop.change", "ticks where this machine", 45},
     {"data of another", brokenLibrary("other_data"), kDevice, "loop.calls", "did not get the pUserData", 45},
     {"a dead second handle", brokenLibrary("dead_handle"), kDevice, "life.again", "as one that is not open", 40},
-    {"amplifiers on after an opening", brokenLibrary("opens_on"), kDevice, "motors.opening", "the amplifiers are on", 45},
+    {"amplifiers on after an opening", brokenLibrary("opens_on"), kDevice, "motors.opening", "the amplifiers are on",
+     45},
     {"a switch that waits in a tick", brokenLibrary("switch_waits"), kDevice, "motors.servo", "_no_wait took 3", 45},
     {"21 devices", brokenLibrary("long_list"), kDevice, "store.count", "the list has 21 devices", 40},
     {"a crash", brokenLibrary("crashes"), kDevice, "life.operations", "in get_calibration_data", 40},
     {"amplifiers on after a close", brokenLibrary("stays_on"), kDevice, "motors.closing", "stayed on", 45},
-    {"a rate off by 2 %", brokenLibrary("fast_rate"), kDevice, "loop.rate1000 loop.rate2000 loop.rate3000 loop.rate4000",
-     "1020.", 40},
+    {"a rate off by 2 %", brokenLibrary("fast_rate"), kDevice,
+     "loop.rate1000 loop.rate2000 loop.rate3000 loop.rate4000", "1020.", 40},
     {"no number", brokenLibrary("not_a_number"), kDevice, "sensors.range", "get_tharlen_temp_6dof gives nan at place 4",
      45},
     {"a status outside the table", brokenLibrary("strange_status"), kDevice, "loop.status", "it gave 7", 40},

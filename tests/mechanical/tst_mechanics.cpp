@@ -30,9 +30,7 @@ class TestMechanics : public QObject {
         window->ui.tabWidget->addTab(window->ui.tab_9, "Test Capstan");
         goToTab(*window, tab);
     }
-    static bool ends(const QTextBrowser* browser, const char* text) {
-        return browser->toPlainText().endsWith(text);
-    }
+    static bool ends(const QTextBrowser* browser, const char* text) { return browser->toPlainText().endsWith(text); }
     /// Steps of a machine until it has left the stage; more than 2000 are a failure.
     template <class Step>
     int stepsInStage(Step step) {
@@ -124,8 +122,7 @@ private slots:
     // No measurement is no pass. Voltages have an upper limit only.
     void verdictsAndLimit() {
         open(5, "Test Friction");
-        for (const auto& [volts, pass] :
-             {std::pair{0.0f, false}, {0.0001f, true}, {0.015f, true}, {0.01501f, false}}) {
+        for (const auto& [volts, pass] : {std::pair{0.0f, false}, {0.0001f, true}, {0.015f, true}, {0.01501f, false}}) {
             window->m_vvMoveResult.afVoltages[1] = volts;
             window->updateFrictionTestResults();
             QCOMPARE(window->repData->bFrictionPass[1], pass);
@@ -235,8 +232,7 @@ private slots:
             QVERIFY(ends(window->ui.friction_textBox,
                          "not available for this model..\n Please click next to go to next test"));
             goToTab(*window, "Test Capstan");
-            QVERIFY(!window->ui.startCapstanTest_button->isEnabled()
-                    && !window->ui.capstanTestGroupBox->isEnabled());
+            QVERIFY(!window->ui.startCapstanTest_button->isEnabled() && !window->ui.capstanTestGroupBox->isEnabled());
             QVERIFY(!window->ui.verifyCapstanTest_button->isEnabled() && !device().forcesEnabled);
             QCOMPARE(window->m_vvVoltageIncr.afVoltages[1], 0.35f);
         }

@@ -75,8 +75,7 @@ private slots:
             QVERIFY(bench.runReference() && bench.runVerify());
             for (int k = 0; k < 3; ++k) {
                 const int found = window.repData->nCapstanChange[k];
-                QVERIFY2(k == axis ? found == slip : found <= 1,
-                         qPrintable(QString("axis %1: %2").arg(k).arg(found)));
+                QVERIFY2(k == axis ? found == slip : found <= 1, qPrintable(QString("axis %1: %2").arg(k).arg(found)));
                 QCOMPARE(window.repData->bCapstanPass[k], k != axis || slip <= 8);
             }
         }

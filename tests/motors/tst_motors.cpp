@@ -40,7 +40,9 @@ class TestMotors : public QObject {
         window->enableAmplifiers();
     }
     QString box() const { return window->ui.cycleAmps_textBox->toPlainText(); }
-    bool opened(const char* tab) const { return window->ui.next_button->isEnabled() && tabTexts(*window).contains(tab); }
+    bool opened(const char* tab) const {
+        return window->ui.next_button->isEnabled() && tabTexts(*window).contains(tab);
+    }
     void setSliders(int value) {
         for (QSlider* slider : {window->ui.slider_X, window->ui.slider_Y, window->ui.slider_Z, window->ui.slider_TX,
                                 window->ui.slider_TY, window->ui.slider_TZ})
@@ -72,7 +74,8 @@ private slots:
             }
             QVERIFY(!window->repData->bAmplifierPass);
             cycle();
-            QCOMPARE(box(), QString(manufacturing ? "The device amplifiers are OK\nPASS" : "The device amplifiers are OK"));
+            QCOMPARE(box(),
+                     QString(manufacturing ? "The device amplifiers are OK\nPASS" : "The device amplifiers are OK"));
             QCOMPARE(window->repData->bAmplifierPass, manufacturing);
             QCOMPARE(window->ui.next_button->isEnabled(), manufacturing);
             const QString text = box();
@@ -165,8 +168,11 @@ private slots:
             unsigned long type;
             const char* model;
             long counts;
-        } rows[] = {{5, "THARLEN Orda", 20000}, {9, "Nolva", 20000}, {3, "THARLEN Corvale", 4000},
-                    {1, "THARLEN Stelmar 1.0", 4000}, {4, "THARLEN Stelmar 1.5 6DOF", 4000}};
+        } rows[] = {{5, "THARLEN Orda", 20000},
+                    {9, "Nolva", 20000},
+                    {3, "THARLEN Corvale", 4000},
+                    {1, "THARLEN Stelmar 1.0", 4000},
+                    {4, "THARLEN Stelmar 1.5 6DOF", 4000}};
         for (const auto& row : rows) {
             open(row.type, false, "Test Forces", row.model);
             QVERIFY(!window->forceCheckTimer->isActive());
@@ -196,9 +202,12 @@ private slots:
             const char* model;
             double constant;
             bool fourth;
-        } rows[] = {{5, "THARLEN Orda", 10 * 513.708, false},          {3, "THARLEN Corvale", 2 * 340.0, true},
-                    {1, "THARLEN Stelmar 1.0", 2 * 114.3565, false},    {2, "THARLEN Stelmar 1.5", 2 * 114.3565, false},
-                    {6, "THARLEN Stelmar 3.0", 2 * 41.610157, false},   {9, "Nolva", 0, false},
+        } rows[] = {{5, "THARLEN Orda", 10 * 513.708, false},
+                    {3, "THARLEN Corvale", 2 * 340.0, true},
+                    {1, "THARLEN Stelmar 1.0", 2 * 114.3565, false},
+                    {2, "THARLEN Stelmar 1.5", 2 * 114.3565, false},
+                    {6, "THARLEN Stelmar 3.0", 2 * 41.610157, false},
+                    {9, "Nolva", 0, false},
                     {1, "THARLEN Stelmar 2.0", 0, false}};
         for (const auto& row : rows) {
             open(row.type, false, "Test Forces", row.model);
@@ -235,8 +244,8 @@ private slots:
         QCOMPARE(window->repData->fMaxForceVal[1], 200.0f);
         QCOMPARE(window->ui.slider_TZ->styleSheet(), QString(kPassStyle));
         QVERIFY(!opened("Box Test"));
-        for (QRadioButton* fail : {window->ui.RB_FX_F, window->ui.RB_FY_F, window->ui.RB_FZ_F, window->ui.RB_FGX_F,
-                                   window->ui.RB_FGY_F})
+        for (QRadioButton* fail :
+             {window->ui.RB_FX_F, window->ui.RB_FY_F, window->ui.RB_FZ_F, window->ui.RB_FGX_F, window->ui.RB_FGY_F})
             fail->setChecked(true);
         window->checkForcePass();
         QVERIFY(!opened("Box Test"));

@@ -112,9 +112,7 @@ private:
 };
 
 /// A socket file whose owner is gone.
-inline void leaveStale(const QString& path) {
-    StillArm gone(path);
-}
+inline void leaveStale(const QString& path) { StillArm gone(path); }
 
 inline void setAge(const QString& path, int seconds) {
     const timespec then{::time(nullptr) - seconds, 0};

@@ -11,9 +11,7 @@
 
 namespace {
 
-QByteArray line(const QJsonObject& object) {
-    return QJsonDocument(object).toJson(QJsonDocument::Compact);
-}
+QByteArray line(const QJsonObject& object) { return QJsonDocument(object).toJson(QJsonDocument::Compact); }
 
 /// Values about the ends of every range, and of every kind.
 QJsonArray candidates(int count) {
@@ -98,12 +96,11 @@ private slots:
         QTest::newRow("not JSON") << QByteArray(dock + "\n{\"command\":}") << "line 3: not JSON at column ";
         QTest::newRow("array") << QByteArray(dock + "[1]") << "line 2: a line is one JSON object";
         QTest::newRow("no command") << QByteArray("{\"position\":1}") << "line 1: command: ";
-        QTest::newRow("not the hand's")
-            << QByteArray(dock + "{\"command\":\"fault.clear\"}") << "line 2: command: \"fault.clear\" is none";
+        QTest::newRow("not the hand's") << QByteArray(dock + "{\"command\":\"fault.clear\"}")
+                                        << "line 2: command: \"fault.clear\" is none";
         QTest::newRow("short") << QByteArray(dock + "{\"command\":\"hand.move\",\"position\":[1,2]}")
                                << "line 2: position: must be an array of 3 numbers between -1000 and 1000";
-        QTest::newRow("unknown field") << QByteArray("{\"command\":\"hand.dock\",\"speed\":1}")
-                                       << "line 1: speed: ";
+        QTest::newRow("unknown field") << QByteArray("{\"command\":\"hand.dock\",\"speed\":1}") << "line 1: speed: ";
         QTest::newRow("negative wait") << QByteArray("{\"wait\":-1}") << "line 1: wait: must be";
         QTest::newRow("text wait") << QByteArray("{\"wait\":\"1\"}") << "line 1: wait: must be";
         QTest::newRow("wait and more") << QByteArray("{\"wait\":1,\"command\":\"hand.dock\"}")
@@ -117,8 +114,7 @@ private slots:
                               << "line 2: nested deeper than 64 levels";
         QTest::newRow("control characters")
             << QByteArray("{\"command\":\"a\\u0000\\u001b\"}") << "line 1: command: \"a??\"";
-        QTest::newRow("long field") << QByteArray("{\"command\":\"hand.dock\",\"" + QByteArray(60000, 'x')
-                                                  + "\":1}")
+        QTest::newRow("long field") << QByteArray("{\"command\":\"hand.dock\",\"" + QByteArray(60000, 'x') + "\":1}")
                                     << QString("line 1: " + QString(120, 'x') + "..." + QString(77, 'x') + ": ");
         QTest::newRow("long line") << QByteArray(dock + "{\"wait\":" + QByteArray(70000, '1') + "}")
                                    << "line 2: the line";

@@ -99,8 +99,7 @@ private slots:
             // A command that the arm takes with it is answered as lost, once, and does not stall the next arm.
             arm.answers = false;
             int lost = 0;
-            panel.link().send("hand.dock", {},
-                              [&lost](const QJsonObject& a) { lost += a["ok"].toBool() ? 100 : 1; });
+            panel.link().send("hand.dock", {}, [&lost](const QJsonObject& a) { lost += a["ok"].toBool() ? 100 : 1; });
             panel.link().sendLatest("hand.move", {});
             QTRY_VERIFY(!arm.named("hand.dock").isEmpty());
             arm.vanish();
@@ -171,8 +170,7 @@ private slots:
         QTest::addColumn<QString>("first");           // error of the first command, empty for ok
         const QByteArray next = "{\"ok\":true,\"id\":NEXT}\n";
         const QString unreadable = "the answer cannot be read";
-        QTest::newRow("in pieces") << QByteArrayList{"{\"ok\":tr", "ue,\"id\":ID", "}\n{\"ok\":true,",
-                                                     "\"id\":NEXT}\n"}
+        QTest::newRow("in pieces") << QByteArrayList{"{\"ok\":tr", "ue,\"id\":ID", "}\n{\"ok\":true,", "\"id\":NEXT}\n"}
                                    << "";
         QTest::newRow("both in one") << QByteArrayList{"{\"ok\":true,\"id\":ID}\n" + next} << "";
         QTest::newRow("not JSON") << QByteArrayList{"nonsense\n" + next} << unreadable;
@@ -180,17 +178,15 @@ private slots:
                                                        + QByteArray(64, ']') + "}\n" + next}
                                      << unreadable + ": nested deeper than 64 levels";
         QTest::newRow("control characters")
-            << QByteArrayList{"{\"ok\":false,\"id\":ID,\"error\":\"a\\u001b[2J\\u0000b\\n\"}\n" + next}
-            << "a?[2J?b?";
-        QTest::newRow("long error") << QByteArrayList{"{\"ok\":false,\"id\":ID,\"error\":\""
-                                                      + QByteArray(900000, 'x') + "\"}\n" + next}
+            << QByteArrayList{"{\"ok\":false,\"id\":ID,\"error\":\"a\\u001b[2J\\u0000b\\n\"}\n" + next} << "a?[2J?b?";
+        QTest::newRow("long error") << QByteArrayList{"{\"ok\":false,\"id\":ID,\"error\":\"" + QByteArray(900000, 'x')
+                                                      + "\"}\n" + next}
                                     << QString(120, 'x') + "..." + QString(77, 'x');
         QTest::newRow("empty line") << QByteArrayList{"\n" + next} << unreadable;
         QTest::newRow("array") << QByteArrayList{"[1,2]\n" + next} << unreadable;
         QTest::newRow("no ok") << QByteArrayList{"{\"id\":ID}\n" + next} << unreadable;
         QTest::newRow("no id") << QByteArrayList{"{\"ok\":false,\"error\":\"too far\"}\n" + next} << "too far";
-        QTest::newRow("foreign id") << QByteArrayList{"{\"ok\":true,\"id\":987654}\n{\"ok\":true,\"id\":ID}\n"
-                                                      + next}
+        QTest::newRow("foreign id") << QByteArrayList{"{\"ok\":true,\"id\":987654}\n{\"ok\":true,\"id\":ID}\n" + next}
                                     << "";
         QTest::newRow("lost") << QByteArrayList{next} << "no answer came";
         QTest::newRow("twice") << QByteArrayList{"{\"ok\":true,\"id\":ID}\n{\"ok\":true,\"id\":ID}\n" + next} << "";
@@ -440,19 +436,18 @@ private slots:
             QJsonObject fields;
         };
         const QJsonArray origin{0, 0, 0};
-        const Word words[] = {
-            {0, "Dock in ink well", "hand.dock", {}},
-            {0, "Undock and hold", "hand.undock", {}},
-            {0, "Reset pose", "hand.reset", {}},
-            {0, "Hold at origin", "hand.move", {{"position", origin}}},
-            {0, "Release", "hand.release", {}},
-            {0, "Drag there", "hand.drag", {{"position", origin}, {"speed", 100}}},
-            {1, "5 Gimbal Y", "hand.sweep", {{"axis", 4}}},
-            {2, "-Z  rear", "hand.drag", {{"position", origin}}},
-            {3, "Clear all", "fault.clear", {}},
-            {4, "Cold (25 \u00b0C)", "heat.set", {{"motor", -1}, {"winding", 25}, {"stator", 25}}},
-            {5, "List anew", "fleet.list", {}},
-            {6, "Step", "loop.step", {{"ticks", 1000}}}};
+        const Word words[] = {{0, "Dock in ink well", "hand.dock", {}},
+                              {0, "Undock and hold", "hand.undock", {}},
+                              {0, "Reset pose", "hand.reset", {}},
+                              {0, "Hold at origin", "hand.move", {{"position", origin}}},
+                              {0, "Release", "hand.release", {}},
+                              {0, "Drag there", "hand.drag", {{"position", origin}, {"speed", 100}}},
+                              {1, "5 Gimbal Y", "hand.sweep", {{"axis", 4}}},
+                              {2, "-Z  rear", "hand.drag", {{"position", origin}}},
+                              {3, "Clear all", "fault.clear", {}},
+                              {4, "Cold (25 \u00b0C)", "heat.set", {{"motor", -1}, {"winding", 25}, {"stator", 25}}},
+                              {5, "List anew", "fleet.list", {}},
+                              {6, "Step", "loop.step", {{"ticks", 1000}}}};
         const auto sent = [&arm](const char* command, int before, const QJsonObject& fields) {
             if (!QTest::qWaitFor([&] { return arm.named(command).size() > before; }))
                 return false;
@@ -502,9 +497,9 @@ private slots:
     void everyControlHasKeyAndName() {
         ArmPanel panel;
         // All of it at a small window, so that nothing is cut off there.
-        QVERIFY2(panel.minimumSizeHint().width() <= 700 && panel.minimumSizeHint().height() <= 600,
-                 qPrintable(
-                     QString("%1x%2").arg(panel.minimumSizeHint().width()).arg(panel.minimumSizeHint().height())));
+        QVERIFY2(
+            panel.minimumSizeHint().width() <= 700 && panel.minimumSizeHint().height() <= 600,
+            qPrintable(QString("%1x%2").arg(panel.minimumSizeHint().width()).arg(panel.minimumSizeHint().height())));
         auto* tabs = panel.findChild<QTabWidget*>();
         QStringList always;
         for (int i = 0; i < tabs->count(); ++i)
@@ -550,8 +545,8 @@ private slots:
             names << it->accessibleName();
         for (const char* name :
              {"2  base Y, winding near 80.0", "3  base Z, winding warm 90.0", "Amplifiers OFF", "2 faults on",
-              "Workspace from above, X 1.0   Z 3.0 mm", "Not real-time", "Nobody holds it",
-              "Late ticks 3 (0.300 %)", "3  base Z, winding to its warm limit 106 %"})
+              "Workspace from above, X 1.0   Z 3.0 mm", "Not real-time", "Nobody holds it", "Late ticks 3 (0.300 %)",
+              "3  base Z, winding to its warm limit 106 %"})
             QVERIFY2(names.contains(name), name);
         auto* fleet = panel.findChild<FleetList*>()->findChild<QTreeWidget*>();
         QTRY_COMPARE(fleet->topLevelItemCount(), 2);

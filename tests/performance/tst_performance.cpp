@@ -62,8 +62,8 @@ private slots:
         QTest::addColumn<QVector<double>>("sent");
         QTest::newRow("counts") << false << false << QStringList{"12", "-300", " 7 "} << QVector<double>{12, -300, 7};
         QTest::newRow("bad counts") << false << false << QStringList{"", "1.5", "0x10"} << QVector<double>{0, 0, 0};
-        QTest::newRow("counts past their type") << true << false << QStringList{"99999999999999999999", "1e3", "9"}
-                                                << QVector<double>{0, 0, 9};
+        QTest::newRow("counts past their type")
+            << true << false << QStringList{"99999999999999999999", "1e3", "9"} << QVector<double>{0, 0, 9};
         QTest::newRow("newtons") << true << true << QStringList{"0.5", "-2", "1e-1"}
                                  << QVector<double>{0.5, -2, double(0.1f)};
         QTest::newRow("bad newtons") << false << true << QStringList{"one", "1,5", "1e99"} << QVector<double>{0, 0, 0};
@@ -166,7 +166,8 @@ private slots:
         startCalibTest = false;
         tick();
         QVERIFY(!device().forcesEnabled);
-        const auto sent = device().of({"command_motor_dac_values", "send_tharlen_force_6dof", "command_motor_voltages"});
+        const auto sent =
+            device().of({"command_motor_dac_values", "send_tharlen_force_6dof", "command_motor_voltages"});
         QCOMPARE(sent.size(), 1u);
         QCOMPARE(sent[0].values[1], 0.0);
         QCOMPARE(sent[0].values[3], otherDevice ? 0.0 : 50.0);  // the sliders' own command goes with its own tab
@@ -246,8 +247,12 @@ private slots:
     // Ten blocks, or a line that says why not; nothing is released twice, and a processor load leaves them alone.
     void memoryLoad() {
         window->releaseMemory();
-        for (const auto& [typed, loads] : {std::pair<const char*, bool>{"8000", true}, {"8 MB", true}, {"", true},
-                                           {"99999999999", true}, {"-800", false}, {"8000", true}}) {
+        for (const auto& [typed, loads] : {std::pair<const char*, bool>{"8000", true},
+                                           {"8 MB", true},
+                                           {"", true},
+                                           {"99999999999", true},
+                                           {"-800", false},
+                                           {"8000", true}}) {
             window->ui.servoloopText->clear();
             window->ui.lineEdit_6->setText(typed);
             window->loadMemory();

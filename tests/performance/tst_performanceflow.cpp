@@ -75,7 +75,8 @@ private slots:
                 all += std::fabs(jointVelocity[i]) / rate * 2035.0;
                 early = i < 110 ? all : early;
             }
-            QVERIFY2(early < 8.0 && all > 10.0, qPrintable(QString("%1, %2 counts at %3 Hz").arg(early).arg(all).arg(rate)));
+            QVERIFY2(early < 8.0 && all > 10.0,
+                     qPrintable(QString("%1, %2 counts at %3 Hz").arg(early).arg(all).arg(rate)));
         }
     }
 

@@ -10,7 +10,8 @@
 
 namespace {
 
-const QRegularExpression kRange("^( +\\S+ Axis \\d:) *(\\S+) (DAC )?to *(\\S+) (DAC )?\\(range *(\\S+?)( DAC)?\\) (.*)$");
+const QRegularExpression kRange(
+    "^( +\\S+ Axis \\d:) *(\\S+) (DAC )?to *(\\S+) (DAC )?\\(range *(\\S+?)( DAC)?\\) (.*)$");
 constexpr double kRangeTolerance = 60;  // counts that a pressed stop and a sweep may differ from the stop itself
 
 /// Empty when the lines are the same, but for measured figures within the tolerance.
@@ -26,9 +27,9 @@ QString differs(const QString& line, const QString& expected) {
 
 }  // namespace
 
-#define DO(step)                                  \
-    do {                                          \
-        const QString wrong = step;               \
+#define DO(step)                                      \
+    do {                                              \
+        const QString wrong = step;                   \
         QVERIFY2(wrong.isEmpty(), qPrintable(wrong)); \
     } while (false)
 

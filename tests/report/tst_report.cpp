@@ -300,10 +300,10 @@ private slots:
     void partsAfterTheEqualsSign() {
         open("", 5, 7, 0);
         for (const auto& [text, real, whole] : {std::tuple<const char*, float, int>{"a=1.5", 1.5f, 0},
-                                               {"=7", 7.0f, 7},
-                                               {"a=-2=9", -2.0f, -2},
-                                               {"a=0x10", 0.0f, 0},
-                                               {"a", 0.0f, 0}}) {
+                                                {"=7", 7.0f, 7},
+                                                {"a=-2=9", -2.0f, -2},
+                                                {"a=0x10", 0.0f, 0},
+                                                {"a", 0.0f, 0}}) {
             QCOMPARE(window->splitNreturnFloat(text), real);
             QCOMPARE(window->splitNreturnInt(text), whole);
         }

@@ -9,11 +9,12 @@ using standin::device;
 
 namespace {
 
-const std::set<std::string> kCommands = {
-    "update_tharlen",     "get_pinch_value",          "send_tharlen_force",
-    "send_tharlen_force_6dof", "command_motor_voltages", "command_motor_dac_values",
-    "enable_tharlen_forces",   "enable_tharlen_forces_no_wait", "disable_tharlen_forces",
-    "disable_tharlen_forces_no_wait", "get_tharlen_inst_rate", "get_tharlen_pos"};
+const std::set<std::string> kCommands = {"update_tharlen",         "get_pinch_value",
+                                         "send_tharlen_force",     "send_tharlen_force_6dof",
+                                         "command_motor_voltages", "command_motor_dac_values",
+                                         "enable_tharlen_forces",  "enable_tharlen_forces_no_wait",
+                                         "disable_tharlen_forces", "disable_tharlen_forces_no_wait",
+                                         "get_tharlen_inst_rate",  "get_tharlen_pos"};
 
 struct Flag {
     const char* name;
@@ -104,9 +105,12 @@ private slots:
         QTest::addColumn<int>("branch");
         QTest::addColumn<QString>("operation");
         QTest::addColumn<QString>("answer");
-        QTest::newRow("box") << 0 << "send_tharlen_force" << "disable_tharlen_forces_no_wait";
-        QTest::newRow("passivity") << 1 << "send_tharlen_force_6dof" << "enable_tharlen_forces";
-        QTest::newRow("default") << -1 << "command_motor_dac_values" << "enable_tharlen_forces";
+        QTest::newRow("box") << 0 << "send_tharlen_force"
+                             << "disable_tharlen_forces_no_wait";
+        QTest::newRow("passivity") << 1 << "send_tharlen_force_6dof"
+                                   << "enable_tharlen_forces";
+        QTest::newRow("default") << -1 << "command_motor_dac_values"
+                                 << "enable_tharlen_forces";
     }
     void maximumForceExceeded() {
         QFETCH(int, branch);
@@ -217,15 +221,24 @@ private slots:
     void switchingOffInTheMiddleOfATick_data() {
         QTest::addColumn<QString>("activity");
         QTest::addColumn<QString>("way");
-        QTest::newRow("box, tab left") << "box" << "tab";
-        QTest::newRow("passivity, tab left") << "passivity" << "tab";
-        QTest::newRow("passivity, page left") << "passivity" << "page";
-        QTest::newRow("sliders, tab left") << "sliders" << "tab";
-        QTest::newRow("typed, tab left") << "typed" << "tab";
-        QTest::newRow("typed, page left") << "typed" << "page";
-        QTest::newRow("typed, counts cleared") << "typed" << "clear";
-        QTest::newRow("encoder test, stopped") << "encoder" << "stop";
-        QTest::newRow("box, an exception") << "box" << "exception";
+        QTest::newRow("box, tab left") << "box"
+                                       << "tab";
+        QTest::newRow("passivity, tab left") << "passivity"
+                                             << "tab";
+        QTest::newRow("passivity, page left") << "passivity"
+                                              << "page";
+        QTest::newRow("sliders, tab left") << "sliders"
+                                           << "tab";
+        QTest::newRow("typed, tab left") << "typed"
+                                         << "tab";
+        QTest::newRow("typed, page left") << "typed"
+                                          << "page";
+        QTest::newRow("typed, counts cleared") << "typed"
+                                               << "clear";
+        QTest::newRow("encoder test, stopped") << "encoder"
+                                               << "stop";
+        QTest::newRow("box, an exception") << "box"
+                                           << "exception";
     }
     void switchingOffInTheMiddleOfATick() {
         QFETCH(QString, activity);
@@ -268,7 +281,8 @@ private slots:
         int leftAt = 1;  // what comes ahead of it is a tick that begins afterwards
         for (bool left = true; left; ++leftAt) {
             start();
-            device().result = {{"send_tharlen_force", -2}, {"send_tharlen_force_6dof", -2}, {"command_motor_dac_values", -2}};
+            device().result = {
+                {"send_tharlen_force", -2}, {"send_tharlen_force_6dof", -2}, {"command_motor_dac_values", -2}};
             device().forcesEnabled = leftAt % 2;
             device().calls.clear();
             int call = 0;
@@ -287,9 +301,12 @@ private slots:
                 break;
             const QByteArray where = QByteArray::number(leftAt);
             QVERIFY2(!device().forcesEnabled, where);
-            const auto sent = device().of({"send_tharlen_force", "send_tharlen_force_6dof", "command_motor_dac_values"});
-            QVERIFY2(sent.empty() || std::all_of(sent.back().values.begin() + 1, sent.back().values.end(),
-                                                 [](double value) { return value == 0; }), where);
+            const auto sent =
+                device().of({"send_tharlen_force", "send_tharlen_force_6dof", "command_motor_dac_values"});
+            QVERIFY2(sent.empty()
+                         || std::all_of(sent.back().values.begin() + 1, sent.back().values.end(),
+                                        [](double value) { return value == 0; }),
+                     where);
         }
         QVERIFY(leftAt >= 3);
     }
@@ -319,7 +336,8 @@ private slots:
             inTick = false;
             ++ticks;
             const auto sent = device().of({"send_tharlen_force", "command_motor_dac_values"}).back().values;
-            left += device().forcesEnabled || std::any_of(sent.begin() + 1, sent.end(), [](double v) { return v != 0; });
+            left +=
+                device().forcesEnabled || std::any_of(sent.begin() + 1, sent.end(), [](double v) { return v != 0; });
         };
         goToTab(*window, to);
         device().onCall = nullptr;

@@ -174,8 +174,7 @@ private slots:
             {"frame_2", "styleSheet", "border-image: url(:/qtTharlenTest/Resources/MarlvaneCorpLogo-Resized.png);"},
             {"frame11", "styleSheet",
              "border-image: url(:/qtTharlenTest/Resources/corvale_calibration_illustration.png)"},
-            {"next_button", "styleSheet",
-             "QPushButton { border-image: url(:/qtTharlenTest/Resources/next.png) } ;"},
+            {"next_button", "styleSheet", "QPushButton { border-image: url(:/qtTharlenTest/Resources/next.png) } ;"},
             {"back_button", "styleSheet", "QPushButton { border-image: url(:/qtTharlenTest/Resources/prev.png) };"},
             {"testRadio3", "text", "                 Hours"},
             {"calibrate_button", "text", "&CALIBRATE "},
@@ -296,8 +295,7 @@ private:
             || widget->objectName().startsWith("Scroll")  // the tab bar's own
             || lamps.contains(widget->objectName()) || widget->objectName().endsWith("_result"))
             return false;
-        const bool slider =
-            qobject_cast<const QAbstractSlider*>(widget) && !qobject_cast<const QScrollBar*>(widget);
+        const bool slider = qobject_cast<const QAbstractSlider*>(widget) && !qobject_cast<const QScrollBar*>(widget);
         return button || slider || qobject_cast<const QComboBox*>(widget)
                || qobject_cast<const QAbstractSpinBox*>(widget) || qobject_cast<const QAbstractItemView*>(widget)
                || qobject_cast<const QTextBrowser*>(widget) || qobject_cast<const QTabBar*>(widget)
@@ -316,8 +314,7 @@ private:
             const QSize needed = widget->minimumSizeHint();
             const bool small = widget->width() < needed.width() || widget->height() < needed.height();
             const QRect inWindow(widget->mapTo(window.get(), QPoint()), widget->size());
-            if (small || !window->rect().contains(inWindow)
-                || widget->visibleRegion().boundingRect() != widget->rect())
+            if (small || !window->rect().contains(inWindow) || widget->visibleRegion().boundingRect() != widget->rect())
                 cut << QString("%1%2 %3x%4 of %5x%6")
                            .arg(where, widget->objectName())
                            .arg(widget->width())

@@ -120,8 +120,8 @@ private slots:
         auto window = openWindow();
         device().calls.clear();
         window.reset();
-        QCOMPARE(device().namesOf(ending), (std::vector<std::string>{"disable_tharlen_forces_no_wait",
-                                                                      "stopServoLoop", "disable_tharlen"}));
+        QCOMPARE(device().namesOf(ending),
+                 (std::vector<std::string>{"disable_tharlen_forces_no_wait", "stopServoLoop", "disable_tharlen"}));
 
         // A library may finish one more tick after it was asked to stop.
         for (Shared<bool>* flag : {&startBoxTest, &startPerformanceForceTest}) {
@@ -162,8 +162,10 @@ private slots:
 
     void rateButtonsSetTheRate() {
         qtTharlenTest window;
-        const std::pair<QRadioButton*, double> rates[] = {
-            {window.ui.servo2000, 2000}, {window.ui.servo4000, 4000}, {window.ui.servo3000, 3000}, {window.ui.servo1000, 1000}};
+        const std::pair<QRadioButton*, double> rates[] = {{window.ui.servo2000, 2000},
+                                                          {window.ui.servo4000, 4000},
+                                                          {window.ui.servo3000, 3000},
+                                                          {window.ui.servo1000, 1000}};
         for (const auto& [button, rate] : rates) {
             button->setChecked(true);
             window.ui.setServoLoopRate->click();

@@ -225,15 +225,13 @@ void TestArmCalibration::file_data() {
     QTest::newRow("array") << QByteArray("[1,2,3]") << 0x70 << QByteArray("is not a calibration");
     QTest::newRow("binary") << QByteArray(300, '\xff') << 0x70 << QByteArray("is not a calibration");
     QTest::newRow("too large") << QByteArray(100000, ' ') << 0x70 << QByteArray("is not a calibration");
-    QTest::newRow("other name") << QByteArray(R"({"device":"Orda LAN","serial":"SIM-50701","offsets":[1,2,3]})")
-                                << 0x70 << QByteArray("another device");
-    QTest::newRow("other serial") << QByteArray(R"({"device":"Default Device","serial":"X","offsets":[1,2,3]})")
-                                  << 0x70 << QByteArray("another device");
-    QTest::newRow("two offsets") << QByteArray(
-        R"({"device":"Default Device","serial":"SIM-50701","offsets":[1,2]})")
+    QTest::newRow("other name") << QByteArray(R"({"device":"Orda LAN","serial":"SIM-50701","offsets":[1,2,3]})") << 0x70
+                                << QByteArray("another device");
+    QTest::newRow("other serial") << QByteArray(R"({"device":"Default Device","serial":"X","offsets":[1,2,3]})") << 0x70
+                                  << QByteArray("another device");
+    QTest::newRow("two offsets") << QByteArray(R"({"device":"Default Device","serial":"SIM-50701","offsets":[1,2]})")
                                  << 0x70 << QByteArray("is not a calibration");
-    QTest::newRow("fraction") << QByteArray(
-        R"({"device":"Default Device","serial":"SIM-50701","offsets":[1,2.5,3]})")
+    QTest::newRow("fraction") << QByteArray(R"({"device":"Default Device","serial":"SIM-50701","offsets":[1,2.5,3]})")
                               << 0x70 << QByteArray("offset 1");
     QTest::newRow("huge") << QByteArray(
         R"({"device":"Default Device","serial":"SIM-50701","offsets":[1,2,99999999999]})")

@@ -18,9 +18,7 @@ using nlohmann::json;
 
 namespace {
 
-json ask(const std::string& line) {
-    return json::parse(armcontrol::command(line));
-}
+json ask(const std::string& line) { return json::parse(armcontrol::command(line)); }
 
 sockaddr_un addressOf(const QByteArray& path) {
     sockaddr_un address{};
@@ -178,11 +176,10 @@ void TestArmControl::good() {
           R"({"command":"hand.gimbal","angles":[0.1,0,0]})",
           R"({"command":"hand.joints","angles":[0,0.6,0.6,0,0,0],"speed":1})",
           R"({"command":"hand.sweep","axis":4,"speed":2})", R"({"command":"hand.dock"})",
-          R"({"command":"hand.undock"})", R"({"command":"hand.reset"})",
-          R"({"command":"hand.strength","newtons":30})", R"({"command":"hand.switch","button":1,"pressed":true})",
-          R"({"command":"hand.presence","present":true})", R"({"command":"hand.pinch","closed":0.5})",
-          R"({"command":"heat.set","motor":-1,"winding":40,"stator":30})", R"({"command":"heat.pace","factor":2})",
-          R"({"command":"hand.release"})"})
+          R"({"command":"hand.undock"})", R"({"command":"hand.reset"})", R"({"command":"hand.strength","newtons":30})",
+          R"({"command":"hand.switch","button":1,"pressed":true})", R"({"command":"hand.presence","present":true})",
+          R"({"command":"hand.pinch","closed":0.5})", R"({"command":"heat.set","motor":-1,"winding":40,"stator":30})",
+          R"({"command":"heat.pace","factor":2})", R"({"command":"hand.release"})"})
         QVERIFY2(ask(line)["ok"] == true, line);
     const armcontrol::State s = armcontrol::state();
     QVERIFY(s.strength == 30 && s.switches[1] && s.presence && s.pinch == 0.5 && s.winding[5] == 40 && !s.holding);

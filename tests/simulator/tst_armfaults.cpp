@@ -295,8 +295,7 @@ void TestArmFaults::closedHandles() {
         QVERIFY(get_tharlen_temp_6dof(handle, values) < 0 && values[5] == 0);
         QVERIFY(get_stylus_matrix(handle, matrix) < 0 && matrix[3][3] == 0);
         QVERIFY(get_calibration_status(handle, &status) < 0);
-        QVERIFY(enable_tharlen_forces(handle) != 0 && update_calibration(handle) != 0
-                && disable_tharlen(handle) != 0);
+        QVERIFY(enable_tharlen_forces(handle) != 0 && update_calibration(handle) != 0 && disable_tharlen(handle) != 0);
         QVERIFY(command_motor_dac_values(handle, counts) < 0 && is_tharlen_forces_enabled(handle) == 0);
         QVERIFY(!get_connection_data(handle) && !get_calibration_data(handle));
         QCOMPARE(QByteArray(get_hardware_serial_number(handle)), QByteArray());

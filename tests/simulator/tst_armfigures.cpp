@@ -23,21 +23,15 @@ constexpr Gains kCorvaleGains = {10, 75}, kCorvaleUsbGains = {5, 30};
 constexpr long kOrdaRoute[3][2] = {{-2355, 2243}, {-3755, 0}, {-455, 2500}};
 constexpr long kCorvaleRoute[3][2] = {{-8000, 8000}, {-15000, 0}, {-8000, 2000}};
 
-bool isOrda(const LineFigures& l) {
-    return l.modelType == 5;
-}
-bool isCorvale(const LineFigures& l) {
-    return l.modelType == 3;
-}
+bool isOrda(const LineFigures& l) { return l.modelType == 5; }
+bool isCorvale(const LineFigures& l) { return l.modelType == 3; }
 
 /// Joint angles of a point, mm from the origin: the elbow above.
 Vector6 reach(const LineFigures& l, const Vector3& p) {
     const double z = p.z() + l.originZ, y = p.y() + l.originY;
     const double across = std::hypot(p.x(), z), far = std::hypot(across, y), up = std::atan2(y, across);
-    const double a =
-        std::acos((l.upperArm * l.upperArm + far * far - l.forearm * l.forearm) / (2 * l.upperArm * far));
-    const double b =
-        std::acos((l.forearm * l.forearm + far * far - l.upperArm * l.upperArm) / (2 * l.forearm * far));
+    const double a = std::acos((l.upperArm * l.upperArm + far * far - l.forearm * l.forearm) / (2 * l.upperArm * far));
+    const double b = std::acos((l.forearm * l.forearm + far * far - l.upperArm * l.upperArm) / (2 * l.forearm * far));
     Vector6 q = Vector6::Zero();
     q[0] = std::atan2(-p.x(), z);
     q[1] = up + a;
@@ -159,8 +153,7 @@ void TestArmFigures::friction(const LineFigures& l) {
         if (isOrda(l)) {
             check(volts >= 0.02 && volts <= 0.05, axis + "is not healthy");
             check(volts < lodrinLimits().axtlFriction[i].fVoltageChange, axis + "fails the friction test");
-            check(volts * 10 < lodrinLimits().vvFrictionMaxVoltage.afVoltages[i],
-                  axis + "is not measured when sticky");
+            check(volts * 10 < lodrinLimits().vvFrictionMaxVoltage.afVoltages[i], axis + "is not measured when sticky");
             check(volts * 8 > lodrinLimits().axtlFriction[i].fVoltageChange, axis + "passes it even when sticky");
         } else if (isCorvale(l)) {
             check(dac >= 100 && dac <= 300, axis + "is not healthy");
@@ -232,8 +225,7 @@ void TestArmFigures::box(const LineFigures& l) {
             const double needed = gain * 1000.0 * 0.001 / 2;
             for (int i = 0; i < 3 && (l.cardType == 0 || l.cardType == card); ++i) {
                 const double lever = jacobian(l, rest).row(i).head<3>().norm() / 1000.0;
-                check(l.base[i].viscous / (lever * lever) >= needed,
-                      QString("axis %1: the box is not passive").arg(i));
+                check(l.base[i].viscous / (lever * lever) >= needed, QString("axis %1: the box is not passive").arg(i));
             }
         }
     }
@@ -260,8 +252,7 @@ void TestArmFigures::heat(const LineFigures& l) {
     }
     check(seconds > 45.0 && seconds < 600.0, QString("full command reaches the warning after %1 s").arg(seconds));
     check(normalisedTemperature(l.heat, l.heat.warmLimit) == 1.0, "the scale is not 1 at the warm limit");
-    check(l.heat.cooldown < l.heat.warmLimit && l.heat.warmLimit < l.heat.shutdown,
-          "the thresholds are out of order");
+    check(l.heat.cooldown < l.heat.warmLimit && l.heat.warmLimit < l.heat.shutdown, "the thresholds are out of order");
 }
 
 // Flags and gaps as the application's width limits want them, inside the travel, and found at all.

@@ -78,8 +78,8 @@ void TestArmFleet::builtIn() {
         QVERIFY(models.count(model));
     for (unsigned long card : {1, 2, 3, 6, 7})
         QVERIFY(cards.count(card));
-    for (const char* text : {"THARLEN Orda", "THARLEN Corvale", "Nolva", "THARLEN Stelmar 1.0",
-                             "THARLEN Stelmar 1.5", "THARLEN Stelmar 3.0"})
+    for (const char* text : {"THARLEN Orda", "THARLEN Corvale", "Nolva", "THARLEN Stelmar 1.0", "THARLEN Stelmar 1.5",
+                             "THARLEN Stelmar 3.0"})
         QVERIFY2(texts.count(text), text);
     QVERIFY(revisions == std::set<int>({1, 5, 9}) && grips.size() == 3 && bare && high);
 }
@@ -99,8 +99,7 @@ void TestArmFleet::goodFiles() {
         QCOMPARE(QByteArray(records.devices[1]->m_szName), longest);
         QVERIFY(records.devices[2]->m_nHighForce == 1 && records.devices[2]->m_nExtra6DOFOption == 2
                 && records.devices[2]->m_nGimbal == 0);
-        QVERIFY(init_tharlen("Ger\xe4t \xe9") >= 0 && init_tharlen("x y") >= 0
-                && init_tharlen("Default Device") < 0);
+        QVERIFY(init_tharlen("Ger\xe4t \xe9") >= 0 && init_tharlen("x y") >= 0 && init_tharlen("Default Device") < 0);
         QCOMPARE(armcontrol::fleetSource(), bench.config("devices.json").toStdString());
     }
     bench.write("devices.json", fleetOf(20));
@@ -136,8 +135,8 @@ void TestArmFleet::badFiles_data() {
     QTest::newRow("name before another blank") << one(device("a\xc2\xa0", "A")) << QByteArray("devices[0].name");
     QTest::newRow("unknown model") << one(R"({"name":"a","model":"Excavator","serial":"A"})")
                                    << QByteArray("Excavator");
-    QTest::newRow("no such high force")
-        << one(device("a", "A", R"(,"card":6,"highForce":true)")) << QByteArray("high force");
+    QTest::newRow("no such high force") << one(device("a", "A", R"(,"card":6,"highForce":true)"))
+                                        << QByteArray("high force");
     QTest::newRow("card") << one(device("a", "A", R"(,"card":4)")) << QByteArray("devices[0].card");
     QTest::newRow("card in part") << one(device("a", "A", R"(,"card":6.5)")) << QByteArray("devices[0].card");
     QTest::newRow("flag of a number") << one(device("a", "A", R"(,"highForce":1)"))
@@ -147,13 +146,11 @@ void TestArmFleet::badFiles_data() {
     QTest::newRow("no serial") << one(R"({"name":"a","model":"Orda"})") << QByteArray("\"serial\"");
     QTest::newRow("serial too long") << one(device("a", QByteArray(65, 's'))) << QByteArray("devices[0].serial");
     QTest::newRow("same name") << one(device("a", "A") + "," + device("a", "B")) << QByteArray("devices[1].name");
-    QTest::newRow("same serial") << one(device("a", "A") + "," + device("b", "A"))
-                                 << QByteArray("devices[1].serial");
+    QTest::newRow("same serial") << one(device("a", "A") + "," + device("b", "A")) << QByteArray("devices[1].serial");
     QTest::newRow("unknown field") << one(device("a", "A", R"(,"colour":"red")")) << QByteArray("colour");
     QTest::newRow("field twice") << one(device("a", "A") + "," + device("b", "B", R"(,"serial":"C")"))
                                  << QByteArray("devices[1].serial: is there twice");
-    QTest::newRow("deep") << QByteArray(65, '[') + QByteArray(65, ']')
-                          << QByteArray("nested deeper than 64 levels");
+    QTest::newRow("deep") << QByteArray(65, '[') + QByteArray(65, ']') << QByteArray("nested deeper than 64 levels");
     QTest::newRow("field of control characters")
         << one(device("a", "A", R"(,"x\u0000y\u001b":1)")) << QByteArray("\"x?y?\"");
     QTest::newRow("long field") << one(device("a", "A", ",\"" + QByteArray(900000, 'x') + "\":1"))

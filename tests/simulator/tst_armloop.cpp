@@ -29,9 +29,7 @@ int count(void*) {
     return 0;
 }
 
-void pause(int milliseconds) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
-}
+void pause(int milliseconds) { std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds)); }
 
 /// Waits till `condition` holds, at most two seconds.
 template <typename F>
@@ -203,8 +201,7 @@ void TestArmLoop::readersAndLoop() {
             get_tharlen_pos(handle, position);
             get_stylus_matrix(handle, matrix);
             get_encoder_values(handle, counts);
-            const float size =
-                matrix[0][0] * matrix[0][0] + matrix[0][1] * matrix[0][1] + matrix[0][2] * matrix[0][2];
+            const float size = matrix[0][0] * matrix[0][0] + matrix[0][1] * matrix[0][1] + matrix[0][2] * matrix[0][2];
             torn += std::abs(size - 1.0f) > 1e-4f ? 1 : 0;
             __atomic_load_n(&connection->m_portInput.usQuad0, __ATOMIC_RELAXED);
             const SENSOR_DATA* flag = __atomic_load_n(&sensors[0].psdFlagData[1], __ATOMIC_RELAXED);

@@ -108,8 +108,7 @@ void TestArmMotion::sticking() {
             armcontrol::step(5000);
             const double held = armcontrol::state().joints[axis];
             const double gave = std::abs(held - before) / count;
-            QVERIFY2(gave > 3 && gave < 7,
-                     qPrintable(QString("%1 axis %2: %3 counts").arg(name).arg(axis).arg(gave)));
+            QVERIFY2(gave > 3 && gave < 7, qPrintable(QString("%1 axis %2: %3 counts").arg(name).arg(axis).arg(gave)));
             armcontrol::step(2000);
             QCOMPARE(armcontrol::state().joints[axis], held);
             disable_tharlen_forces(id);

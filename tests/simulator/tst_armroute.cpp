@@ -191,9 +191,8 @@ void TestArmRoute::frictionIsFound() {
                      && std::abs(volts[axis]) < 0.4f);
             const double share = factor > 0 ? 1.0 : line.base[axis].backFriction;
             const double wanted = factor * share * line.base[axis].dryFriction / arm::kFullDac;
-            QVERIFY2(
-                std::abs(volts[axis] / wanted - 1.0) < 0.05,
-                qPrintable(QString("axis %1: %2 V, wanted %3 V").arg(axis).arg(double(volts[axis])).arg(wanted)));
+            QVERIFY2(std::abs(volts[axis] / wanted - 1.0) < 0.05,
+                     qPrintable(QString("axis %1: %2 V, wanted %3 V").arg(axis).arg(double(volts[axis])).arg(wanted)));
             disable_tharlen_forces(id);
         }
     }

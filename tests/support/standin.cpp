@@ -118,8 +118,9 @@ int createServoLoop() {
 }
 int setServoLoopRate(int rate) { return note("setServoLoopRate", rate); }
 int startServoLoop(ServoCallback callback, void* pUserData) {
-    const int status = theDevice.result.count("startServoLoop") ? note("startServoLoop")
-                                                                : (note("startServoLoop"), theDevice.loopCreated ? 0 : -1);
+    const int status = theDevice.result.count("startServoLoop")
+                           ? note("startServoLoop")
+                           : (note("startServoLoop"), theDevice.loopCreated ? 0 : -1);
     if (status >= 0) {
         theDevice.loopRunning = true;
         theDevice.callback = callback;
@@ -145,16 +146,12 @@ const char* get_library_version() { return "stand-in 1.0"; }
 int enable_tharlen_forces(int id) { return standin::setForces("enable_tharlen_forces", id, true); }
 int enable_tharlen_forces_no_wait(int id) { return standin::setForces("enable_tharlen_forces_no_wait", id, true); }
 int disable_tharlen_forces(int id) { return standin::setForces("disable_tharlen_forces", id, false); }
-int disable_tharlen_forces_no_wait(int id) {
-    return standin::setForces("disable_tharlen_forces_no_wait", id, false);
-}
+int disable_tharlen_forces_no_wait(int id) { return standin::setForces("disable_tharlen_forces_no_wait", id, false); }
 int is_tharlen_forces_enabled(int id) {
     note("is_tharlen_forces_enabled", id);
     return theDevice.forcesEnabled;
 }
-int send_tharlen_force(int id, const float force[6]) {
-    return note("send_tharlen_force", id, Array<float>{force, 6});
-}
+int send_tharlen_force(int id, const float force[6]) { return note("send_tharlen_force", id, Array<float>{force, 6}); }
 int send_tharlen_force_6dof(int id, const float force[6]) {
     return note("send_tharlen_force_6dof", id, Array<float>{force, 6});
 }

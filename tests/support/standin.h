@@ -37,9 +37,9 @@ struct Calibration : CTHARLeNAutoCalibration {
 struct Device {
     // Answers
     std::vector<CTHARLeNDevice> fleet;
-    std::set<int> unreadable;                 ///< indices of records whose Read() fails
-    std::map<std::string, int> result;        ///< of int operations by name; those not named give 0
-    std::string initThrows;                   ///< what() of init_tharlen's exception; empty for none
+    std::set<int> unreadable;           ///< indices of records whose Read() fails
+    std::map<std::string, int> result;  ///< of int operations by name; those not named give 0
+    std::string initThrows;             ///< what() of init_tharlen's exception; empty for none
     std::string model = "THARLEN Orda";
     std::string serial = "S-0001";
     float position[3] = {};
@@ -56,10 +56,10 @@ struct Device {
     float maxStiffness = 0.5f;
     float rate = 1000.0f;
     double pinch = 0;
-    float celsius[6] = {};           ///< motor temperatures
+    float celsius[6] = {};  ///< motor temperatures
     float normalizedTemperature[6] = {};
-    bool singularJacobian = false;   ///< else the identity
-    float temperatures[4][6] = {};            ///< by kind: winding, stator, shutdown, cooldown
+    bool singularJacobian = false;  ///< else the identity
+    float temperatures[4][6] = {};  ///< by kind: winding, stator, shutdown, cooldown
     int calibrationStatus = 0;
     Calibration calibration;
     CIOConnection connection;

@@ -56,8 +56,8 @@ private slots:
             QTest::newRow(qPrintable(QString("%1, %2, %3").arg(device, test, fault)))
                 << device << test << fault << axis << static_cast<int>(expected) << program << person;
         };
-        row("Default Device", "Test Friction", "sticky-bearing 1.8 times", 1, Outcome::FoundAsMeant,
-            "friction of Y", "");
+        row("Default Device", "Test Friction", "sticky-bearing 1.8 times", 1, Outcome::FoundAsMeant, "friction of Y",
+            "");
         row("Corvale LAN", "Calibration Details", "narrow-gap 110 counts", 0, Outcome::FoundAsMeant, "gap 1", "");
         row("Stelmar 3.0", "Test Forces", "reversed-motor", 2, Outcome::FoundAsMeant, "", "push of Z");
         row("Nolva USB", "Servoloop", "amplifier", -1, Outcome::FoundByAnother, "Device Fault", "");

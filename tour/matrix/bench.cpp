@@ -48,9 +48,7 @@ void restoreCalibration(const Subject& subject) {
         file.write(content);
 }
 
-bool isStall(const FaultCase* faultCase) {
-    return faultCase && qstrcmp(faultCase->fault, "stall") == 0;
-}
+bool isStall(const FaultCase* faultCase) { return faultCase && qstrcmp(faultCase->fault, "stall") == 0; }
 
 }  // namespace
 
@@ -151,9 +149,7 @@ void Bench::readErrors() {
 
 // --- The hand --------------------------------------------------------------------------------------
 
-Vec3 Bench::center() {
-    return {manner.between(-6, 6), manner.between(-6, 6), manner.between(-6, 6)};
-}
+Vec3 Bench::center() { return {manner.between(-6, 6), manner.between(-6, 6), manner.between(-6, 6)}; }
 
 void Bench::hold(const Vec3& place, int milliseconds) {
     armcontrol::handMove(place);

@@ -18,13 +18,9 @@ constexpr const char* kWallNames[6] = {"right", "left", "upper", "lower", "near"
 // a newton.
 constexpr Tolerance kFelt{0.75, 1.25, 0.1};
 
-double length(const Vec3& v) {
-    return std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]);
-}
+double length(const Vec3& v) { return std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]); }
 
-Vec3 difference(const Vec3& a, const Vec3& b) {
-    return {a[0] - b[0], a[1] - b[1], a[2] - b[2]};
-}
+Vec3 difference(const Vec3& a, const Vec3& b) { return {a[0] - b[0], a[1] - b[1], a[2] - b[2]}; }
 
 }  // namespace
 
@@ -269,9 +265,7 @@ void Examiner::encoderTest() {
     const auto reaches = [&](int loops, int most, const QString& what) {
         const double start = armcontrol::armTime();
         const bool reached = m_bench.spendUntil(
-            [&] {
-                return totalLoops >= loops || (startEncoderTest && !m_window.m_bServoControl && !seekingTestPoint);
-            },
+            [&] { return totalLoops >= loops || (startEncoderTest && !m_window.m_bServoControl && !seekingTestPoint); },
             most);
         m_findings.read(what + ", s", armcontrol::armTime() - start, loops == 2 ? ofLoop : Tolerance{0.8, 1.2, 1});
         if (!reached)

@@ -11,13 +11,9 @@ namespace {
 
 constexpr const char* kAxes[6] = {"X", "Y", "Z", "gimbal X", "gimbal Y", "gimbal Z"};
 
-bool green(const QWidget* widget) {
-    return widget->styleSheet().contains("rgb(0,200,0)");
-}
+bool green(const QWidget* widget) { return widget->styleSheet().contains("rgb(0,200,0)"); }
 
-long shownCount(const QLabel* label) {
-    return label->text().toLong();
-}
+long shownCount(const QLabel* label) { return label->text().toLong(); }
 
 std::array<QLabel*, 6> countLabels(const Ui::qtTharlenTestClass& ui) {
     return {ui.encoder_X, ui.encoder_Y, ui.encoder_Z, ui.gimbal_X, ui.gimbal_Y, ui.gimbal_Z};

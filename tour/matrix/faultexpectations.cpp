@@ -10,10 +10,10 @@ namespace {
 // --- Reasons -----------------------------------------------------------------------------------------
 
 constexpr Tests kSelect = bit(Test::Select), kCalibrate = bit(Test::Calibrate),
-                kDetails = bit(Test::CalibrationDetails), kRead = bit(Test::ReadEncoder),
-                kAmps = bit(Test::CycleAmps), kForces = bit(Test::TestForces), kFriction = bit(Test::TestFriction),
-                kCapstan = bit(Test::TestCapstan), kBox = bit(Test::BoxTest), kRate = bit(Test::Servoloop),
-                kLoop = bit(Test::EncoderTest), kTrace = bit(Test::GimbalTrace);
+                kDetails = bit(Test::CalibrationDetails), kRead = bit(Test::ReadEncoder), kAmps = bit(Test::CycleAmps),
+                kForces = bit(Test::TestForces), kFriction = bit(Test::TestFriction), kCapstan = bit(Test::TestCapstan),
+                kBox = bit(Test::BoxTest), kRate = bit(Test::Servoloop), kLoop = bit(Test::EncoderTest),
+                kTrace = bit(Test::GimbalTrace);
 
 /// Why a set of tests cannot see a fault.
 struct Blind {
@@ -198,9 +198,7 @@ const std::vector<Row>& table() {
 }
 // clang-format on
 
-bool sameCase(const FaultCase& a, const FaultCase& b) {
-    return a.name() == b.name();
-}
+bool sameCase(const FaultCase& a, const FaultCase& b) { return a.name() == b.name(); }
 
 const char* reasonIn(const Blinds& blinds, Test test) {
     for (const Blind& blind : blinds) {

@@ -38,9 +38,8 @@ public:
         if (!last && m_clock.elapsed() - m_shown < (m_terminal ? 200 : 10000))
             return;
         m_shown = m_clock.elapsed();
-        const auto left =
-            static_cast<long>(static_cast<double>(m_shown) * static_cast<double>(m_cells.size() - m_done)
-                              / static_cast<double>(m_done) / 1000);
+        const auto left = static_cast<long>(static_cast<double>(m_shown) * static_cast<double>(m_cells.size() - m_done)
+                                            / static_cast<double>(m_done) / 1000);
         std::fprintf(stderr, "%s%zu of %zu cells, %d missed, %d false alarms, %d crashed, %ld:%02ld left%s",
                      m_terminal ? "\r" : "", m_done, m_cells.size(), m_missed, m_alarms, m_crashed, left / 60,
                      left % 60, m_terminal && !last ? "   " : "\n");

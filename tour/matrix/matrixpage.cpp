@@ -43,9 +43,7 @@ QString list(const QStringList& items) {
     return "<ul>\n" + html + "</ul>\n";
 }
 
-QString rowName(int row) {
-    return row < 0 ? QString("healthy") : faultCases()[static_cast<std::size_t>(row)].name();
-}
+QString rowName(int row) { return row < 0 ? QString("healthy") : faultCases()[static_cast<std::size_t>(row)].name(); }
 
 }  // namespace
 
@@ -91,21 +89,19 @@ QString MatrixReport::htmlReasons() const {
 
 QByteArray MatrixReport::html() const {
     const QString title = "Nolva Diagnostic: which test finds which fault";
-    QString page =
-        "<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\"><title>" + title + "</title><style>"
-        + kStyle + "</style></head><body>\n<h1>" + title + "</h1>\n<p>"
-        + QDateTime::currentDateTime().toString(Qt::ISODate) + ". "
-        + (good() ? QString("<span class=\"good\">No miss and no false alarm.</span>")
-                  : QString("<span class=\"wrong\">Findings: %1%2.</span>")
-                        .arg(m_findings.size())
-                        .arg(m_total[static_cast<int>(Outcome::NotPlayed)] > 0 ? "; broken off" : ""))
-        + " " + totals().toHtmlEscaped() + "</p>\n" + QString::fromUtf8(kLegend);
+    QString page = "<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\"><title>" + title
+                   + "</title><style>" + kStyle + "</style></head><body>\n<h1>" + title + "</h1>\n<p>"
+                   + QDateTime::currentDateTime().toString(Qt::ISODate) + ". "
+                   + (good() ? QString("<span class=\"good\">No miss and no false alarm.</span>")
+                             : QString("<span class=\"wrong\">Findings: %1%2.</span>")
+                                   .arg(m_findings.size())
+                                   .arg(m_total[static_cast<int>(Outcome::NotPlayed)] > 0 ? "; broken off" : ""))
+                   + " " + totals().toHtmlEscaped() + "</p>\n" + QString::fromUtf8(kLegend);
     page += "<h2>All devices</h2>\n" + htmlTable(QString()) + "<h2>Findings</h2>\n"
             + (m_findings.isEmpty() ? QString("<p class=\"good\">None.</p>\n") : list(m_findings));
     if (!m_unseen.isEmpty())
-        page +=
-            "<h2>Found by no test</h2>\n<p>By design no test of the line sees it: what the tests leave open.</p>\n"
-            + list(m_unseen);
+        page += "<h2>Found by no test</h2>\n<p>By design no test of the line sees it: what the tests leave open.</p>\n"
+                + list(m_unseen);
     page += "<h2>Device by device</h2>\n";
     for (const QString& device : m_devices)
         page += "<details><summary>" + device.toHtmlEscaped() + "</summary>\n" + htmlTable(device) + "</details>\n";

@@ -40,9 +40,7 @@ void addCells(const MatrixPlan& plan, const Subject& subject, int place, Test te
 double givenFigure(const Cell& cell, const QString& figure) {
     const bool healthy = !cell.faultCase;
     const int axis = QStringList{"X", "Y", "Z"}.indexOf(figure.section(' ', 2).section(',', 0, 0));
-    const auto is = [&cell](const char* name) {
-        return cell.faultCase && qstrcmp(cell.faultCase->fault, name) == 0;
-    };
+    const auto is = [&cell](const char* name) { return cell.faultCase && qstrcmp(cell.faultCase->fault, name) == 0; };
     if (figure.startsWith("friction") && (healthy || is("sticky-bearing")))
         return kOrdaFriction * (!healthy && axis == cell.axis ? cell.faultCase->amount : 1.0);
     if (figure.startsWith("slip") && is("slipping-capstan") && axis == cell.axis)

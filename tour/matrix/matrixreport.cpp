@@ -18,17 +18,11 @@ constexpr const char* kOutcomeNames[kOutcomes] = {"not played",
                                                   "not visible by design",
                                                   "missed"};
 
-QString nameOf(Outcome outcome) {
-    return kOutcomeNames[static_cast<int>(outcome)];
-}
+QString nameOf(Outcome outcome) { return kOutcomeNames[static_cast<int>(outcome)]; }
 
-QString rowName(int row) {
-    return row < 0 ? QString("healthy") : faultCases()[static_cast<std::size_t>(row)].name();
-}
+QString rowName(int row) { return row < 0 ? QString("healthy") : faultCases()[static_cast<std::size_t>(row)].name(); }
 
-int rowOf(const Cell& cell) {
-    return cell.faultCase ? static_cast<int>(cell.faultCase - faultCases().data()) : -1;
-}
+int rowOf(const Cell& cell) { return cell.faultCase ? static_cast<int>(cell.faultCase - faultCases().data()) : -1; }
 
 QString cellName(const Cell& cell) {
     QString name = QString("%1, %2, %3").arg(cell.subject.name, testName(cell.test), rowName(rowOf(cell)));
@@ -50,9 +44,7 @@ QString keyOf(const QString& device, int row, Test test) {
     return QString("%1/%2/%3").arg(device).arg(row).arg(static_cast<int>(test));
 }
 
-QString quoted(QString text) {
-    return '"' + text.replace('"', "\"\"") + '"';
-}
+QString quoted(QString text) { return '"' + text.replace('"', "\"\"") + '"'; }
 
 bool save(const QString& path, const QByteArray& content) {
     QSaveFile file(path);
@@ -122,8 +114,7 @@ QString Place::style() const {
 
 // --- Taking results ----------------------------------------------------------------------------------
 
-MatrixReport::MatrixReport(const std::vector<Cell>& cells, const std::vector<CellResult>& results,
-                           double wallSeconds)
+MatrixReport::MatrixReport(const std::vector<Cell>& cells, const std::vector<CellResult>& results, double wallSeconds)
     : m_cells(cells), m_results(results), m_wallSeconds(wallSeconds) {
     for (std::size_t i = 0; i < cells.size(); ++i)
         take(cells[i], results[i]);
@@ -177,14 +168,13 @@ void MatrixReport::take(const Cell& cell, const CellResult& result) {
     const QString axis = cell.axis >= 0 ? QString("axis %1: ").arg(cell.axis) : QString();
     if (result.found() && at.details.size() < 6)
         at.details << axis + who(result);
-    const Expectation expected =
-        cell.faultCase ? expectation(*cell.faultCase, cell.subject, cell.test) : Expectation();
+    const Expectation expected = cell.faultCase ? expectation(*cell.faultCase, cell.subject, cell.test) : Expectation();
     if (what == Outcome::NotVisible && !at.reasons.contains(expected.reason))
         at.reasons << expected.reason;
     if (what == Outcome::FoundByAnother && expected.reason) {
         QStringList& where = m_surprised[rowName(row) + '\n' + testName(cell.test) + '\n' + expected.reason];
-        const QString name = cell.axis >= 0 ? QString("%1 (axis %2)").arg(cell.subject.name).arg(cell.axis)
-                                            : QString(cell.subject.name);
+        const QString name =
+            cell.axis >= 0 ? QString("%1 (axis %2)").arg(cell.subject.name).arg(cell.axis) : QString(cell.subject.name);
         if (!where.contains(name))
             where << name;
     }

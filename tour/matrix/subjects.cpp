@@ -29,9 +29,7 @@ constexpr Subject kSubjects[] = {
 
 }  // namespace
 
-QString testName(Test test) {
-    return kTestNames[static_cast<int>(test)];
-}
+QString testName(Test test) { return kTestNames[static_cast<int>(test)]; }
 
 Test testNamed(const QString& name) {
     int i = 0;

@@ -24,9 +24,7 @@ enum class Test {
     Count
 };
 constexpr int kTests = static_cast<int>(Test::Count);
-constexpr Tests bit(Test test) {
-    return 1u << static_cast<unsigned>(test);
-}
+constexpr Tests bit(Test test) { return 1u << static_cast<unsigned>(test); }
 constexpr Tests kAllTests = (1u << kTests) - 1;
 
 /// The tab's own title, but "Gimbal Trace" for the recorder on "Encoder Test".

@@ -34,8 +34,7 @@ Workers::Workers(const QString& program, const QStringList& arguments, int jobs,
             worker.late = true;
             worker.process.kill();
         });
-        connect(&worker.process, &QProcess::readyReadStandardOutput, this,
-                [this, &worker] { readAnswers(worker); });
+        connect(&worker.process, &QProcess::readyReadStandardOutput, this, [this, &worker] { readAnswers(worker); });
         connect(&worker.process, QOverload<int, QProcess::ExitStatus>::of(&QProcess::finished), this,
                 [this, &worker] { died(worker); });
         connect(&worker.process, &QProcess::errorOccurred, this, [this, &worker](QProcess::ProcessError error) {
@@ -106,9 +105,7 @@ bool Workers::takeWork(Worker& worker) {
     return !worker.todo.empty();
 }
 
-void Workers::startWorker(Worker& worker) {
-    worker.process.start(m_program, m_arguments);
-}
+void Workers::startWorker(Worker& worker) { worker.process.start(m_program, m_arguments); }
 
 void Workers::giveCell(Worker& worker) {
     if (!takeWork(worker))
