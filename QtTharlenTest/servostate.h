@@ -68,6 +68,40 @@ extern ServoState servoState;
 
 inline constexpr auto& startPinchCalibration = servoState.startPinchCalibration;
 inline constexpr auto& startBoxTest = servoState.startBoxTest;
+inline constexpr auto& startPassivityTest = servoState.startPassivityTest;
+inline constexpr auto& startCalibTest = servoState.startCalibTest;
+inline constexpr auto& startFiltersTest = servoState.startFiltersTest;
+inline constexpr auto& startFrictionTest = servoState.startFrictionTest;
+inline constexpr auto& startCapstanTest = servoState.startCapstanTest;
+inline constexpr auto& verifyCapstanTest = servoState.verifyCapstanTest;
+inline constexpr auto& startServoTest = servoState.startServoTest;
+inline constexpr auto& startEncoderTest = servoState.startEncoderTest;
+inline constexpr auto& startPerformanceForceTest = servoState.startPerformanceForceTest;
+inline constexpr auto& bFrictionPerformance = servoState.bFrictionPerformance;
+inline constexpr auto& passivityTestForce = servoState.passivityTestForce;
+inline constexpr auto& encoderTestEncoders = servoState.encoderTestEncoders;
+inline constexpr auto& cForce = servoState.cForce;
+inline constexpr auto& dac_values = servoState.dac_values;
+inline constexpr auto& friction_dac_values = servoState.friction_dac_values;
+inline constexpr auto& jointVelocity = servoState.jointVelocity;
+inline constexpr auto& jointVelocityIndex = servoState.jointVelocityIndex;
+inline constexpr auto& dacFloat = servoState.dacFloat;
+inline constexpr auto& sendForceChecked = servoState.sendForceChecked;
+inline constexpr auto& updateServoLoopText = servoState.updateServoLoopText;
+inline constexpr auto& encoderTestTime = servoState.encoderTestTime;
+inline constexpr auto& testPointTimer = servoState.testPointTimer;
+inline constexpr auto& seekingTestPoint = servoState.seekingTestPoint;
+inline constexpr auto& totalLoops = servoState.totalLoops;
+inline constexpr auto& nextTempWarning = servoState.nextTempWarning;
+inline constexpr auto& encoderTestForever = servoState.encoderTestForever;
+inline constexpr auto& encoderTestMaxTime = servoState.encoderTestMaxTime;
+inline constexpr auto& encoderTestAbortTemp = servoState.encoderTestAbortTemp;
+inline constexpr auto& encoderTestPeriodic = servoState.encoderTestPeriodic;
+inline constexpr auto& encoderTestLoops = servoState.encoderTestLoops;
+inline constexpr auto& encoderTestDegrees = servoState.encoderTestDegrees;
+inline constexpr auto& sample = servoState.sample;
+inline constexpr auto& rateCounter = servoState.rateCounter;
+inline constexpr auto& totalRateSamples = servoState.totalRateSamples;
 
 /// Builds servoState and windowState anew, so that every value of both is as a new process has it: for programs that
 /// open one window after another. No window and no loop may be alive. testClock stays.
