@@ -12,7 +12,7 @@
 namespace {
 
 constexpr double kBoxWall = 20.0;     ///< mm
-constexpr double kFullDac = 32768.0;  ///< DAC counts
+constexpr double kFullDac = 32768.0;  ///< DAC counts of 100 %; Meant: one more than the most
 constexpr int kMaxBrokeTicks = 3;     ///< ticks over the limit that make a pop-through
 
 float sumOfSquares(const float* force) { return force[0] * force[0] + force[1] * force[1] + force[2] * force[2]; }
@@ -62,7 +62,7 @@ float qtTharlenTest::boxForceLimit(int id) const {
 /// that stiffness itself the gain is its square, which is meant. [S]
 float qtTharlenTest::boxStiffness(float maxGain) const {
     float stiffness = maxGain;
-    if (isCorvale() && selectedDevice()->m_nCardType == 6)
+    if (isCorvale() && selectedDevice()->m_nCardType == kCardLan)
         stiffness = 0.7f;
     else if (manufMode && (isAnyStelmar() || is6dof()))
         stiffness = 1.0f;
@@ -178,7 +178,7 @@ void qtTharlenTest::forceProgressUpdate() {
     for (int i = 0; i < 3; ++i) {
         const float percent = lastDacValue[i];
         bars[i]->setValue(static_cast<int>(percent));
-        showText(labels[i], QString::number(nMaxForce * (32768.0 * percent / 100.0) / 32768.0, 'g', 2));
+        showText(labels[i], QString::number(nMaxForce * (kFullDac * percent / 100.0) / kFullDac, 'g', 2));
     }
     if (!manufMode)
         return;

@@ -159,19 +159,19 @@ void qtTharlenTest::PrepareOutputString2() {
     const auto onOff = [misc](int bit) { return misc & bit ? "ON" : "OFF"; };
     const auto okErr = [](int error) { return error ? "ERR" : "OK"; };
     QString text;
-    print(text, "X axis home sensor: %s %i\r\n", onOff(16), loadRelaxed(port.usQuad0));
-    print(text, "Y axis home sensor: %s %i\r\n", onOff(4), loadRelaxed(port.usQuad1));
-    print(text, "Z axis home sensor: %s %i\r\n\r\n", onOff(8), loadRelaxed(port.usQuad2));
+    print(text, "X axis home sensor: %s %i\r\n", onOff(kHomeSensor[0]), loadRelaxed(port.usQuad0));
+    print(text, "Y axis home sensor: %s %i\r\n", onOff(kHomeSensor[1]), loadRelaxed(port.usQuad1));
+    print(text, "Z axis home sensor: %s %i\r\n\r\n", onOff(kHomeSensor[2]), loadRelaxed(port.usQuad2));
     print(text, "Timer counter: 0x%02X (%d)\r\n", timer, timer);
     print(text, "Misc. in byte: 0x%02X\r\n", misc);
-    print(text, "Speed errors: 0x%02X\r\n", speed & 240);
-    print(text, "      X axis overspeed: %s\r\n", okErr(speed & 64));
-    print(text, "      Y axis overspeed: %s\r\n", okErr(speed & 16));
-    print(text, "      Z axis overspeed: %s\r\n", okErr(speed & 32));
-    print(text, "      Overcurrent: %s\r\n", okErr(misc & 32));
-    print(text, "Watchdog jumper: %s\r\n", misc & 128 ? "In place" : "Not in place");
-    print(text, "Watchdog: %s\r\n\r\n", misc & 64 ? "OK" : "ERR");
-    print(text, "Hardware revision: 0x%02X\r\n", speed & 15);
+    print(text, "Speed errors: 0x%02X\r\n", speed & kOverspeedMask);
+    print(text, "      X axis overspeed: %s\r\n", okErr(speed & kOverspeed[0]));
+    print(text, "      Y axis overspeed: %s\r\n", okErr(speed & kOverspeed[1]));
+    print(text, "      Z axis overspeed: %s\r\n", okErr(speed & kOverspeed[2]));
+    print(text, "      Overcurrent: %s\r\n", okErr(misc & kOvercurrent));
+    print(text, "Watchdog jumper: %s\r\n", misc & kWatchdogJumper ? "In place" : "Not in place");
+    print(text, "Watchdog: %s\r\n\r\n", misc & kWatchdogGood ? "OK" : "ERR");
+    print(text, "Hardware revision: 0x%02X\r\n", speed & kRevisionMask);
     ui.calibDetails_textBox2->setText(text);
 }
 
@@ -200,7 +200,7 @@ void qtTharlenTest::verifyFlagGapWidth() {
         return;
     mpSensorData = m_pCalibration->GetAxisSensorData();
     const int firmRev = get_hardware_rev(csTharlenID);
-    if (firmRev >= 2 && firmRev < 8)
+    if (hasManyFlags(firmRev))
         verifyManyFlags();
     else
         verifyOneFlagAnAxis();
@@ -306,9 +306,9 @@ QString rangesText(const MinimumRanges& ranges) {
 void qtTharlenTest::PrepareOutputString3() {
     if (isOrda()) {
         const unsigned long card = selectedDevice()->m_nCardType;
-        ui.encoderStatus_help_textBox->setText(card == 6   ? rangesText({{4500, 4250, 3500}, {3550, 1500, 3000}})
-                                               : card == 7 ? rangesText({{4500, 4250, 3500}, {3900, 1750, 3900}})
-                                                           : QString());
+        ui.encoderStatus_help_textBox->setText(card == kCardLan   ? rangesText({{4500, 4250, 3500}, {3550, 1500, 3000}})
+                                               : card == kCardUsb ? rangesText({{4500, 4250, 3500}, {3900, 1750, 3900}})
+                                                                  : QString());
     } else if (isCNolvaDevice()) {
         ui.encoderStatus_help_textBox->setText(rangesText({{5000, 2600, 2200}, {3500, 2245, 3500}}));
     } else if (isCorvale()) {

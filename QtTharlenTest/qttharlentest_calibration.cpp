@@ -57,8 +57,8 @@ void qtTharlenTest::prepareCalibrationStyle() {
     if (isCorvale())
         prepareAutoCalibration();
     if (isOrda())
-        prepareInkwellCalibration(selectedDevice()->m_nCardType == 7 ? "nolva2_calibration_illustration.png"
-                                                                     : "nolva_calirbration_illustration.png",
+        prepareInkwellCalibration(selectedDevice()->m_nCardType == kCardUsb ? "nolva2_calibration_illustration.png"
+                                                                            : "nolva_calirbration_illustration.png",
                                   kInkwellText);
     if (isCNolvaDevice())
         prepareInkwellCalibration("Nolva_calibration_Illustration.png",
@@ -192,7 +192,7 @@ bool qtTharlenTest::isCorvaleCalibrated(int id) {
         return false;
     mpSensorData = m_pCalibration->GetAxisSensorData();
     const int firmRev = get_hardware_rev(id);
-    const bool manyFlags = firmRev >= 2 && firmRev < 8;
+    const bool manyFlags = hasManyFlags(firmRev);
     bool all = true;
     for (int axis = 0; axis < 3; ++axis) {
         const int flags = loadRelaxed(mpSensorData[axis].nFlags);

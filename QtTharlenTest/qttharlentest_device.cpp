@@ -12,8 +12,8 @@
 
 namespace {
 
-bool hasModelType(const CTHARLeNDevice* device, int type) {
-    return device && static_cast<int>(device->m_nModelType) == type;
+bool hasModelType(const CTHARLeNDevice* device, ModelType type) {
+    return device && static_cast<int>(device->m_nModelType) == static_cast<int>(type);
 }
 
 /// The name ends at its field, with a zero or without one.
@@ -25,10 +25,10 @@ constexpr int kMostDevices = 20;
 
 }  // namespace
 
-bool qtTharlenTest::isCorvale() const { return hasModelType(selectedDevice(), 3); }
-bool qtTharlenTest::is6dof() const { return hasModelType(selectedDevice(), 4); }
-bool qtTharlenTest::isOrda() const { return hasModelType(selectedDevice(), 5); }
-bool qtTharlenTest::isCNolvaDevice() const { return hasModelType(selectedDevice(), 9); }
+bool qtTharlenTest::isCorvale() const { return hasModelType(selectedDevice(), kModelCorvale); }
+bool qtTharlenTest::is6dof() const { return hasModelType(selectedDevice(), kModelSixDof); }
+bool qtTharlenTest::isOrda() const { return hasModelType(selectedDevice(), kModelOrda); }
+bool qtTharlenTest::isCNolvaDevice() const { return hasModelType(selectedDevice(), kModelNolva); }
 bool qtTharlenTest::isAnyStelmar() const { return selectedDevice() && !isOrda() && !isCorvale(); }
 bool qtTharlenTest::isHighForceDevice() const {
     return selectedDevice() && static_cast<int>(selectedDevice()->m_nHighForce) == 1;

@@ -37,10 +37,10 @@ float filterStep(iir_structure& filter, float input) {
 
 /// The home sensor of each axis, and the step on whose way it is passed.
 struct HomeSensorStep {
-    unsigned bit;
+    UCHAR bit;
     int step;
 };
-constexpr HomeSensorStep kHomeSensors[3] = {{0x10, 3}, {0x04, 4}, {0x08, 5}};
+constexpr HomeSensorStep kHomeSensors[3] = {{kHomeSensor[0], 3}, {kHomeSensor[1], 4}, {kHomeSensor[2], 5}};
 
 }  // namespace
 

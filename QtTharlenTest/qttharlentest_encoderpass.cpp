@@ -60,10 +60,10 @@ int qtTharlenTest::checkEncoderPass() {
         }
         judgeEncoders(travel.data(), least.data());
     }
-    if (isOrda() && (selectedDevice()->m_nCardType == 6 || selectedDevice()->m_nCardType == 7)) {
+    if (isOrda() && (selectedDevice()->m_nCardType == kCardLan || selectedDevice()->m_nCardType == kCardUsb)) {
         const Counts travel{sum(0), sum(1), sum(2), span(3), span(4), span(5)};
         judgeEncoders(travel.data(),
-                      selectedDevice()->m_nCardType == 7 ? kOrdaUsbRanges.data() : kOrdaLanRanges.data());
+                      selectedDevice()->m_nCardType == kCardUsb ? kOrdaUsbRanges.data() : kOrdaLanRanges.data());
     }
     if (isCNolvaDevice()) {
         const Counts travel{sum(0), sum(1),  qAbs(m_lMaxEncoderVal[2]) - qAbs(m_lMinEncoderVal[2]),

@@ -7,7 +7,6 @@ namespace {
 
 constexpr int kFilterOrder = 2;
 constexpr int kSettleStart = 500;  ///< ticks
-constexpr unsigned long kUsbCard = 7;
 
 // Axes, limit, step of the set point, settle tolerance; growth and part of the limit at test points; route.
 // clang-format off
@@ -86,7 +85,7 @@ const EncoderTestLine* qtTharlenTest::encoderTestLine() const {
         return &kOrda;
     if (!isCorvale())
         return nullptr;
-    return device->m_nCardType == kUsbCard ? &kCorvaleUsb : &kCorvale;
+    return device->m_nCardType == kCardUsb ? &kCorvaleUsb : &kCorvale;
 }
 
 void qtTharlenTest::initEncoderTestPars() {

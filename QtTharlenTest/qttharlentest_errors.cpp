@@ -14,29 +14,29 @@ struct ErrorText {
     const char* text;
 };
 
-// -31, -28 and -5 read the same, and -32 and -29 name two driver packages: both are meant.
+// The three communication errors read the same, and the two set-ups of drivers and port name two driver packages: both
+// are meant.
 constexpr ErrorText kErrorTexts[] = {
-    {-32,
+    {kDriverSetup,
      "Setup Error: Try unplugging and replugging in the device.\n"
      "Consult the Nolva Device Drivers documentation."},
-    {-31, "Communication Error: Check the Device connection and Setup."},
-    {-30, "Setup Error: Check the base address and adapter number."},
-    {-29,
+    {kCommunicationErrorLan, "Communication Error: Check the Device connection and Setup."},
+    {kAdapterSetup, "Setup Error: Check the base address and adapter number."},
+    {kParallelPortSetup,
      "Setup Error: Check the Parallel Port EPP/ECP settings.\n"
      "Consult the THARLeN Device Drivers documentation."},
-    {-28, "Communication Error: Check the Device connection and Setup."},
-    {-13, "Device Warning: Device exceeded max velocity."},
-    {-5, "Communication Error: Check the Device connection and Setup."},
-    {-4,
+    {kCommunicationErrorUsb, "Communication Error: Check the Device connection and Setup."},
+    {kMaxVelocityExceeded, "Device Warning: Device exceeded max velocity."},
+    {kCommunicationError, "Communication Error: Check the Device connection and Setup."},
+    {kDeviceFault,
      "Device Fault: Check that the remote switch is enabled\n"
      "and/or Device is connected properly."},
-    {-2, "Device Warning: Maximum force exceeded on the haptic device."},
-    {-1,
+    {kMaxForceExceeded, "Device Warning: Maximum force exceeded on the haptic device."},
+    {kMotorsWarm,
      "Device Warning: One or more of the Device motors are warm.\n"
      "Please wait until they are cool to the touch."},
 };
 
-constexpr int kCommunicationError = -5;
 constexpr int kMostAccumulatedErrors = 1000;
 
 /// Beginning and end of a long text: a path is told by both, and the reason comes last.

@@ -8,8 +8,7 @@ namespace {
 
 enum Stage { Start, AwaitRest, Ramp, Finish };
 
-constexpr double kRampStep = 0.0001;  ///< V a step, whatever the limits' increment says
-constexpr float kDacPerVolt = 32767.0f;
+constexpr double kRampStep = 0.0001;            ///< V a step, whatever the limits' increment says
 constexpr double kOrdaDacPerMilliNm = 513.708;  ///< DAC counts of an Orda's motor for 1 mNm
 
 }  // namespace

@@ -21,14 +21,14 @@ constexpr char kStylusHeading[] = "· Stylus/gimbal encoder count ranges:\n";
 
 const char* interfaceName(unsigned long cardType) {
     switch (cardType) {
-        case 1:
-        case 2:
+        case kCardParallel1:
+        case kCardParallel2:
             return "Parallel port";
-        case 3:
+        case kCard1394:
             return "1394 port";
-        case 6:
+        case kCardLan:
             return "LAN port";
-        case 7:
+        case kCardUsb:
             return "USB port";
         default:
             return "Unknown";

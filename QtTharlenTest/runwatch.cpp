@@ -9,7 +9,8 @@ namespace {
 
 /// Communication and set-up errors: what the library then gives as counts is not the arm's.
 bool isNoAnswer(int status) {
-    constexpr int kCodes[] = {-5, -28, -29, -30, -31, -32};
+    constexpr int kCodes[] = {kCommunicationError, kCommunicationErrorUsb, kParallelPortSetup,
+                              kAdapterSetup,       kCommunicationErrorLan, kDriverSetup};
     return std::find(std::begin(kCodes), std::end(kCodes), status) != std::end(kCodes);
 }
 

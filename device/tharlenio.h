@@ -46,6 +46,47 @@ using BOOLEAN = unsigned char;
 
 static_assert(sizeof(LONG) == 8 && sizeof(ULONG) == 8, "records need 64-bit longs");
 
+// --- Values ------------------------------------------------------------------------------------
+
+/// CTHARLeNDevice::m_nModelType.
+enum ModelType : ULONG { kModelCorvale = 3, kModelSixDof = 4, kModelOrda = 5, kModelNolva = 9 };
+
+/// CTHARLeNDevice::m_nCardType.
+enum CardType : ULONG { kCardParallel1 = 1, kCardParallel2 = 2, kCard1394 = 3, kCardLan = 6, kCardUsb = 7 };
+
+/// What a refresh of the device tells, beside 0 for good. Codes that are not here show nothing.
+enum StatusCode {
+    kMotorsWarm = -1,
+    kMaxForceExceeded = -2,  ///< a command went past the nominal maximum force
+    kDeviceFault = -4,       ///< an amplifier fault, or switched off at the device
+    kCommunicationError = -5,
+    kMaxVelocityExceeded = -13,
+    kCommunicationErrorUsb = -28,
+    kParallelPortSetup = -29,
+    kAdapterSetup = -30,
+    kCommunicationErrorLan = -31,
+    kDriverSetup = -32
+};
+
+/// Bits of PORT_INPUT::ucMiscIn.
+constexpr UCHAR kHomeSensor[3] = {0x10, 0x04, 0x08};  ///< of axis 0, 1, 2
+constexpr UCHAR kHomeSensorMask = 0x1C;
+constexpr UCHAR kOvercurrent = 0x20, kWatchdogGood = 0x40, kWatchdogJumper = 0x80;
+/// Bits of PORT_INPUT::ucSpeedErrs.
+constexpr UCHAR kOverspeed[3] = {0x40, 0x10, 0x20};  ///< of axis 0, 1, 2
+constexpr UCHAR kOverspeedMask = 0xF0, kRevisionMask = 0x0F;
+
+/// Commands in DAC counts.
+constexpr long kDacLeast = -32768, kDacMost = 32767;
+constexpr float kDacPerVolt = 32767.0f;
+
+constexpr int kCalibrationNeeded = 255;     ///< calibration status: sensors seen, update_calibration is due
+constexpr int kCalibrationIncorrect = 240;  ///< mask over the calibration status: any bit set is not acceptable
+
+/// Whether the home sensors of a hardware revision see three flags and two gaps on axis 0 and 1 and one flag on axis
+/// 2; else they see one flag an axis.
+constexpr bool hasManyFlags(int hardwareRevision) { return hardwareRevision >= 2 && hardwareRevision < 8; }
+
 // --- Records -----------------------------------------------------------------------------------
 
 /// The raw input registers of the device, 22 bytes.
@@ -57,17 +98,13 @@ typedef struct _PORT_INPUT {
     USHORT usPot1;           ///< analogue input 1
     USHORT usPot2;           ///< analogue input 2
     UCHAR ucTimerCnt;        ///< timer count
-    UCHAR ucMiscIn;          ///< 0x10, 0x04, 0x08: home sensor of axis 0, 1, 2; 0x20 overcurrent;
-                             ///< 0x40 watchdog good; 0x80 watchdog jumper in place
+    UCHAR ucMiscIn;          ///< home sensors, overcurrent, watchdog
     UCHAR ucWatchdogCntrIn;  ///< watchdog counter
-    UCHAR ucSpeedErrs;       ///< 0x40, 0x10, 0x20: overspeed of axis 0, 1, 2; low four bits: revision
+    UCHAR ucSpeedErrs;       ///< overspeed of each axis; hardware revision in the low four bits
     USHORT usSwitch1;        ///< switch 1
     USHORT usSwitch2;        ///< switch 2
     USHORT usCalibSwitch;    ///< calibration switch
 } PORT_INPUT;
-
-/// Mask of the three home sensors in PORT_INPUT::ucMiscIn.
-constexpr UCHAR kHomeSensorMask = 0x1C;
 
 /// One flag or gap seen by an axis sensor, in encoder counts; velocity in counts per second. 40 bytes.
 typedef struct _SENSOR_DATA {
@@ -104,10 +141,10 @@ public:
 
     char m_szName[128];  ///< name in the store, zero-terminated Latin-1
     int m_nIndex;        ///< place in the store, from 0
-    ULONG m_nModelType;  ///< 3 Corvale, 4 six degrees of freedom, 5 Orda, 9 Nolva
+    ULONG m_nModelType;  ///< a ModelType
     ULONG m_nVeska3Button;
     double m_dL1, m_dL2, m_dL3;  ///< link lengths, mm
-    ULONG m_nCardType;           ///< 1, 2 parallel port; 3 1394; 6 LAN; 7 USB
+    ULONG m_nCardType;           ///< a CardType
     ULONG m_nChannel;            ///< port number
     ULONG m_nExtra6DOFOption;    ///< grip: 0 none, 1 thumbpad, 2 scissor
     ULONG m_nSoftwareInterrupt;
@@ -243,11 +280,7 @@ static_assert(std::is_standard_layout<CTHARLeNDevice>::value && offsetof(CTHARLe
                   && offsetof(CTHARLeNDevice, m_nDeviceSerialNumber) == 720 && sizeof(CTHARLeNDevice) == 976,
               "layout of CTHARLeNDevice");
 
-// --- Status values -----------------------------------------------------------------------------
-
-constexpr int kMaxForceExceeded = -2;       ///< a command went past the nominal maximum force
-constexpr int kCalibrationNeeded = 255;     ///< calibration status: sensors seen, update_calibration is due
-constexpr int kCalibrationIncorrect = 240;  ///< mask over the calibration status: any bit set is not acceptable
+// --- Operations --------------------------------------------------------------------------------
 
 /// Kinds of get_tharlen_temp_advance() and set_tharlen_temp_advance().
 enum TemperatureKind {

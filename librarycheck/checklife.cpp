@@ -146,7 +146,7 @@ std::string openAgain(Bench& bench) {
     const auto after = figures(second);
     loop.stop();
     device.close();
-    demand(status != -5 && status > -28, "its refresh gives %d", status);
+    demand(status != kCommunicationError && status > kCommunicationErrorUsb, "its refresh gives %d", status);
     demand(before == after, "the handle was %d, then %d, which reads as one that is not open: %g N at most, not %g",
            first, second, static_cast<double>(after.first), static_cast<double>(before.first));
     return text("handle %d, then %d", first, second);

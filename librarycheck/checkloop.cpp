@@ -18,7 +18,17 @@ constexpr double kStopSeconds = 45;  ///< for them: how long a start takes is th
 constexpr double kRateSeconds = 0.7;
 constexpr int kRateTries = 3;
 constexpr double kMostLost = 0.03;  ///< of the periods, on a machine that loses none itself
-constexpr int kStatusCodes[] = {0, -1, -2, -4, -5, -13, -28, -29, -30, -31, -32};
+constexpr int kStatusCodes[] = {0,
+                                kMotorsWarm,
+                                kMaxForceExceeded,
+                                kDeviceFault,
+                                kCommunicationError,
+                                kMaxVelocityExceeded,
+                                kCommunicationErrorUsb,
+                                kParallelPortSetup,
+                                kAdapterSetup,
+                                kCommunicationErrorLan,
+                                kDriverSetup};
 
 std::string startsEarly(Bench& bench) {
     RunningLoop loop(bench.lib, -1);

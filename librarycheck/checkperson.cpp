@@ -8,12 +8,11 @@
 namespace librarycheck {
 namespace {
 
-constexpr double kFullCommand = 32767.0;  ///< DAC counts
-constexpr double kMostCommand = 0.3;      ///< of that
-constexpr double kMostForce = 0.6;        ///< of the nominal maximum
-constexpr int kSteps = 30;                ///< of a rising command
-constexpr double kStep = 20.0;            ///< ms
-constexpr double kSettle = 200.0;         ///< ms after a command
+constexpr double kMostCommand = 0.3;  ///< of that
+constexpr double kMostForce = 0.6;    ///< of the nominal maximum
+constexpr int kSteps = 30;            ///< of a rising command
+constexpr double kStep = 20.0;        ///< ms
+constexpr double kSettle = 200.0;     ///< ms after a command
 constexpr double kMotionSeconds = 6.0;
 constexpr const char* kAxisNames[] = {"x", "y", "z"};
 
@@ -265,7 +264,7 @@ public:
         kind_ = Dac;
         for (int half = 0; half < static_cast<int>(seconds * 100); ++half) {
             for (std::size_t i = 0; i < 3; ++i)
-                values_[i] = static_cast<float>((half % 2 ? 1 : -1) * kMostCommand * kFullCommand);
+                values_[i] = static_cast<float>((half % 2 ? 1 : -1) * kMostCommand * kDacMost);
             sleepFor(10);
         }
         settle();
@@ -323,7 +322,7 @@ std::array<int, 6> motorDirections(Bench& bench, std::string& seen) {
         for (const int way : {0, 1}) {
             drive.settle();
             const double before = encoder(), angleBefore = angle();
-            const bool enough = drive.raise(Drive::Dac, axis, (way ? 1 : -1) * kMostCommand * kFullCommand, [&] {
+            const bool enough = drive.raise(Drive::Dac, axis, (way ? 1 : -1) * kMostCommand * kDacMost, [&] {
                 if (commanded == 0) {
                     long last[6] = {};
                     drive.inTick([&] { bench.lib.get_last_motor_dac_values(drive.device.id, last); });

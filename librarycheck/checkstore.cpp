@@ -88,7 +88,8 @@ std::string fields(Bench& bench) {
             return std::find(values.begin(), values.end(), value) != values.end();
         };
         demand(d.m_nModelType < 100, "record %d has m_nModelType %lu", i, d.m_nModelType);
-        demand(among(d.m_nCardType, {1, 2, 3, 6, 7}), "record %d has m_nCardType %lu", i, d.m_nCardType);
+        demand(among(d.m_nCardType, {kCardParallel1, kCardParallel2, kCard1394, kCardLan, kCardUsb}),
+               "record %d has m_nCardType %lu", i, d.m_nCardType);
         demand(d.m_nHighForce <= 1 && d.m_nGimbal <= 1, "record %d has m_nHighForce %lu, m_nGimbal %lu", i,
                d.m_nHighForce, d.m_nGimbal);
         demand(d.m_nExtra6DOFOption <= 2, "record %d has m_nExtra6DOFOption %lu", i, d.m_nExtra6DOFOption);

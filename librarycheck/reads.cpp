@@ -78,7 +78,7 @@ const std::vector<Read>& reads() {
         {"get_tharlen_temp_advance", true, false, 6, 6, -40, 400, advance<kStatorTemperature>},
         {"get_tharlen_temp_advance", true, false, 6, 6, 0, 1000, advance<kShutdownTemperature>},
         {"get_tharlen_temp_advance", true, false, 6, 6, 0, 1000, advance<kCooldownTemperature>},
-        {"get_last_motor_dac_values", false, true, 6, 6, -32768, 32767, FILL(get_last_motor_dac_values, long, 6)},
+        {"get_last_motor_dac_values", false, true, 6, 6, kDacLeast, kDacMost, FILL(get_last_motor_dac_values, long, 6)},
         {"get_tharlen_inst_rate", false, true, 1, 1, 0, 1e6, VALUE(get_tharlen_inst_rate)},
         {"is_tharlen_forces_enabled", false, true, 1, 1, -kAnyInt, kAnyInt, VALUE(is_tharlen_forces_enabled)},
         {"unfiltered_device_fault", true, false, 1, 1, -kAnyInt, kAnyInt, VALUE(unfiltered_device_fault)},
