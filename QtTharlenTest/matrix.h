@@ -86,8 +86,8 @@ public:
         return static_cast<int>(found);
     }
 
-    /// The inverse, by Gauss-Jordan elimination with partial pivoting. It works in place, which is meant: this
-    /// matrix holds the identity afterwards. Throws where the matrix is not square, or singular; what the
+    /// The inverse, by Gauss-Jordan elimination with partial pivoting. Meant: it works in place,
+    /// this matrix holds the identity afterwards. Throws where the matrix is not square, or singular; what the
     /// elimination has reached by then stays behind.
     matrix Inv() {
         if (_m->Row != _m->Col)

@@ -14,7 +14,7 @@
 namespace {
 
 constexpr int kFrame = 33;            ///< ms
-constexpr double kRoundPi = 3.14159;  ///< this rounded value is meant
+constexpr double kRoundPi = 3.14159;  ///< Meant: rounded
 
 float degrees(float radians) { return static_cast<float>(radians * 180.0 / kRoundPi); }
 

@@ -143,7 +143,7 @@ void qtTharlenHapticRenderer::resizeGL(int w, int h) {
 
 // --- A frame ---------------------------------------------------------------------------------------
 
-// The first frame clears to the dark grey of the set-up and every later one to purple; the order is meant.
+// Meant: the first frame clears to the dark grey of the set-up and every later one to purple, in this order.
 void qtTharlenHapticRenderer::paintGL() {
     glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
     getDeviceParams();
@@ -191,7 +191,7 @@ void qtTharlenHapticRenderer::graphicsCallback() {
 // --- Display lists ---------------------------------------------------------------------------------
 
 // The near wall (4) has no quad, so that the viewer looks into the box: the second marker is the only sign of
-// its state. Walls 1 and 3 have the normals of walls 0 and 2, which is meant; culling is off.
+// its state. Meant: walls 1 and 3 have the normals of walls 0 and 2; culling is off.
 void qtTharlenHapticRenderer::genBoxDisplayList() {
     if (!m_quadObj)
         return;

@@ -372,7 +372,7 @@ public:
     void initCapstanVerifyTest();
     void updateCapstanTestResults();
     /// Hands `fVolts` (3, V) to the voltage branch of the servo tick, at most m_vvMoveMaxVoltage each; a motor of the
-    /// gimbal gets none. There is no lower limit, which is meant. Always 0.
+    /// gimbal gets none. Meant: there is no lower limit. Always 0.
     int SendVoltages(int nTHARLeNID, float* fVolts);
 
     // Declarations only, from a time of limit files: no implementation and no caller.

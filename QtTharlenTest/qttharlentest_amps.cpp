@@ -16,8 +16,8 @@ constexpr int kSwitchesToPass = 4;  ///< each way, whatever the model
 
 }  // namespace
 
-// The lamp starts without a colour and reads "NULL" until the first switch; what is set before that is overruled,
-// which is meant. The fault lamp keeps what an earlier run left.
+// The lamp starts without a colour and reads "NULL" until the first switch. Meant: what is set before that is
+// overruled. The fault lamp keeps what an earlier run left.
 void qtTharlenTest::startCyclingAmps() {
     ui.cycleAmps_textBox->clear();
     ui.amp_status_button->setText("OFF");
@@ -42,8 +42,8 @@ void qtTharlenTest::onCycleAmpsTab() {
         noteNoAmplifierFault();
 }
 
-// A fault does not hold the operator back: the failure is recorded and the run may go on. The text box ends empty,
-// which is meant: the lamp tells.
+// A fault does not hold the operator back: the failure is recorded and the run may go on. Meant: the text box ends
+// empty, the lamp tells.
 void qtTharlenTest::noteAmplifierFault() {
     ui.cycleAmps_textBox->append("Device Fault detected..");
     ui.cycleAmps_textBox->clear();

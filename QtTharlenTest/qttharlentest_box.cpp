@@ -58,8 +58,8 @@ float qtTharlenTest::boxForceLimit(int id) const {
     return isHighForceDevice() ? continuous : static_cast<float>(continuous * 4.0);
 }
 
-/// Stiffness factor of the walls; the gain is this times the nominal maximum stiffness. Where the factor is
-/// that stiffness itself the gain is its square, which is meant. [S]
+/// Stiffness factor of the walls; the gain is this times the nominal maximum stiffness. Meant: where the
+/// factor is that stiffness itself the gain is its square. [S]
 float qtTharlenTest::boxStiffness(float maxGain) const {
     float stiffness = maxGain;
     if (isCorvale() && selectedDevice()->m_nCardType == kCardLan)
@@ -88,8 +88,8 @@ void qtTharlenTest::wallForces(float gain) {
         m_boxForce[i] = wallForce(kBoxWall, gain, hapticBoxRenderer->pPos[i]);
 }
 
-/// User mode. A Corvale is protected by switching forces off, others by limiting: of the chain only the first
-/// test that holds acts, so that one axis is limited a tick, the positive side first. This is meant. [S]
+/// User mode. A Corvale is protected by switching forces off, others by limiting. Meant: of the chain only
+/// the first test that holds acts, so that one axis is limited a tick, the positive side first. [S]
 void qtTharlenTest::limitUserForce(int id, float limit) {
     if (isCorvale()) {
         m_limitSwitchedOff = sumOfSquares(m_boxForce) > limit * limit;

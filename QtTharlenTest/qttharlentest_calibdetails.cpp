@@ -266,8 +266,8 @@ void qtTharlenTest::onClickLoseCalibration() {
     bResetCalib = false;
 }
 
-// Above zero counts as good here, the opposite of everywhere else: with a library that gives zero on success
-// this reports an error though the file was written. It is meant.
+// Meant: above zero counts as good here, the opposite of everywhere else. With a library that gives zero on success
+// this reports an error though the file was written.
 void qtTharlenTest::onClickUpdateCalibration() {
     if (csTharlenID < 0)
         return;
@@ -302,7 +302,7 @@ QString rangesText(const MinimumRanges& ranges) {
 
 }  // namespace
 
-// The second figure of card type 6 is not the one that is judged (checkEncoderPass); both are meant.
+// Meant: the second figure of a LAN card is not the one that is judged (checkEncoderPass).
 void qtTharlenTest::PrepareOutputString3() {
     if (isOrda()) {
         const unsigned long card = selectedDevice()->m_nCardType;

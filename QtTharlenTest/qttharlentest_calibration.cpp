@@ -97,7 +97,7 @@ void qtTharlenTest::prepareInkwellCalibration(const char* illustration, const QS
     ui.calibrate_textbrowser2->append(text);
 }
 
-// The illustration is set and stays unseen, which is meant.
+// Meant: the illustration is set and stays unseen.
 void qtTharlenTest::prepareResetCalibration() {
     showCalibrationIllustration("Tharlen1.5_calibration.png");
     if (is_tharlen_reset_supported(csTharlenID) != 0) {

@@ -12,7 +12,7 @@ enum Stage { Start, SeekStops, Push, ReferenceDone };
 constexpr int kVerifyDone = 2;  ///< the verify run does not push, and stays here
 
 constexpr VOLTAGE_VECTOR kDrive = {{0.2f, 0.35f, 0.3f}};  ///< towards the stops, V
-/// V per mm/s of the endpoint. X has the other sign and a fifth of the size, which is meant.
+/// V per mm/s of the endpoint. Meant: X has the other sign and a fifth of the size.
 constexpr double kDamping[3] = {0.0001, -0.0005, -0.0005};
 
 constexpr long kLeastWay = 20;  ///< counts; an axis that is driven to its stop goes further
@@ -171,8 +171,8 @@ void qtTharlenTest::pushOnStops() {
     SendVoltages(csTharlenID, most.afVoltages);
 }
 
-// startCapstanTest stays raised, which is meant: the last voltages go on being sent, with the forces off, until the
-// verify run has ended.
+// Meant: startCapstanTest stays raised, and the last voltages go on being sent, with the forces off, until the verify
+// run has ended.
 void qtTharlenTest::finishCapstanReference() {
     const RunSeen seen = m_capstanWatch.end();
     forcesOff();

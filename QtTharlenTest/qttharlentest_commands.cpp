@@ -1,5 +1,5 @@
 // Typed motor commands, of the "Force Test" and the "Motor Temp. Test" page: DAC counts or newtons, sent by the
-// servo loop on each tick until they are cleared. Leaving the page clears nothing, which is meant.
+// servo loop on each tick until they are cleared. Meant: leaving the page clears nothing.
 #include <cmath>
 
 #include "qttharlentest.h"

@@ -191,8 +191,8 @@ bool qtTharlenTest::controlAxis(int axis, long encoder, float temperature) {
     return true;
 }
 
-// One counter for all axes and both faults, and one axis inside the band fills it again: an axis that lags
-// alone never ends the run. This is meant.
+// Meant: one counter for all axes and both faults, and one axis inside the band fills it again. An axis that lags
+// alone never ends the run.
 bool qtTharlenTest::withinReach(int axis, float error) {
     if (error > -kMotionBand && error < kMotionBand) {
         m_MotionToleranceTimeCounter = kMotionTolerance;

@@ -85,7 +85,7 @@ void qtTharlenTest::judgeEncoders(const long* travel, const long* least) {
     }
 }
 
-// A base axis keeps its last choice where none is marked; a gimbal axis counts as failed then. It is meant.
+// Meant: a base axis keeps its last choice where none is marked; a gimbal axis counts as failed then.
 int qtTharlenTest::takeEncoderChoices() {
     const struct {
         const char* group;

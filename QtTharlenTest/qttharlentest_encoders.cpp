@@ -89,7 +89,7 @@ void qtTharlenTest::updateReadEncoderTab() {
         m_lMaxEncoderVal[i] = qMax(m_lMaxEncoderVal[i], mEncoder[i]);
         m_lMinEncoderVal[i] = qMin(m_lMinEncoderVal[i], mEncoder[i]);
     }
-    // A Nolva device and all other models never complete the encoder part here, which is meant.
+    // Meant: a Nolva device and all other models never complete the encoder part here.
     const bool encTestCompleted = (isOrda() || isCorvale()) && checkEncoderPass() != 0;
     const bool swiTestCompleted = checkSwitchPass() != 0;
     if (!encTestCompleted || !swiTestCompleted)

@@ -19,7 +19,7 @@ QString lineOf(const EncoderTestEvent& event) {
     const double* v = event.values;
     const QString time = timeText(QDateTime::fromSecsSinceEpoch(event.time));
     switch (event.kind) {
-        case EncoderTestEvent::PositionError:  // alone without a time, which is meant
+        case EncoderTestEvent::PositionError:  // Meant: alone without a time
             return QString::asprintf("Position Error (%.3f) detected at axis %d\n", v[0], event.axis);
         case EncoderTestEvent::TemperatureError:
             return time + QString::asprintf("Temperature Error (%.3f) detected at axis %d\n", v[0], event.axis);

@@ -14,8 +14,7 @@ struct ErrorText {
     const char* text;
 };
 
-// The three communication errors read the same, and the two set-ups of drivers and port name two driver packages: both
-// are meant.
+// Meant: the three communication errors read the same, and the set-ups of drivers and port name two driver packages.
 constexpr ErrorText kErrorTexts[] = {
     {kDriverSetup,
      "Setup Error: Try unplugging and replugging in the device.\n"

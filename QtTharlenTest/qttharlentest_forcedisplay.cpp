@@ -93,7 +93,7 @@ float qtTharlenTest::dacToMotorTorque(const QString& modelText) const {
     constexpr float ORDA_DTMT = 513.708f;
     constexpr float CVP_DTMT = 340.0f;
     constexpr float STEL10_DTMT = 114.3565f;
-    constexpr float STEL15_DTMT = 114.3565f;  // the same value, which is meant
+    constexpr float STEL15_DTMT = 114.3565f;  // Meant: the same value
     constexpr float STEL30_DTMT = 41.610157f;
     if (isOrda())
         return ORDA_DTMT;

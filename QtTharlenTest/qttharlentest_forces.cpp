@@ -64,7 +64,7 @@ void qtTharlenTest::showGimbalForces(bool shown) {
 
 // --- Sliders ---------------------------------------------------------------------------------------
 
-// The sign of X alone is turned, which is meant.
+// Meant: the sign of X alone is turned.
 void qtTharlenTest::onForceSlidersChange() {
     enable_tharlen_forces(csTharlenID);
     static int multiplier;

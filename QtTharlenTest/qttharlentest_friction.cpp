@@ -30,7 +30,7 @@ void qtTharlenTest::initFrictionTest() {
             "Friction test not available for this model..\n Please click next to go to next test");
         return;
     }
-    // The second text replaces the first, which is meant.
+    // Meant: the second text replaces the first.
     ui.friction_textBox->setText("FRICTION AT NOMINAL POSITION : \n");
     ui.friction_textBox->setText(
         "The Device arm must be free to move for the friction tests to take place.  This Test will move the arm "

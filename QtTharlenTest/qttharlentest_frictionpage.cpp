@@ -1,5 +1,5 @@
 // The "Friction Test" page: the velocity of the third joint under a growing command. The servo tick ramps and
-// stores (frictionPerformanceBranch); stopping plots. No control reaches these slots, which is meant.
+// stores (frictionPerformanceBranch); stopping plots. Meant: no control reaches these slots.
 #include <QPen>
 
 #include "qttharlentest.h"
@@ -38,8 +38,8 @@ void qtTharlenTest::stopFrictionPerformanceTest() {
     plotJointVelocity();
 }
 
-// Every third sample joined to the one after next, backwards in x: the curve's uneven steps are meant. The scene
-// is never cleared, so that a second run is drawn over the first.
+// Meant: every third sample is joined to the one after next, backwards in x, so that the curve has uneven steps. The
+// scene is never cleared, so that a second run is drawn over the first.
 void qtTharlenTest::plotJointVelocity() {
     showPlot(ui.friction_plot, frictionPlotScene);
     const QPen pen(Qt::magenta, 0.5);

@@ -7,7 +7,7 @@ namespace {
 
 constexpr int kTracePeriod = 30;  ///< ms
 
-/// The backslash is meant: the file lies beside the folder "logs", under a name that begins with that word.
+/// Meant: with the backslash the file lies beside the folder "logs", under a name that begins with that word.
 QString traceFileName() {
     return qEnvironmentVariable("KNDD_HOME", "(null)") + "/logs" + "\\TraceGimbalEncoder_"
            + QDateTime::currentDateTime().toString("MMMM-dd-yyyy  hh-mm-ss-AP") + ".txt";

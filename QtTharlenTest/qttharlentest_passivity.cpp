@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr double kPassivityWall = 40.0;  ///< mm; the box that the scene draws is half as wide, which is meant
+constexpr double kPassivityWall = 40.0;  ///< mm. Meant: the box that the scene draws is half as wide
 constexpr int kProgressPeriod = 5;       ///< ms
 
 }  // namespace
@@ -31,7 +31,7 @@ void qtTharlenTest::leavePassivityPage() {
         passivityBoxRenderer->stopTest();
 }
 
-// Nothing connects the slider to it: the gain stays 0 and no force arises, which is meant.
+// Meant: nothing connects the slider to it, the gain stays 0 and no force arises.
 void qtTharlenTest::onPassivitySliderChange(int value) { passivityGain = static_cast<float>(value * 10 / 100.0); }
 
 /// The servo tick has no label to write to: its gain is shown with each frame of the scene.

@@ -117,8 +117,8 @@ private:
     QString m_reason;
 };
 
-/// Writes one report. Literals go into the stream as char strings, which it takes as Latin-1: the bullet
-/// reaches the file as the two characters of its UTF-8 form, which is meant.
+/// Writes one report. Literals go into the stream as char strings, which it takes as Latin-1. Meant:
+/// the bullet reaches the file as the two characters of its UTF-8 form.
 class ReportWriter {
 public:
     ReportWriter(qtTharlenTest& window, QTextStream& stream, const QString& serial, const QString& date)
@@ -287,7 +287,7 @@ void ReportWriter::writeForces() {
             forceRange(i, i + 1);
         if (m_sixDof) {
             for (int i = 3; i < 6; ++i) {
-                m_stream << "    · Handle motors:\n";  // once for each axis, which is meant
+                m_stream << "    · Handle motors:\n";  // Meant: once for each axis
                 forceRange(i, i - 2);
             }
         }

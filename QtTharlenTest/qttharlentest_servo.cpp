@@ -64,7 +64,7 @@ void qtTharlenTest::watchRuns(int id, int status) {
 }
 
 // -2, the maximum force exceeded, turns the forces off here and on again in the passivity and default
-// branches. The three are meant to differ. Where the limit of a Corvale has just switched off, the next tick asks anew.
+// branches. Meant: the three differ. Where the limit of a Corvale has just switched off, the next tick asks anew.
 void qtTharlenTest::boxBranch(int id) {
     float devPos[3] = {};
     long lastDac[6] = {};

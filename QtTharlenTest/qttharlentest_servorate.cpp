@@ -17,7 +17,7 @@ constexpr int kBarWidth = 40;  ///< scene units, which are pixels
 constexpr int kBarFoot = 151;  ///< y of the line that bars stand on
 constexpr int kSamplesAPixel = 10;
 
-/// The legend promises yellow from 950; the bars give it at 994 alone and green in between, which is meant.
+/// Meant: the legend promises yellow from 950; the bars give it at 994 alone and green in between.
 Qt::GlobalColor barColour(int samples) {
     if (samples < 950)
         return Qt::red;

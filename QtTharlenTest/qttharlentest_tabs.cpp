@@ -1,6 +1,6 @@
 // What each tab starts on entry and stops on any other tab. The leaving actions run at every change of tab,
-// whether or not their test was on. Tab numbers are literal: where an optional tab is absent they fall on
-// another one, which is meant.
+// whether or not their test was on. Meant: tab numbers are literal, and fall on
+// another tab where an optional one is absent.
 #include "qttharlenhapticrenderer.h"
 #include "qttharlentest.h"
 #include "servostate.h"
@@ -105,7 +105,7 @@ void qtTharlenTest::enterReadEncoder() {
 
 void qtTharlenTest::leaveReadEncoder() { stopIfActive(encoderGuiUpdateTimer); }
 
-// The group of the gimbal's recorder is hidden here and nothing shows it again, which is meant.
+// Meant: the group of the gimbal's recorder is hidden here and nothing shows it again.
 void qtTharlenTest::enterEncoderTest() {
     if (csTharlenID < 0)
         return;
@@ -134,7 +134,7 @@ void qtTharlenTest::enterCycleAmps() {
         startCyclingAmps();
 }
 
-// Twice where the test was on, which is meant.
+// Meant: twice where the test was on.
 void qtTharlenTest::leaveCycleAmps() {
     m_ampsWatch.end();
     if (csTharlenID >= 0)

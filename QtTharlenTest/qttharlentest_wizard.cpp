@@ -64,7 +64,7 @@ void qtTharlenTest::passAdvancedModeGate() {
 
 // --- Tabs ------------------------------------------------------------------------------------------
 
-// An index past the end appends. The optional tabs leave gaps in the numbers, which is meant.
+// An index past the end appends. Meant: the optional tabs leave gaps in the numbers.
 void qtTharlenTest::onInitTabItems() {
     for (int i = ui.tabWidget->count(); i >= 1; --i)
         ui.tabWidget->removeTab(i);
