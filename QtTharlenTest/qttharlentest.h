@@ -628,9 +628,11 @@ private:
     QString boxTestInstruction() const;
     void openLastTests();
 
-    /// Inserts a page as a tab, or leaves it where it is: tabs come in the order of their indices, so its place
-    /// would be the same. Enables it.
-    void placeTab(int index, QWidget* page, const QString& icon, const QString& text);
+    /// Inserts the page of a row of the table (tabs.h) as a tab, or leaves it where it is: tabs come in the order of
+    /// their indices, so its place would be the same. Enables it.
+    void placeTab(const char* title, bool withIcon = true);
+    struct Tab;
+    unsigned modeBits() const;
     bool spaceResets() const;
     void focusWhereSpaceResets();
 

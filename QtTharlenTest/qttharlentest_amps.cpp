@@ -16,6 +16,26 @@ constexpr int kSwitchesToPass = 4;  ///< each way, whatever the model
 
 }  // namespace
 
+// --- The tab ---------------------------------------------------------------------------------------
+
+void qtTharlenTest::enterCycleAmps() {
+    if (manufMode)
+        ui.tabWidget->setTabEnabled(3, false);
+    if (csTharlenID >= 0)
+        startCyclingAmps();
+}
+
+// Meant: twice where the test was on.
+void qtTharlenTest::leaveCycleAmps() {
+    m_ampsWatch.end();
+    if (csTharlenID >= 0)
+        forcesOff();
+    if (!ampsGuiUpdateTimer->isActive())
+        return;
+    forcesOff();
+    ampsGuiUpdateTimer->stop();
+}
+
 // The lamp starts without a colour and reads "NULL" until the first switch. Meant: what is set before that is
 // overruled. The fault lamp keeps what an earlier run left.
 void qtTharlenTest::startCyclingAmps() {
@@ -79,7 +99,7 @@ void qtTharlenTest::noteNoAmplifierFault() {
 }
 
 void qtTharlenTest::openTestForces() {
-    placeTab(7, ui.tab_7, "./Resources/force.png", "Test Forces");
+    placeTab("Test Forces");
     ui.next_button->setEnabled(true);
 }
 

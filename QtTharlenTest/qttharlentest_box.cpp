@@ -19,6 +19,45 @@ float sumOfSquares(const float* force) { return force[0] * force[0] + force[1] *
 
 }  // namespace
 
+// --- The tab ---------------------------------------------------------------------------------------
+
+QString qtTharlenTest::boxTestInstruction() const {
+    if (!manufMode)
+        return "Slowly move the cursor and feel all the faces and edges of the box using the Device .";
+    if (isCorvale())
+        return "To tension cables: break out 3 times from bottom face, then 3 times from right face, then 3 times "
+               "from inner face.";
+    return "Breakout through each wall 3 times to pass the test. including the hidden front wall. ";
+}
+
+// The first forceProgressUpdate enables the next button again, within 5 ms.
+void qtTharlenTest::enterBoxTest() {
+    if (manufMode) {
+        ui.tabWidget->setTabEnabled(5, false);
+        ui.next_button->setEnabled(false);
+    }
+    if (csTharlenID < 0)
+        return;
+    hapticBoxRenderer->changeTharlenInstance(csTharlenID, 0);
+    ui.textBrowser_8->clear();
+    ui.textBrowser_8->append(boxTestInstruction());
+    ui.boxTest_status->setVisible(manufMode);
+    startBoxTest = true;
+    hapticBoxRenderer->startTest(manufMode);
+    forceProgressTimer->start(5);
+}
+
+void qtTharlenTest::leaveBoxTest() {
+    startBoxTest = false;
+    for (float& force : m_forceToSend)
+        force = 0;
+    if (csTharlenID >= 0)
+        forcesOff();
+    forceProgressTimer->stop();
+    if (hapticBoxRenderer->graphicTimer->isActive())
+        hapticBoxRenderer->stopTest();
+}
+
 // The device's velocity takes no part: the walls have no damping.
 float* qtTharlenTest::calcForce(int tharlen_id, float* pPos, long* plastDac) {
     const float maxGain = get_tharlen_nominal_max_stiffness(tharlen_id);
@@ -196,6 +235,6 @@ void qtTharlenTest::forceProgressUpdate() {
 
 /// In manufacturing: as the box is passed, or as the operator goes on without.
 void qtTharlenTest::openLastTests() {
-    placeTab(11, ui.tab_11, "./Resources/servorate.png", "Servoloop");
-    placeTab(12, ui.tab_12, "./Resources/summary.png", "Summary");
+    placeTab("Servoloop");
+    placeTab("Summary");
 }

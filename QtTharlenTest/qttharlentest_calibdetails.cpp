@@ -50,6 +50,21 @@ QString widthText(const char* kind, int index, const SENSOR_WIDTH_LIMIT& limit, 
 
 // --- The tab ---------------------------------------------------------------------------------------
 
+void qtTharlenTest::enterCalibrationDetails() {
+    if (csTharlenID >= 0)
+        onCalibrationDetailTab();
+}
+
+// The widths are judged once, at leaving, from the last state of the sensors.
+void qtTharlenTest::leaveCalibrationDetails() {
+    if (!calibDetailTimer->isActive())
+        return;
+    verifyFlagGapWidth();
+    calibDetailTimer->stop();
+}
+
+// --- The tab ---------------------------------------------------------------------------------------
+
 void qtTharlenTest::onCalibrationDetailTab() {
     ui.calibFileStatus->clear();
     const bool corvale = isCorvale();

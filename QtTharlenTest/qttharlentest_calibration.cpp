@@ -22,6 +22,27 @@ constexpr char kMoveText[] =
 
 }  // namespace
 
+// --- The tab ---------------------------------------------------------------------------------------
+
+void qtTharlenTest::enterCalibrate() {
+    if (manufMode)
+        ui.tabWidget->setTabEnabled(1, false);
+    ui.calibrate_textbrowser1->clear();
+    ui.calibrate_textbrowser2->clear();
+    if (csTharlenID < 0)
+        return;
+    enable_tharlen_velocity_check(csTharlenID, 0);
+    onCalibrationTab();
+    checkCalibTimer->start(20);
+}
+
+void qtTharlenTest::leaveCalibrate() {
+    if (csTharlenID >= 0)
+        enable_tharlen_velocity_check(csTharlenID, 1);
+    startCalibTest = false;
+    checkCalibTimer->stop();
+}
+
 // --- Preparing the tab -----------------------------------------------------------------------------
 
 // Each entry discards the stored calibration: the device is always calibrated from nothing here. What the styles show
@@ -157,7 +178,7 @@ void qtTharlenTest::passCalibration() {
     checkCalibTimer->stop();
     if (!manufMode)
         return;
-    placeTab(3, ui.tab_3, "./Resources/read.png", "Read Encoder");
+    placeTab("Read Encoder");
     ui.next_button->setEnabled(true);
 }
 

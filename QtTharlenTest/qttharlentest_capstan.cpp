@@ -21,6 +21,13 @@ constexpr char kNotAvailable[] = "Capstan test not available for this model..\n 
 
 }  // namespace
 
+// --- The tab ---------------------------------------------------------------------------------------
+
+void qtTharlenTest::enterTestCapstan() {
+    if (csTharlenID >= 0)
+        initCapstanRefTest();
+}
+
 // --- Preparing and starting ------------------------------------------------------------------------
 
 void qtTharlenTest::initCapstanRefTest() {

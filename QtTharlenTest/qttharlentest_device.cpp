@@ -25,6 +25,37 @@ constexpr int kMostDevices = 20;
 
 }  // namespace
 
+// --- The tab ---------------------------------------------------------------------------------------
+
+void qtTharlenTest::enterSelect() {
+    if (manufMode)
+        ui.tabWidget->setTabEnabled(0, false);
+    if (isServoLoopRunning()) {
+        // Choosing a mode takes the tabs of a device that was open before the window was shown.
+        if (csTharlenID >= 0 && ui.tabWidget->indexOf(ui.tab_2) < 0)
+            enableTestTabs();
+    } else if (reopenDevice() >= 0) {
+        selectionTimer->start(30);
+        enableTestTabs();
+    } else {
+        disableTestTabs();
+        ui.error_browser->append("Selected Device cannot be initialized !");
+    }
+    tellSurplusDevices();
+}
+
+/// An exception waits until the tabs before have been left.
+int qtTharlenTest::reopenDevice() {
+    try {
+        return OnSelChangeTHARLeN();
+    } catch (...) {
+        m_failedEntry = std::current_exception();
+        return -1;
+    }
+}
+
+void qtTharlenTest::leaveSelect() { selectionTimer->stop(); }
+
 bool qtTharlenTest::isCorvale() const { return hasModelType(selectedDevice(), kModelCorvale); }
 bool qtTharlenTest::is6dof() const { return hasModelType(selectedDevice(), kModelSixDof); }
 bool qtTharlenTest::isOrda() const { return hasModelType(selectedDevice(), kModelOrda); }

@@ -20,6 +20,25 @@ void showSwitch(QPushButton* button, bool on, bool judged) {
 
 }  // namespace
 
+// --- The tab ---------------------------------------------------------------------------------------
+
+void qtTharlenTest::enterReadEncoder() {
+    if (csTharlenID < 0)
+        return;
+    PrepareOutputString3();
+    ui.encoderStatus_select->setVisible(manufMode);
+    ui.gimbalStatus_select->setVisible(manufMode);
+    ui.switchStatus_select->setVisible(manufMode);
+    if (manufMode) {
+        ui.tabWidget->setTabEnabled(2, false);
+        if (encoderTestMode)
+            placeTab("Encoder Test");
+    }
+    onEncoderTab();
+}
+
+void qtTharlenTest::leaveReadEncoder() { encoderGuiUpdateTimer->stop(); }
+
 // --- Preparing the tab -----------------------------------------------------------------------------
 
 // The counters stay: a switch held on at a second visit counts one more on.
@@ -94,7 +113,7 @@ void qtTharlenTest::updateReadEncoderTab() {
     const bool swiTestCompleted = checkSwitchPass() != 0;
     if (!encTestCompleted || !swiTestCompleted)
         return;
-    placeTab(6, ui.tab_6, "./Resources/cycle_amps.png", "Cycle Amps");
+    placeTab("Cycle Amps");
     ui.next_button->setEnabled(true);
 }
 

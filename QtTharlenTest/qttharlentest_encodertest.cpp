@@ -47,6 +47,28 @@ int hoursInMilliseconds(int hours) { return static_cast<int>(static_cast<unsigne
 
 }  // namespace
 
+// --- The tab ---------------------------------------------------------------------------------------
+
+// Meant: the group of the gimbal's recorder is hidden here and nothing shows it again.
+void qtTharlenTest::enterEncoderTest() {
+    if (csTharlenID < 0)
+        return;
+    ui.runEncoderTest_button->setEnabled(true);
+    ui.runGimbalEncoderTest_button->setEnabled(true);
+    ui.stopEncoderTest_button->setEnabled(false);
+    ui.stopGimbalEncoderTest_button->setEnabled(false);
+    ui.groupBox_22->hide();
+    initEncoderTestPars();
+}
+
+// Buttons and lines of a run stay as they are until the next entry. A stop that came in this moment is not clicked:
+// it would turn off the forces of the next tab.
+void qtTharlenTest::leaveEncoderTest() {
+    startEncoderTest = false;
+    m_encoderWatch.end();
+    takeEncoderTestEvents();
+}
+
 // --- Options ---------------------------------------------------------------------------------------
 
 void qtTharlenTest::connectEncoderTestOptions() {

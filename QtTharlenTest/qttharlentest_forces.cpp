@@ -40,6 +40,29 @@ std::array<Choice, 6> forceChoices(const Ui::qtTharlenTestClass& ui) {
 
 }  // namespace
 
+// --- The tab ---------------------------------------------------------------------------------------
+
+void qtTharlenTest::enterTestForces() {
+    if (manufMode)
+        ui.tabWidget->setTabEnabled(4, false);
+    if (csTharlenID < 0)
+        return;
+    ui.forceTest_userSelect->setVisible(manufMode);
+    ui.forceTest_browser->hide();
+    m_form.putBack({ui.forces_textBox, ui.temp_X, ui.temp_Y, ui.temp_Z, ui.temp_TX, ui.temp_TY, ui.temp_TZ});
+    onTestForcesTab();
+}
+
+void qtTharlenTest::leaveTestForces() {
+    onClickResetForces();
+    if (tempGuiUpdateTimer->isActive()) {
+        forcesOff();
+        tempGuiUpdateTimer->stop();
+    }
+    forceCheckTimer->stop();
+    closeInkwellWarning();
+}
+
 // --- Preparing the tab -----------------------------------------------------------------------------
 
 // Later blocks of the same change of tab turn the forces off again: a moved slider turns them on.
@@ -161,7 +184,7 @@ void qtTharlenTest::checkForcePass() {
     Q_UNUSED(manuForceTestPass)
     if (!testCompleted)
         return;
-    placeTab(10, ui.tab_10, "./Resources/box.png", "Box Test");
+    placeTab("Box Test");
     ui.next_button->setEnabled(true);
 }
 

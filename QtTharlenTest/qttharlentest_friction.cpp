@@ -13,6 +13,16 @@ constexpr double kOrdaDacPerMilliNm = 513.708;  ///< DAC counts of an Orda's mot
 
 }  // namespace
 
+// --- The tab ---------------------------------------------------------------------------------------
+
+// Neither tab has a leaving action: a run that was started ends by itself.
+void qtTharlenTest::enterTestFriction() {
+    if (csTharlenID < 0)
+        return;
+    m_form.putBack({ui.x_voltage, ui.y_voltage, ui.z_voltage});
+    initFrictionTest();
+}
+
 // --- Preparing and starting ------------------------------------------------------------------------
 
 void qtTharlenTest::initFrictionTest() {

@@ -5,6 +5,43 @@
 #include "qttharlentest.h"
 #include "servostate.h"
 
+// --- The tab ---------------------------------------------------------------------------------------
+
+/// Of the list, which may have no current row: the page that was shown then stays.
+QString qtTharlenTest::shownPage() const {
+    const QListWidgetItem* item = ui.listWidget->item(ui.stackedWidget->currentIndex());
+    return item ? item->text() : QString();
+}
+
+// A scene that was ended as the tab was left goes on.
+void qtTharlenTest::enterPerformanceTesting() {
+    if (csTharlenID < 0)
+        return;
+    ui.gain_slider->setValue(0);
+    if (m_sceneLeft)
+        shownPage() == "Passivity Test" ? enterPassivityPage() : enterFiltersPage();
+    m_sceneLeft = false;
+}
+
+void qtTharlenTest::leavePerformanceTesting() {
+    endPages();
+    ui.gain_slider->setValue(0);
+    if (csTharlenID >= 0)
+        forcesOff();
+}
+
+/// What the pages drive ends with their tab, though it goes on from page to page.
+void qtTharlenTest::endPages() {
+    endTypedCommand();
+    if (bFrictionPerformance)
+        stopFrictionPerformanceTest();
+    m_sceneLeft = m_sceneLeft || startPassivityTest || startFiltersTest;
+    if (startPassivityTest)
+        leavePassivityPage();
+    if (startFiltersTest)
+        leaveFiltersPage();
+}
+
 void qtTharlenTest::changePage(QListWidgetItem* current, QListWidgetItem* previous) {
     const QListWidgetItem* item = current ? current : previous;
     if (!item)

@@ -37,6 +37,22 @@ void clearVerdicts(REPORTDATA& record) {
 
 }  // namespace
 
+// --- The tab ---------------------------------------------------------------------------------------
+
+void qtTharlenTest::enterSummary() {
+    if (manufMode) {
+        ui.tabWidget->setTabEnabled(6, false);
+        ui.tabWidget->setTabEnabled(7, false);
+    }
+    if (csTharlenID < 0)
+        return;
+    createTestReport();
+    for (int i = 0; i < ui.tabWidget->currentIndex(); ++i)
+        ui.tabWidget->setTabEnabled(i, false);
+    ui.next_button->setEnabled(false);
+    ui.back_button->setEnabled(false);
+}
+
 void qtTharlenTest::initReportData() {
     repData = new REPORTDATA;
     clearVerdicts(*repData);

@@ -26,6 +26,23 @@ Qt::GlobalColor barColour(int samples) {
 
 }  // namespace
 
+// --- The tab ---------------------------------------------------------------------------------------
+
+void qtTharlenTest::enterServoloop() {
+    if (manufMode)
+        ui.tabWidget->setTabEnabled(6, false);
+    if (csTharlenID < 0)
+        return;
+    ui.servoLoopUpdate_box->setText(
+        "Press 'START' to begin performance checking of Haptic Update Rate running @ 1000 Hz on this PC");
+    startServoTest = false;
+}
+
+void qtTharlenTest::leaveServoloop() {
+    stopServoLoopRateTest();
+    startServoTest = false;
+}
+
 // --- A run -----------------------------------------------------------------------------------------
 
 // The rate in Hz is also the period in ms. Samples of a run that was stopped within a period stay counted.

@@ -2,11 +2,12 @@
 #include <QCryptographicHash>
 #include <QIcon>
 #include <QKeyEvent>
+#include <algorithm>
+#include <iterator>
 #include <utility>
 
-#include "qttharlenhapticrenderer.h"
-#include "qttharlentest.h"
 #include "servostate.h"
+#include "tabs.h"
 
 // --- Modes -----------------------------------------------------------------------------------------
 
@@ -62,32 +63,29 @@ void qtTharlenTest::passAdvancedModeGate() {
     }
 }
 
+unsigned qtTharlenTest::modeBits() const {
+    if (!manufMode)
+        return Tab::kUser;
+    return encoderTestMode ? Tab::kManufacturing | Tab::kEncoderCheck : Tab::kManufacturing;
+}
+
+void qtTharlenTest::enterMode() {
+    if (isServoLoopRunning())
+        stopLoop();
+    ui.glDrawWidget1->hide();
+    disableTestTabs();
+}
+
 // --- Tabs ------------------------------------------------------------------------------------------
 
-// An index past the end appends. Meant: the optional tabs leave gaps in the numbers.
 void qtTharlenTest::onInitTabItems() {
     for (int i = ui.tabWidget->count(); i >= 1; --i)
         ui.tabWidget->removeTab(i);
     const bool performance = performanceTestMode;
-    placeTab(1, ui.tab_1, performance ? "" : "./Resources/select.png", "Select");
-    placeTab(2, ui.tab_2, performance ? "" : "./Resources/calibrate.png", "Calibrate");
-    if (!performance) {
-        placeTab(3, ui.tab_3, "./Resources/read.png", "Read Encoder");
-        if (manufMode && encoderTestMode)
-            placeTab(5, ui.tab_5, "", "Encoder Test");
-        placeTab(6, ui.tab_6, "./Resources/cycle_amps.png", "Cycle Amps");
-        placeTab(7, ui.tab_7, "./Resources/force.png", "Test Forces");
-        if (manufMode) {
-            placeTab(8, ui.tab_8, "./Resources/friction.png", "Test Friction");
-            placeTab(9, ui.tab_9, "./Resources/passivity.png", "Test Capstan");
-        }
-        placeTab(10, ui.tab_10, "./Resources/box.png", "Box Test");
-        placeTab(11, ui.tab_11, "./Resources/servorate.png", "Servoloop");
-        if (manufMode)
-            placeTab(12, ui.tab_12, "./Resources/summary.png", "Summary");
-    } else {
-        placeTab(15, ui.tab_15, "", "Performance Testing");
-    }
+    const unsigned modes = performance ? Tab::kPerformance : modeBits();
+    for (const Tab& tab : Tab::all)
+        if (tab.modes & modes)
+            placeTab(tab.title, !performance);
     ui.servolooprateGroup->setVisible(performance);
     // The operator is offered the user mode alone; the other modes wait behind this.
     ui.manuf_password->hide();
@@ -106,25 +104,25 @@ void qtTharlenTest::disableTestTabs() {
 void qtTharlenTest::enableTestTabs() {
     if (performanceTestMode)
         return;
-    placeTab(2, ui.tab_2, "./Resources/calibrate.png", "Calibrate");
-    if (manufMode) {
-        if (isCorvale() && encoderTestMode)
-            placeTab(5, ui.tab_5, "", "Encoder Test");
-    } else {
-        placeTab(3, ui.tab_3, "./Resources/read.png", "Read Encoder");
-        placeTab(6, ui.tab_6, "./Resources/cycle_amps.png", "Cycle Amps");
-        placeTab(7, ui.tab_7, "./Resources/force.png", "Test Forces");
-        placeTab(10, ui.tab_10, "./Resources/box.png", "Box Test");
-        placeTab(11, ui.tab_11, "./Resources/servorate.png", "Servoloop");
+    placeTab("Calibrate");
+    if (!manufMode) {
+        for (const Tab& tab : Tab::all)
+            if (tab.modes & Tab::kUser)
+                placeTab(tab.title);
+    } else if (isCorvale() && encoderTestMode) {
+        placeTab("Encoder Test");
     }
     ui.servolooprateGroup->hide();
 }
 
-void qtTharlenTest::placeTab(int index, QWidget* page, const QString& icon, const QString& text) {
+void qtTharlenTest::placeTab(const char* title, bool withIcon) {
+    const Tab& row = *std::find_if(std::begin(Tab::all), std::end(Tab::all),
+                                   [title](const Tab& tab) { return qstrcmp(tab.title, title) == 0; });
+    QWidget* const page = ui.*row.page;
     QTabWidget& tabs = *ui.tabWidget;
     int at = tabs.indexOf(page);
     if (at < 0) {
-        at = tabs.insertTab(index, page, icon.isEmpty() ? QIcon() : QIcon(icon), text);
+        at = tabs.insertTab(row.index, page, withIcon && *row.icon ? QIcon(row.icon) : QIcon(), row.title);
         tabs.setTabToolTip(at, m_tabToolTips.value(page));
     }
     tabs.setTabEnabled(at, true);
@@ -190,24 +188,12 @@ void qtTharlenTest::onTabChange(int index) {
     // What the next tab reads on entry may take its time, ahead of the calls that switch off: ticks do it meanwhile.
     // "Select" reads only once it has closed the device.
     const ForceGate::Hold hold(m_forceGate, csTharlenID >= 0 && tab != "Select");
-    if (tab == "Mode")
-        enterMode();
-    tab == "Select" ? enterSelect() : leaveSelect();
-    tab == "Calibrate" ? enterCalibrate() : leaveCalibrate();
-    tab == "Read Encoder" ? enterReadEncoder() : leaveReadEncoder();
-    tab == "Calibration Details" && manufMode ? enterCalibrationDetails() : leaveCalibrationDetails();
-    tab == "Encoder Test" && manufMode&& encoderTestMode ? enterEncoderTest() : leaveEncoderTest();
-    tab == "Cycle Amps" ? enterCycleAmps() : leaveCycleAmps();
-    tab == "Test Forces" ? enterTestForces() : leaveTestForces();
-    if (tab == "Test Friction" && manufMode)
-        enterTestFriction();
-    if (tab == "Test Capstan" && manufMode)
-        enterTestCapstan();
-    tab == "Box Test" ? enterBoxTest() : leaveBoxTest();
-    tab == "Servoloop" ? enterServoloop() : leaveServoloop();
-    if (tab == "Summary")
-        enterSummary();
-    tab == "Performance Testing" ? enterPerformanceTesting() : leavePerformanceTesting();
+    for (const Tab& row : Tab::all) {
+        if (tab == row.title && (row.needs == 0 || (row.needs & modeBits()) != 0))
+            (this->*row.enter)();
+        else if (row.leave)
+            (this->*row.leave)();
+    }
     rethrowFailedEntry();
 }
 
