@@ -151,6 +151,10 @@ private slots:
         QVERIFY(look(9).isEmpty());
         ServoLoopCallBack(window.get());
         QVERIFY(look(2).contains("answers again"));
+        QVERIFY(look(3).contains("stopped answering"));
+        ServoLoopCallBack(window.get());
+        window->watchLoop();
+        QVERIFY(window->errorMessage.isEmpty());  // nor is it repeated once the loop is back
         goToTab(*window, "Mode");
         QVERIFY(look(9).isEmpty());
     }
