@@ -1,7 +1,7 @@
 // What the limit records hold that is read, chosen for the simulated arm of the line (device/simulated): its travel,
 // its flags and its dry friction. A real line's figures belong to its own documentation. Every other field is read by
 // nothing and stays zero: to move another verdict, change the constants of its test.
-#include "tharlenDefines.h"
+#include "QtTharlenTest/tharlenDefines.h"
 
 CONFIG_DATA_CORVALE corvaleLimits() {
     CONFIG_DATA_CORVALE limits{};
