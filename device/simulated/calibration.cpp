@@ -12,6 +12,7 @@
 
 #include "device/foreign.h"
 #include "jsontext.h"
+#include "say.h"
 
 namespace arm {
 namespace {
@@ -27,13 +28,6 @@ void store(T& field, V value) {
 std::string pathOf(const std::string& name) { return dataHome() + "/config/THARLeN Calibration (" + name + ")"; }
 
 }  // namespace
-
-std::string dataHome() {
-    const char* home = std::getenv("KNDD_HOME");
-    return home ? home : "";
-}
-
-void complain(const std::string& text) { std::fprintf(stderr, "libTharlenIOLib42: %s\n", text.c_str()); }
 
 void LiveCalibration::DiscardCalibration() {
     if (discard)

@@ -8,7 +8,7 @@
 #include <functional>
 #include <string>
 
-#include "boundary.h"
+#include "device/tharlenio.h"
 #include "sensors.h"
 
 namespace arm {
@@ -42,10 +42,5 @@ enum class CalibrationFile { Missing, Good, Bad };
 CalibrationFile readCalibration(const std::string& name, const std::string& serial, Offsets& offsets, std::string& why);
 /// Writes it; an empty string, or why it could not be written.
 std::string writeCalibration(const std::string& name, const std::string& serial, const Offsets& offsets);
-
-/// Value of KNDD_HOME, empty when it is not set.
-std::string dataHome();
-/// One line on standard error.
-void complain(const std::string& text);
 
 }  // namespace arm

@@ -1,7 +1,5 @@
 // JSON commands: a table of names, the fields each one takes, and what it does. Fields are checked before
 // anything is changed; whatever is wrong is answered by the field's name.
-#include "commands.h"
-
 #include <array>
 #include <climits>
 #include <cmath>
@@ -10,7 +8,7 @@
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 
-#include "control.h"
+#include "boundary.h"
 #include "device/foreign.h"
 #include "jsontext.h"
 #include "rig.h"
@@ -156,7 +154,7 @@ std::string doFault(const Fields& f, json&) {
     const bool on = f.boolean("on");
     const int axis = f.has("axis") ? static_cast<int>(f.integer("axis", -1, kFleetSize - 1)) : -1;
     const double amount = f.has("amount") ? f.number("amount") : 0.0;
-    return switchFault(name, on, axis, f.has("amount") ? &amount : nullptr);
+    return rig().switchFault(name, on, axis, f.has("amount") ? &amount : nullptr);
 }
 
 std::string doStep(const Fields& f, json& answer) {
@@ -309,9 +307,8 @@ json answerTo(const std::string& line) {
 }
 
 }  // namespace
-
-std::string runCommand(const std::string& line) {
-    return answerTo(line).dump(-1, ' ', false, json::error_handler_t::replace);
-}
-
 }  // namespace arm
+
+std::string armcontrol::command(const std::string& line) {
+    return arm::answerTo(line).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+}

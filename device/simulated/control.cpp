@@ -1,9 +1,7 @@
 // Functions of armcontrol.h: check, then act on the arm under its lock.
-#include "control.h"
-
 #include <cmath>
 
-#include "commands.h"
+#include "boundary.h"
 #include "rig.h"
 
 namespace armcontrol {
@@ -202,7 +200,7 @@ std::vector<std::string> fleetNames() {
 std::string fleetSource() { return rig().fleet().source; }
 
 std::string setFault(const std::string& name, bool on, int axis, double amount) {
-    return arm::switchFault(name, on, axis, &amount);
+    return rig().switchFault(name, on, axis, &amount);
 }
 
 std::string clearFaults() {
@@ -300,20 +298,4 @@ void resetArm() {
         rig().reset();
 }
 
-std::string command(const std::string& line) { return arm::runCommand(line); }
-
 }  // namespace armcontrol
-
-namespace arm {
-
-std::string switchFault(const std::string& name, bool on, int axis, const double* amount) {
-    const std::string why = FaultSet::check(name, on, axis, amount);
-    if (!why.empty())
-        return why;
-    const Fault fault = faultNamed(name);
-    const double used = amount ? *amount : faultFigures(fault).usual;
-    rig().withArm([&](Arm& a) { a.faults.set(fault, on, axis, used); });
-    return "";
-}
-
-}  // namespace arm

@@ -7,9 +7,9 @@
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 
-#include "calibration.h"
 #include "device/foreign.h"
 #include "jsontext.h"
+#include "say.h"
 
 namespace arm {
 namespace {

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "boundary.h"
+#include "device/tharlenio.h"
 #include "lines.h"
 
 namespace arm {

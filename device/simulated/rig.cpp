@@ -6,7 +6,7 @@
 #include <cmath>
 #include <stdexcept>
 
-#include "commands.h"
+#include "say.h"
 
 namespace arm {
 namespace {
@@ -27,12 +27,11 @@ Rig& rig() {
     return instance;
 }
 
-Rig::Rig() : loop(&Rig::moveArm), socket_(&runCommand) {
+Rig::Rig() : loop(&Rig::moveArm) {
     arm_.calibration.discard = [this] { withArm([](Arm& a) { a.discardCalibration(); }); };
 }
 
 Rig::~Rig() {
-    socket_.stop();
     loop.stop();
     loop.stopThread();
 }
@@ -59,6 +58,16 @@ double Rig::manner(Fault fault) {
             return 0.0;
         return faultFigures(fault).highest > 0.0 ? a.faults.amount(fault) : 1.0;
     });
+}
+
+std::string Rig::switchFault(const std::string& name, bool on, int axis, const double* amount) {
+    const std::string why = FaultSet::check(name, on, axis, amount);
+    if (!why.empty())
+        return why;
+    const Fault fault = faultNamed(name);
+    const double used = amount ? *amount : faultFigures(fault).usual;
+    withArm([&](Arm& a) { a.faults.set(fault, on, axis, used); });
+    return "";
 }
 
 // A stepped loop has no time for it: its ticks and the graphical thread's work never run side by side.
@@ -96,7 +105,6 @@ Fleet Rig::enumerate() {
         fleetLoaded_ = true;
     }
     loop.ensureThread();
-    socket_.start();
     return fresh;
 }
 

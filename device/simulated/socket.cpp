@@ -16,8 +16,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "calibration.h"
 #include "device/foreign.h"
+#include "say.h"
 
 namespace arm {
 namespace {
