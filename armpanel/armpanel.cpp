@@ -165,7 +165,9 @@ void ArmPanel::showState(const QJsonObject& json) {
     const ArmState state = readArmState(json);
     const QLocale locale;
     if (state.open) {
-        device_->showLine(tr("%1 \u2014 %2, serial %3").arg(state.name, state.model, state.serial));
+        device_->showLine(tr("%1 \u2014 %2, serial %3")
+                              .arg(QString::fromStdString(state.name), QString::fromStdString(state.model),
+                                   QString::fromStdString(state.serial)));
         loop_->showLine(tr("%1 Hz set, %2 measured;  %3 of %4 ticks late;  %5")
                             .arg(state.rate)
                             .arg(state.measuredRate, 0, 'f', 1)

@@ -18,9 +18,9 @@
 
 namespace {
 
-constexpr int kStrongest = 200;   // N that the arm takes
 constexpr int kUsualSpeed = 100;  // mm/s
-constexpr int kFastest = 5000;    // mm/s that the arm takes
+constexpr int kStrongest = static_cast<int>(armwords::kStrength.high);
+constexpr int kFastest = static_cast<int>(armwords::kDragSpeed.high);
 
 }  // namespace
 

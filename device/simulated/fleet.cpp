@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 
+#include "armwords.h"
 #include "device/foreign.h"
 #include "jsontext.h"
 #include "say.h"
@@ -48,7 +49,7 @@ constexpr BuiltIn kBuiltIn[] = {
     {"Stelmar 6DOF Thumbpad", "Stelmar 1.5 6DOF", 1, false, 1, true, 2, "SIM-40113"},
     {"Stelmar 6DOF Scissor", "Stelmar 1.5 6DOF", 3, false, 2, true, 2, "SIM-40314"},
 };
-static_assert(std::size(kBuiltIn) <= kFleetSize, "the store holds twenty devices");
+static_assert(std::size(kBuiltIn) <= armwords::kFleetSize, "the store holds twenty devices");
 
 /// Latin-1 of UTF-8 text; false for characters outside Latin-1 and control characters.
 bool toLatin1(const std::string& utf8, std::string& latin1) {
@@ -159,7 +160,7 @@ std::vector<FleetDevice> readDevices(const std::string& content) {
     if (!root.is_object() || !root.contains("devices") || !root["devices"].is_array() || root.size() != 1)
         throw std::runtime_error("must be an object with the one field \"devices\", an array");
     const json& list = root["devices"];
-    if (list.size() > kFleetSize)
+    if (list.size() > armwords::kFleetSize)
         refuse("devices", "holds " + std::to_string(list.size()) + " devices, more than 20");
     std::vector<FleetDevice> devices;
     for (std::size_t i = 0; i < list.size(); ++i) {

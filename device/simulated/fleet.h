@@ -9,8 +9,6 @@
 
 namespace arm {
 
-constexpr int kFleetSize = 20;
-
 struct FleetDevice {
     std::string name;    ///< UTF-8
     std::string latin1;  ///< the same as it crosses the boundary, at most 127 bytes

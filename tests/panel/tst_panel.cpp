@@ -254,8 +254,8 @@ private slots:
         QCOMPARE(state.joints[1] + state.position[0], 0.0);
         QCOMPARE(state.jointMax, (Vec6{1, 2, 0, 0, 3, 4}));
         QCOMPARE(state.encoders[0] + state.strength + static_cast<double>(state.ticks), 0.0);
-        QCOMPARE(state.name, QString("a?b"));
-        QVERIFY(!state.open && state.switches[0] && !state.switches[1] && state.faults.isEmpty());
+        QCOMPARE(state.name, std::string("a?b"));
+        QVERIFY(!state.open && state.switches[0] && !state.switches[1] && state.faults.empty());
         QCOMPARE(state.handTarget[2], 6.0);
         QCOMPARE(state.rate, 1000);
     }
