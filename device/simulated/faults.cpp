@@ -1,9 +1,10 @@
-// The table of faults and its checks.
+// What may be switched, and how.
 #include "faults.h"
 
 #include <cmath>
 #include <cstdio>
 
+#include "armwords.h"
 #include "device/foreign.h"
 
 namespace arm {
@@ -12,51 +13,11 @@ namespace {
 constexpr std::size_t kFaults = static_cast<std::size_t>(Fault::Count);
 using S = FaultScope;
 
-// In the order of Fault: name, scope, lowest, highest, usual amount, whole numbers, unit, text.
 constexpr FaultFigures kTable[] = {
-    {"unplugged", S::None, 0, 0, 0, false, "",
-     "the cable is out: no answer, no force, a communication error each tick"},
-    {"amplifier", S::None, 0, 0, 0, false, "", "the amplifiers report a fault and stay off"},
-    {"no-amplifier-follow", S::None, 0, 0, 0, false, "", "the amplifiers do not follow when they are turned on"},
-    {"status", S::None, -99, -1, -32, true, "code", "each refresh of the device returns this code"},
-    {"overspeed", S::BaseAxis, 0, 0, 0, false, "", "the speed check of an axis trips at any speed"},
-    {"hot", S::AnyAxis, 25, 300, 95, false, "degrees C", "a winding stays at this temperature"},
-    {"dead-encoder", S::AnyAxis, 0, 0, 0, false, "", "an encoder stands still"},
-    {"drifting-encoder", S::AnyAxis, -1e5, 1e5, 60, false, "counts/minute", "an encoder counts by itself"},
-    {"short-travel", S::AnyAxis, 0.01, 0.9, 0.12, false, "fraction",
-     "this part of an axis's travel is blocked, half at each end"},
-    {"sticky-bearing", S::AnyAxis, 1.1, 100, 8, false, "times",
-     "dry friction of an axis is so many times the healthy one"},
-    {"slipping-capstan", S::BaseAxis, 1, 1e5, 300, false, "counts/s",
-     "the cable slips while the motor pushes with more than 0.42 V"},
-    {"weak-motor", S::AnyAxis, 0, 0.99, 0.5, false, "fraction", "this part of a motor's torque is left"},
-    {"reversed-motor", S::AnyAxis, 0, 0, 0, false, "", "a motor turns the wrong way"},
-    {"stuck-switch", S::Button, 0, 1, 1, true, "0 or 1", "a stylus button reads released (0) or pressed (1) for ever"},
-    {"bouncing-switch", S::Button, 1, 1000, 40, false, "ms", "a stylus button bounces this long when it changes"},
-    {"missing-flag", S::BaseAxis, 0, 0, 0, false, "", "the home sensor of an axis sees nothing"},
-    {"wide-flag", S::BaseAxis, 1, 600, 240, false, "counts",
-     "the middle home flag of an axis is this much too wide, and the gaps beside it too narrow"},
-    {"narrow-gap", S::BaseAxis, 1, 390, 150, false, "counts",
-     "the first home flag sits this much nearer to the second; where there is one flag nothing changes"},
-    {"refused-reset", S::None, 0, 0, 0, false, "", "a reset is refused in any pose"},
-    {"jitter", S::None, 1, 5000, 300, false, "us", "ticks of the loop come up to this much late"},
-    {"stall", S::None, 1, 2000, 50, false, "ms", "the loop stands still once for this long"},
-    {"dropped-ticks", S::None, 1, 90, 10, false, "percent", "so many of the ticks never come"},
-    {"init-fails", S::None, 0, 0, 0, false, "", "opening a device fails"},
-    {"init-throws", S::None, 0, 0, 0, false, "", "opening a device throws an exception"},
-    {"no-loop", S::None, 0, 0, 0, false, "", "the servo loop does not start"},
-    {"read-fails", S::Device, 0, 0, 0, false, "",
-     "the record of a device cannot be read; the axis is its place in the fleet"},
-    {"late-stop", S::Library, 1, 100, 3, true, "ticks", "a loop that is to stop runs so many ticks more"},
-    {"slow-ticks", S::Library, 1, 100, 5, false, "ms",
-     "refresh and command of a tick take half of this time each; in real time only"},
-    {"one-opening", S::Library, 0, 0, 0, false, "", "a device is not opened while another one is open"},
-    {"eager-loop", S::Library, 0, 0, 0, false, "",
-     "the loop is created by its start, and ticks before the start has returned"},
-    {"hanging-reads", S::Library, 1, 10000, 2000, false, "ms",
-     "a read of the graphical thread hangs for this long, and again after as long a time"},
+#define FAULT(word, name, scope, ...) {name, S::scope, __VA_ARGS__},
+#include "faultrows.h"
+#undef FAULT
 };
-static_assert(sizeof(kTable) / sizeof(kTable[0]) == kFaults, "one row for each fault");
 
 int scopeSize(FaultScope scope) {
     switch (scope) {
@@ -67,7 +28,7 @@ int scopeSize(FaultScope scope) {
         case S::Button:
             return 2;
         case S::Device:
-            return 20;
+            return armwords::kFleetSize;
         case S::None:
         case S::Library:
             break;
