@@ -21,10 +21,7 @@ namespace arm {
 /// Codes of update_tharlen() and of the operations that fail for the same reasons.
 constexpr int kMotorsWarm = -1;
 constexpr int kDeviceFault = -4;
-constexpr int kNoAnswerOldCard = -5;
 constexpr int kTooFast = -13;
-constexpr int kNoAnswerUsb = -28;
-constexpr int kNoAnswerLan = -31;
 
 class Arm {
 public:
@@ -114,7 +111,6 @@ private:
     void readEncoders(double seconds);
     double reading(int axis) const;
     long counter(int axis) const { return std::lround(counted_[axis]) - (axis < kBase ? powerUp_[axis] : 0); }
-    int noAnswer() const;
     void refreshImage();
     void powerUp();
     void watchHome(double h);

@@ -80,8 +80,7 @@ void Arm::pressSwitch(int button, bool pressed) {
 int Arm::inkwellSwitch() const {
     if (line->calibration != CalibrationStyle::InkWell)
         return 0;
-    const bool nonZeroMeansDocked = line->modelType == 9;
-    return hand.docked() == nonZeroMeansDocked ? 1 : 0;
+    return hand.docked() ? line->dockedReading : 1 - line->dockedReading;
 }
 
 double Arm::pinchReading() const {

@@ -24,8 +24,27 @@ struct AxisFigures {
     double backViscous = 1.0, backFriction = 1.0;
 };
 
-/// How an axis is calibrated.
-enum class CalibrationStyle { HomeSensors, InkWell, ResetPose };
+/// How a line is calibrated; the numbers are those of is_calibration_supported().
+enum class CalibrationStyle { ResetPose = 0, HomeSensors = 1, InkWell = 2 };
+
+/// A home flag of one axis, counts from the calibrated zero.
+struct FlagFigures {
+    int start, stop;
+};
+
+/// The home flags of an axis, in rising counts; the gaps lie between them. `firstIndex` is the place of
+/// the first one in AXIS_SENSOR_DATA.
+struct AxisFlags {
+    int number;
+    int firstIndex;
+    FlagFigures flags[3];
+};
+
+/// Those of the base axes, by hardware revision.
+struct HomeFlags {
+    AxisFlags usual[kBase];
+    AxisFlags comb[kBase];  ///< revisions 2 to 7
+};
 
 /// Two thermal nodes of one motor.
 struct HeatFigures {
@@ -48,6 +67,8 @@ struct LineFigures {
     bool sixDof;       ///< the gimbal joints have motors
     int secondSwitch;  ///< 1 when the stylus has two buttons
     CalibrationStyle calibration;
+    int dockedReading;       ///< 1 or 0: what an ink-well sensor reads with the stylus in it; else the other
+    const HomeFlags* flags;  ///< null without home sensors
 
     double upperArm, forearm;  ///< link lengths, mm
     double originY, originZ;   ///< origin of positions from the shoulder, mm up and towards the operator
@@ -73,6 +94,7 @@ struct LineFigures {
     HeatFigures heat;
 
     const AxisFigures& axis(int i) const { return i < kBase ? base[i] : gimbal[i - kBase]; }
+    int motors() const { return sixDof ? kAxes : kBase; }
     /// Stops of joint `i`, rad.
     double angleLow(int i) const;
     double angleHigh(int i) const;
@@ -88,19 +110,6 @@ struct LineFigures {
     double viscosity(int i, double way) const {
         return axis(i).viscous * (forward(i, way) ? 1.0 : axis(i).backViscous);
     }
-};
-
-/// A home flag of one axis, counts from the calibrated zero.
-struct FlagFigures {
-    int start, stop;
-};
-
-/// The home flags of an axis, in rising counts; the gaps lie between them. `firstIndex` is the place of
-/// the first one in AXIS_SENSOR_DATA.
-struct AxisFlags {
-    int number;
-    int firstIndex;
-    FlagFigures flags[3];
 };
 
 /// Flags of base axis `axis` on a device of this line and hardware revision; none without home sensors.

@@ -134,7 +134,7 @@ int Rig::open(const std::string& latin1) {
         return -1;
     const FleetDevice& device = known.devices[static_cast<std::size_t>(index)];
     if (unplugged)
-        return device.cardType == 6 ? kNoAnswerLan : device.cardType == 7 ? kNoAnswerUsb : kNoAnswerOldCard;
+        return device.noAnswer();
 
     Offsets offsets{};
     std::string why;
