@@ -5,27 +5,9 @@
 #include <vector>
 
 #include "device/tharlenio.h"
-#include "lines.h"
+#include "model/fleetdevice.h"
 
 namespace arm {
-
-constexpr int kNoAnswerOldCard = -5;
-constexpr int kNoAnswerUsb = -28;
-constexpr int kNoAnswerLan = -31;
-
-struct FleetDevice {
-    std::string name;    ///< UTF-8
-    std::string latin1;  ///< the same as it crosses the boundary, at most 127 bytes
-    const LineFigures* line = nullptr;
-    int cardType = 7;
-    int grip = 0;  ///< 0 none, 1 thumbpad, 2 scissor
-    bool gimbal = true;
-    int revision = 1;  ///< 0 to 15
-    std::string serial;
-
-    /// Code of an operation that the device does not answer.
-    int noAnswer() const { return cardType == 6 ? kNoAnswerLan : cardType == 7 ? kNoAnswerUsb : kNoAnswerOldCard; }
-};
 
 struct Fleet {
     std::vector<FleetDevice> devices;

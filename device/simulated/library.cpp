@@ -1,9 +1,9 @@
 // The operations of device/tharlenio.h: life cycle, loop, forces and motors, identity.
 #include <cstring>
 
-#include "boundary.h"
+#include "control/boundary.h"
+#include "control/socket.h"
 #include "rig.h"
-#include "socket.h"
 
 using arm::Arm;
 using arm::rig;

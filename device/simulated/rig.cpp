@@ -6,6 +6,7 @@
 #include <cmath>
 #include <stdexcept>
 
+#include "calibrationfile.h"
 #include "say.h"
 
 namespace arm {

@@ -7,9 +7,10 @@
 #include <string>
 #include <utility>
 
-#include "arm.h"
+#include "fleet.h"
 #include "lendingmutex.h"
 #include "loop.h"
+#include "model/arm.h"
 
 namespace arm {
 

@@ -17,7 +17,7 @@
 #include <cstring>
 
 #include "device/foreign.h"
-#include "say.h"
+#include "device/simulated/say.h"
 
 namespace arm {
 namespace {

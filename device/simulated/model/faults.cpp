@@ -4,8 +4,8 @@
 #include <cmath>
 #include <cstdio>
 
-#include "armwords.h"
 #include "device/foreign.h"
+#include "device/simulated/armwords.h"
 
 namespace arm {
 namespace {
@@ -15,7 +15,7 @@ using S = FaultScope;
 
 constexpr FaultFigures kTable[] = {
 #define FAULT(word, name, scope, ...) {name, S::scope, __VA_ARGS__},
-#include "faultrows.h"
+#include "device/simulated/faultrows.h"
 #undef FAULT
 };
 

@@ -11,8 +11,8 @@
 
 #include "boundary.h"
 #include "device/foreign.h"
-#include "jsontext.h"
-#include "rig.h"
+#include "device/simulated/jsontext.h"
+#include "device/simulated/rig.h"
 
 namespace arm {
 namespace {

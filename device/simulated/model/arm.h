@@ -11,7 +11,7 @@
 #include "calibration.h"
 #include "dynamics.h"
 #include "faults.h"
-#include "fleet.h"
+#include "fleetdevice.h"
 #include "hand.h"
 #include "heat.h"
 #include "sensors.h"

@@ -10,7 +10,7 @@ namespace arm {
 
 enum class Fault {
 #define FAULT(word, ...) word,
-#include "faultrows.h"
+#include "device/simulated/faultrows.h"
 #undef FAULT
     Count
 };

@@ -3,7 +3,7 @@
 #include <sstream>
 
 #include "boundary.h"
-#include "rig.h"
+#include "device/simulated/rig.h"
 
 namespace armcontrol {
 namespace {
