@@ -213,7 +213,7 @@ void Loop::askForRealTime() {
     static std::atomic<bool> said{false};
     if (!said.exchange(true))
         complain(
-            "the servo loop has ordinary scheduling; a line \"@realtime - rtprio 90\" in /etc/security/limits.d and "
+            "the servo loop has ordinary scheduling; a line \"@realtime - rtprio 80\" in /etc/security/limits.d and "
             "membership of that group permit real-time scheduling");
 }
 
