@@ -189,7 +189,7 @@ std::string Rig::setStepped(bool stepped) {
 
 int Rig::switchAmplifiers(int id, bool on, bool wait) {
     const bool atOnce = wait && loop.stepped();
-    const int code = withOpen(id, kNoAnswerOldCard, [&](Arm& a) {
+    const int code = withOpen<int>(id, kCommunicationError, [&](Arm& a) {
         const int result = a.switchAmplifiers(on);
         if (atOnce && result == 0 && !Loop::onServoThread())
             a.amplifiersFollowAtOnce();

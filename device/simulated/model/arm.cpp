@@ -148,7 +148,7 @@ int Arm::status() const {
     if (faults.on(Fault::Amplifier))
         return kDeviceFault;
     if (tooFast_)
-        return kTooFast;
+        return kMaxVelocityExceeded;
     const double warmest = heat.winding.head(line->motors()).maxCoeff();
     return hot_ || normalisedTemperature(line->heat, warmest) >= 1.0 ? kMotorsWarm : 0;
 }

@@ -18,11 +18,6 @@
 
 namespace arm {
 
-/// Codes of update_tharlen() and of the operations that fail for the same reasons.
-constexpr int kMotorsWarm = -1;
-constexpr int kDeviceFault = -4;
-constexpr int kTooFast = -13;
-
 class Arm {
 public:
     Arm();

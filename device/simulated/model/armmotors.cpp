@@ -57,7 +57,7 @@ int Arm::commandDac(const Vector6& dac) {
         double count = std::isfinite(dac[i]) ? dac[i] : 0.0;
         beyond |= !std::isfinite(dac[i]);
         if (i < line->motors())
-            beyond |= count > kFullDac || count < -kFullDac - 1.0;
+            beyond |= count > kFullDac || count < kDacLeast;
         else
             count = 0.0;
         dac_[i] = std::clamp(count, -kFullDac, kFullDac);

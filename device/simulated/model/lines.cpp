@@ -46,7 +46,7 @@ constexpr HomeFlags kFlagsMirrored = {{kSingleX, kSingleY, kForearmMirrored}, {k
 // viscous N m s/rad, dry friction in DAC counts, and the shares of the two that a negative command meets, if not 1.
 // clang-format off
 constexpr LineFigures kLines[] = {
-    {"Orda", "THARLEN Orda", 5, 7, false, false, 1, Style::InkWell, 0, nullptr,
+    {"Orda", "THARLEN Orda", kModelOrda, kCardUsb, false, false, 1, Style::InkWell, 0, nullptr,
      135.0, 135.0, -33.0, 187.9, 513.708, 1.65,
      {{2760.0, -1, -2450, 2380, 1, 14.0, 2.01e-4, 5.1e-3, 820.0, 0.97, 0.96},
       {2430.0, -1, -3900, 560, 1, 10.5, 5.59e-4, 2.7e-3, 820.0, 1.04, 1.05},
@@ -55,7 +55,7 @@ constexpr LineFigures kLines[] = {
      0.5, 0.002, 3.3, 0.9, 0, 0, 0, 0,
      {0.0, 0.61, 0.61}, {0.0, 1.22, 0.17}, {0, 0, 0, 0, 0, 0}, kSmallMotor},
 
-    {"Orda", "THARLEN Orda", 5, 0, false, false, 1, Style::InkWell, 0, nullptr,
+    {"Orda", "THARLEN Orda", kModelOrda, 0, false, false, 1, Style::InkWell, 0, nullptr,
      135.0, 135.0, -33.0, 187.9, 513.708, 1.65,
      {{2760.0, -1, -2450, 2380, 1, 14.0, 2.01e-4, 5.1e-3, 820.0, 0.97, 0.96},
       {2430.0, -1, -3850, 200, 1, 10.5, 5.59e-4, 2.7e-3, 820.0, 1.04, 1.05},
@@ -64,7 +64,7 @@ constexpr LineFigures kLines[] = {
      0.5, 0.002, 3.3, 0.9, 0, 0, 0, 0,
      {0.0, 0.61, 0.61}, {0.0, 1.22, 0.17}, {0, 0, 0, 0, 0, 0}, kSmallMotor},
 
-    {"Orda", "THARLEN Orda", 5, 7, true, false, 1, Style::InkWell, 0, nullptr,
+    {"Orda", "THARLEN Orda", kModelOrda, kCardUsb, true, false, 1, Style::InkWell, 0, nullptr,
      135.0, 135.0, -33.0, 187.9, 513.708, 1.65,
      {{2760.0, -1, -2450, 2380, 1, 26.0, 3.73e-4, 9.3e-3, 820.0, 0.97, 0.96},
       {2430.0, -1, -3900, 560, 1, 20.0, 1.064e-3, 5.0e-3, 820.0, 1.04, 1.05},
@@ -73,7 +73,7 @@ constexpr LineFigures kLines[] = {
      0.9, 0.003, 6.2, 1.75, 0, 0, 0, 0,
      {0.0, 0.61, 0.61}, {0.0, 1.22, 0.17}, {0, 0, 0, 0, 0, 0}, kSmallMotor},
 
-    {"Corvale", "THARLEN Corvale", 3, 7, false, false, 0, Style::HomeSensors, 0, &kFlagsMirrored,
+    {"Corvale", "THARLEN Corvale", kModelCorvale, kCardUsb, false, false, 0, Style::HomeSensors, 0, &kFlagsMirrored,
      140.0, 140.0, -34.5, 194.9, 340.0, 1.85,
      {{10830.0, -1, -9450, 9450, 1, 28.0, 3.64e-5, 1.4e-2, 130.0},
       {9590.0, -1, -15900, 800, 1, 28.0, 3.22e-5, 7.2e-3, 130.0},
@@ -82,7 +82,7 @@ constexpr LineFigures kLines[] = {
      0.8, 0.003, 8.0, 2.4, 0, 0, 0, 0,
      {0.0, 0.61, 0.61}, {0.0, 1.22, 0.17}, {0, 0, 0, 0, 0, 0}, kSmallMotor},
 
-    {"Corvale", "THARLEN Corvale", 3, 0, false, false, 0, Style::HomeSensors, 0, &kFlags,
+    {"Corvale", "THARLEN Corvale", kModelCorvale, 0, false, false, 0, Style::HomeSensors, 0, &kFlags,
      140.0, 140.0, -34.5, 194.9, 340.0, 1.85,
      {{10830.0, -1, -9450, 9450, 1, 28.0, 1.138e-4, 1.4e-2, 150.0},
       {9590.0, -1, -15900, 800, 1, 28.0, 1.007e-4, 7.2e-3, 150.0},
@@ -91,7 +91,7 @@ constexpr LineFigures kLines[] = {
      0.8, 0.003, 8.0, 2.4, 0, 0, 0, 0,
      {0.0, 0.61, 0.61}, {0.0, 1.22, 0.17}, {0, 0, 0, 0, 0, 0}, kSmallMotor},
 
-    {"Nolva", "Nolva", 9, 0, false, false, 1, Style::InkWell, 1, nullptr,
+    {"Nolva", "Nolva", kModelNolva, 0, false, false, 1, Style::InkWell, 1, nullptr,
      140.0, 140.0, -34.5, 194.9, 513.708, 1.85,
      {{3036.0, -1, -2650, 2650, 1, 18.0, 3.0e-4, 1.1e-2, 900.0},
       {1400.0, -1, -2300, 450, 1, 14.0, 6.0e-4, 5.6e-3, 900.0},
@@ -136,7 +136,7 @@ constexpr LineFigures kLines[] = {
      1.0, 0.005, 22.0, 3.0, 0, 0, 0, 0,
      {0.0, 0.61, 0.61}, {0.0, 1.22, 0.17}, {0, 0, 0, 0, 0, 0}, kLargeMotor},
 
-    {"Stelmar 1.5 6DOF", "THARLEN Stelmar 1.5 6DOF", 4, 0, false, true, 0, Style::ResetPose, 0, nullptr,
+    {"Stelmar 1.5 6DOF", "THARLEN Stelmar 1.5 6DOF", kModelSixDof, 0, false, true, 0, Style::ResetPose, 0, nullptr,
      215.0, 215.0, -53.0, 299.4, 114.3565, 1.85,
      {{8000.0, -1, -8500, 8500, 1, 12.0, 4.5e-3, 4.2e-2, 260.0},
       {7000.0, -1, -11000, 2000, 1, 12.0, 3.2e-3, 2.2e-2, 260.0},
@@ -168,7 +168,7 @@ double LineFigures::frictionTorque(int i, double way) const {
 AxisFlags homeFlags(const LineFigures& line, int hardwareRevision, int axis) {
     if (!line.flags)
         return {};
-    return hardwareRevision >= 2 && hardwareRevision < 8 ? line.flags->comb[axis] : line.flags->usual[axis];
+    return hasManyFlags(hardwareRevision) ? line.flags->comb[axis] : line.flags->usual[axis];
 }
 
 int lineCount() { return static_cast<int>(std::size(kLines)); }

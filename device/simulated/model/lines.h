@@ -3,11 +3,13 @@
 
 #include <string>
 
+#include "device/tharlenio.h"
+
 namespace arm {
 
-constexpr int kBase = 3;              // base joints: yaw, upper arm, forearm
-constexpr int kAxes = 6;              // base joints, then gimbal joints
-constexpr double kFullDac = 32767.0;  // counts of a full command; also 1 V
+constexpr int kBase = 3;               // base joints: yaw, upper arm, forearm
+constexpr int kAxes = 6;               // base joints, then gimbal joints
+constexpr double kFullDac = kDacMost;  // counts of a full command; also 1 V
 
 /// One joint with its encoder, its motor (if any) and its friction.
 struct AxisFigures {
@@ -43,7 +45,7 @@ struct AxisFlags {
 /// Those of the base axes, by hardware revision.
 struct HomeFlags {
     AxisFlags usual[kBase];
-    AxisFlags comb[kBase];  ///< revisions 2 to 7
+    AxisFlags comb[kBase];  ///< where hasManyFlags()
 };
 
 /// Two thermal nodes of one motor.
