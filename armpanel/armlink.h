@@ -1,4 +1,4 @@
-// The line to the simulated arm: finds its socket, keeps the connection, matches answers with commands.
+// The connection to the simulated arm: finds its socket, keeps to it, matches answers with commands.
 // No widgets. Graphical thread only.
 #pragma once
 

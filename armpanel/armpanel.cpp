@@ -71,7 +71,7 @@ ArmPanel::ArmPanel(QWidget* parent) : QWidget(parent), hand_(link_) {
     connect(&link_, &ArmLink::connected, heat_, &HeatControls::refresh);
     connect(&link_, &ArmLink::connected, fleet_, &FleetList::refresh);
     auto* escape = new QShortcut(Qt::Key_Escape, this);
-    connect(escape, &QShortcut::activated, &hand_, &Hand::release);
+    connect(escape, &QShortcut::activated, &hand_, &HandWishes::release);
     showCondition();
     resize(720, 680);
 }
@@ -125,9 +125,9 @@ QLayout* ArmPanel::views() {
             target[along] = mmAlong;
             hand_.moveTo(target);
         });
-        connect(view, &WorkspaceView::nudged, &hand_, &Hand::nudge);
+        connect(view, &WorkspaceView::nudged, &hand_, &HandWishes::nudge);
         connect(view, &WorkspaceView::originWanted, this, [this] { hand_.moveTo({}); });
-        connect(view, &WorkspaceView::letGo, &hand_, &Hand::release);
+        connect(view, &WorkspaceView::letGo, &hand_, &HandWishes::release);
     }
     return column;
 }
@@ -165,7 +165,9 @@ void ArmPanel::showState(const QJsonObject& json) {
     const ArmState state = readArmState(json);
     const QLocale locale;
     if (state.open) {
-        device_->showLine(tr("%1 \u2014 %2, serial %3").arg(state.name, state.model, state.serial));
+        device_->showLine(tr("%1 \u2014 %2, serial %3")
+                              .arg(QString::fromStdString(state.name), QString::fromStdString(state.model),
+                                   QString::fromStdString(state.serial)));
         loop_->showLine(tr("%1 Hz set, %2 measured;  %3 of %4 ticks late;  %5")
                             .arg(state.rate)
                             .arg(state.measuredRate, 0, 'f', 1)

@@ -6,7 +6,7 @@
 
 #include <array>
 
-#include "hand.h"
+#include "handwishes.h"
 #include "readouts.h"
 
 class FaultList;
@@ -42,7 +42,7 @@ private:
     void showStatus(const QString& text, bool error);
 
     ArmLink link_;
-    Hand hand_;
+    HandWishes hand_;
     LineLabel *device_, *loop_, *status_;
     QWidget* body_;
     std::array<WorkspaceView*, 2> views_{};

@@ -4,44 +4,19 @@
 #include <QJsonObject>
 #include <QString>
 #include <QStringList>
-#include <array>
 
-using Vec3 = std::array<double, 3>;
-using Vec6 = std::array<double, 6>;
+#include "device/simulated/armwords.h"
 
-struct ArmState {
-    bool open = false;  ///< the application has a device open
-    QString name, model, serial;
-    bool gimbal = false;
-    int grip = 0;  ///< 0 when no pinch grip is fitted
+using armcontrol::Vec3;
+using armcontrol::Vec6;
+using ArmState = armcontrol::State;
 
-    bool loopRunning = false, realTime = false;
-    int rate = 0;             ///< hertz, as set
-    double measuredRate = 0;  ///< hertz
-    qint64 ticks = 0, lateTicks = 0;
-
-    Vec6 joints{}, jointMin{}, jointMax{};  ///< rad
-    Vec6 encoders{}, dac{};                 ///< counts
-    Vec3 position{};                        ///< mm
-    Vec3 force{};                           ///< N, by the motors
-    bool amplifiers = false;
-    int calibrationStatus = 0;
-
-    bool holding = false, docked = false, presence = false;
-    Vec3 handTarget{};     ///< mm
-    double handForce = 0;  ///< N
-    std::array<bool, 2> switches{};
-    double pinch = 0;     ///< 0 open, 1 closed
-    double strength = 0;  ///< N
-
-    Vec6 winding{}, stator{};  ///< degrees Celsius
-    double warmLimit = 0;      ///< degrees Celsius
-    QStringList faults;        ///< names of those that are on
-};
-
-/// A field that is missing, or of another kind or length than it should be, or a figure that no arm has, keeps its
-/// default. Texts are as they may be shown.
+/// A field that is missing, or of another kind or length than it should be, or a figure that no arm has, is 0, false or
+/// empty. Texts are as they may be shown.
 ArmState readArmState(const QJsonObject& json);
+
+/// Names of the faults that are on.
+QStringList faultsOf(const ArmState& state);
 
 /// The calibration status in words.
 QString calibrationText(int status);

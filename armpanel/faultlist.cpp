@@ -19,8 +19,8 @@
 namespace {
 
 enum Column { Name, Axis, Amount, Columns };
-constexpr int kMostAxes = 20;  // the axis of some faults is a place in the fleet
-constexpr double kMostAmount = 1e6;
+constexpr int kMostAxes = armwords::kFleetSize;  // the axis of some faults is a place in the fleet
+using armwords::kMost;
 
 }  // namespace
 
@@ -48,7 +48,7 @@ FaultList::FaultList(ArmLink& link, QWidget* parent) : QWidget(parent), link_(li
     axis_->setRange(0, kMostAxes);
     axis_->setSpecialValueText(tr("all"));
     amount_ = new QDoubleSpinBox(this);
-    amount_->setRange(-kMostAmount, kMostAmount);
+    amount_->setRange(-kMost, kMost);
     amount_->setDecimals(2);
     amount_->setStepType(QAbstractSpinBox::AdaptiveDecimalStepType);
     // A value is sent when it stands, not with each digit.
@@ -91,7 +91,7 @@ void FaultList::refresh() {
 }
 
 void FaultList::showState(const ArmState& state) {
-    QStringList on = state.faults;
+    QStringList on = faultsOf(state);
     on.sort();
     if (asked_ || (on == known_ && listed_))
         return;
@@ -130,7 +130,7 @@ void FaultList::takeRow(const QJsonObject& json, Fault& fault) const {
     const int axis = json["axis"].toInt(-1);
     const double amount = json["amount"].toDouble();
     fault.axis = axis >= 0 && axis < kMostAxes ? axis : -1;
-    fault.amount = std::abs(amount) <= kMostAmount ? amount : 0.0;
+    fault.amount = std::abs(amount) <= kMost ? amount : 0.0;
 }
 
 void FaultList::takeList(const QJsonArray& faults) {

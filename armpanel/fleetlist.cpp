@@ -72,7 +72,7 @@ void FleetList::markOpen() {
 }
 
 void FleetList::showState(const ArmState& state) {
-    const QString open = state.open ? state.name : QString();
+    const QString open = state.open ? QString::fromStdString(state.name) : QString();
     if (open == open_)
         return;
     open_ = open;

@@ -18,13 +18,14 @@
 
 namespace {
 
-constexpr int kStrongest = 200;   // N that the arm takes
 constexpr int kUsualSpeed = 100;  // mm/s
-constexpr int kFastest = 5000;    // mm/s that the arm takes
+constexpr int kStrongest = static_cast<int>(armwords::kStrength.high);
+constexpr int kFastest = static_cast<int>(armwords::kDragSpeed.high);
 
 }  // namespace
 
-HandControls::HandControls(ArmLink& link, Hand& hand, QWidget* parent) : QWidget(parent), link_(link), hand_(hand) {
+HandControls::HandControls(ArmLink& link, HandWishes& hand, QWidget* parent)
+    : QWidget(parent), link_(link), hand_(hand) {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(8, 8, 8, 6);
     layout->setSpacing(8);
@@ -81,7 +82,7 @@ QLayout* HandControls::moveRows() {
                                         QT_TR_NOOP("towards you, mm")};
     for (int axis = 0; axis < 3; ++axis) {
         auto* spin = new QDoubleSpinBox(this);
-        spin->setRange(-Hand::kLimit, Hand::kLimit);
+        spin->setRange(-HandWishes::kLimit, HandWishes::kLimit);
         spin->setDecimals(1);
         spin->setSuffix(tr(" mm"));
         grid->addWidget(labelOf(spin, tr(kNames[axis]), tr("Where to move or drag: %1").arg(tr(kWays[axis]))), 0,

@@ -5,7 +5,7 @@
 #include <array>
 #include <functional>
 
-#include "hand.h"
+#include "handwishes.h"
 
 class QCheckBox;
 class QDoubleSpinBox;
@@ -18,7 +18,7 @@ class HandControls : public QWidget {
     Q_OBJECT
 
 public:
-    HandControls(ArmLink& link, Hand& hand, QWidget* parent = nullptr);
+    HandControls(ArmLink& link, HandWishes& hand, QWidget* parent = nullptr);
 
     void showState(const ArmState& state);
 
@@ -32,7 +32,7 @@ private:
     void pressButton(int button);
 
     ArmLink& link_;
-    Hand& hand_;
+    HandWishes& hand_;
     struct StylusButton {
         QPushButton* press;
         QCheckBox* latch;

@@ -1,4 +1,4 @@
-// The scripts' figures are for a hand of the usual strength on any line of arms.
+// The scripts' figures are for a hand of the usual strength on any model line.
 #include "handscript.h"
 
 #include <QCoreApplication>

@@ -21,7 +21,7 @@ constexpr int kWalls = 6;
 QString wallName(int wall);
 
 /// Where a push through a wall ends, mm. The wall lies at 20; the arm reaches 45 on each axis. A push over
-/// an edge leans on the next axis too, for a line that limits each axis for itself and so gives way only
+/// an edge leans on the next axis too, for a model line that limits each axis for itself and so gives way only
 /// where two walls press at once.
 Vec3 wallTarget(int wall, bool overEdge);
 

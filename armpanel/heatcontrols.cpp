@@ -16,8 +16,7 @@
 
 namespace {
 
-constexpr double kCold = 25.0;                        // degrees Celsius
-constexpr double kColdest = -40.0, kHottest = 400.0;  // that the arm takes
+constexpr double kCold = 25.0;  // degrees Celsius
 
 }  // namespace
 
@@ -32,9 +31,9 @@ HeatControls::HeatControls(ArmLink& link, QWidget* parent) : QWidget(parent), li
 
 QWidget* HeatControls::setBox() {
     auto* box = new QGroupBox(tr("Set temperatures"), this);
-    const auto temperature = [box](double usual) {
+    const auto temperature = [box](const armwords::Field& field, double usual) {
         auto* spin = new QDoubleSpinBox(box);
-        spin->setRange(kColdest, kHottest);
+        spin->setRange(field.low, field.high);
         spin->setDecimals(1);
         spin->setSuffix(tr(" \u00b0C"));
         spin->setValue(usual);
@@ -44,8 +43,8 @@ QWidget* HeatControls::setBox() {
     motor_->addItem(tr("all motors"), -1);
     for (int i = 0; i < 6; ++i)
         motor_->addItem(axisName(i), i);
-    winding_ = temperature(80.0);
-    stator_ = temperature(60.0);
+    winding_ = temperature(armwords::kWinding, 80.0);
+    stator_ = temperature(armwords::kStator, 60.0);
     const QString setText = tr("Set &temperatures"), coldText = tr("&Cold (25 \u00b0C)");
     auto* set = new QPushButton(setText, box);
     setTip(set, setText, tr("Give the chosen motors these temperatures; they go on from there"));
@@ -77,7 +76,7 @@ QWidget* HeatControls::setBox() {
 QWidget* HeatControls::paceBox() {
     auto* box = new QGroupBox(tr("Pace"), this);
     pace_ = new QSpinBox(box);
-    pace_->setRange(1, 10000);
+    pace_->setRange(static_cast<int>(armwords::kHeatPace.low), static_cast<int>(armwords::kHeatPace.high));
     pace_->setKeyboardTracking(false);
     pace_->setStepType(QAbstractSpinBox::AdaptiveDecimalStepType);
     connect(pace_, QOverload<int>::of(&QSpinBox::valueChanged), this, [this](int factor) {

@@ -29,7 +29,8 @@ QString shortName(int axis) {
 
 }  // namespace
 
-JointControls::JointControls(ArmLink& link, Hand& hand, QWidget* parent) : QWidget(parent), link_(link), hand_(hand) {
+JointControls::JointControls(ArmLink& link, HandWishes& hand, QWidget* parent)
+    : QWidget(parent), link_(link), hand_(hand) {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(8, 8, 8, 6);
     layout->setSpacing(6);

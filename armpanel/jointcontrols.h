@@ -4,7 +4,7 @@
 #include <QWidget>
 #include <array>
 
-#include "hand.h"
+#include "handwishes.h"
 
 class QLabel;
 class QPushButton;
@@ -15,7 +15,7 @@ class JointControls : public QWidget {
     Q_OBJECT
 
 public:
-    JointControls(ArmLink& link, Hand& hand, QWidget* parent = nullptr);
+    JointControls(ArmLink& link, HandWishes& hand, QWidget* parent = nullptr);
 
     void showState(const ArmState& state);
 
@@ -28,7 +28,7 @@ private:
     void showAngle(int axis);
 
     ArmLink& link_;
-    Hand& hand_;
+    HandWishes& hand_;
     ArmState state_;
     std::array<QSlider*, 6> angles_{};
     std::array<QLabel*, 6> angleTexts_{};

@@ -12,8 +12,6 @@
 
 namespace {
 
-constexpr int kMostTicks = 1000000;
-
 QString nameOf(int figure) {
     static const char* const kNames[] = {
         QT_TRANSLATE_NOOP("LoopView", "Servo callback"), QT_TRANSLATE_NOOP("LoopView", "Rate, set"),
@@ -36,7 +34,7 @@ LoopView::LoopView(ArmLink& link, QWidget* parent) : QWidget(parent), link_(link
     grid->setColumnStretch(1, 1);
 
     auto* ticks = new QSpinBox(this);
-    ticks->setRange(1, kMostTicks);
+    ticks->setRange(static_cast<int>(armwords::kStepTicks.low), static_cast<int>(armwords::kStepTicks.high));
     ticks->setValue(1000);
     ticks->setStepType(QAbstractSpinBox::AdaptiveDecimalStepType);
     const QString stepText = tr("Ste&p");

@@ -216,11 +216,11 @@ void Readouts::showLamps(const ArmState& state) {
                 state.holding  ? tr("Hand pulls %1 N").arg(state.handForce, 0, 'f', 1)
                 : state.docked ? tr("In the ink well")
                                : tr("Nobody holds it"));
-    faults_->show(state.faults.isEmpty() ? Light::Dark : Light::Attention,
-                  state.faults.isEmpty()     ? tr("No fault")
+    faults_->show(state.faults.empty() ? Light::Dark : Light::Attention,
+                  state.faults.empty()       ? tr("No fault")
                   : state.faults.size() == 1 ? tr("1 fault on")
                                              : tr("%1 faults on").arg(state.faults.size()));
-    faults_->setToolTip(state.faults.join(", "));
+    faults_->setToolTip(faultsOf(state).join(", "));
 }
 
 void Readouts::showState(const ArmState& state) {

@@ -20,7 +20,7 @@ QString nameOf(const QString& path) { return shown(QFileInfo(path).fileName()); 
 
 }  // namespace
 
-ScriptBar::ScriptBar(ArmLink& link, Hand& hand, QWidget* parent) : QWidget(parent), hand_(hand), recorder_(link) {
+ScriptBar::ScriptBar(ArmLink& link, HandWishes& hand, QWidget* parent) : QWidget(parent), hand_(hand), recorder_(link) {
     auto* row = new QHBoxLayout(this);
     row->setContentsMargins(0, 0, 0, 0);
     row->setSpacing(4);
@@ -39,12 +39,12 @@ ScriptBar::ScriptBar(ArmLink& link, Hand& hand, QWidget* parent) : QWidget(paren
     row->addWidget(text_, 1);
 
     connect(&recorder_, &HandRecorder::changed, this, &ScriptBar::takeRecording);
-    connect(&hand_, &Hand::scriptAt, this, [this](const QString& label) {
+    connect(&hand_, &HandWishes::scriptAt, this, [this](const QString& label) {
         if (!label.isEmpty())
             stepLabel_ = label;
         showAll();
     });
-    connect(&hand_, &Hand::scriptEnded, this, [this](bool complete) {
+    connect(&hand_, &HandWishes::scriptEnded, this, [this](bool complete) {
         if (playing_)
             note_ = complete ? tr("Played %1 to its end").arg(name_) : tr("Ended %1 at %2").arg(name_, stepLabel_);
         playing_ = false;

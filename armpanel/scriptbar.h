@@ -3,8 +3,8 @@
 
 #include <QWidget>
 
-#include "hand.h"
 #include "handrecorder.h"
+#include "handwishes.h"
 
 class LineLabel;
 class QPushButton;
@@ -13,7 +13,7 @@ class ScriptBar : public QWidget {
     Q_OBJECT
 
 public:
-    ScriptBar(ArmLink& link, Hand& hand, QWidget* parent = nullptr);
+    ScriptBar(ArmLink& link, HandWishes& hand, QWidget* parent = nullptr);
 
     /// Without an arm nothing is recorded or played; what was recorded until then stays and can be saved.
     void setCondition(ArmLink::Condition condition);
@@ -40,7 +40,7 @@ private:
     void showAll();
     void fail(const QString& path, const QString& why);
 
-    Hand& hand_;
+    HandWishes& hand_;
     HandRecorder recorder_;
     HandScript script_;
     QString name_, path_;  // of the script; the file used last

@@ -1,4 +1,4 @@
-// One table of commands, their fields and ranges; the reader throws nothing and stops at the first bad line.
+// The reader throws nothing and stops at the first bad line.
 #include "scriptfile.h"
 
 #include <QCoreApplication>
@@ -8,45 +8,14 @@
 #include <QSaveFile>
 #include <cmath>
 
+#include "device/simulated/armwords.h"
 #include "shown.h"
 
 namespace {
 
 const QString kCommand = QStringLiteral("command"), kId = QStringLiteral("id"), kWait = QStringLiteral("wait");
 
-struct Field {
-    enum class Kind { Number, Positive, Whole, Truth, Numbers };  // Positive: above `low`
-    const char* name = nullptr;
-    Kind kind = Kind::Number;
-    double low = 0, high = 0;
-    int count = 1;  // of Numbers
-};
-
-struct Command {
-    const char* name;
-    std::array<Field, 2> fields;
-};
-
-constexpr double kFarthest = 1000.0;  // mm
-constexpr double kTurn = 6.2832;      // rad
-constexpr Field kPosition{"position", Field::Kind::Numbers, -kFarthest, kFarthest, 3};
-constexpr Field kTurnSpeed{"speed", Field::Kind::Positive, 0, 50};  // rad/s
-
-const Command kCommands[] = {
-    {"hand.move", {kPosition}},
-    {"hand.drag", {kPosition, Field{"speed", Field::Kind::Positive, 0, 5000}}},  // mm/s
-    {"hand.joints", {Field{"angles", Field::Kind::Numbers, -kTurn, kTurn, 6}, kTurnSpeed}},
-    {"hand.sweep", {Field{"axis", Field::Kind::Whole, 0, 5}, kTurnSpeed}},
-    {"hand.gimbal", {Field{"angles", Field::Kind::Numbers, -kTurn, kTurn, 3}}},
-    {"hand.release", {}},
-    {"hand.dock", {}},
-    {"hand.undock", {}},
-    {"hand.reset", {}},
-    {"hand.strength", {Field{"newtons", Field::Kind::Number, 0.1, 200}}},
-    {"hand.switch", {Field{"button", Field::Kind::Whole, 0, 1}, Field{"pressed", Field::Kind::Truth}}},
-    {"hand.presence", {Field{"present", Field::Kind::Truth}}},
-    {"hand.pinch", {Field{"closed", Field::Kind::Number, 0, 1}}},
-};
+using armwords::Field;
 
 QString text(const char* source) { return QCoreApplication::translate("ArmPanel", source); }
 
@@ -67,7 +36,7 @@ bool fits(const Field& field, const QJsonValue& value) {
     }
     const QJsonArray numbers = value.toArray();
     const Field one{field.name, Field::Kind::Number, field.low, field.high};
-    bool all = numbers.size() == field.count;
+    bool all = numbers.size() == static_cast<int>(field.count);
     for (const QJsonValue& it : numbers)
         all = all && fits(one, it);
     return all;
@@ -90,7 +59,7 @@ QString wanted(const Field& field) {
 }
 
 /// What is wrong with a command's fields, or empty.
-QString faultOf(const Command& command, const QJsonObject& fields) {
+QString wrongWith(const armwords::HandCommand& command, const QJsonObject& fields) {
     int known = 0;
     for (const Field& field : command.fields) {
         if (field.name == nullptr)
@@ -132,13 +101,13 @@ QString addCommand(QJsonObject object, HandScript& script) {
         return text("command: must be the name of a command; or the line is {\"wait\":ms}");
     const QString name = object.take(kCommand).toString();
     object.remove(kId);
-    for (const Command& command : kCommands) {
+    for (const armwords::HandCommand& command : armwords::kHandCommands) {
         if (name != QLatin1String(command.name))
             continue;
-        const QString fault = faultOf(command, object);
-        if (fault.isEmpty())
+        const QString why = wrongWith(command, object);
+        if (why.isEmpty())
             script << HandStep{name, object, 0, {}};
-        return fault;
+        return why;
     }
     return text("command: \"%1\" is none of the hand's; a script holds these and waits alone").arg(shown(name));
 }

@@ -14,7 +14,7 @@ constexpr int kWallTimes = 3;  // pushes that the box test wants of each wall
 
 }  // namespace
 
-WallControls::WallControls(Hand& hand, QWidget* parent) : QWidget(parent), hand_(hand) {
+WallControls::WallControls(HandWishes& hand, QWidget* parent) : QWidget(parent), hand_(hand) {
     auto* box = new QGroupBox(tr("Push through a wall of the box, and return"), this);
     auto* grid = new QGridLayout(box);
     grid->setContentsMargins(8, 6, 8, 8);

@@ -3,7 +3,7 @@
 
 #include <QWidget>
 
-#include "hand.h"
+#include "handwishes.h"
 
 class QCheckBox;
 
@@ -11,9 +11,9 @@ class WallControls : public QWidget {
     Q_OBJECT
 
 public:
-    explicit WallControls(Hand& hand, QWidget* parent = nullptr);
+    explicit WallControls(HandWishes& hand, QWidget* parent = nullptr);
 
 private:
-    Hand& hand_;
+    HandWishes& hand_;
     QCheckBox* overEdge_;
 };

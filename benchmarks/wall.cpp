@@ -12,8 +12,8 @@
 #include <string>
 
 #include "device/simulated/armcontrol.h"
-#include "device/simulated/hand.h"
-#include "device/simulated/kinematics.h"
+#include "device/simulated/model/hand.h"
+#include "device/simulated/model/kinematics.h"
 #include "qttharlentest.h"
 #include "servostate.h"
 

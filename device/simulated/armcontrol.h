@@ -5,19 +5,18 @@
 // heat (motor temperatures), loop (the servo loop). One arm is open at a time; what is set here holds
 // for the arm that is open and for the next one, until resetArm().
 //
-// Every function may be called on any thread. Those that return a string return an empty one when the
-// command was taken, else a sentence that says why not, and then nothing was changed.
+// What each may be told is in armwords.h. Every function may be called on any thread. Those that return a
+// string return an empty one when the command was taken, else a sentence that says why not, and then
+// nothing was changed.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <string>
 #include <vector>
 
-namespace armcontrol {
+#include "armwords.h"
 
-using Vec3 = std::array<double, 3>;
-using Vec6 = std::array<double, 6>;
+namespace armcontrol {
 
 // --- Hand --------------------------------------------------------------------------------------
 
@@ -39,7 +38,7 @@ std::string handDock();
 std::string handUndock();
 /// Holds the arm in its reset pose.
 std::string handReset();
-/// Greatest force of the hand, N (0.1 to 200). Below 25 N, the usual one, a hand at a point is also softer, damps less
+/// Greatest force of the hand, N. Below 25 N, the usual one, a hand at a point is also softer, damps less
 /// and is lighter, in proportion: a light touch.
 std::string handStrength(double newtons);
 /// Presses or releases stylus button 0 or 1.
@@ -69,7 +68,7 @@ std::vector<std::string> mannerNames();
 
 /// Sets winding and stator temperature (degrees Celsius) of a motor (0 to 5, -1 for all).
 std::string heatSet(int motor, double winding, double stator);
-/// Heat runs this many times faster than time (1 to 10000).
+/// Heat runs this many times faster than time.
 std::string heatPace(double factor);
 
 // --- Loop --------------------------------------------------------------------------------------
@@ -92,39 +91,6 @@ std::int64_t armMilliseconds();
 // --- State -------------------------------------------------------------------------------------
 
 /// One consistent picture of the arm.
-struct State {
-    bool open = false;                ///< a device is open
-    std::string name, model, serial;  ///< of the open device
-    int modelType = 0, cardType = 0, grip = 0;
-    bool gimbal = false, highForce = false;
-
-    bool loopRunning = false;  ///< the servo callback is being called
-    int rate = 1000;           ///< hertz, as set
-    double measuredRate = 0;   ///< hertz, mean of the last half second
-    std::uint64_t ticks = 0, lateTicks = 0;
-    bool realTime = false;  ///< the loop's thread has real-time scheduling
-
-    Vec6 joints{};                ///< rad
-    Vec6 encoders{};              ///< counts, as the device reports them
-    Vec3 position{};              ///< true endpoint, mm
-    Vec3 velocity{};              ///< mm/s
-    Vec6 dac{};                   ///< last command, DAC counts
-    Vec3 force{};                 ///< force at the endpoint by the motors, N
-    Vec6 jointMin{}, jointMax{};  ///< stops, rad
-    bool amplifiers = false;
-    int calibrationStatus = 0;  ///< as get_calibration_status
-
-    bool holding = false, docked = false, presence = false;
-    Vec3 handTarget{};     ///< mm
-    double handForce = 0;  ///< N, now
-    std::array<bool, 2> switches{};
-    double pinch = 0;     ///< 0 open, 1 closed
-    double strength = 0;  ///< N
-
-    Vec6 winding{}, stator{};         ///< degrees Celsius
-    double warmLimit = 0;             ///< winding temperature at which the warm warning starts
-    std::vector<std::string> faults;  ///< those that are on
-};
 State state();
 
 /// Back to a fresh library: device closed, loop destroyed, hand away, no faults, cold, on a thread.

@@ -7,9 +7,10 @@
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 
-#include "calibration.h"
+#include "armwords.h"
 #include "device/foreign.h"
 #include "jsontext.h"
+#include "say.h"
 
 namespace arm {
 namespace {
@@ -33,22 +34,22 @@ struct BuiltIn {
 
 // Every model line, card type and grip that an application can tell apart.
 constexpr BuiltIn kBuiltIn[] = {
-    {"Default Device", "Orda", 7, false, 0, true, 3, "SIM-50701"},
-    {"Orda LAN", "Orda", 6, false, 0, true, 2, "SIM-50602"},
-    {"Orda High Force", "Orda", 7, true, 0, true, 3, "SIM-50703"},
-    {"Corvale USB", "Corvale", 7, false, 0, true, 9, "SIM-30704"},
-    {"Corvale LAN", "Corvale", 6, false, 0, true, 5, "SIM-30605"},
-    {"Corvale 1394", "Corvale", 3, false, 0, true, 1, "SIM-30306"},
-    {"Nolva USB", "Nolva", 7, false, 0, true, 1, "SIM-90707"},
-    {"Stelmar 1.0", "Stelmar 1.0", 1, false, 0, true, 1, "SIM-10108"},
-    {"Stelmar 1.0 Thimble", "Stelmar 1.0", 2, false, 0, false, 1, "SIM-10209"},
-    {"Stelmar 1.5", "Stelmar 1.5", 3, false, 0, true, 2, "SIM-20310"},
-    {"Stelmar 1.5 High Force", "Stelmar 1.5", 3, true, 0, true, 2, "SIM-20311"},
-    {"Stelmar 3.0", "Stelmar 3.0", 1, false, 0, true, 1, "SIM-60112"},
-    {"Stelmar 6DOF Thumbpad", "Stelmar 1.5 6DOF", 1, false, 1, true, 2, "SIM-40113"},
-    {"Stelmar 6DOF Scissor", "Stelmar 1.5 6DOF", 3, false, 2, true, 2, "SIM-40314"},
+    {"Default Device", "Orda", kCardUsb, false, 0, true, 3, "SIM-50701"},
+    {"Orda LAN", "Orda", kCardLan, false, 0, true, 2, "SIM-50602"},
+    {"Orda High Force", "Orda", kCardUsb, true, 0, true, 3, "SIM-50703"},
+    {"Corvale USB", "Corvale", kCardUsb, false, 0, true, 9, "SIM-30704"},
+    {"Corvale LAN", "Corvale", kCardLan, false, 0, true, 5, "SIM-30605"},
+    {"Corvale 1394", "Corvale", kCard1394, false, 0, true, 1, "SIM-30306"},
+    {"Nolva USB", "Nolva", kCardUsb, false, 0, true, 1, "SIM-90707"},
+    {"Stelmar 1.0", "Stelmar 1.0", kCardParallel1, false, 0, true, 1, "SIM-10108"},
+    {"Stelmar 1.0 Thimble", "Stelmar 1.0", kCardParallel2, false, 0, false, 1, "SIM-10209"},
+    {"Stelmar 1.5", "Stelmar 1.5", kCard1394, false, 0, true, 2, "SIM-20310"},
+    {"Stelmar 1.5 High Force", "Stelmar 1.5", kCard1394, true, 0, true, 2, "SIM-20311"},
+    {"Stelmar 3.0", "Stelmar 3.0", kCardParallel1, false, 0, true, 1, "SIM-60112"},
+    {"Stelmar 6DOF Thumbpad", "Stelmar 1.5 6DOF", kCardParallel1, false, 1, true, 2, "SIM-40113"},
+    {"Stelmar 6DOF Scissor", "Stelmar 1.5 6DOF", kCard1394, false, 2, true, 2, "SIM-40314"},
 };
-static_assert(std::size(kBuiltIn) <= kFleetSize, "the store holds twenty devices");
+static_assert(std::size(kBuiltIn) <= armwords::kFleetSize, "the store holds twenty devices");
 
 /// Latin-1 of UTF-8 text; false for characters outside Latin-1 and control characters.
 bool toLatin1(const std::string& utf8, std::string& latin1) {
@@ -124,7 +125,8 @@ FleetDevice readDevice(const json& object, const std::string& where) {
                "must be Latin-1 text without control characters, slashes and blanks at its ends, and not empty");
     if (device.latin1.size() > kLongestName)
         refuse(where + ".name", "is longer than 127 characters");
-    device.cardType = choice(object, where, "card", 7, {1, 2, 3, 6, 7});
+    device.cardType =
+        choice(object, where, "card", kCardUsb, {kCardParallel1, kCardParallel2, kCard1394, kCardLan, kCardUsb});
     const bool highForce = boolean(object, where, "highForce", false);
     const std::string word = text(object, where, "model");
     device.line = findLine(word, device.cardType, highForce);
@@ -159,7 +161,7 @@ std::vector<FleetDevice> readDevices(const std::string& content) {
     if (!root.is_object() || !root.contains("devices") || !root["devices"].is_array() || root.size() != 1)
         throw std::runtime_error("must be an object with the one field \"devices\", an array");
     const json& list = root["devices"];
-    if (list.size() > kFleetSize)
+    if (list.size() > armwords::kFleetSize)
         refuse("devices", "holds " + std::to_string(list.size()) + " devices, more than 20");
     std::vector<FleetDevice> devices;
     for (std::size_t i = 0; i < list.size(); ++i) {
@@ -251,7 +253,7 @@ void fillRecord(const FleetDevice& device, int index, CTHARLeNDevice& record) {
     record.m_dNominalMaxTorqueContinuousForce = line.continuousTorque;
     record.m_dWorkspaceOffset1 = line.originY;
     record.m_dWorkspaceOffset2 = line.originZ;
-    if (device.cardType == 6)
+    if (device.cardType == kCardLan)
         copyText(record.m_szTharlenHost, "simulated.local");
     copyText(record.m_nDeviceSerialNumber, device.serial);
 }

@@ -4,23 +4,10 @@
 #include <string>
 #include <vector>
 
-#include "boundary.h"
-#include "lines.h"
+#include "device/tharlenio.h"
+#include "model/fleetdevice.h"
 
 namespace arm {
-
-constexpr int kFleetSize = 20;
-
-struct FleetDevice {
-    std::string name;    ///< UTF-8
-    std::string latin1;  ///< the same as it crosses the boundary, at most 127 bytes
-    const LineFigures* line = nullptr;
-    int cardType = 7;
-    int grip = 0;  ///< 0 none, 1 thumbpad, 2 scissor
-    bool gimbal = true;
-    int revision = 1;  ///< 0 to 15
-    std::string serial;
-};
 
 struct Fleet {
     std::vector<FleetDevice> devices;

@@ -19,13 +19,11 @@ public:
     void take(json::parse_event_t event, const json& parsed) {
         using Event = json::parse_event_t;
         if (event == Event::object_end || event == Event::array_end)
-            return levels_.pop_back();
-        if (event == Event::key)
-            return takeName(parsed.get_ref<const std::string&>());
-        if (!levels_.empty())
-            ++levels_.back().values;
-        if (event != Event::value)
-            levels_.push_back({event == Event::array_start, 0, "", {}});
+            levels_.pop_back();
+        else if (event == Event::key)
+            takeName(parsed.get_ref<const std::string&>());
+        else
+            takeValue(event);
     }
 
 private:
@@ -36,6 +34,12 @@ private:
         std::set<std::string> names;
     };
 
+    void takeValue(json::parse_event_t event) {
+        if (!levels_.empty())
+            ++levels_.back().values;
+        if (event != json::parse_event_t::value)
+            levels_.push_back({event == json::parse_event_t::array_start, 0, "", {}});
+    }
     void takeName(const std::string& name) {
         levels_.back().name = name;
         if (!levels_.back().names.insert(name).second)

@@ -1,6 +1,8 @@
 // The operations of device/tharlenio.h: life cycle, loop, forces and motors, identity.
 #include <cstring>
 
+#include "control/boundary.h"
+#include "control/socket.h"
 #include "rig.h"
 
 using arm::Arm;
@@ -10,6 +12,13 @@ using arm::Vector6;
 namespace {
 
 constexpr int kEagerTicks = 3;  // ahead of the start's return, of a loop that is eager
+
+/// Made after the rig and so ended before it: no command meets a rig that is gone.
+arm::SocketServer& controlSocket() {
+    rig();
+    static arm::SocketServer server(&armcontrol::command);
+    return server;
+}
 
 }  // namespace
 
@@ -38,6 +47,7 @@ int CTHARLeNMgr::EnumerateTHARLeNs(CTHARLeNDevice** apDevices) {
     if (!apDevices)
         return 0;
     const arm::Fleet fleet = rig().enumerate();
+    controlSocket().start();
     for (const arm::FleetDevice& device : fleet.devices) {
         apDevices[m_nDeviceCount] = new CTHARLeNDevice;
         arm::fillRecord(device, m_nDeviceCount, *apDevices[m_nDeviceCount]);

@@ -112,7 +112,7 @@ int get_tharlen_temp_normalized_6dof(int id, float scale[6]) {
     return fill<6>(id, scale, [](const Arm& a) {
         // Zero where there is no motor.
         arm::Vector6 values = arm::Vector6::Zero();
-        for (int i = 0; i < (a.line->sixDof ? arm::kAxes : arm::kBase); ++i)
+        for (int i = 0; i < a.line->motors(); ++i)
             values[i] = arm::normalisedTemperature(a.line->heat, a.heat.winding[i]);
         return values;
     });
@@ -162,17 +162,7 @@ int update_calibration(int id) {
 }
 
 int is_calibration_supported(int id) {
-    return rig().read(id, 0, [](Arm& a) {
-        switch (a.line->calibration) {
-            case arm::CalibrationStyle::HomeSensors:
-                return 1;
-            case arm::CalibrationStyle::InkWell:
-                return 2;
-            case arm::CalibrationStyle::ResetPose:
-                break;
-        }
-        return 0;
-    });
+    return rig().read(id, 0, [](Arm& a) { return static_cast<int>(a.line->calibration); });
 }
 
 int is_tharlen_reset_supported(int id) {

@@ -12,7 +12,8 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdio>
+
+#include "say.h"
 
 namespace arm {
 namespace {
@@ -211,9 +212,9 @@ void Loop::askForRealTime() {
     prctl(PR_SET_TIMERSLACK, 1UL);
     static std::atomic<bool> said{false};
     if (!said.exchange(true))
-        std::fprintf(stderr,
-                     "libTharlenIOLib42: the servo loop has ordinary scheduling; a line \"@realtime - rtprio 90\" "
-                     "in /etc/security/limits.d and membership of that group permit real-time scheduling\n");
+        complain(
+            "the servo loop has ordinary scheduling; a line \"@realtime - rtprio 80\" in /etc/security/limits.d and "
+            "membership of that group permit real-time scheduling");
 }
 
 void Loop::run() {

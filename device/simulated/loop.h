@@ -11,7 +11,7 @@
 #include <thread>
 #include <vector>
 
-#include "boundary.h"
+#include "device/tharlenio.h"
 #include "lendingmutex.h"
 
 namespace arm {

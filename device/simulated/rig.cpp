@@ -6,7 +6,8 @@
 #include <cmath>
 #include <stdexcept>
 
-#include "commands.h"
+#include "calibrationfile.h"
+#include "say.h"
 
 namespace arm {
 namespace {
@@ -27,12 +28,11 @@ Rig& rig() {
     return instance;
 }
 
-Rig::Rig() : loop(&Rig::moveArm), socket_(&runCommand) {
+Rig::Rig() : loop(&Rig::moveArm) {
     arm_.calibration.discard = [this] { withArm([](Arm& a) { a.discardCalibration(); }); };
 }
 
 Rig::~Rig() {
-    socket_.stop();
     loop.stop();
     loop.stopThread();
 }
@@ -59,6 +59,16 @@ double Rig::manner(Fault fault) {
             return 0.0;
         return faultFigures(fault).highest > 0.0 ? a.faults.amount(fault) : 1.0;
     });
+}
+
+std::string Rig::switchFault(const std::string& name, bool on, int axis, const double* amount) {
+    const std::string why = FaultSet::check(name, on, axis, amount);
+    if (!why.empty())
+        return why;
+    const Fault fault = faultNamed(name);
+    const double used = amount ? *amount : faultFigures(fault).usual;
+    withArm([&](Arm& a) { a.faults.set(fault, on, axis, used); });
+    return "";
 }
 
 // A stepped loop has no time for it: its ticks and the graphical thread's work never run side by side.
@@ -96,7 +106,6 @@ Fleet Rig::enumerate() {
         fleetLoaded_ = true;
     }
     loop.ensureThread();
-    socket_.start();
     return fresh;
 }
 
@@ -126,7 +135,7 @@ int Rig::open(const std::string& latin1) {
         return -1;
     const FleetDevice& device = known.devices[static_cast<std::size_t>(index)];
     if (unplugged)
-        return device.cardType == 6 ? kNoAnswerLan : device.cardType == 7 ? kNoAnswerUsb : kNoAnswerOldCard;
+        return device.noAnswer();
 
     Offsets offsets{};
     std::string why;
@@ -180,7 +189,7 @@ std::string Rig::setStepped(bool stepped) {
 
 int Rig::switchAmplifiers(int id, bool on, bool wait) {
     const bool atOnce = wait && loop.stepped();
-    const int code = withOpen(id, kNoAnswerOldCard, [&](Arm& a) {
+    const int code = withOpen<int>(id, kCommunicationError, [&](Arm& a) {
         const int result = a.switchAmplifiers(on);
         if (atOnce && result == 0 && !Loop::onServoThread())
             a.amplifiersFollowAtOnce();

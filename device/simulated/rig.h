@@ -1,4 +1,4 @@
-// Everything of the library in one place: the arm behind its lock, the loop, the fleet and the socket.
+// Everything of the library in one place: the arm behind its lock, the loop and the fleet.
 #pragma once
 
 #include <atomic>
@@ -7,10 +7,10 @@
 #include <string>
 #include <utility>
 
-#include "arm.h"
+#include "fleet.h"
 #include "lendingmutex.h"
 #include "loop.h"
-#include "socket.h"
+#include "model/arm.h"
 
 namespace arm {
 
@@ -42,10 +42,12 @@ public:
     }
     /// The amount of a manner of the library; 0 while it is off, 1 where it has none.
     double manner(Fault fault);
+    /// Why a fault cannot be switched so, or an empty string after switching it. Null `amount` is the usual one.
+    std::string switchFault(const std::string& name, bool on, int axis, const double* amount);
     /// Half of what a slow tick takes. Ahead of a refresh or a command of a tick; elsewhere nothing.
     void slowTick();
 
-    /// Loads the fleet anew, starts loop and socket: the first thing an application does.
+    /// Loads the fleet anew and starts the loop: the first thing an application does.
     Fleet enumerate();
     Fleet fleet();
     int open(const std::string& latin1);
@@ -79,7 +81,6 @@ private:
     std::atomic<int> openId_{-1};
     int nextId_ = 0;
     double nextHang_ = 0.0;  // s of the arm's time; guarded by its lock
-    SocketServer socket_;
 };
 
 Rig& rig();

@@ -138,7 +138,7 @@ private slots:
 
     void sendsTheLatestMoveOfAFrame() {
         Quiet quiet(path("arm-1.sock"));
-        Hand hand(quiet.link);
+        HandWishes hand(quiet.link);
         const auto moves = [&] { return quiet.arm.named("hand.move"); };
         for (const double x : {1.0, 2.0, 3.0})
             hand.moveTo({x, 0, 0});
@@ -162,7 +162,7 @@ private slots:
         QTRY_COMPARE(quiet.arm.named("hand.release").size(), 1);
         hand.moveTo({-700, 0, 0});
         QTRY_COMPARE(moves().size(), 3);
-        QCOMPARE(numbers(moves()[2]["position"])[0], -Hand::kLimit);
+        QCOMPARE(numbers(moves()[2]["position"])[0], -HandWishes::kLimit);
     }
 
     void survivesWrongAnswers_data() {
@@ -254,8 +254,8 @@ private slots:
         QCOMPARE(state.joints[1] + state.position[0], 0.0);
         QCOMPARE(state.jointMax, (Vec6{1, 2, 0, 0, 3, 4}));
         QCOMPARE(state.encoders[0] + state.strength + static_cast<double>(state.ticks), 0.0);
-        QCOMPARE(state.name, QString("a?b"));
-        QVERIFY(!state.open && state.switches[0] && !state.switches[1] && state.faults.isEmpty());
+        QCOMPARE(state.name, std::string("a?b"));
+        QVERIFY(!state.open && state.switches[0] && !state.switches[1] && state.faults.empty());
         QCOMPARE(state.handTarget[2], 6.0);
         QCOMPARE(state.rate, 1000);
     }
@@ -404,7 +404,7 @@ private slots:
 
         ScriptedArm arm(path("arm-1.sock"));
         ArmLink link;
-        Hand hand(link);
+        HandWishes hand(link);
         link.start(kRetryMs);
         hand.play(script);
         QVERIFY(hand.isPlaying());

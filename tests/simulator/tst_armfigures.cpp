@@ -2,9 +2,9 @@
 #include <cmath>
 
 #include "QtTharlenTest/tharlenDefines.h"
-#include "device/simulated/heat.h"
-#include "device/simulated/kinematics.h"
-#include "device/simulated/lines.h"
+#include "device/simulated/model/heat.h"
+#include "device/simulated/model/kinematics.h"
+#include "device/simulated/model/lines.h"
 #include "simarm.h"
 
 using namespace arm;

@@ -1,7 +1,7 @@
 // The moving arm: kinematics, friction, stops, motors, the hand and the box it presses into.
 #include <cmath>
 
-#include "device/simulated/kinematics.h"
+#include "device/simulated/model/kinematics.h"
 #include "simarm.h"
 
 using simarm::Bench;

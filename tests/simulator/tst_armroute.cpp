@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "QtTharlenTest/tharlenDefines.h"
-#include "device/simulated/lines.h"
+#include "device/simulated/model/lines.h"
 #include "simarm.h"
 
 using simarm::Bench;

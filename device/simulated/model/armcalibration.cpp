@@ -117,7 +117,7 @@ void Arm::accept(const Offsets& offsets) {
 
 int Arm::updateCalibration() {
     if (faults.on(Fault::Unplugged))
-        return noAnswer();
+        return device.noAnswer();
     Offsets offsets{};
     if (line->calibration == CalibrationStyle::HomeSensors) {
         for (int i = 0; i < kBase; ++i) {
@@ -139,7 +139,7 @@ int Arm::updateCalibration() {
 
 int Arm::resetCalibration() {
     if (faults.on(Fault::Unplugged))
-        return noAnswer();
+        return device.noAnswer();
     if (line->calibration != CalibrationStyle::ResetPose || faults.on(Fault::RefusedReset))
         return -1;
     Offsets offsets{};

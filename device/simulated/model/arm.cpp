@@ -114,16 +114,15 @@ void Arm::substep(double h, const Vector6& torque) {
 
 void Arm::warm(double seconds) {
     const Vector6 flowing = powered_ ? dac_ : Vector6(Vector6::Zero());
-    const int motors = line->sixDof ? kAxes : kBase;
-    heat.advance(line->heat, flowing, motors, seconds * heatPace);
-    for (int i = 0; i < motors; ++i)
+    heat.advance(line->heat, flowing, line->motors(), seconds * heatPace);
+    for (int i = 0; i < line->motors(); ++i)
         if (faults.on(Fault::Hot, i))
             heat.winding[i] = faults.amount(Fault::Hot);
 }
 
 void Arm::protect() {
     bool over = false, cool = true;
-    for (int i = 0; i < (line->sixDof ? kAxes : kBase); ++i) {
+    for (int i = 0; i < line->motors(); ++i) {
         if (shutdown[i] <= 0.0)
             continue;
         over |= heat.winding[i] >= shutdown[i];
@@ -141,20 +140,16 @@ void Arm::protect() {
         trip();
 }
 
-int Arm::noAnswer() const {
-    return device.cardType == 6 ? kNoAnswerLan : device.cardType == 7 ? kNoAnswerUsb : kNoAnswerOldCard;
-}
-
 int Arm::status() const {
     if (faults.on(Fault::Unplugged))
-        return noAnswer();
+        return device.noAnswer();
     if (faults.on(Fault::Status))
         return static_cast<int>(faults.amount(Fault::Status));
     if (faults.on(Fault::Amplifier))
         return kDeviceFault;
     if (tooFast_)
-        return kTooFast;
-    const double warmest = heat.winding.head(line->sixDof ? kAxes : kBase).maxCoeff();
+        return kMaxVelocityExceeded;
+    const double warmest = heat.winding.head(line->motors()).maxCoeff();
     return hot_ || normalisedTemperature(line->heat, warmest) >= 1.0 ? kMotorsWarm : 0;
 }
 

@@ -6,14 +6,14 @@
 #include "armstate.h"
 #include "handscript.h"
 
-class Hand : public QObject {
+class HandWishes : public QObject {
     Q_OBJECT
 
 public:
-    /// Farther than this no line of arms reaches on an axis, mm.
+    /// Farther than this no model line reaches on an axis, mm.
     static constexpr double kLimit = 250.0;
 
-    explicit Hand(ArmLink& link, QObject* parent = nullptr);
+    explicit HandWishes(ArmLink& link, QObject* parent = nullptr);
 
     void takeState(const ArmState& state);
     /// Where the hand pulls, or where the endpoint is while nobody holds it, mm.

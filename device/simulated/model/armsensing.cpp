@@ -80,8 +80,7 @@ void Arm::pressSwitch(int button, bool pressed) {
 int Arm::inkwellSwitch() const {
     if (line->calibration != CalibrationStyle::InkWell)
         return 0;
-    const bool nonZeroMeansDocked = line->modelType == 9;
-    return hand.docked() == nonZeroMeansDocked ? 1 : 0;
+    return hand.docked() ? line->dockedReading : 1 - line->dockedReading;
 }
 
 double Arm::pinchReading() const {
@@ -104,18 +103,16 @@ void Arm::refreshImage() {
     store(image.usPot2, 0);
     store(image.ucTimerCnt, ++timer_);
     store(image.ucWatchdogCntrIn, ++watchdog_);
-    unsigned misc = 0x80u | 0x40u;
-    const unsigned homeBits[kBase] = {0x10u, 0x04u, 0x08u};
-    const unsigned speedBits[kBase] = {0x40u, 0x10u, 0x20u};
-    unsigned errors = static_cast<unsigned>(device.revision) & 0x0Fu;
+    unsigned misc = kWatchdogJumper | kWatchdogGood;
+    unsigned errors = static_cast<unsigned>(device.revision) & kRevisionMask;
     for (int i = 0; i < kBase; ++i) {
         if (home_[i].active() && !faults.on(Fault::MissingFlag, i))
-            misc |= homeBits[i];
+            misc |= kHomeSensor[i];
         if (axisTooFast_[i])
-            errors |= speedBits[i];
+            errors |= kOverspeed[i];
     }
     if (faults.on(Fault::Amplifier))
-        misc |= 0x20u;
+        misc |= kOvercurrent;
     store(image.ucMiscIn, misc);
     store(image.ucSpeedErrs, errors);
     store(image.usSwitch1, stylusSwitch(0));

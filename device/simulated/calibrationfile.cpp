@@ -1,17 +1,16 @@
-// Fields of the calibration object, and the calibration file: JSON with the device's name, serial number
-// and the three offsets in counts.
-#include "calibration.h"
+// A file that is no calibration of the device is named with the reason; one is written whole or not at all.
+#include "calibrationfile.h"
 
 #include <unistd.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 
 #include "device/foreign.h"
 #include "jsontext.h"
+#include "say.h"
 
 namespace arm {
 namespace {
@@ -19,62 +18,9 @@ namespace {
 constexpr long kLargestOffset = 1000000;
 constexpr std::size_t kLargestFile = 64 * 1024;
 
-template <typename T, typename V>
-void store(T& field, V value) {
-    __atomic_store_n(&field, static_cast<T>(value), __ATOMIC_RELAXED);
-}
-
 std::string pathOf(const std::string& name) { return dataHome() + "/config/THARLeN Calibration (" + name + ")"; }
 
 }  // namespace
-
-std::string dataHome() {
-    const char* home = std::getenv("KNDD_HOME");
-    return home ? home : "";
-}
-
-void complain(const std::string& text) { std::fprintf(stderr, "libTharlenIOLib42: %s\n", text.c_str()); }
-
-void LiveCalibration::DiscardCalibration() {
-    if (discard)
-        discard();
-}
-
-void LiveCalibration::setOffsets(const Offsets& offsets) {
-    for (int i = 0; i < kBase; ++i)
-        store(m_alOffsets[i], offsets[i]);
-}
-
-void LiveCalibration::setCalculated(int axis, long offset) { store(m_alOffsetsCalc[axis], offset); }
-
-void LiveCalibration::setIncorrect(int axis, bool incorrect) { store(m_abIncorrect[axis], incorrect ? 1 : 0); }
-
-void LiveCalibration::clearSensors() {
-    for (AXIS_SENSOR_DATA& axis : m_aAxisSensorData) {
-        store(axis.nFlags, 0);
-        store(axis.nGaps, 0);
-        for (int i = 0; i < 3; ++i) {
-            store(axis.psdFlagData[i], nullptr);
-            store(axis.psdGapData[i], nullptr);
-        }
-    }
-}
-
-void LiveCalibration::note(int axis, const Passage& passage) {
-    AXIS_SENSOR_DATA& data = m_aAxisSensorData[axis];
-    SENSOR_DATA& seen = passage.flag ? flags_[axis][passage.index] : gaps_[axis][passage.index];
-    SENSOR_DATA*& place = passage.flag ? data.psdFlagData[passage.index] : data.psdGapData[passage.index];
-    store(seen.lStart, passage.start);
-    store(seen.lStop, passage.stop);
-    store(seen.lWidth, std::labs(passage.stop - passage.start));
-    store(seen.lMidPoint, (passage.start + passage.stop) / 2);
-    store(seen.lVelocity, passage.velocity);
-    if (!place) {
-        int& count = passage.flag ? data.nFlags : data.nGaps;
-        store(count, count + 1);
-        store(place, &seen);
-    }
-}
 
 CalibrationFile readCalibration(const std::string& name, const std::string& serial, Offsets& offsets,
                                 std::string& why) {

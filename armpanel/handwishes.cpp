@@ -1,5 +1,5 @@
 // Each wish of the operator ends the script that plays and the move that was not sent yet.
-#include "hand.h"
+#include "handwishes.h"
 
 #include <QJsonArray>
 #include <algorithm>
@@ -11,7 +11,7 @@ constexpr double kHaltSpeed = 1.5;  // rad/s
 constexpr double kPerMm = 100.0;    // steps of a position that a pointer asks for
 }  // namespace
 
-Hand::Hand(ArmLink& link, QObject* parent) : QObject(parent), link_(link) {
+HandWishes::HandWishes(ArmLink& link, QObject* parent) : QObject(parent), link_(link) {
     connect(&player_, &HandPlayer::step, this, [this](const HandStep& step) {
         emit scriptAt(step.label);
         if (step.command.isEmpty())
@@ -27,16 +27,16 @@ Hand::Hand(ArmLink& link, QObject* parent) : QObject(parent), link_(link) {
     });
 }
 
-void Hand::takeState(const ArmState& state) { state_ = state; }
+void HandWishes::takeState(const ArmState& state) { state_ = state; }
 
-Vec3 Hand::target() const {
+Vec3 HandWishes::target() const {
     // The state lags behind a move by a frame or two; steps by key add up all the same.
     if (link_.isLatestUnderWay(kMove))
         return wanted_;
     return state_.holding ? state_.handTarget : state_.position;
 }
 
-void Hand::moveTo(Vec3 target) {
+void HandWishes::moveTo(Vec3 target) {
     player_.cancel();
     link_.dropLatest(kJoints);
     for (double& value : target)
@@ -45,35 +45,35 @@ void Hand::moveTo(Vec3 target) {
     link_.sendLatest(kMove, {{"position", toJson(target)}});
 }
 
-void Hand::turnTo(const QJsonObject& fields) {
+void HandWishes::turnTo(const QJsonObject& fields) {
     player_.cancel();
     link_.dropLatest(kMove);
     link_.sendLatest(kJoints, fields);
 }
 
-void Hand::nudge(int axis, double mm) {
+void HandWishes::nudge(int axis, double mm) {
     Vec3 target = this->target();
     target[axis] += mm;
     moveTo(target);
 }
 
-void Hand::act(const QString& command, const QJsonObject& fields) {
+void HandWishes::act(const QString& command, const QJsonObject& fields) {
     player_.cancel();
     dropWishes();
     link_.send(command, fields);
 }
 
-void Hand::dropWishes() {
+void HandWishes::dropWishes() {
     link_.dropLatest(kMove);
     link_.dropLatest(kJoints);
 }
 
-void Hand::play(const HandScript& script) {
+void HandWishes::play(const HandScript& script) {
     dropWishes();
     player_.start(script);
 }
 
-void Hand::halt() {
+void HandWishes::halt() {
     player_.cancel();
     if (!state_.holding)
         return;

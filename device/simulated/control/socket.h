@@ -34,6 +34,8 @@ private:
         bool skipping = false;  // the rest of a line that was too long
         bool ended = false;
         bool surplus = false;  // one more than there is room for: told so, and heard no more
+
+        void close();
     };
 
     bool bindTo(const std::string& path);

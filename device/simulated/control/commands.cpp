@@ -1,26 +1,24 @@
 // JSON commands: a table of names, the fields each one takes, and what it does. Fields are checked before
 // anything is changed; whatever is wrong is answered by the field's name.
-#include "commands.h"
-
 #include <array>
 #include <climits>
 #include <cmath>
 #include <cstdint>
 #include <initializer_list>
+#include <iterator>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 
-#include "control.h"
+#include "boundary.h"
 #include "device/foreign.h"
-#include "jsontext.h"
-#include "rig.h"
+#include "device/simulated/jsontext.h"
+#include "device/simulated/rig.h"
 
 namespace arm {
 namespace {
 
 using nlohmann::json;
-
-constexpr long kMostTicks = 1000000;
+using namespace armwords;
 
 /// A command's fields; every reader throws the sentence that goes back.
 class Fields {
@@ -31,27 +29,28 @@ public:
         for (const auto& item : object_.items()) {
             bool known = item.key() == "command" || item.key() == "id";
             for (const char* name : names)
-                known |= item.key() == name;
+                known |= name && item.key() == name;
             if (!known)
                 throw std::runtime_error(foreign::printable(item.key()) + ": this command has no such field");
         }
     }
     bool has(const char* name) const { return object_.contains(name); }
-    double number(const char* name) const { return asNumber(need(name), name); }
-    long integer(const char* name, long low, long high) const {
-        const json& value = need(name);
+    double number(const Field& field) const { return asNumber(need(field.name), field.name); }
+    int integer(const Field& field) const {
+        const json& value = need(field.name);
+        const long low = std::lround(field.low), high = std::lround(field.high);
         // A number past what a long holds would turn into a negative one.
         const bool holds =
             value.is_number_integer() && (!value.is_number_unsigned() || value.get<std::uint64_t>() <= LONG_MAX);
         if (!holds || value.get<long>() < low || value.get<long>() > high)
-            throw std::runtime_error(std::string(name) + ": must be a whole number between " + std::to_string(low)
+            throw std::runtime_error(std::string(field.name) + ": must be a whole number between " + std::to_string(low)
                                      + " and " + std::to_string(high));
-        return value.get<long>();
+        return value.get<int>();
     }
-    bool boolean(const char* name) const {
-        if (!need(name).is_boolean())
-            throw std::runtime_error(std::string(name) + ": must be true or false");
-        return need(name).get<bool>();
+    bool boolean(const Field& field) const {
+        if (!need(field.name).is_boolean())
+            throw std::runtime_error(std::string(field.name) + ": must be true or false");
+        return need(field.name).get<bool>();
     }
     std::string text(const char* name) const {
         if (!need(name).is_string())
@@ -59,13 +58,14 @@ public:
         return need(name).get<std::string>();
     }
     template <std::size_t N>
-    std::array<double, N> numbers(const char* name) const {
-        const json& value = need(name);
+    std::array<double, N> numbers(const Field& field) const {
+        const json& value = need(field.name);
         if (!value.is_array() || value.size() != N)
-            throw std::runtime_error(std::string(name) + ": must be an array of " + std::to_string(N) + " numbers");
+            throw std::runtime_error(std::string(field.name) + ": must be an array of " + std::to_string(N)
+                                     + " numbers");
         std::array<double, N> result{};
         for (std::size_t i = 0; i < N; ++i)
-            result[i] = asNumber(value[i], name);
+            result[i] = asNumber(value[i], field.name);
         return result;
     }
 
@@ -86,43 +86,9 @@ private:
 
 json stateJson() {
     const armcontrol::State s = armcontrol::state();
-    return {{"open", s.open},
-            {"name", s.name},
-            {"model", s.model},
-            {"serial", s.serial},
-            {"modelType", s.modelType},
-            {"cardType", s.cardType},
-            {"grip", s.grip},
-            {"gimbal", s.gimbal},
-            {"highForce", s.highForce},
-            {"loopRunning", s.loopRunning},
-            {"rate", s.rate},
-            {"measuredRate", s.measuredRate},
-            {"ticks", s.ticks},
-            {"lateTicks", s.lateTicks},
-            {"realTime", s.realTime},
-            {"joints", s.joints},
-            {"encoders", s.encoders},
-            {"position", s.position},
-            {"velocity", s.velocity},
-            {"dac", s.dac},
-            {"force", s.force},
-            {"jointMin", s.jointMin},
-            {"jointMax", s.jointMax},
-            {"amplifiers", s.amplifiers},
-            {"calibrationStatus", s.calibrationStatus},
-            {"holding", s.holding},
-            {"docked", s.docked},
-            {"presence", s.presence},
-            {"handTarget", s.handTarget},
-            {"handForce", s.handForce},
-            {"switches", s.switches},
-            {"pinch", s.pinch},
-            {"strength", s.strength},
-            {"winding", s.winding},
-            {"stator", s.stator},
-            {"warmLimit", s.warmLimit},
-            {"faults", s.faults}};
+    json fields;
+    eachField(s, [&fields](const char* name, const auto& field, double = 0) { fields[name] = field; });
+    return fields;
 }
 
 json faultsJson() {
@@ -153,88 +119,43 @@ struct Command {
 std::string doFault(const Fields& f, json&) {
     f.allow({"name", "on", "axis", "amount"});
     const std::string name = f.text("name");
-    const bool on = f.boolean("on");
-    const int axis = f.has("axis") ? static_cast<int>(f.integer("axis", -1, kFleetSize - 1)) : -1;
-    const double amount = f.has("amount") ? f.number("amount") : 0.0;
-    return switchFault(name, on, axis, f.has("amount") ? &amount : nullptr);
+    const bool on = f.boolean({"on"});
+    const int axis = f.has("axis") ? f.integer({"axis", Field::Kind::Whole, -1, kFleetSize - 1}) : -1;
+    const double amount = f.has("amount") ? f.number({"amount"}) : 0.0;
+    return rig().switchFault(name, on, axis, f.has("amount") ? &amount : nullptr);
 }
 
 std::string doStep(const Fields& f, json& answer) {
     f.allow({"ticks"});
-    const long ticks = f.integer("ticks", 1, kMostTicks);
+    const int ticks = f.integer(kStepTicks);
     if (!rig().loop.stepped())
         return "the loop runs on its thread";
     answer["ticks"] = armcontrol::step(ticks);
     return "";
 }
 
-const Command kHandCommands[] = {
-    {"hand.move",
-     [](const Fields& f, json&) {
-         f.allow({"position"});
-         return armcontrol::handMove(f.numbers<3>("position"));
-     }},
-    {"hand.drag",
-     [](const Fields& f, json&) {
-         f.allow({"position", "speed"});
-         return armcontrol::handDrag(f.numbers<3>("position"), f.number("speed"));
-     }},
-    {"hand.joints",
-     [](const Fields& f, json&) {
-         f.allow({"angles", "speed"});
-         return armcontrol::handJoints(f.numbers<6>("angles"), f.number("speed"));
-     }},
-    {"hand.sweep",
-     [](const Fields& f, json&) {
-         f.allow({"axis", "speed"});
-         return armcontrol::handSweep(static_cast<int>(f.integer("axis", 0, 5)), f.number("speed"));
-     }},
-    {"hand.gimbal",
-     [](const Fields& f, json&) {
-         f.allow({"angles"});
-         return armcontrol::handGimbal(f.numbers<3>("angles"));
-     }},
-    {"hand.release",
-     [](const Fields& f, json&) {
-         f.allow({});
-         return armcontrol::handRelease();
-     }},
-    {"hand.dock",
-     [](const Fields& f, json&) {
-         f.allow({});
-         return armcontrol::handDock();
-     }},
-    {"hand.undock",
-     [](const Fields& f, json&) {
-         f.allow({});
-         return armcontrol::handUndock();
-     }},
-    {"hand.reset",
-     [](const Fields& f, json&) {
-         f.allow({});
-         return armcontrol::handReset();
-     }},
-    {"hand.strength",
-     [](const Fields& f, json&) {
-         f.allow({"newtons"});
-         return armcontrol::handStrength(f.number("newtons"));
-     }},
-    {"hand.switch",
-     [](const Fields& f, json&) {
-         f.allow({"button", "pressed"});
-         return armcontrol::handSwitch(static_cast<int>(f.integer("button", 0, 1)), f.boolean("pressed"));
-     }},
-    {"hand.presence",
-     [](const Fields& f, json&) {
-         f.allow({"present"});
-         return armcontrol::handPresence(f.boolean("present"));
-     }},
-    {"hand.pinch",
-     [](const Fields& f, json&) {
-         f.allow({"closed"});
-         return armcontrol::handPinch(f.number("closed"));
-     }},
+struct HandAction {
+    const char* name;  ///< one of kHandCommands, which has the fields
+    std::string (*action)(const Fields& fields);
 };
+
+const HandAction kHandActions[] = {
+    {"hand.move", [](const Fields& f) { return armcontrol::handMove(f.numbers<3>(kPosition)); }},
+    {"hand.drag", [](const Fields& f) { return armcontrol::handDrag(f.numbers<3>(kPosition), f.number(kDragSpeed)); }},
+    {"hand.joints",
+     [](const Fields& f) { return armcontrol::handJoints(f.numbers<6>(kJointAngles), f.number(kTurnSpeed)); }},
+    {"hand.sweep", [](const Fields& f) { return armcontrol::handSweep(f.integer(kAxis), f.number(kTurnSpeed)); }},
+    {"hand.gimbal", [](const Fields& f) { return armcontrol::handGimbal(f.numbers<3>(kGimbalAngles)); }},
+    {"hand.release", [](const Fields&) { return armcontrol::handRelease(); }},
+    {"hand.dock", [](const Fields&) { return armcontrol::handDock(); }},
+    {"hand.undock", [](const Fields&) { return armcontrol::handUndock(); }},
+    {"hand.reset", [](const Fields&) { return armcontrol::handReset(); }},
+    {"hand.strength", [](const Fields& f) { return armcontrol::handStrength(f.number(kStrength)); }},
+    {"hand.switch", [](const Fields& f) { return armcontrol::handSwitch(f.integer(kButton), f.boolean(kPressed)); }},
+    {"hand.presence", [](const Fields& f) { return armcontrol::handPresence(f.boolean(kPresent)); }},
+    {"hand.pinch", [](const Fields& f) { return armcontrol::handPinch(f.number(kClosed)); }},
+};
+static_assert(std::size(kHandActions) == std::size(kHandCommands), "one action for each command of the hand");
 
 const Command kOtherCommands[] = {
     {"state",
@@ -265,24 +186,27 @@ const Command kOtherCommands[] = {
     {"heat.set",
      [](const Fields& f, json&) {
          f.allow({"motor", "winding", "stator"});
-         return armcontrol::heatSet(static_cast<int>(f.integer("motor", -1, 5)), f.number("winding"),
-                                    f.number("stator"));
+         return armcontrol::heatSet(f.integer(kMotor), f.number(kWinding), f.number(kStator));
      }},
     {"heat.pace",
      [](const Fields& f, json&) {
          f.allow({"factor"});
-         return armcontrol::heatPace(f.number("factor"));
+         return armcontrol::heatPace(f.number(kHeatPace));
      }},
     {"loop.step", doStep},
 };
 
-Action actionNamed(const std::string& name) {
-    for (const Command& command : kHandCommands)
+std::string run(const Fields& fields, json& answer) {
+    const std::string name = fields.text("command");
+    for (const HandCommand& command : kHandCommands)
         if (name == command.name)
-            return command.action;
+            fields.allow({command.fields[0].name, command.fields[1].name});
+    for (const HandAction& it : kHandActions)
+        if (name == it.name)
+            return it.action(fields);
     for (const Command& command : kOtherCommands)
         if (name == command.name)
-            return command.action;
+            return command.action(fields, answer);
     throw std::runtime_error("command: there is no command \"" + foreign::printable(name) + "\"");
 }
 
@@ -296,7 +220,7 @@ json answerTo(const std::string& line) {
         if (object.contains("id"))
             answer["id"] = object["id"];
         const Fields fields(object);
-        why = actionNamed(fields.text("command"))(fields, answer);
+        why = run(fields, answer);
     } catch (const json::exception&) {
         why = "the line is not JSON";
     } catch (const std::exception& error) {
@@ -309,9 +233,8 @@ json answerTo(const std::string& line) {
 }
 
 }  // namespace
-
-std::string runCommand(const std::string& line) {
-    return answerTo(line).dump(-1, ' ', false, json::error_handler_t::replace);
-}
-
 }  // namespace arm
+
+std::string armcontrol::command(const std::string& line) {
+    return arm::answerTo(line).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+}

@@ -25,7 +25,7 @@ int Arm::deviceFault() const { return faults.on(Fault::Amplifier) || hot_ || fau
 
 int Arm::switchAmplifiers(bool on) {
     if (faults.on(Fault::Unplugged))
-        return noAnswer();
+        return device.noAnswer();
     if (on && deviceFault())
         return kDeviceFault;
     if (wanted_ != on)
@@ -52,13 +52,12 @@ void Arm::amplifiersFollowAtOnce() {
 void Arm::trip() { wanted_ = powered_ = false; }
 
 int Arm::commandDac(const Vector6& dac) {
-    const int motors = line->sixDof ? kAxes : kBase;
     bool beyond = false;
     for (int i = 0; i < kAxes; ++i) {
         double count = std::isfinite(dac[i]) ? dac[i] : 0.0;
         beyond |= !std::isfinite(dac[i]);
-        if (i < motors)
-            beyond |= count > kFullDac || count < -kFullDac - 1.0;
+        if (i < line->motors())
+            beyond |= count > kFullDac || count < kDacLeast;
         else
             count = 0.0;
         dac_[i] = std::clamp(count, -kFullDac, kFullDac);
@@ -87,7 +86,7 @@ int Arm::commandForce(const Vector6& wanted) {
     limit(force.tail<3>(), line->maxTorque);
     const Vector6 torque = jacobian(*line, angles()) * force / 1000.0;  // N m
     Vector6 dac = Vector6::Zero();
-    for (int i = 0; i < (line->sixDof ? kAxes : kBase); ++i)
+    for (int i = 0; i < line->motors(); ++i)
         dac[i] = line->motorSign(i) * torque[i] / line->torquePerDac(i);
     const int status = commandDac(dac);
     return beyond ? kMaxForceExceeded : status;

@@ -16,8 +16,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "calibration.h"
 #include "device/foreign.h"
+#include "device/simulated/say.h"
 
 namespace arm {
 namespace {
@@ -96,6 +96,11 @@ std::string usualPath(std::string& why) {
 
 }  // namespace
 
+void SocketServer::Client::close() {
+    ::close(descriptor);
+    descriptor = -1;
+}
+
 bool SocketServer::bindTo(const std::string& path) {
     const std::string shown = foreign::printable(path);
     if (path.size() >= sizeof(sockaddr_un::sun_path)) {
@@ -159,7 +164,7 @@ void SocketServer::stop() {
             thread_.join();
     }
     for (Client& client : clients_)
-        ::close(client.descriptor);
+        client.close();
     clients_.clear();
     for (int* descriptor : {&listener_, &wake_}) {
         if (*descriptor >= 0)
@@ -226,7 +231,7 @@ void SocketServer::write(Client& client) {
     if (sent > 0)
         client.output.erase(0, static_cast<std::size_t>(sent));
     else if (sent < 0 && errno != EAGAIN && errno != EINTR)
-        client.descriptor = (::close(client.descriptor), -1);
+        client.close();
 }
 
 void SocketServer::run() {
@@ -252,7 +257,7 @@ void SocketServer::run() {
             if (!client.output.empty())
                 write(client);
             if (client.descriptor >= 0 && ((client.ended && client.output.empty()) || events & POLLERR))
-                client.descriptor = (::close(client.descriptor), -1);
+                client.close();
         }
         clients_.erase(
             std::remove_if(clients_.begin(), clients_.end(), [](const Client& c) { return c.descriptor < 0; }),

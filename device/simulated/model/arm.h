@@ -11,20 +11,12 @@
 #include "calibration.h"
 #include "dynamics.h"
 #include "faults.h"
-#include "fleet.h"
+#include "fleetdevice.h"
 #include "hand.h"
 #include "heat.h"
 #include "sensors.h"
 
 namespace arm {
-
-/// Codes of update_tharlen() and of the operations that fail for the same reasons.
-constexpr int kMotorsWarm = -1;
-constexpr int kDeviceFault = -4;
-constexpr int kNoAnswerOldCard = -5;
-constexpr int kTooFast = -13;
-constexpr int kNoAnswerUsb = -28;
-constexpr int kNoAnswerLan = -31;
 
 class Arm {
 public:
@@ -114,7 +106,6 @@ private:
     void readEncoders(double seconds);
     double reading(int axis) const;
     long counter(int axis) const { return std::lround(counted_[axis]) - (axis < kBase ? powerUp_[axis] : 0); }
-    int noAnswer() const;
     void refreshImage();
     void powerUp();
     void watchHome(double h);

@@ -1,52 +1,24 @@
-// What can be wrong with the arm, and manners of its library that an application has to bear: the table and the
-// switches of those that are on.
+// The faults of the arm by name, and the switches of those that are on.
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <string>
 #include <vector>
 
 namespace arm {
 
 enum class Fault {
-    Unplugged,
-    Amplifier,
-    NoAmplifierFollow,
-    Status,
-    Overspeed,
-    Hot,
-    DeadEncoder,
-    DriftingEncoder,
-    ShortTravel,
-    StickyBearing,
-    SlippingCapstan,
-    WeakMotor,
-    ReversedMotor,
-    StuckSwitch,
-    BouncingSwitch,
-    MissingFlag,
-    WideFlag,
-    NarrowGap,
-    RefusedReset,
-    Jitter,
-    Stall,
-    DroppedTicks,
-    InitFails,
-    InitThrows,
-    NoLoop,
-    ReadFails,
-    LateStop,
-    SlowTicks,
-    OneOpening,
-    EagerLoop,
-    HangingReads,
+#define FAULT(word, ...) word,
+#include "device/simulated/faultrows.h"
+#undef FAULT
     Count
 };
 
 /// What `axis` of a fault counts. Library: nothing, for it is a manner that any library may have, and no defect.
 enum class FaultScope { None, BaseAxis, AnyAxis, Button, Device, Library };
 
-/// One row of the table. The amount lies in [lowest, highest]; both 0 when the fault has none.
+/// What a row says of a fault. The amount lies in [lowest, highest]; both 0 when the fault has none.
 struct FaultFigures {
     const char* name;
     FaultScope scope;

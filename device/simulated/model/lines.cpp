@@ -1,5 +1,5 @@
 // Figures of every model line. They are chosen for this simulation so that the tests of a line fit
-// together; tests/simulator/tst_figures.cpp names each tie. Inertia follows from the wanted acceleration
+// together; tests/simulator/tst_armfigures.cpp names each tie. Inertia follows from the wanted acceleration
 // per DAC count b (counts/tick^2 at 1 kHz): inertia = countsPerRad * torquePerDac * 1e-6 / b.
 #include "lines.h"
 
@@ -26,15 +26,27 @@ constexpr AxisFigures passive(double countsPerRad, int halfTravel) {
 // Gimbal joints with motors: the last column is DAC counts.
 constexpr AxisFigures driven(int halfTravel) { return {1600.0, 1, -halfTravel, halfTravel, 1, 4.0, 6e-5, 4e-4, 220.0}; }
 
+// Revisions 2 to 7 carry a comb of three flags on X and Y. Those of Y lie where the routes of the endurance run, which
+// move two axes at one speed, pass no edge of two axes at once. The forearm's flag mirrors with its encoder.
+constexpr AxisFlags kCombX = {3, 0, {{-1100, -700}, {-300, 300}, {700, 1100}}};
+constexpr AxisFlags kCombY = {3, 0, {{-8000, -7600}, {-7200, -6600}, {-6200, -5800}}};
+constexpr AxisFlags kSingleX = {1, 1, {{-300, 300}}};
+constexpr AxisFlags kSingleY = {1, 1, {{-7200, -6600}}};
+constexpr AxisFlags kForearm = {1, 0, {{-3300, -2700}}};
+constexpr AxisFlags kForearmMirrored = {1, 0, {{2700, 3300}}};
+constexpr HomeFlags kFlags = {{kSingleX, kSingleY, kForearm}, {kCombX, kCombY, kForearm}};
+constexpr HomeFlags kFlagsMirrored = {{kSingleX, kSingleY, kForearmMirrored}, {kCombX, kCombY, kForearmMirrored}};
+
 // A row: word, model string, model type, card (0: any other), high force, six degrees of freedom, second
-// switch, calibration; links, origin up and out in mm, DAC counts per mN m of motor torque, give in counts; base
-// axes; gimbal axes; nominal stiffness N/mm, damping N s/mm, greatest and continuous force N, and the four of the
-// torques (N mm/rad, N mm s/rad, N mm, N mm); rest, ink-well and reset pose in rad; heat of a motor.
+// switch, calibration, ink-well reading when docked, home flags; links, origin up and out in mm, DAC counts per mN m of
+// motor torque, give in counts; base axes; gimbal axes; nominal stiffness N/mm, damping N s/mm, greatest and continuous
+// force N, and the four of the torques (N mm/rad, N mm s/rad, N mm, N mm); rest, ink-well and reset pose in rad; heat
+// of a motor.
 // Axis columns: counts/rad, encoder sign, stop low, stop high, parity, reduction, inertia kg m^2,
 // viscous N m s/rad, dry friction in DAC counts, and the shares of the two that a negative command meets, if not 1.
 // clang-format off
-const LineFigures kLines[] = {
-    {"Orda", "THARLEN Orda", 5, 7, false, false, 1, Style::InkWell,
+constexpr LineFigures kLines[] = {
+    {"Orda", "THARLEN Orda", kModelOrda, kCardUsb, false, false, 1, Style::InkWell, 0, nullptr,
      135.0, 135.0, -33.0, 187.9, 513.708, 1.65,
      {{2760.0, -1, -2450, 2380, 1, 14.0, 2.01e-4, 5.1e-3, 820.0, 0.97, 0.96},
       {2430.0, -1, -3900, 560, 1, 10.5, 5.59e-4, 2.7e-3, 820.0, 1.04, 1.05},
@@ -43,7 +55,7 @@ const LineFigures kLines[] = {
      0.5, 0.002, 3.3, 0.9, 0, 0, 0, 0,
      {0.0, 0.61, 0.61}, {0.0, 1.22, 0.17}, {0, 0, 0, 0, 0, 0}, kSmallMotor},
 
-    {"Orda", "THARLEN Orda", 5, 0, false, false, 1, Style::InkWell,
+    {"Orda", "THARLEN Orda", kModelOrda, 0, false, false, 1, Style::InkWell, 0, nullptr,
      135.0, 135.0, -33.0, 187.9, 513.708, 1.65,
      {{2760.0, -1, -2450, 2380, 1, 14.0, 2.01e-4, 5.1e-3, 820.0, 0.97, 0.96},
       {2430.0, -1, -3850, 200, 1, 10.5, 5.59e-4, 2.7e-3, 820.0, 1.04, 1.05},
@@ -52,7 +64,7 @@ const LineFigures kLines[] = {
      0.5, 0.002, 3.3, 0.9, 0, 0, 0, 0,
      {0.0, 0.61, 0.61}, {0.0, 1.22, 0.17}, {0, 0, 0, 0, 0, 0}, kSmallMotor},
 
-    {"Orda", "THARLEN Orda", 5, 7, true, false, 1, Style::InkWell,
+    {"Orda", "THARLEN Orda", kModelOrda, kCardUsb, true, false, 1, Style::InkWell, 0, nullptr,
      135.0, 135.0, -33.0, 187.9, 513.708, 1.65,
      {{2760.0, -1, -2450, 2380, 1, 26.0, 3.73e-4, 9.3e-3, 820.0, 0.97, 0.96},
       {2430.0, -1, -3900, 560, 1, 20.0, 1.064e-3, 5.0e-3, 820.0, 1.04, 1.05},
@@ -61,7 +73,7 @@ const LineFigures kLines[] = {
      0.9, 0.003, 6.2, 1.75, 0, 0, 0, 0,
      {0.0, 0.61, 0.61}, {0.0, 1.22, 0.17}, {0, 0, 0, 0, 0, 0}, kSmallMotor},
 
-    {"Corvale", "THARLEN Corvale", 3, 7, false, false, 0, Style::HomeSensors,
+    {"Corvale", "THARLEN Corvale", kModelCorvale, kCardUsb, false, false, 0, Style::HomeSensors, 0, &kFlagsMirrored,
      140.0, 140.0, -34.5, 194.9, 340.0, 1.85,
      {{10830.0, -1, -9450, 9450, 1, 28.0, 3.64e-5, 1.4e-2, 130.0},
       {9590.0, -1, -15900, 800, 1, 28.0, 3.22e-5, 7.2e-3, 130.0},
@@ -70,7 +82,7 @@ const LineFigures kLines[] = {
      0.8, 0.003, 8.0, 2.4, 0, 0, 0, 0,
      {0.0, 0.61, 0.61}, {0.0, 1.22, 0.17}, {0, 0, 0, 0, 0, 0}, kSmallMotor},
 
-    {"Corvale", "THARLEN Corvale", 3, 0, false, false, 0, Style::HomeSensors,
+    {"Corvale", "THARLEN Corvale", kModelCorvale, 0, false, false, 0, Style::HomeSensors, 0, &kFlags,
      140.0, 140.0, -34.5, 194.9, 340.0, 1.85,
      {{10830.0, -1, -9450, 9450, 1, 28.0, 1.138e-4, 1.4e-2, 150.0},
       {9590.0, -1, -15900, 800, 1, 28.0, 1.007e-4, 7.2e-3, 150.0},
@@ -79,7 +91,7 @@ const LineFigures kLines[] = {
      0.8, 0.003, 8.0, 2.4, 0, 0, 0, 0,
      {0.0, 0.61, 0.61}, {0.0, 1.22, 0.17}, {0, 0, 0, 0, 0, 0}, kSmallMotor},
 
-    {"Nolva", "Nolva", 9, 0, false, false, 1, Style::InkWell,
+    {"Nolva", "Nolva", kModelNolva, 0, false, false, 1, Style::InkWell, 1, nullptr,
      140.0, 140.0, -34.5, 194.9, 513.708, 1.85,
      {{3036.0, -1, -2650, 2650, 1, 18.0, 3.0e-4, 1.1e-2, 900.0},
       {1400.0, -1, -2300, 450, 1, 14.0, 6.0e-4, 5.6e-3, 900.0},
@@ -88,7 +100,7 @@ const LineFigures kLines[] = {
      0.6, 0.002, 4.0, 1.1, 0, 0, 0, 0,
      {0.0, 0.61, 0.61}, {0.0, 1.22, 0.17}, {0, 0, 0, 0, 0, 0}, kSmallMotor},
 
-    {"Stelmar 1.0", "THARLEN Stelmar 1.0", 1, 0, false, false, 0, Style::ResetPose,
+    {"Stelmar 1.0", "THARLEN Stelmar 1.0", 1, 0, false, false, 0, Style::ResetPose, 0, nullptr,
      170.0, 170.0, -41.9, 236.7, 114.3565, 1.85,
      {{8000.0, -1, -8500, 8500, 1, 9.5, 2.4e-3, 3.0e-2, 260.0},
       {7000.0, -1, -11000, 2000, 1, 9.5, 1.9e-3, 1.6e-2, 260.0},
@@ -97,7 +109,7 @@ const LineFigures kLines[] = {
      0.8, 0.004, 8.5, 1.6, 0, 0, 0, 0,
      {0.0, 0.61, 0.61}, {0.0, 1.22, 0.17}, {0, 0, 0, 0, 0, 0}, kLargeMotor},
 
-    {"Stelmar 1.5", "THARLEN Stelmar 1.5", 2, 0, false, false, 0, Style::ResetPose,
+    {"Stelmar 1.5", "THARLEN Stelmar 1.5", 2, 0, false, false, 0, Style::ResetPose, 0, nullptr,
      215.0, 215.0, -53.0, 299.4, 114.3565, 1.85,
      {{8000.0, -1, -8500, 8500, 1, 12.0, 4.5e-3, 4.2e-2, 260.0},
       {7000.0, -1, -11000, 2000, 1, 12.0, 3.2e-3, 2.2e-2, 260.0},
@@ -106,7 +118,7 @@ const LineFigures kLines[] = {
      0.7, 0.004, 8.5, 1.5, 0, 0, 0, 0,
      {0.0, 0.61, 0.61}, {0.0, 1.22, 0.17}, {0, 0, 0, 0, 0, 0}, kLargeMotor},
 
-    {"Stelmar 1.5", "THARLEN Stelmar 1.5", 2, 0, true, false, 0, Style::ResetPose,
+    {"Stelmar 1.5", "THARLEN Stelmar 1.5", 2, 0, true, false, 0, Style::ResetPose, 0, nullptr,
      215.0, 215.0, -53.0, 299.4, 114.3565, 1.85,
      {{8000.0, -1, -8500, 8500, 1, 28.0, 1.2e-2, 4.8e-2, 260.0},
       {7000.0, -1, -11000, 2000, 1, 28.0, 9.0e-3, 2.5e-2, 260.0},
@@ -115,7 +127,7 @@ const LineFigures kLines[] = {
      0.8, 0.004, 20.0, 6.2, 0, 0, 0, 0,
      {0.0, 0.61, 0.61}, {0.0, 1.22, 0.17}, {0, 0, 0, 0, 0, 0}, kLargeMotor},
 
-    {"Stelmar 3.0", "THARLEN Stelmar 3.0", 6, 0, false, false, 0, Style::ResetPose,
+    {"Stelmar 3.0", "THARLEN Stelmar 3.0", 6, 0, false, false, 0, Style::ResetPose, 0, nullptr,
      340.0, 330.0, -75.7, 467.7, 41.610157, 1.85,
      {{12000.0, -1, -12500, 12500, 1, 16.0, 2.6e-2, 1.3e-1, 240.0},
       {10000.0, -1, -15500, 2800, 1, 16.0, 2.0e-2, 7.5e-2, 240.0},
@@ -124,7 +136,7 @@ const LineFigures kLines[] = {
      1.0, 0.005, 22.0, 3.0, 0, 0, 0, 0,
      {0.0, 0.61, 0.61}, {0.0, 1.22, 0.17}, {0, 0, 0, 0, 0, 0}, kLargeMotor},
 
-    {"Stelmar 1.5 6DOF", "THARLEN Stelmar 1.5 6DOF", 4, 0, false, true, 0, Style::ResetPose,
+    {"Stelmar 1.5 6DOF", "THARLEN Stelmar 1.5 6DOF", kModelSixDof, 0, false, true, 0, Style::ResetPose, 0, nullptr,
      215.0, 215.0, -53.0, 299.4, 114.3565, 1.85,
      {{8000.0, -1, -8500, 8500, 1, 12.0, 4.5e-3, 4.2e-2, 260.0},
       {7000.0, -1, -11000, 2000, 1, 12.0, 3.2e-3, 2.2e-2, 260.0},
@@ -134,17 +146,6 @@ const LineFigures kLines[] = {
      {0.0, 0.61, 0.61}, {0.0, 1.22, 0.17}, {0, 0, 0, 0, 0, 0}, kLargeMotor},
 };
 // clang-format on
-
-// Home flags by axis. Revisions 2 to 7 carry a comb of three on X and Y. Those of Y lie where the routes of the
-// endurance run, which move two axes at one speed, pass no edge of two axes at once. The forearm's flag mirrors
-// with its encoder.
-constexpr AxisFlags kCombX = {3, 0, {{-1100, -700}, {-300, 300}, {700, 1100}}};
-constexpr AxisFlags kCombY = {3, 0, {{-8000, -7600}, {-7200, -6600}, {-6200, -5800}}};
-constexpr AxisFlags kSingleX = {1, 1, {{-300, 300}}};
-constexpr AxisFlags kSingleY = {1, 1, {{-7200, -6600}}};
-constexpr AxisFlags kSingleZ = {1, 0, {{-3300, -2700}}};
-constexpr AxisFlags kSingleZMirrored = {1, 0, {{2700, 3300}}};
-constexpr AxisFlags kNoFlags = {0, 0, {}};
 
 }  // namespace
 
@@ -165,14 +166,9 @@ double LineFigures::frictionTorque(int i, double way) const {
 }
 
 AxisFlags homeFlags(const LineFigures& line, int hardwareRevision, int axis) {
-    if (line.calibration != CalibrationStyle::HomeSensors)
-        return kNoFlags;
-    if (axis == 2)
-        return line.base[2].encoderSign > 0 ? kSingleZMirrored : kSingleZ;
-    const bool comb = hardwareRevision >= 2 && hardwareRevision < 8;
-    if (axis == 0)
-        return comb ? kCombX : kSingleX;
-    return comb ? kCombY : kSingleY;
+    if (!line.flags)
+        return {};
+    return hasManyFlags(hardwareRevision) ? line.flags->comb[axis] : line.flags->usual[axis];
 }
 
 int lineCount() { return static_cast<int>(std::size(kLines)); }

@@ -1,10 +1,9 @@
 // Functions of armcontrol.h: check, then act on the arm under its lock.
-#include "control.h"
-
 #include <cmath>
+#include <sstream>
 
-#include "commands.h"
-#include "rig.h"
+#include "boundary.h"
+#include "device/simulated/rig.h"
 
 namespace armcontrol {
 namespace {
@@ -12,24 +11,42 @@ namespace {
 using arm::Arm;
 using arm::rig;
 
-constexpr double kFarthest = 1000.0;      // mm that a hand reaches in any direction
-constexpr double kFastest = 5000.0;       // mm/s
-constexpr double kLargestAngle = 6.2832;  // rad
-constexpr double kFastestTurn = 50.0;     // rad/s
-
-bool within(double value, double low, double high) { return value >= low && value <= high; }
-
-template <typename Array>
-bool allWithin(const Array& values, double most) {
-    for (double value : values)
-        if (!within(value, -most, most))
-            return false;
-    return true;
+/// Why a figure is none that the field takes, or empty. `unit` follows the greatest.
+std::string refusal(const armwords::Field& field, double value, const char* unit = "") {
+    const bool above = field.kind == armwords::Field::Kind::Positive;
+    if (value >= field.low && value <= field.high && !(above && value == field.low))
+        return "";
+    std::ostringstream text;  // which, unlike printf, writes a number the same in any locale
+    text << field.name << (above ? ": must be above " : ": must lie between ") << field.low
+         << (above ? " and at most " : " and ") << field.high << unit;
+    return text.str();
 }
 
-/// Runs `f` on the arm once it has a line to stand on; "" or the reason why there is none.
+/// The same for several, of which any may be wrong; `sentence` says what each has to be.
+template <typename Array>
+std::string refusal(const armwords::Field& field, const Array& values, const std::string& sentence) {
+    for (const double value : values)
+        if (!refusal(field, value).empty())
+            return std::string(field.name) + ": " + sentence;
+    return "";
+}
+
+std::string farOff(const Vec3& position) {
+    std::ostringstream sentence;
+    sentence << "each coordinate must lie within " << armwords::kPosition.high << " mm";
+    return refusal(armwords::kPosition, position, sentence.str());
+}
+
+constexpr char kFullTurn[] = "each must lie within a full turn, in rad";
+
+/// The first reason of several.
+std::string either(const std::string& one, const std::string& other) { return one.empty() ? other : one; }
+
+/// Runs `f` on the arm once it has a line to stand on, unless `why` tells against it; "" or the reason why not.
 template <typename F>
-std::string onArm(F f) {
+std::string onArm(const std::string& why, F f) {
+    if (!why.empty())
+        return why;
     rig().ensureArm();
     return rig().withArm([&](Arm& a) -> std::string {
         if (!a.line)
@@ -80,31 +97,23 @@ void copyMotion(const Arm& a, State& s) {
 }  // namespace
 
 std::string handMove(const Vec3& position) {
-    if (!allWithin(position, kFarthest))
-        return "position: each coordinate must lie within 1000 mm";
-    return onArm([&](Arm& a) {
+    return onArm(farOff(position), [&](Arm& a) {
         a.hand.point(vector(position), vector(position), 0.0, a.motion);
         return "";
     });
 }
 
 std::string handDrag(const Vec3& position, double speed) {
-    if (!allWithin(position, kFarthest))
-        return "position: each coordinate must lie within 1000 mm";
-    if (!(speed > 0.0 && speed <= kFastest))
-        return "speed: must be above 0 and at most 5000 mm/s";
-    return onArm([&](Arm& a) {
+    return onArm(either(farOff(position), refusal(armwords::kDragSpeed, speed, " mm/s")), [&](Arm& a) {
         a.hand.point(vector(position), arm::endpoint(*a.line, a.motion.angle), speed, a.motion);
         return "";
     });
 }
 
 std::string handJoints(const Vec6& angles, double speed) {
-    if (!allWithin(angles, kLargestAngle))
-        return "angles: each must lie within a full turn, in rad";
-    if (!(speed > 0.0 && speed <= kFastestTurn))
-        return "speed: must be above 0 and at most 50 rad/s";
-    return onArm([&](Arm& a) {
+    const std::string why =
+        either(refusal(armwords::kJointAngles, angles, kFullTurn), refusal(armwords::kTurnSpeed, speed, " rad/s"));
+    return onArm(why, [&](Arm& a) {
         arm::Vector6 goal;
         for (std::size_t i = 0; i < angles.size(); ++i)
             goal[static_cast<int>(i)] = angles[i];
@@ -114,34 +123,28 @@ std::string handJoints(const Vec6& angles, double speed) {
 }
 
 std::string handSweep(int axis, double speed) {
-    if (axis < 0 || axis >= arm::kAxes)
-        return "axis: must lie between 0 and 5";
-    if (!(speed > 0.0 && speed <= kFastestTurn))
-        return "speed: must be above 0 and at most 50 rad/s";
-    return onArm([&](Arm& a) {
+    return onArm(either(refusal(armwords::kAxis, axis), refusal(armwords::kTurnSpeed, speed, " rad/s")), [&](Arm& a) {
         a.hand.sweep(axis, speed, a.motion);
         return "";
     });
 }
 
 std::string handGimbal(const Vec3& angles) {
-    if (!allWithin(angles, kLargestAngle))
-        return "angles: each must lie within a full turn, in rad";
-    return onArm([&](Arm& a) {
+    return onArm(refusal(armwords::kGimbalAngles, angles, kFullTurn), [&](Arm& a) {
         a.hand.gimbal(vector(angles), a.motion);
         return "";
     });
 }
 
 std::string handRelease() {
-    return onArm([](Arm& a) {
+    return onArm("", [](Arm& a) {
         a.hand.release();
         return "";
     });
 }
 
 std::string handDock() {
-    return onArm([](Arm& a) {
+    return onArm("", [](Arm& a) {
         if (a.line->calibration != arm::CalibrationStyle::InkWell)
             return "this device has no ink well";
         a.hand.dock(*a.line, a.motion);
@@ -150,14 +153,14 @@ std::string handDock() {
 }
 
 std::string handUndock() {
-    return onArm([](Arm& a) {
+    return onArm("", [](Arm& a) {
         a.hand.undock(*a.line, a.motion);
         return "";
     });
 }
 
 std::string handReset() {
-    return onArm([](Arm& a) {
+    return onArm("", [](Arm& a) {
         arm::Vector6 goal;
         for (int i = 0; i < arm::kAxes; ++i)
             goal[i] = a.line->resetPose[i];
@@ -167,10 +170,10 @@ std::string handReset() {
 }
 
 std::string handStrength(double newtons) {
-    if (!within(newtons, 0.1, 200.0))
-        return "newtons: must lie between 0.1 and 200";
-    rig().withArm([&](Arm& a) { a.hand.strength = newtons; });
-    return "";
+    const std::string why = refusal(armwords::kStrength, newtons);
+    if (why.empty())
+        rig().withArm([&](Arm& a) { a.hand.strength = newtons; });
+    return why;
 }
 
 std::string handSwitch(int button, bool pressed) {
@@ -186,10 +189,10 @@ std::string handPresence(bool present) {
 }
 
 std::string handPinch(double closed) {
-    if (!within(closed, 0.0, 1.0))
-        return "closed: must lie between 0 and 1";
-    rig().withArm([&](Arm& a) { a.pinch = closed; });
-    return "";
+    const std::string why = refusal(armwords::kClosed, closed);
+    if (why.empty())
+        rig().withArm([&](Arm& a) { a.pinch = closed; });
+    return why;
 }
 
 std::vector<std::string> fleetNames() {
@@ -202,7 +205,7 @@ std::vector<std::string> fleetNames() {
 std::string fleetSource() { return rig().fleet().source; }
 
 std::string setFault(const std::string& name, bool on, int axis, double amount) {
-    return arm::switchFault(name, on, axis, &amount);
+    return rig().switchFault(name, on, axis, &amount);
 }
 
 std::string clearFaults() {
@@ -226,13 +229,11 @@ std::vector<std::string> mannerNames() {
 }
 
 std::string heatSet(int motor, double winding, double stator) {
-    if (motor < -1 || motor >= arm::kAxes)
-        return "motor: must lie between -1 and 5";
-    if (!within(winding, -40.0, 400.0))
-        return "winding: must lie between -40 and 400 degrees Celsius";
-    if (!within(stator, -40.0, 400.0))
-        return "stator: must lie between -40 and 400 degrees Celsius";
-    return onArm([&](Arm& a) {
+    constexpr char kCelsius[] = " degrees Celsius";
+    const std::string why =
+        either(refusal(armwords::kMotor, motor),
+               either(refusal(armwords::kWinding, winding, kCelsius), refusal(armwords::kStator, stator, kCelsius)));
+    return onArm(why, [&](Arm& a) {
         for (int i = 0; i < arm::kAxes; ++i) {
             if (motor >= 0 && motor != i)
                 continue;
@@ -244,10 +245,10 @@ std::string heatSet(int motor, double winding, double stator) {
 }
 
 std::string heatPace(double factor) {
-    if (!within(factor, 1.0, 10000.0))
-        return "factor: must lie between 1 and 10000";
-    rig().withArm([&](Arm& a) { a.heatPace = factor; });
-    return "";
+    const std::string why = refusal(armwords::kHeatPace, factor);
+    if (why.empty())
+        rig().withArm([&](Arm& a) { a.heatPace = factor; });
+    return why;
 }
 
 std::string loopStepped(bool stepped) { return rig().setStepped(stepped); }
@@ -300,20 +301,4 @@ void resetArm() {
         rig().reset();
 }
 
-std::string command(const std::string& line) { return arm::runCommand(line); }
-
 }  // namespace armcontrol
-
-namespace arm {
-
-std::string switchFault(const std::string& name, bool on, int axis, const double* amount) {
-    const std::string why = FaultSet::check(name, on, axis, amount);
-    if (!why.empty())
-        return why;
-    const Fault fault = faultNamed(name);
-    const double used = amount ? *amount : faultFigures(fault).usual;
-    rig().withArm([&](Arm& a) { a.faults.set(fault, on, axis, used); });
-    return "";
-}
-
-}  // namespace arm

@@ -1,4 +1,4 @@
-// The calibration of the open device: offsets, what the home sensors found, and the file that keeps it.
+// The calibration of the open device: offsets, and what the home sensors found.
 //
 // An encoder counter starts anywhere when the device is switched on; the count that the device reports is
 // the counter plus the offset in use. A calibrated offset makes that the count from the calibrated zero.
@@ -6,9 +6,8 @@
 
 #include <array>
 #include <functional>
-#include <string>
 
-#include "boundary.h"
+#include "device/tharlenio.h"
 #include "sensors.h"
 
 namespace arm {
@@ -34,18 +33,5 @@ private:
     SENSOR_DATA flags_[kBase][3]{};
     SENSOR_DATA gaps_[kBase][3]{};
 };
-
-/// A device's calibration on file: `$KNDD_HOME/config/THARLeN Calibration (<name>)`.
-enum class CalibrationFile { Missing, Good, Bad };
-
-/// Reads it. Bad is a file that cannot be read or belongs to another device. Where it is not Good, `why` says so.
-CalibrationFile readCalibration(const std::string& name, const std::string& serial, Offsets& offsets, std::string& why);
-/// Writes it; an empty string, or why it could not be written.
-std::string writeCalibration(const std::string& name, const std::string& serial, const Offsets& offsets);
-
-/// Value of KNDD_HOME, empty when it is not set.
-std::string dataHome();
-/// One line on standard error.
-void complain(const std::string& text);
 
 }  // namespace arm

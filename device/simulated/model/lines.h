@@ -3,11 +3,13 @@
 
 #include <string>
 
+#include "device/tharlenio.h"
+
 namespace arm {
 
-constexpr int kBase = 3;              // base joints: yaw, upper arm, forearm
-constexpr int kAxes = 6;              // base joints, then gimbal joints
-constexpr double kFullDac = 32767.0;  // counts of a full command; also 1 V
+constexpr int kBase = 3;               // base joints: yaw, upper arm, forearm
+constexpr int kAxes = 6;               // base joints, then gimbal joints
+constexpr double kFullDac = kDacMost;  // counts of a full command; also 1 V
 
 /// One joint with its encoder, its motor (if any) and its friction.
 struct AxisFigures {
@@ -24,8 +26,27 @@ struct AxisFigures {
     double backViscous = 1.0, backFriction = 1.0;
 };
 
-/// How an axis is calibrated.
-enum class CalibrationStyle { HomeSensors, InkWell, ResetPose };
+/// How a line is calibrated; the numbers are those of is_calibration_supported().
+enum class CalibrationStyle { ResetPose = 0, HomeSensors = 1, InkWell = 2 };
+
+/// A home flag of one axis, counts from the calibrated zero.
+struct FlagFigures {
+    int start, stop;
+};
+
+/// The home flags of an axis, in rising counts; the gaps lie between them. `firstIndex` is the place of
+/// the first one in AXIS_SENSOR_DATA.
+struct AxisFlags {
+    int number;
+    int firstIndex;
+    FlagFigures flags[3];
+};
+
+/// Those of the base axes, by hardware revision.
+struct HomeFlags {
+    AxisFlags usual[kBase];
+    AxisFlags comb[kBase];  ///< where hasManyFlags()
+};
 
 /// Two thermal nodes of one motor.
 struct HeatFigures {
@@ -48,6 +69,8 @@ struct LineFigures {
     bool sixDof;       ///< the gimbal joints have motors
     int secondSwitch;  ///< 1 when the stylus has two buttons
     CalibrationStyle calibration;
+    int dockedReading;       ///< 1 or 0: what an ink-well sensor reads with the stylus in it; else the other
+    const HomeFlags* flags;  ///< null without home sensors
 
     double upperArm, forearm;  ///< link lengths, mm
     double originY, originZ;   ///< origin of positions from the shoulder, mm up and towards the operator
@@ -73,6 +96,7 @@ struct LineFigures {
     HeatFigures heat;
 
     const AxisFigures& axis(int i) const { return i < kBase ? base[i] : gimbal[i - kBase]; }
+    int motors() const { return sixDof ? kAxes : kBase; }
     /// Stops of joint `i`, rad.
     double angleLow(int i) const;
     double angleHigh(int i) const;
@@ -88,19 +112,6 @@ struct LineFigures {
     double viscosity(int i, double way) const {
         return axis(i).viscous * (forward(i, way) ? 1.0 : axis(i).backViscous);
     }
-};
-
-/// A home flag of one axis, counts from the calibrated zero.
-struct FlagFigures {
-    int start, stop;
-};
-
-/// The home flags of an axis, in rising counts; the gaps lie between them. `firstIndex` is the place of
-/// the first one in AXIS_SENSOR_DATA.
-struct AxisFlags {
-    int number;
-    int firstIndex;
-    FlagFigures flags[3];
 };
 
 /// Flags of base axis `axis` on a device of this line and hardware revision; none without home sensors.
