@@ -20,7 +20,7 @@ Manner& usualManner() {
 }
 
 Vec3 towards(int wall, double distance, double lean) {
-    const Wall& to = kWall[wall];
+    const Wall& to = kBoxWalls[wall];
     Vec3 place{};
     place[to.axis] = to.side * distance;
     place[(to.axis + 1) % 3] = lean;
@@ -42,9 +42,7 @@ Gestures::Gestures(Spend spend, Manner& manner) : m_spend(std::move(spend)), m_m
 
 // --- Holding and letting go --------------------------------------------------------------------------
 
-Vec3 Gestures::center() {
-    return {m_manner.between(-6, 6), m_manner.between(-6, 6), m_manner.between(-6, 6)};
-}
+Vec3 Gestures::center() { return {m_manner.between(-6, 6), m_manner.between(-6, 6), m_manner.between(-6, 6)}; }
 
 std::string Gestures::hold(const Vec3& place, int milliseconds) {
     const std::string refused = armcontrol::handMove(place);

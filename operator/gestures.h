@@ -1,6 +1,6 @@
 // What a hand does at the simulated arm, each gesture once: what it does, and how long that takes. It knows no window;
-// how time passes meanwhile is its user's. Hands differ by their manner, and by arguments where a place or a strength is
-// what matters.
+// how time passes meanwhile is its user's. Hands differ by their manner, and by arguments where a place or a strength
+// is what matters.
 #pragma once
 
 #include <functional>
@@ -16,8 +16,8 @@ struct Wall {
     double side;
 };
 constexpr int kWalls = 6;
-constexpr Wall kWall[kWalls] = {{"right", 0, 1},  {"left", 0, -1}, {"upper", 1, 1},
-                                {"lower", 1, -1}, {"near", 2, 1},  {"inner", 2, -1}};
+constexpr Wall kBoxWalls[kWalls] = {{"right", 0, 1},  {"left", 0, -1}, {"upper", 1, 1},
+                                    {"lower", 1, -1}, {"near", 2, 1},  {"inner", 2, -1}};
 /// This far (mm) from the center towards a wall, and towards the next axis' wall as far as `lean`.
 armcontrol::Vec3 towards(int wall, double distance, double lean = 0);
 constexpr double kPushDistance = 45;  ///< mm, out of the box through any wall that yields; the walls lie at 20
@@ -44,8 +44,8 @@ struct Unrest {
 /// Steps the arm, for whoever has nothing beside it that goes on with time.
 void stepArm(int milliseconds);
 
-/// Gestures last until they are done, in milliseconds of `spend`. Those that return a string return why the arm refused,
-/// empty when it did not. On the thread of `spend`.
+/// Gestures last until they are done, in milliseconds of `spend`. Those that return a string return why the arm
+/// refused, empty when it did not. On the thread of `spend`.
 class Gestures {
 public:
     using Spend = std::function<void(int milliseconds)>;

@@ -168,7 +168,7 @@ void Operator::chooseForces(bool pass) {
 
 QString Operator::feelTheBox() {
     for (int i = 0; i < kWalls; ++i) {
-        const Wall& wall = kWall[i];
+        const Wall& wall = kBoxWalls[i];
         hand.hold(towards(i, 30), 700);
         const double cursor = m_window.hapticBoxRenderer->pPos[wall.axis];
         const double force = hand.mean(50, 2, [&] { return armcontrol::state().force[wall.axis]; });
@@ -195,7 +195,7 @@ const Wall* Operator::pushThroughEachWall() {
     for (int round = 0; round < 3; ++round) {
         for (const int wall : m_manner.order(kWalls)) {
             if (!pushThrough(wall))
-                return &kWall[wall];
+                return &kBoxWalls[wall];
         }
     }
     return nullptr;

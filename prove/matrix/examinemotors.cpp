@@ -165,8 +165,8 @@ void Examiner::boxTest() {
 
 /// Presses a little into a wall: it pushes back as usual, and the cursor follows the hand.
 void Examiner::feelWall(int wall) {
-    const std::size_t axis = kWall[wall].axis;
-    const double side = kWall[wall].side;
+    const std::size_t axis = kBoxWalls[wall].axis;
+    const double side = kBoxWalls[wall].side;
     const double before = m_window.hapticBoxRenderer->pPos[axis], from = armcontrol::state().position[axis];
     const Vec3 place = towards(wall, 24);
     m_hand.hold(place, m_bench.manner.wait(600, 800));
@@ -183,11 +183,11 @@ void Examiner::feelWall(int wall) {
     // A wall that pulls has drawn the hand past where it wants to be.
     const Vec3 astray = difference(where, place);
     const double push = astray[axis] * side < 0 ? felt : -felt;
-    m_findings.read(QString("push of the %1 wall, N").arg(kWall[wall].name), push, kFelt);
+    m_findings.read(QString("push of the %1 wall, N").arg(kBoxWalls[wall].name), push, kFelt);
     if (length(astray) > 10)
-        m_findings.saw(QString("the %1 wall throws the arm about").arg(kWall[wall].name));
+        m_findings.saw(QString("the %1 wall throws the arm about").arg(kBoxWalls[wall].name));
     else if (std::fabs((cursor - before) - (where[axis] - from)) > 6)
-        m_findings.saw(QString("the cursor does not follow the hand to the %1 wall").arg(kWall[wall].name));
+        m_findings.saw(QString("the cursor does not follow the hand to the %1 wall").arg(kBoxWalls[wall].name));
     m_hand.hold({0, 0, 0}, m_bench.manner.wait(350, 500));
 }
 

@@ -72,8 +72,8 @@ private slots:
         QFETCH(int, device);
         open(device, false);
         for (int wall = 0; wall < kWalls; ++wall) {
-            const std::size_t axis = kWall[wall].axis;
-            const double side = kWall[wall].side;
+            const std::size_t axis = kBoxWalls[wall].axis;
+            const double side = kBoxWalls[wall].side;
             hand.hold(towards(wall, 30), 800);
             QVERIFY2(side * position(axis) > 20.2, "the hand does not get past the wall");
             QCOMPARE(double(window->hapticBoxRenderer->pPos[axis]), side * 20.0);
