@@ -141,9 +141,9 @@ std::string Gestures::calibrate(int id, Pace sweeps) {
 
 // --- Walls -------------------------------------------------------------------------------------------
 
-bool Gestures::pushThrough(int wall, double lean, const std::function<bool()>& yielded,
+bool Gestures::pushThrough(int wall, bool overEdge, const std::function<bool()>& yielded,
                            const std::function<bool()>& outside) {
-    armcontrol::handMove(towards(wall, kPushDistance, lean));
+    armcontrol::handMove(towards(wall, kPushDistance, overEdge ? kLeanDistance : 0));
     const bool through = waitUntil(yielded, 3000, 50);
     m_spend(m_manner.wait(150, 250));
     armcontrol::handMove({});

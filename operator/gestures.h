@@ -20,7 +20,9 @@ constexpr Wall kBoxWalls[kWalls] = {{"right", 0, 1},  {"left", 0, -1}, {"upper",
                                     {"lower", 1, -1}, {"near", 2, 1},  {"inner", 2, -1}};
 /// This far (mm) from the center towards a wall, and towards the next axis' wall as far as `lean`.
 armcontrol::Vec3 towards(int wall, double distance, double lean = 0);
-constexpr double kPushDistance = 45;  ///< mm, out of the box through any wall that yields; the walls lie at 20
+// mm; the walls lie at 20. A push over an edge leans on the next wall too, for a line that holds along one axis alone.
+constexpr double kPushDistance = 45;
+constexpr double kLeanDistance = 26;
 
 /// What a device asks of a hand that calibrates it, numbered as is_calibration_supported does.
 enum class CalibrationStyle { ResetPose, Sweeps, InkWell };
@@ -96,7 +98,8 @@ public:
     std::string calibrate(int id, Pace sweeps = kUnhurried);
 
     /// Out through a wall that yields and back inside: whether it yielded.
-    bool pushThrough(int wall, double lean, const std::function<bool()>& yielded, const std::function<bool()>& outside);
+    bool pushThrough(int wall, bool overEdge, const std::function<bool()>& yielded,
+                     const std::function<bool()>& outside);
     /// Moves the stylus at `speed` (mm/s) along x onto a wall at `wall` (mm), with a hand of `strength` (N) that then
     /// presses with `press` (N), and looks a second later, on the stepped arm tick by tick. `ahead` is called just
     /// before the wall.

@@ -182,12 +182,12 @@ QString Operator::feelTheBox() {
     return {};
 }
 
-/// A Stelmar holds along one axis alone, so the hand leans on a second wall.
+// A Stelmar holds along one axis alone.
 bool Operator::pushThrough(int wall) {
     const qtTharlenHapticRenderer& box = *m_window.hapticBoxRenderer;
     const int before = box.m_nWallTransitions[wall];
     return hand.pushThrough(
-        wall, m_window.isAnyStelmar() && !m_window.isCNolvaDevice() ? 26 : 0,
+        wall, m_window.isAnyStelmar() && !m_window.isCNolvaDevice(),
         [&] { return box.m_nWallTransitions[wall] > before; }, [&] { return bool(box.m_bBrokeOutOfBox); });
 }
 

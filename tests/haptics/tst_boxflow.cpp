@@ -34,13 +34,11 @@ class TestBoxFlow : public QObject {
         QVERIFY(std::fabs(position(0)) < 5 && std::fabs(position(1)) < 5 && std::fabs(position(2)) < 5);
     }
 
-    /// A Stelmar holds along one axis alone, so its hand leans on a second wall.
     bool pushThrough(int wall) {
         const int before = count(wall);
         const auto outside = [this] { return bool(window->hapticBoxRenderer->m_bBrokeOutOfBox); };
         hand.pushThrough(
-            wall, window->isAnyStelmar() && !window->isCNolvaDevice() ? 26 : 0, [&] { return count(wall) > before; },
-            outside);
+            wall, window->isAnyStelmar() && !window->isCNolvaDevice(), [&] { return count(wall) > before; }, outside);
         return count(wall) == before + 1 && !outside();
     }
 
@@ -111,7 +109,7 @@ private slots:
     // Amplifiers that tripped on too much force come back by the next ticks.
     void forcesComeBackAfterTooMuch() {
         open(0, true);
-        armcontrol::handMove({45, 0, 0});
+        armcontrol::handMove(towards(0, kPushDistance));
         bool tripped = false;
         for (int tick = 0; tick < 2000 && !tripped; ++tick) {
             armcontrol::step(1);
