@@ -16,7 +16,7 @@
 #include <string>
 #include <vector>
 
-#include "device/simulated/armcontrol.h"
+#include "gestures.h"
 #include "qttharlentest.h"
 #include "servostate.h"
 
@@ -63,24 +63,6 @@ bool readArguments(int argc, char** argv, Arguments& arguments) {
     if (!devices.empty())
         arguments.devices = devices;
     return arguments.hours > 0 && arguments.hours <= 1000 && (devices.empty() || devices[0][0] != '-');
-}
-
-void calibrate(const qtTharlenTest& window) {
-    const int id = window.csTharlenID;
-    if (window.isCorvale()) {
-        for (int axis = 0; axis < 3; ++axis) {
-            armcontrol::handSweep(axis, 0.8);
-            armcontrol::step(9000);
-        }
-    } else {
-        armcontrol::handDock();
-        armcontrol::step(1500);
-    }
-    update_calibration(id);
-    armcontrol::handUndock();
-    armcontrol::handMove({0, 0, 0});
-    armcontrol::step(1500);
-    armcontrol::handRelease();
 }
 
 /// One run, tick by tick where somebody looks at each.
@@ -160,7 +142,9 @@ bool runDevice(const std::string& name, double hours, std::ofstream* trace) {
         std::fprintf(stderr, "%s: no such device, or one without a route\n", name.c_str());
         return false;
     }
-    calibrate(window);
+    Gestures hand;
+    hand.calibrate(window.csTharlenID);
+    hand.letGoAt({}, 1500, 0);
     const Outcome o = Run(window, name, trace).go(std::lround(hours * 3.6e6));
     std::printf("%-16s %6.2f %8.1f %7ld %7.2f %6ld %6ld %6ld %6.1f %8.1f %8.1f\n", name.c_str(),
                 static_cast<double>(o.ticks) / 3.6e6, o.realSeconds, o.rounds,

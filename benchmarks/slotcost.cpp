@@ -3,8 +3,8 @@
 #include <chrono>
 #include <functional>
 
-#include "device/simulated/armcontrol.h"
 #include "figures.h"
+#include "gestures.h"
 #include "qttharlentest.h"
 #include "servostate.h"
 
@@ -66,10 +66,7 @@ std::vector<Figure> measureSlots() {
     openOn(window, 0, "Box Test", window.ui.tab_10);
     figures.push_back(costOf("forceProgressUpdate", "Orda", [&] { window.forceProgressUpdate(); }));
     openOn(window, corvale, "Calibrate", window.ui.tab_2);
-    for (int axis = 0; axis < 3; ++axis) {
-        armcontrol::handSweep(axis, 1.0);
-        armcontrol::step(8000);
-    }
+    Gestures().sweepAxes(0, 3, kUnhurried);
     window.manufMode = true;
     openOn(window, corvale, "Calibration Details", window.ui.tab_4);
     figures.push_back(

@@ -11,18 +11,17 @@
 #include <cstdio>
 #include <string>
 
-#include "device/simulated/armcontrol.h"
 #include "device/simulated/model/hand.h"
 #include "device/simulated/model/kinematics.h"
+#include "gestures.h"
 #include "qttharlentest.h"
 #include "servostate.h"
 
 namespace {
 
-constexpr double kWall = 40.0;         // mm
-constexpr int kMostGain = 1000;        // slider steps of 0.1 N/mm
-constexpr double kAtRest = 0.3;        // mm/s root mean square
-constexpr double kHandStiffness = 60;  // N/m for each newton of the hand's strength
+constexpr double kWall = 40.0;   // mm
+constexpr int kMostGain = 1000;  // slider steps of 0.1 N/mm
+constexpr double kAtRest = 0.3;  // mm/s root mean square
 
 /// What meets the wall along x where the stylus touches it.
 struct Touch {
@@ -30,8 +29,6 @@ struct Touch {
     double friction = 0.0;  // N
     double count = 0.0;     // m
 };
-
-long ticks(double seconds) { return std::lround(seconds * armcontrol::state().rate); }
 
 const arm::LineFigures& figuresOf(const std::string& model) {
     int i = 0;
@@ -71,34 +68,6 @@ Touch touchAt(const arm::LineFigures& line, const armcontrol::Vec6& joints, doub
     return touch;
 }
 
-/// How the stylus moves on the wall after it has settled.
-struct Unrest {
-    double speed = 0.0;  // mm/s, root mean square
-    double width = 0.0;  // mm
-};
-
-/// Moves the stylus at `speed` (mm/s) onto the wall, presses with `press` (N) and looks a second later.
-Unrest unrest(qtTharlenTest& window, int slider, double strength, double press, double speed) {
-    window.onPassivitySliderChange(0);
-    armcontrol::handStrength(25);
-    armcontrol::handMove({kWall - 3, 0, 0});
-    armcontrol::step(ticks(0.4));
-    window.onPassivitySliderChange(slider);
-    armcontrol::handStrength(strength);
-    armcontrol::handDrag({kWall + 1000 * press / (kHandStiffness * strength), 0, 0}, speed);
-    armcontrol::step(ticks(1.3));
-    double sum = 0, low = 1e9, high = -1e9;
-    const long samples = ticks(0.4);
-    for (long i = 0; i < samples; ++i) {
-        armcontrol::step(1);
-        const armcontrol::State state = armcontrol::state();
-        sum += state.velocity[0] * state.velocity[0];
-        low = std::min(low, state.position[0]);
-        high = std::max(high, state.position[0]);
-    }
-    return {std::sqrt(sum / static_cast<double>(samples)), high - low};
-}
-
 /// The least gains, N/mm, at which one of several touches buzzes and swings; 0 where none that was tried does.
 struct Onset {
     double buzz = 0.0, swing = 0.0;
@@ -111,7 +80,9 @@ Onset onset(qtTharlenTest& window, double strength, double count) {
             for (const double speed : {40.0, 150.0}) {
                 if (press > strength)
                     continue;
-                const Unrest seen = unrest(window, slider, strength, press, speed);
+                window.onPassivitySliderChange(0);
+                const Unrest seen =
+                    Gestures().leanOn(kWall, strength, press, speed, [&] { window.onPassivitySliderChange(slider); });
                 if (seen.speed > kAtRest)
                     found.buzz = slider / 10.0;
                 if (seen.width > count)
@@ -128,14 +99,6 @@ std::string text(double gain) {
     return gain > 0 ? digits : "-";
 }
 
-void calibrate(int id) {
-    armcontrol::handDock();
-    armcontrol::step(3000);
-    update_calibration(id);
-    armcontrol::handUndock();
-    armcontrol::step(1500);
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -144,11 +107,11 @@ int main(int argc, char** argv) {
     armcontrol::loopStepped(true);
     qtTharlenTest window;
     window.ui.tabWidget->setCurrentIndex(1);
-    calibrate(window.csTharlenID);
+    Gestures hand;
+    hand.calibrate(window.csTharlenID);
     startPassivityTest = true;
 
-    armcontrol::handMove({kWall, 0, 0});
-    armcontrol::step(1000);
+    hand.hold({kWall, 0, 0}, 1000);
     const armcontrol::State state = armcontrol::state();
     const arm::LineFigures& line = figuresOf(state.model);
 

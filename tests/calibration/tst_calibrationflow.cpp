@@ -2,7 +2,7 @@
 #include <QTemporaryDir>
 #include <cmath>
 
-#include "device/simulated/armcontrol.h"
+#include "gestures.h"
 #include "servostate.h"
 #include "windowtest.h"
 
@@ -12,29 +12,14 @@ class TestCalibrationFlow : public QObject {
     QTemporaryDir home;
     std::unique_ptr<qtTharlenTest> window;
 
-    /// Ticks of the tab's timer, each with its 20 ms of the arm.
-    void spend(int ticks) {
-        for (int i = 0; i < ticks; ++i) {
+    /// The tab's timer looks every 20 ms.
+    Gestures hand{[this](int milliseconds) {
+        for (int i = 0; i < milliseconds / 20; ++i) {
             armcontrol::step(20);
             if (window->checkCalibTimer->isActive())
                 window->updateOrdaCorvaleCalib();
         }
-    }
-    void doWhatTheScreenAsks() {
-        if (window->isCorvale()) {
-            for (int axis = 0; axis < 3; ++axis) {
-                QCOMPARE(armcontrol::handSweep(axis, 1.0), std::string());
-                spend(400);
-            }
-        } else if (window->hasInkwell()) {
-            armcontrol::handDock();
-            spend(150);
-        } else {
-            armcontrol::handReset();
-            spend(150);
-            window->onClickCalibrateButton();
-        }
-    }
+    }};
 
 private slots:
     void initTestCase() { qputenv("NOLVA_ARM_SOCKET", "off"); }
@@ -61,16 +46,19 @@ private slots:
         window->ui.m_cmbTHARLeN->setCurrentIndex(device);
         goToTab(*window, "Calibrate");
         window->checkCalibTimer->setInterval(1000000);
-        armcontrol::handMove({});
-        spend(60);
+        hand.hold({}, 1200);
         QVERIFY(!window->repData->bCalibrationPass);
         QVERIFY(armcontrol::state().calibrationStatus & kCalibrationIncorrect);
-        doWhatTheScreenAsks();
+        const auto style = calibrationStyle(window->csTharlenID);
+        const auto click = [&] {
+            if (style == CalibrationStyle::ResetPose)
+                window->onClickCalibrateButton();
+        };
+        QCOMPARE(hand.calibrate(style, click), std::string());
         QVERIFY(window->repData->bCalibrationPass);
         QVERIFY(window->ui.calibrate_button->styleSheet().contains("rgb(0,200,0)"));
         goToTab(*window, "Read Encoder");
-        armcontrol::handMove({10, -5, 5});
-        armcontrol::step(1500);
+        hand.hold({10, -5, 5}, 1500);
         float reported[3] = {};
         get_tharlen_pos(window->csTharlenID, reported);
         const auto real = armcontrol::state().position;

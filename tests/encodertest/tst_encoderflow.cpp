@@ -3,7 +3,7 @@
 #include <QTemporaryDir>
 #include <functional>
 
-#include "device/simulated/armcontrol.h"
+#include "gestures.h"
 #include "servostate.h"
 #include "windowtest.h"
 
@@ -12,23 +12,6 @@ class TestEncoderFlow : public QObject {
 
     QTemporaryDir home;
     std::unique_ptr<qtTharlenTest> window;
-
-    void calibrate() {
-        if (window->isCorvale()) {
-            for (int axis = 0; axis < 3; ++axis) {
-                QCOMPARE(armcontrol::handSweep(axis, 0.8), std::string());
-                armcontrol::step(9000);
-            }
-        } else {
-            armcontrol::handDock();
-            armcontrol::step(1500);
-        }
-        QCOMPARE(update_calibration(window->csTharlenID), 0);
-        armcontrol::handUndock();
-        armcontrol::handMove({0, 0, 0});
-        armcontrol::step(1500);
-        armcontrol::handRelease();
-    }
 
     void open(const QString& device) {
         window.reset();
@@ -40,7 +23,9 @@ class TestEncoderFlow : public QObject {
         goToTab(*window, "Select");
         window->ui.m_cmbTHARLeN->setCurrentText(device);
         QVERIFY(window->csTharlenID >= 0);
-        calibrate();
+        Gestures hand;
+        QCOMPARE(hand.calibrate(window->csTharlenID), std::string());
+        hand.letGoAt({}, 1500, 0);
         window->manufMode = window->encoderTestMode = true;
         window->ui.tabWidget->addTab(window->ui.tab_5, "Encoder Test");
         goToTab(*window, "Encoder Test");

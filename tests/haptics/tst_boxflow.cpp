@@ -1,53 +1,23 @@
 // The box test played to its end on the simulated arm, by a hand that presses: every device, both modes.
 #include <cmath>
 
-#include "device/simulated/armcontrol.h"
+#include "gestures.h"
 #include "qttharlenhapticrenderer.h"
 #include "servostate.h"
 #include "windowtest.h"
-
-using armcontrol::Vec3;
 
 class TestBoxFlow : public QObject {
     Q_OBJECT
 
     std::unique_ptr<qtTharlenTest> window;
+    Gestures hand;
 
-    void move(const Vec3& place, long ticks) {
-        QCOMPARE(armcontrol::handMove(place), std::string());
-        armcontrol::step(ticks);
-    }
-    double position(int axis) const {
+    double position(std::size_t axis) const {
         float where[3] = {};
         get_tharlen_pos(window->csTharlenID, where);
         return where[axis];
     }
     int count(int wall) const { return window->hapticBoxRenderer->m_nWallTransitions[wall]; }
-
-    /// Calibrates as the device's style asks, so that positions are true.
-    void calibrate() {
-        const int id = window->csTharlenID;
-        switch (is_calibration_supported(id)) {
-            case 0:
-                armcontrol::handReset();
-                armcontrol::step(3000);
-                QCOMPARE(tharlen_reset(id), 0);
-                break;
-            case 1:
-                for (int axis = 0; axis < 3; ++axis) {
-                    QCOMPARE(armcontrol::handSweep(axis, 1.0), std::string());
-                    armcontrol::step(8000);
-                }
-                QCOMPARE(update_calibration(id), 0);
-                break;
-            default:
-                armcontrol::handDock();
-                armcontrol::step(3000);
-                QCOMPARE(update_calibration(id), 0);
-                armcontrol::handUndock();
-                armcontrol::step(1000);
-        }
-    }
 
     void open(int device, bool manufacturing) {
         armcontrol::resetArm();
@@ -57,32 +27,19 @@ class TestBoxFlow : public QObject {
         goToTab(*window, "Select");
         window->ui.m_cmbTHARLeN->setCurrentIndex(device);
         QVERIFY(window->csTharlenID >= 0);
-        calibrate();
+        QCOMPARE(hand.calibrate(window->csTharlenID), std::string());
         window->manufMode = manufacturing;
         goToTab(*window, "Box Test");
-        move({}, 1500);
+        hand.hold({}, 1500);
         QVERIFY(std::fabs(position(0)) < 5 && std::fabs(position(1)) < 5 && std::fabs(position(2)) < 5);
     }
 
-    /// Presses past a wall until it yields, then comes back inside. A Stelmar holds along one axis alone, so
-    /// its hand leans on a second wall.
     bool pushThrough(int wall) {
         const int before = count(wall);
-        Vec3 place{};
-        place[wall / 2] = wall % 2 ? -45 : 45;
-        if (window->isAnyStelmar() && !window->isCNolvaDevice())
-            place[(wall / 2 + 1) % 3] = 26;
-        armcontrol::handMove(place);
-        for (int i = 0; i < 60 && count(wall) == before; ++i)
-            armcontrol::step(50);
-        const int after = count(wall);
-        armcontrol::step(200);
-        const bool once = after == before + 1 && count(wall) == after;
-        armcontrol::handMove({});
-        for (int i = 0; i < 60 && window->hapticBoxRenderer->m_bBrokeOutOfBox; ++i)
-            armcontrol::step(50);
-        armcontrol::step(300);
-        return once && !window->hapticBoxRenderer->m_bBrokeOutOfBox;
+        const auto outside = [this] { return bool(window->hapticBoxRenderer->m_bBrokeOutOfBox); };
+        hand.pushThrough(
+            wall, window->isAnyStelmar() && !window->isCNolvaDevice(), [&] { return count(wall) > before; }, outside);
+        return count(wall) == before + 1 && !outside();
     }
 
     void paint() {
@@ -112,21 +69,15 @@ private slots:
     void wallsAreFelt() {
         QFETCH(int, device);
         open(device, false);
-        for (int wall = 0; wall < 6; ++wall) {
-            const int axis = wall / 2;
-            const double side = wall % 2 ? -1 : 1;
-            Vec3 place{};
-            place[axis] = side * 30;
-            move(place, 800);
+        for (int wall = 0; wall < kWalls; ++wall) {
+            const std::size_t axis = kBoxWalls[wall].axis;
+            const double side = kBoxWalls[wall].side;
+            hand.hold(towards(wall, 30), 800);
             QVERIFY2(side * position(axis) > 20.2, "the hand does not get past the wall");
             QCOMPARE(double(window->hapticBoxRenderer->pPos[axis]), side * 20.0);
-            double pushed = 0;
-            for (int tick = 0; tick < 100; ++tick) {
-                armcontrol::step(1);
-                pushed += armcontrol::state().force[axis] * -side / 100;
-            }
+            const double pushed = hand.mean(100, 1, [=] { return armcontrol::state().force[axis] * -side; });
             QVERIFY2(pushed > 0.1, qPrintable(QString("wall %1 pushes with %2 N").arg(wall).arg(pushed)));
-            move({}, 500);
+            hand.hold({}, 500);
             QCOMPARE(count(wall), 0);
         }
         paint();
@@ -158,7 +109,7 @@ private slots:
     // Amplifiers that tripped on too much force come back by the next ticks.
     void forcesComeBackAfterTooMuch() {
         open(0, true);
-        armcontrol::handMove({45, 0, 0});
+        armcontrol::handMove(towards(0, kPushDistance));
         bool tripped = false;
         for (int tick = 0; tick < 2000 && !tripped; ++tick) {
             armcontrol::step(1);

@@ -1,8 +1,7 @@
 // The pages of the last tab on the stepped arm: what a hand and the motors really do shows on each.
-#include <algorithm>
 #include <cmath>
 
-#include "device/simulated/armcontrol.h"
+#include "gestures.h"
 #include "qttharlenhapticrenderer.h"
 #include "servostate.h"
 #include "windowtest.h"
@@ -11,6 +10,7 @@ class TestPerformanceFlow : public QObject {
     Q_OBJECT
 
     std::unique_ptr<qtTharlenTest> window;
+    Gestures hand;
 
     void page(const char* text) {
         auto* list = window->ui.listWidget;
@@ -19,20 +19,7 @@ class TestPerformanceFlow : public QObject {
     /// How wide the stylus moves on the wall, mm, a second after a hand of this strength (N) was dragged onto it.
     double widthOnWall(int slider, double strength) {
         window->onPassivitySliderChange(0);
-        armcontrol::handStrength(25);
-        armcontrol::handMove({37, 0, 0});
-        armcontrol::step(window->servoRate / 2);
-        window->onPassivitySliderChange(slider);
-        armcontrol::handStrength(strength);
-        armcontrol::handDrag({40 + 13 / strength, 0, 0}, 100);
-        armcontrol::step(window->servoRate * 3 / 2);
-        double low = 1e9, high = -1e9;
-        for (int i = 0; i < 400; ++i) {
-            armcontrol::step(1);
-            low = std::min(low, armcontrol::state().position[0]);
-            high = std::max(high, armcontrol::state().position[0]);
-        }
-        return high - low;
+        return hand.leanOn(40, strength, 0.8, 100, [=] { window->onPassivitySliderChange(slider); }).width;
     }
 
 private slots:
@@ -46,11 +33,8 @@ private slots:
         window->performanceTestMode = window->manufMode = true;
         window->onInitTabItems();
         goToTab(*window, "Select");
-        armcontrol::handDock();
-        armcontrol::step(3000);
-        QCOMPARE(update_calibration(window->csTharlenID), 0);
-        armcontrol::handUndock();
-        armcontrol::step(1500);
+        QCOMPARE(hand.calibrate(window->csTharlenID), std::string());
+        hand.hold({}, 1000);
         QVERIFY(goToTab(*window, "Performance Testing"));
     }
     void cleanup() {

@@ -128,8 +128,7 @@ private slots:
         DO(person->driveMotors());
         DO(person->next("Box Test"));
         QVERIFY(!armcontrol::state().dac[0] && !armcontrol::state().dac[1] && !armcontrol::state().dac[2]);
-        armcontrol::handMove({});
-        time->spend(1500);
+        person->hand.hold({}, 1500);
         DO(person->feelTheBox());
         DO(person->next("Servoloop"));
         DO(person->runServoRate());

@@ -16,6 +16,7 @@
 
 #include "device/simulated/armcontrol.h"
 #include "device/tharlenio.h"
+#include "gestures.h"
 
 namespace simarm {
 
@@ -79,25 +80,10 @@ private:
 
 /// Lets the hand calibrate the open device, whatever its style, and take it to the origin.
 inline bool calibrate(int id) {
-    if (is_calibration_supported(id) == 1) {
-        for (int axis = 0; axis < 3; ++axis) {
-            armcontrol::handSweep(axis, 0.8);
-            armcontrol::step(9000);
-        }
-        update_calibration(id);
-    } else if (is_calibration_supported(id) == 2) {
-        armcontrol::handDock();
-        armcontrol::step(1500);
-        update_calibration(id);
-    } else {
-        armcontrol::handReset();
-        armcontrol::step(1500);
-        tharlen_reset(id);
-    }
-    armcontrol::handUndock();
-    armcontrol::step(1500);
-    int status = -1;
-    return get_calibration_status(id, &status) == 0 && status == 0;
+    Gestures hand;
+    const bool done = hand.calibrate(id).empty();
+    hand.undock(1500);
+    return done;
 }
 
 /// What `f` makes the library write on standard error.

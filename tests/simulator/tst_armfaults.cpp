@@ -99,10 +99,7 @@ void TestArmFaults::effects() {
     };
     /// Counts that 4000 DAC counts move axis 0 in 60 ms, from the origin.
     const auto pushed = [&] {
-        armcontrol::handMove({0, 0, 0});
-        armcontrol::step(1000);
-        armcontrol::handRelease();
-        armcontrol::step(200);
+        Gestures().letGoAt({}, 1000, 200);
         enable_tharlen_forces(id);
         get_encoder_values(id, before);
         command_motor_dac_values(id, dac);

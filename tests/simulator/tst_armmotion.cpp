@@ -94,10 +94,7 @@ void TestArmMotion::sticking() {
                                                      7, false);
         for (std::size_t axis = 0; axis < 3; ++axis) {
             long dac[6] = {};
-            armcontrol::handMove({0, 0, 0});
-            armcontrol::step(800);
-            armcontrol::handRelease();
-            armcontrol::step(500);
+            Gestures().letGoAt({}, 800, 500);
             enable_tharlen_forces(id);
             const double before = armcontrol::state().joints[axis], count = 1.0 / line->base[axis].countsPerRad;
             for (int percent = 1; percent <= 90; ++percent) {
@@ -134,9 +131,7 @@ void TestArmMotion::motorSigns() {
             const int id = init_tharlen(name);
             const int parity = axis == 2 && QByteArray(name) != "Corvale LAN" ? -1 : 1;
             for (bool volts : {false, true}) {
-                armcontrol::handMove({0, 0, 0});
-                armcontrol::step(800);
-                armcontrol::handRelease();
+                Gestures().letGoAt({}, 800, 0);
                 enable_tharlen_forces(id);
                 long before[6], after[6], dac[6] = {};
                 float voltage[6] = {}, sent[6];

@@ -174,10 +174,7 @@ void TestArmRoute::frictionIsFound() {
             armcontrol::setFault("sticky-bearing", std::abs(factor) > 1, -1, std::max(1.1, std::abs(1.0 * factor))),
             std::string());
         for (int axis = 0; axis < 3; ++axis) {
-            armcontrol::handMove({0, 0, 0});
-            armcontrol::step(1000);
-            armcontrol::handRelease();
-            armcontrol::step(500);
+            Gestures().letGoAt({}, 1000, 500);
             enable_tharlen_forces(id);
             long start[6], counts[6];
             get_encoder_values(id, start);

@@ -4,7 +4,7 @@
 
 #include <memory>
 
-#include "device/simulated/armcontrol.h"
+#include "gestures.h"
 #include "qttharlentest.h"
 #include "servostate.h"
 
@@ -36,16 +36,13 @@ public:
     /// Calibrates the arm in its ink well, as slip makes it need, enters the tab anew and lets the hand put the arm
     /// to the center, held there for so many ms before it lets go.
     void prepare(const QString& tab, int held = 1000) {
-        armcontrol::handDock();
-        armcontrol::step(2000);
-        update_calibration(window->csTharlenID);
-        show("Select");
-        show(tab);
-        armcontrol::handUndock();
-        armcontrol::handMove({0, 0, 0});
-        armcontrol::step(held);
-        armcontrol::handRelease();
-        armcontrol::step(300);
+        Gestures hand;
+        hand.calibrate(CalibrationStyle::InkWell, [&] {
+            update_calibration(window->csTharlenID);
+            show("Select");
+            show(tab);
+        });
+        hand.letGoAt({}, held, 300);
     }
     /// False when the run takes longer than a minute.
     bool runFriction() {

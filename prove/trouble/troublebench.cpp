@@ -109,7 +109,7 @@ void TroubleBench::openWindow() {
     resetProcessState();
     m_window = std::make_unique<qtTharlenTest>();
     m_time = std::make_unique<SteppedTime>(*m_window);
-    m_person = std::make_unique<Operator>(*m_window, *m_time);
+    m_person = std::make_unique<Operator>(*m_window, *this);
     m_window->setAttribute(Qt::WA_ShowWithoutActivating);
     m_window->show();
 }
@@ -173,7 +173,7 @@ void TroubleBench::go(const QString& text) {
     checkForces();
 }
 
-void TroubleBench::pass(int milliseconds) {
+void TroubleBench::spend(int milliseconds) {
     m_time->spend(milliseconds);
     for (qtTharlenHapticRenderer* scene :
          {m_window->hapticBoxRenderer, m_window->passivityBoxRenderer, m_window->filtersRenderer}) {
@@ -304,7 +304,7 @@ void TroubleBench::awaitLine(const QString& line, int milliseconds) {
         const bool replaced = startBoxTest && unfiltered_device_fault(m_window->csTharlenID) != 0;
         if (shown.contains(line) || (replaced && shown.contains(lineOf(-4))))
             return;
-        pass(25);
+        spend(25);
     }
     throw TroubleFound(
         QString("\"%1\" does not appear within %2 ms on \"%3\".").arg(line).arg(milliseconds).arg(tab()));
@@ -316,7 +316,7 @@ void TroubleBench::awaitLine(const QString& line, int milliseconds) {
 // switch of the amplifier test that is still to come.
 void TroubleBench::checkForces() {
     const bool shots = m_time->shotsPending();
-    pass(kFollow);
+    spend(kFollow);
     const bool byOwnMeans =
         tab() == "Performance Testing" || startBoxTest || startPassivityTest || shots || startPerformanceForceTest;
     if (!byOwnMeans && armcontrol::state().amplifiers)
@@ -325,7 +325,7 @@ void TroubleBench::checkForces() {
 
 void TroubleBench::checkAlive() {
     const armcontrol::State before = armcontrol::state();
-    pass(10);
+    spend(10);
     const armcontrol::State after = armcontrol::state();
     const bool ticking = before.loopRunning && after.loopRunning && after.faults.empty();  // ticks may be dropped
     if (ticking && after.ticks == before.ticks)

@@ -24,8 +24,7 @@ QString Operator::usePage(const QString& page) {
         ui.pushButton_13->click();
         m_time.spend(200);
         const QString before = ui.label_74->text();
-        armcontrol::handMove({20, 0, 0});
-        m_time.spend(1000);
+        hand.hold({20, 0, 0}, 1000);
         return unless(ui.label_74->text() != before, "The encoder's reading does not follow the hand.");
     }
     if (page == "Force Test") {
@@ -43,11 +42,9 @@ QString Operator::usePage(const QString& page) {
         return unless(lines > 250, QString("The record has %1 lines of a second.").arg(lines));
     }
     if (page == "Passivity Test") {
-        armcontrol::handMove({44, 0, 0});
-        m_time.spend(1000);
+        hand.hold({44, 0, 0}, 1000);
         const double cursor = m_window.passivityBoxRenderer->pPos[0];
-        armcontrol::handMove({});
-        m_time.spend(500);
+        hand.hold({}, 500);
         return unless(std::fabs(cursor - 40) < 0.01, "The cursor does not stay at the wall.");
     }
     if (page == "Servo Loop Test") {
@@ -66,8 +63,7 @@ QString Operator::usePage(const QString& page) {
         return unless(ui.textBrowser_5->document()->blockCount() >= 19, "The temperatures were not noted each second.");
     }
     if (page == "Filters Test") {
-        armcontrol::handMove({-15, 10, 0});
-        m_time.spend(1000);
+        hand.hold({-15, 10, 0}, 1000);
         return unless(std::fabs(m_window.filtersRenderer->pPos[0] + 15) < 3, "The shape does not follow the hand.");
     }
     return {};

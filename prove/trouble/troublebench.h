@@ -65,14 +65,15 @@ public:
 
 enum class Mode { User, Manufacturing, EncoderTest, Performance };
 
-class TroubleBench {
+class TroubleBench : public FlowTime {
 public:
     /// Fresh arm and window. No other window may be alive.
     TroubleBench(Diary& diary, const QString& advancedWord);
-    ~TroubleBench();
+    ~TroubleBench() override;
 
     qtTharlenTest& window() { return *m_window; }
     SteppedTime& time() { return *m_time; }
+    Operator& person() { return *m_person; }
     Stillness& stillness() { return m_stillness; }
     void note(const QString& action) { m_diary.note(action); }
 
@@ -93,7 +94,7 @@ public:
     void go(const QString& tab);
     QString tab() const;
     /// Milliseconds of the arm; now and then what the window would paint.
-    void pass(int milliseconds);
+    void spend(int milliseconds) override;
     void paint();
 
     /// One that the fault may have; 1 where it has none.

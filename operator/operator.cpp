@@ -6,7 +6,11 @@
 #include "qttharlenhapticrenderer.h"
 #include "qttharlentest.h"
 
-using armcontrol::Vec3;
+Operator::Operator(qtTharlenTest& window, FlowTime& time, Manner& manner)
+    : hand([&time](int milliseconds) { time.spend(milliseconds); }, manner),
+      m_window(window),
+      m_time(time),
+      m_manner(manner) {}
 
 // --- Wizard ----------------------------------------------------------------------------------------
 
@@ -51,8 +55,7 @@ QString Operator::select(const QString& device) {
         return QString("There is no device \"%1\".").arg(device);
     m_window.ui.m_cmbTHARLeN->setCurrentIndex(index);
     m_window.ui.lineEdit_name->setText("A. Operator");
-    armcontrol::handMove({});
-    m_time.spend(500);
+    hand.hold({}, 500);
     return m_window.csTharlenID >= 0 ? QString() : QString("\"%1\" could not be opened.").arg(device);
 }
 
@@ -63,53 +66,48 @@ void Operator::choose(std::initializer_list<QRadioButton*> buttons) {
 
 // --- Calibration -----------------------------------------------------------------------------------
 
-QString Operator::calibrate() {
-    if (m_window.isCorvale()) {
-        for (int axis = 0; axis < 3; ++axis) {
-            armcontrol::handSweep(axis, 1.0);
-            m_time.spend(8000);
-        }
-    } else if (m_window.hasInkwell()) {
-        armcontrol::handDock();
-        m_time.spend(3000);
-        armcontrol::handUndock();
-        m_time.spend(500);
-    } else {
-        armcontrol::handReset();
-        m_time.spend(3000);
-        m_window.ui.calibrate_button->click();
-    }
+CalibrationStyle Operator::calibrationStyle() const {
+    return m_window.isCorvale()    ? CalibrationStyle::Sweeps
+           : m_window.hasInkwell() ? CalibrationStyle::InkWell
+                                   : CalibrationStyle::ResetPose;
+}
+
+QString Operator::calibrate(Pace sweeps) {
+    const CalibrationStyle style = calibrationStyle();
+    hand.calibrate(
+        style,
+        [&] {
+            if (style == CalibrationStyle::ResetPose)  // the tab looks after the others by itself
+                m_window.ui.calibrate_button->click();
+        },
+        sweeps);
     return m_window.repData->bCalibrationPass ? QString() : QString("The device is not calibrated.");
 }
 
 // --- Encoders and switches -------------------------------------------------------------------------
 
 QString Operator::workEncodersAndSwitches() {
-    for (int axis = 0; axis < 6; ++axis) {
-        if (axis >= 3 && !armcontrol::state().gimbal)
-            continue;
-        const std::string refused = armcontrol::handSweep(axis, axis < 3 ? 1.0 : 2.5);
-        if (!refused.empty())
-            return QString::fromStdString(refused);
-        m_time.spend(axis < 3 ? 8000 : 5000);
-    }
-    workSwitches();
-    return {};
+    std::string refused = hand.sweepAxes(0, 3, kUnhurried);
+    if (refused.empty() && armcontrol::state().gimbal)
+        refused = hand.sweepAxes(3, 3, {2.5, 5000});
+    if (refused.empty())
+        workSwitches();
+    return QString::fromStdString(refused);
 }
 
 void Operator::workSwitches() {
     for (int times = 0; times < 5; ++times) {
         for (const bool on : {true, false}) {
-            armcontrol::handSwitch(0, on);
-            armcontrol::handSwitch(1, on);
-            if (m_window.hasInkwell())
-                on ? armcontrol::handDock() : armcontrol::handUndock();
-            m_time.spend(m_window.hasInkwell() ? 1500 : 60);
+            hand.press(on);
+            if (!m_window.hasInkwell())
+                m_time.spend(60);
+            else if (on)
+                hand.dock(1500);
+            else
+                hand.undock(1500);
         }
-        armcontrol::handRelease();
-        m_time.spend(60);
-        armcontrol::handMove({});
-        m_time.spend(60);
+        hand.letGo(60);
+        hand.hold({}, 60);
     }
 }
 
@@ -132,17 +130,14 @@ void Operator::chooseSwitches(bool pass) {
 // --- Motors ----------------------------------------------------------------------------------------
 
 QString Operator::cycleAmplifiers() {
-    for (int i = 0; i < 140; ++i) {
-        if (m_window.ui.cycleAmps_textBox->toPlainText().contains("The device amplifiers are OK"))
-            return {};
-        m_time.spend(100);
-    }
-    return "The amplifiers were not found to be OK.";
+    const auto found = [this] {
+        return m_window.ui.cycleAmps_textBox->toPlainText().contains("The device amplifiers are OK");
+    };
+    return hand.waitUntil(found, 14000, 100) ? QString() : QString("The amplifiers were not found to be OK.");
 }
 
 QString Operator::driveMotors() {
-    armcontrol::handMove({});
-    m_time.spend(1000);
+    hand.hold({}, 1000);
     const bool sixDof = armcontrol::state().gimbal && m_window.is6dof();
     QSlider* const sliders[6] = {m_window.ui.slider_X,  m_window.ui.slider_Y,  m_window.ui.slider_Z,
                                  m_window.ui.slider_TX, m_window.ui.slider_TY, m_window.ui.slider_TZ};
@@ -171,71 +166,45 @@ void Operator::chooseForces(bool pass) {
 
 // --- Box -------------------------------------------------------------------------------------------
 
-namespace {
-
-const struct {
-    const char* name;
-    int axis;
-    double side;
-} kWalls[6] = {{"right", 0, 1}, {"left", 0, -1}, {"upper", 1, 1}, {"lower", 1, -1}, {"near", 2, 1}, {"inner", 2, -1}};
-
-}  // namespace
-
 QString Operator::feelTheBox() {
-    for (const auto& wall : kWalls) {
-        const std::size_t axis = static_cast<std::size_t>(wall.axis);
-        Vec3 target{};
-        target[axis] = wall.side * 30;
-        armcontrol::handMove(target);
-        m_time.spend(700);
-        const double cursor = m_window.hapticBoxRenderer->pPos[axis];
-        double force = 0;
-        for (int i = 0; i < 50; ++i) {
-            m_time.spend(2);
-            force += armcontrol::state().force[axis] / 50;
-        }
+    for (int i = 0; i < kWalls; ++i) {
+        const Wall& wall = kBoxWalls[i];
+        hand.hold(towards(i, 30), 700);
+        const double cursor = m_window.hapticBoxRenderer->pPos[wall.axis];
+        const double force = hand.mean(50, 2, [&] { return armcontrol::state().force[wall.axis]; });
         if (std::fabs(cursor) < 19.9 || force * wall.side >= 0)
             return QString("The %1 wall does not push back: cursor at %2 mm, force %3 N.")
                 .arg(wall.name)
                 .arg(cursor)
                 .arg(force);
-        armcontrol::handMove({});
-        m_time.spend(400);
+        hand.hold({}, 400);
     }
     return {};
 }
 
-/// A Stelmar holds along one axis alone, so the hand leans on a second wall.
-QString Operator::pushThrough(int wall) {
-    qtTharlenHapticRenderer& box = *m_window.hapticBoxRenderer;
-    const std::size_t axis = static_cast<std::size_t>(wall) / 2;
-    const auto count = [&] { return int(box.m_nWallTransitions[static_cast<std::size_t>(wall)]); };
-    const int before = count();
-    Vec3 place{};
-    place[axis] = kWalls[wall].side * 45;
-    if (m_window.isAnyStelmar() && !m_window.isCNolvaDevice())
-        place[(axis + 1) % 3] = 26;
-    armcontrol::handMove(place);
-    for (int i = 0; i < 60 && count() == before; ++i)
-        m_time.spend(50);
-    m_time.spend(200);
-    armcontrol::handMove({});
-    for (int i = 0; i < 60 && box.m_bBrokeOutOfBox; ++i)
-        m_time.spend(50);
-    m_time.spend(300);
-    return count() > before ? QString() : QString("The %1 wall does not yield.").arg(kWalls[wall].name);
+// A Stelmar holds along one axis alone.
+bool Operator::pushThrough(int wall) {
+    const qtTharlenHapticRenderer& box = *m_window.hapticBoxRenderer;
+    const int before = box.m_nWallTransitions[wall];
+    return hand.pushThrough(
+        wall, m_window.isAnyStelmar() && !m_window.isCNolvaDevice(),
+        [&] { return box.m_nWallTransitions[wall] > before; }, [&] { return bool(box.m_bBrokeOutOfBox); });
+}
+
+const Wall* Operator::pushThroughEachWall() {
+    for (int round = 0; round < 3; ++round) {
+        for (const int wall : m_manner.order(kWalls)) {
+            if (!pushThrough(wall))
+                return &kBoxWalls[wall];
+        }
+    }
+    return nullptr;
 }
 
 QString Operator::breakOutOfTheBox() {
-    armcontrol::handMove({});
-    m_time.spend(1500);
-    for (int round = 0; round < 3; ++round) {
-        for (int wall = 0; wall < 6; ++wall) {
-            const QString error = pushThrough(wall);
-            if (!error.isEmpty())
-                return error;
-        }
-    }
+    hand.hold({}, 1500);
+    if (const Wall* firm = pushThroughEachWall())
+        return QString("The %1 wall does not yield.").arg(firm->name);
     // The scene's own timer takes the verdict as it paints.
     m_window.hapticBoxRenderer->graphicsCallback();
     m_time.spend(50);
@@ -245,31 +214,21 @@ QString Operator::breakOutOfTheBox() {
 // --- Servo rate ------------------------------------------------------------------------------------
 
 QString Operator::runServoRate() {
-    m_window.ui.hapticRate_startButton->click();
-    for (int i = 0; i < 120; ++i) {
-        m_time.spend(100);
-        if (m_window.ui.hapticRate_startButton->isEnabled())
-            return m_window.ui.servoLoopUpdate_box->toPlainText().contains("Sample:10  ")
-                       ? QString()
-                       : QString("The servo rate test ended early.");
-    }
-    return "The servo rate test did not end.";
+    auto& ui = m_window.ui;
+    ui.hapticRate_startButton->click();
+    m_time.spend(100);
+    if (!hand.waitUntil([&ui] { return ui.hapticRate_startButton->isEnabled(); }, 12000, 100))
+        return "The servo rate test did not end.";
+    return ui.servoLoopUpdate_box->toPlainText().contains("Sample:10  ") ? QString()
+                                                                         : QString("The servo rate test ended early.");
 }
 
 // --- Mechanics -------------------------------------------------------------------------------------
 
-void Operator::letGoAtTheCenter() {
-    armcontrol::handMove({});
-    m_time.spend(1500);
-    armcontrol::handRelease();
-    m_time.spend(300);
-}
-
 QString Operator::measureFriction() {
-    letGoAtTheCenter();
+    hand.letGoAt({}, 1500, 300);
     m_window.ui.startFrictionTest_button->click();
-    for (int i = 0; i < 600 && m_window.frictionTestTimer->isActive(); ++i)
-        m_time.spend(100);
+    hand.waitUntil([this] { return !m_window.frictionTestTimer->isActive(); }, 60000, 100);
     for (const bool pass : m_window.repData->bFrictionPass) {
         if (!pass)
             return "An axis failed the friction test.";
@@ -278,14 +237,12 @@ QString Operator::measureFriction() {
 }
 
 QString Operator::measureCapstan() {
-    letGoAtTheCenter();
+    hand.letGoAt({}, 1500, 300);
     m_window.ui.startCapstanTest_button->click();
-    for (int i = 0; i < 600 && m_window.capstanTestRefTimer->isActive(); ++i)
-        m_time.spend(100);
-    letGoAtTheCenter();
+    hand.waitUntil([this] { return !m_window.capstanTestRefTimer->isActive(); }, 60000, 100);
+    hand.letGoAt({}, 1500, 300);
     m_window.ui.verifyCapstanTest_button->click();
-    for (int i = 0; i < 600 && m_window.capstanTestTimer->isActive(); ++i)
-        m_time.spend(100);
+    hand.waitUntil([this] { return !m_window.capstanTestTimer->isActive(); }, 60000, 100);
     for (const bool pass : m_window.repData->bCapstanPass) {
         if (!pass)
             return "An axis failed the capstan test.";

@@ -31,3 +31,6 @@ private:
     bool m_usual;
     std::mt19937 m_random;
 };
+
+/// Of whoever has no manner of their own.
+Manner& usualManner();

@@ -182,7 +182,7 @@ bool breakOrMend(Hand& hand) {
 }
 
 bool wait(Hand& hand) {
-    hand.bench.pass(hand.dice.between(200, 2500));
+    hand.bench.spend(hand.dice.between(200, 2500));
     return true;
 }
 
@@ -270,7 +270,7 @@ void troubleOperator(TroubleBench& bench, Diary& diary, unsigned seed, long firs
             }
             if (bench.window().ui.tabWidget->currentWidget() != before)
                 bench.checkForces();
-            bench.pass(dice.below(150));
+            bench.spend(dice.below(150));
         } catch (const TroubleFound&) {
             throw;
         } catch (const std::exception& error) {

@@ -67,30 +67,20 @@ void moveSliders(Scene& s) {
     moveHand(s);
 }
 
-void pushWalls(Scene& s) {
-    armcontrol::Vec3 place{};
-    place[static_cast<std::size_t>(s.dice.below(3))] = s.dice.oneIn(2) ? 45 : -45;
-    armcontrol::handMove(place);
-}
-
-void toCenter(Scene& s) {
-    armcontrol::handMove({});
-    s.bench.pass(700);
-    armcontrol::handRelease();
-}
+void pushWalls(Scene& s) { armcontrol::handMove(towards(s.dice.below(kWalls), kPushDistance)); }
 
 void startFriction(Scene& s) {
-    toCenter(s);
+    s.bench.person().hand.letGoAt({}, 700, 0);
     s.ui.startFrictionTest_button->click();
 }
 
 void startCapstan(Scene& s) {
-    toCenter(s);
+    s.bench.person().hand.letGoAt({}, 700, 0);
     s.ui.startCapstanTest_button->click();
 }
 
 void startEncoderTest(Scene& s) {
-    toCenter(s);
+    s.bench.person().hand.letGoAt({}, 700, 0);
     s.ui.runEncoderTest_button->click();
 }
 
@@ -173,7 +163,7 @@ const Trial kTrials[] = {
 void goOn(Scene& scene, const Trial& trial, int milliseconds) {
     while (milliseconds > 0) {
         const int piece = qMin(milliseconds, scene.dice.between(30, 400));
-        scene.bench.pass(piece);
+        scene.bench.spend(piece);
         trial.meanwhile(scene);
         milliseconds -= piece;
     }
@@ -188,7 +178,7 @@ void awaitEnds(Scene& scene) {
     for (int waited = 0; under(); waited += 100) {
         if (waited > kLongestRun)
             throw TroubleFound("A test that ends by itself has not ended.");
-        scene.bench.pass(100);
+        scene.bench.spend(100);
     }
 }
 
@@ -203,19 +193,10 @@ int moment(const Trial& trial, Dice& dice) {
 void calibrateArm(Scene& scene) {
     if (armcontrol::state().calibrationStatus == 0 || scene.dice.oneIn(2))
         return;
-    if (armcontrol::handDock().empty()) {
-        scene.bench.pass(1200);
-    } else if (scene.window.isCorvale()) {
-        for (int axis = 0; axis < 3; ++axis) {
-            armcontrol::handSweep(axis, 2.5);
-            scene.bench.pass(4000);
-        }
-    } else {
-        armcontrol::handReset();
-        scene.bench.pass(1500);
-        tharlen_reset(scene.window.csTharlenID);
-    }
-    update_calibration(scene.window.csTharlenID);
+    Operator& person = scene.bench.person();
+    const CalibrationStyle style = person.calibrationStyle();
+    const int id = scene.window.csTharlenID;
+    person.hand.calibrate(style, [=] { takeCalibration(id, style); }, {2.5, 4000});
     armcontrol::handUndock();
     scene.bench.note(QString("calibration: %1").arg(armcontrol::state().calibrationStatus));
 }

@@ -138,8 +138,7 @@ void Tour::walkPages() {
                          && step("Performance Testing", [&] { return m_person->goTo("Performance Testing"); });
     if (!started)
         return;
-    armcontrol::handMove({});
-    m_time->spend(1500);
+    m_person->hand.hold({}, 1500);
     for (int row = 0; row < m_window->ui.listWidget->count(); ++row) {
         const QString page = m_window->ui.listWidget->item(row)->text();
         step(page, [&] { return m_person->usePage(page); });

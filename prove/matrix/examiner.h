@@ -10,7 +10,8 @@ class QTextBrowser;
 
 class Examiner {
 public:
-    explicit Examiner(Bench& bench) : m_bench(bench), m_window(*bench.window), m_findings(bench.findings) {}
+    explicit Examiner(Bench& bench)
+        : m_bench(bench), m_hand(bench.person->hand), m_window(*bench.window), m_findings(bench.findings) {}
 
     /// Opens the device itself, from a window that was just started.
     void select();
@@ -20,7 +21,6 @@ public:
 private:
     // Sensors (examinesensors.cpp)
     void calibrate();
-    void sweepHomeFlags();
     void calibrationDetails();
     void readEncoder();
     void sweepAndCompare(int axis);
@@ -36,6 +36,7 @@ private:
     void cycleAmps();
     void testForces();
     void pushMotor(int axis);
+    void letGoAtTheCenter();
     void testFriction();
     void testCapstan();
     void boxTest();
@@ -46,6 +47,7 @@ private:
     void compareTestPoints();
 
     Bench& m_bench;
+    Gestures& m_hand;
     qtTharlenTest& m_window;
     Findings& m_findings;
 };

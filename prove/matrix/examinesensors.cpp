@@ -10,6 +10,7 @@ using armcontrol::Vec3;
 namespace {
 
 constexpr const char* kAxes[6] = {"X", "Y", "Z", "gimbal X", "gimbal Y", "gimbal Z"};
+constexpr Pace kBrisk{1.3};
 
 bool green(const QWidget* widget) { return widget->styleSheet().contains("rgb(0,200,0)"); }
 
@@ -69,25 +70,9 @@ void Examiner::examine() {
 
 // --- Calibrate ---------------------------------------------------------------------------------------
 
-void Examiner::sweepHomeFlags() {
-    for (const int axis : m_bench.manner.order(3))
-        m_bench.sweep(axis, 1.3);
-}
-
 void Examiner::calibrate() {
     m_bench.underWay();
-    if (m_window.isCorvale()) {
-        sweepHomeFlags();
-    } else if (m_window.hasInkwell()) {
-        armcontrol::handDock();
-        m_bench.spend(m_bench.manner.wait(2800, 3500));
-        armcontrol::handUndock();
-        m_bench.spend(m_bench.manner.wait(400, 800));
-    } else {
-        armcontrol::handReset();
-        m_bench.spend(m_bench.manner.wait(2000, 3000));
-        m_window.ui.calibrate_button->click();
-    }
+    m_bench.person->calibrate(kBrisk);
     if (!m_window.repData->bCalibrationPass || !green(m_window.ui.calibrate_button))
         m_findings.said("the calibration is not done");
 }
@@ -97,7 +82,7 @@ void Examiner::calibrate() {
 void Examiner::calibrationDetails() {
     auto& ui = m_window.ui;
     m_bench.underWay();
-    sweepHomeFlags();
+    m_hand.sweepAxes(0, 3, kBrisk);
     const QString flags = ui.calibDetails_textBox1->toPlainText();
     const QString inputs = ui.calibDetails_textBox2->toPlainText();
     for (const QString& line : (flags + '\n' + inputs).split('\n')) {
@@ -154,17 +139,17 @@ void Examiner::readEncoder() {
 /// The count has to follow the axis that is moved, as far as it usually does.
 void Examiner::sweepAndCompare(int axis) {
     const QLabel* label = countLabels(m_window.ui)[static_cast<std::size_t>(axis)];
-    const double used = (axis < 3 ? 1.5 : 3.0) * m_bench.manner.between(0.85, 1.15);
-    const armcontrol::State state = armcontrol::state();
-    const auto i = static_cast<std::size_t>(axis);
-    armcontrol::handSweep(axis, used);
     long least = shownCount(label), most = least;
-    const int duration = static_cast<int>(2000.0 * (state.jointMax[i] - state.jointMin[i] + 0.2) / used) + 600;
-    for (int spent = 0; spent < duration; spent += 20) {
-        m_bench.spend(20);
-        least = qMin(least, shownCount(label));
-        most = qMax(most, shownCount(label));
-    }
+    Gestures watched(
+        [&](int milliseconds) {
+            for (int spent = 0; spent < milliseconds; spent += 20) {
+                m_bench.spend(20);
+                least = qMin(least, shownCount(label));
+                most = qMax(most, shownCount(label));
+            }
+        },
+        m_bench.manner);
+    watched.sweep(axis, {axis < 3 ? 1.5 : 3.0});
     if (most - least <= 2)
         m_findings.saw(QString("the count of %1 does not move with the axis").arg(kAxes[axis]));
     m_findings.read(QString("counts from stop to stop of %1").arg(kAxes[axis]), static_cast<double>(most - least),
@@ -173,7 +158,7 @@ void Examiner::sweepAndCompare(int axis) {
 
 void Examiner::holdStill() {
     const auto labels = countLabels(m_window.ui);
-    m_bench.hold(m_bench.center(), 1500);
+    m_hand.hold(m_hand.center(), 1500);
     long before[6];
     for (int i = 0; i < 6; ++i)
         before[i] = shownCount(labels[static_cast<std::size_t>(i)]);
@@ -188,11 +173,11 @@ void Examiner::holdStill() {
 /// than the half of what is usual.
 void Examiner::feelForFriction() {
     for (int axis = 0; axis < 3; ++axis) {
-        Vec3 from = m_bench.center(), to = from;
+        Vec3 from = m_hand.center(), to = from;
         from[static_cast<std::size_t>(axis)] -= 20;
         to[static_cast<std::size_t>(axis)] += 20;
         const double speed = 50 * m_bench.manner.between(0.85, 1.15);
-        const double there = m_bench.drag(from, to, speed), back = m_bench.drag(to, from, speed);
+        const double there = m_hand.drag(from, to, speed), back = m_hand.drag(to, from, speed);
         m_findings.read(QString("drag along %1, N").arg(kAxes[axis]), 0.5 * (there + back), {0.5, 1.5, 0.2});
     }
 }
@@ -227,20 +212,16 @@ void Examiner::workButton(const char* name, QPushButton* button, int number) {
 void Examiner::workInkWell() {
     if (!m_window.hasInkwell()) {
         for (int i = 0; i < 5; ++i) {
-            armcontrol::handRelease();
-            m_bench.spend(60);
-            armcontrol::handMove({});
-            m_bench.spend(60);
+            m_hand.letGo(60);
+            m_hand.hold({}, 60);
         }
         return;
     }
     for (int i = 0; i < 5; ++i) {
-        armcontrol::handDock();
-        m_bench.spend(m_bench.manner.wait(1400, 1600));
+        m_hand.dock(m_bench.manner.wait(1400, 1600));
         if (m_window.ui.inkwellSwitch->text() != "ON")
             m_findings.saw("the ink well does not show ON with the stylus in it");
-        armcontrol::handUndock();
-        m_bench.spend(m_bench.manner.wait(900, 1100));
+        m_hand.undock(m_bench.manner.wait(900, 1100));
         if (m_window.ui.inkwellSwitch->text() != "OFF")
             m_findings.saw("the ink well shows ON without the stylus");
     }
@@ -274,8 +255,7 @@ void Examiner::gimbalTrace() {
         return;
     }
     m_bench.underWay();
-    for (const int axis : m_bench.manner.order(3))
-        m_bench.sweep(3 + axis, 3.0);
+    m_hand.sweepAxes(3, 3, {3.0});
     const int still = m_bench.manner.wait(4000, 5000);
     m_bench.spend(still);
     ui.stopGimbalEncoderTest_button->click();

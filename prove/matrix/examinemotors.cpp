@@ -13,7 +13,6 @@ using armcontrol::Vec3;
 namespace {
 
 constexpr const char* kAxes[6] = {"X", "Y", "Z", "gimbal X", "gimbal Y", "gimbal Z"};
-constexpr const char* kWallNames[6] = {"right", "left", "upper", "lower", "near", "inner"};
 // From memory a hand tells a force that is a quarter weaker or stronger than usual, but no difference of a tenth of
 // a newton.
 constexpr Tolerance kFelt{0.75, 1.25, 0.1};
@@ -41,7 +40,7 @@ void Examiner::cycleAmps() {
         return ui.cycleAmps_textBox->toPlainText().contains("The device amplifiers are OK")
                || ui.device_fault_button->text() == "YES";
     };
-    if (!m_bench.spendUntil(ended, 14000, 100))
+    if (!m_hand.waitUntil(ended, 14000, 100))
         m_findings.said("the amplifiers were not found to be OK");
     readNotes(ui.cycleAmps_textBox);
     if (ui.device_fault_button->text() == "YES")
@@ -54,7 +53,7 @@ void Examiner::testForces() {
     auto& ui = m_window.ui;
     m_bench.underWay();
     armcontrol::handStrength(m_bench.manner.between(9, 12));  // lightly, so that the arm is seen to move
-    m_bench.hold({0, 0, 0}, m_bench.manner.wait(900, 1300));
+    m_hand.hold({0, 0, 0}, m_bench.manner.wait(900, 1300));
     for (const int axis : m_bench.manner.order(m_window.is6dof() ? 6 : 3))
         pushMotor(axis);
     m_bench.spend(1100);
@@ -101,15 +100,20 @@ void Examiner::pushMotor(int axis) {
         m_findings.saw(QString("the count of %1 does not follow the push").arg(kAxes[axis]));
 }
 
+/// The arm as the tests want it that drive it by themselves.
+void Examiner::letGoAtTheCenter() {
+    const Vec3 center = m_hand.center();
+    const int held = m_bench.manner.wait(700, 1300);
+    m_hand.letGoAt(center, held, m_bench.manner.wait(200, 500));
+}
+
 // --- Test Friction -----------------------------------------------------------------------------------
 
 void Examiner::testFriction() {
-    m_bench.hold(m_bench.center(), m_bench.manner.wait(700, 1300));
-    armcontrol::handRelease();
-    m_bench.spend(m_bench.manner.wait(200, 500));
+    letGoAtTheCenter();
     m_window.ui.startFrictionTest_button->click();
     m_bench.underWay();
-    if (!m_bench.spendUntil([this] { return !m_window.frictionTestTimer->isActive(); }, 40000))
+    if (!m_hand.waitUntil([this] { return !m_window.frictionTestTimer->isActive(); }, 40000))
         m_findings.saw("the friction test does not end");
     readNotes(m_window.ui.friction_textBox);
     const REPORTDATA& data = *m_window.repData;
@@ -125,20 +129,18 @@ void Examiner::testFriction() {
 // --- Test Capstan ------------------------------------------------------------------------------------
 
 void Examiner::testCapstan() {
-    m_bench.hold(m_bench.center(), m_bench.manner.wait(700, 1300));
-    armcontrol::handRelease();
-    m_bench.spend(m_bench.manner.wait(200, 500));
+    letGoAtTheCenter();
     auto& ui = m_window.ui;
     ui.startCapstanTest_button->click();
     m_bench.underWay();
-    bool ended = m_bench.spendUntil([this] { return !m_window.capstanTestRefTimer->isActive(); }, 20000);
+    bool ended = m_hand.waitUntil([this] { return !m_window.capstanTestRefTimer->isActive(); }, 20000);
     const armcontrol::State atStops = armcontrol::state();
     for (int axis = 0; axis < 3; ++axis)
         m_findings.read(QString("where %1 is driven to, rad").arg(kAxes[axis]),
                         atStops.joints[static_cast<std::size_t>(axis)], {1, 1, 0.1});
     m_bench.spend(m_bench.manner.wait(200, 500));
     ui.verifyCapstanTest_button->click();
-    ended = m_bench.spendUntil([this] { return !m_window.capstanTestTimer->isActive(); }, 20000) && ended;
+    ended = m_hand.waitUntil([this] { return !m_window.capstanTestTimer->isActive(); }, 20000) && ended;
     if (!ended)
         m_findings.saw("the capstan test does not end");
     readNotes(ui.capstan_textBox);
@@ -153,7 +155,7 @@ void Examiner::testCapstan() {
 // --- Box Test ----------------------------------------------------------------------------------------
 
 void Examiner::boxTest() {
-    m_bench.hold({0, 0, 0}, m_bench.manner.wait(1200, 1600));
+    m_hand.hold({0, 0, 0}, m_bench.manner.wait(1200, 1600));
     m_bench.underWay();
     for (const int wall : m_bench.manner.order(6))
         feelWall(wall);
@@ -163,12 +165,11 @@ void Examiner::boxTest() {
 
 /// Presses a little into a wall: it pushes back as usual, and the cursor follows the hand.
 void Examiner::feelWall(int wall) {
-    const auto axis = static_cast<std::size_t>(wall / 2);
-    const double side = wall % 2 == 0 ? 1 : -1;
+    const std::size_t axis = kBoxWalls[wall].axis;
+    const double side = kBoxWalls[wall].side;
     const double before = m_window.hapticBoxRenderer->pPos[axis], from = armcontrol::state().position[axis];
-    Vec3 place{};
-    place[axis] = side * 24;
-    m_bench.hold(place, m_bench.manner.wait(600, 800));
+    const Vec3 place = towards(wall, 24);
+    m_hand.hold(place, m_bench.manner.wait(600, 800));
     Vec3 where{};
     double felt = 0, cursor = 0;
     for (int i = 0; i < 40; ++i) {
@@ -182,31 +183,20 @@ void Examiner::feelWall(int wall) {
     // A wall that pulls has drawn the hand past where it wants to be.
     const Vec3 astray = difference(where, place);
     const double push = astray[axis] * side < 0 ? felt : -felt;
-    m_findings.read(QString("push of the %1 wall, N").arg(kWallNames[wall]), push, kFelt);
+    m_findings.read(QString("push of the %1 wall, N").arg(kBoxWalls[wall].name), push, kFelt);
     if (length(astray) > 10)
-        m_findings.saw(QString("the %1 wall throws the arm about").arg(kWallNames[wall]));
+        m_findings.saw(QString("the %1 wall throws the arm about").arg(kBoxWalls[wall].name));
     else if (std::fabs((cursor - before) - (where[axis] - from)) > 6)
-        m_findings.saw(QString("the cursor does not follow the hand to the %1 wall").arg(kWallNames[wall]));
-    m_bench.hold({0, 0, 0}, m_bench.manner.wait(350, 500));
+        m_findings.saw(QString("the cursor does not follow the hand to the %1 wall").arg(kBoxWalls[wall].name));
+    m_hand.hold({0, 0, 0}, m_bench.manner.wait(350, 500));
 }
 
 void Examiner::breakOut() {
-    qtTharlenHapticRenderer& box = *m_window.hapticBoxRenderer;
-    for (int round = 0; round < 3; ++round) {
-        for (const int wall : m_bench.manner.order(6)) {
-            Vec3 place{};
-            place[static_cast<std::size_t>(wall / 2)] = wall % 2 == 0 ? 45 : -45;
-            const int count = box.m_nWallTransitions[wall];
-            armcontrol::handMove(place);
-            if (!m_bench.spendUntil([&] { return box.m_nWallTransitions[wall] > count; }, 3000)) {
-                m_findings.saw(QString("the %1 wall does not yield").arg(kWallNames[wall]));
-                return;
-            }
-            m_bench.hold({0, 0, 0}, m_bench.manner.wait(250, 400));
-            m_bench.spendUntil([&] { return !box.m_bBrokeOutOfBox; }, 2000);
-        }
+    if (const Wall* firm = m_bench.person->pushThroughEachWall()) {
+        m_findings.saw(QString("the %1 wall does not yield").arg(firm->name));
+        return;
     }
-    box.graphicsCallback();  // the scene takes the verdict as it paints
+    m_window.hapticBoxRenderer->graphicsCallback();  // the scene takes the verdict as it paints
     m_bench.spend(50);
     if (!m_window.repData->bBoxPass)
         m_findings.said("the box does not pass");
@@ -250,9 +240,7 @@ void Examiner::servoloop() {
 
 // Two test points with a loop between them. It stands where it takes half as long again as usual.
 void Examiner::encoderTest() {
-    m_bench.hold(m_bench.center(), m_bench.manner.wait(700, 1300));
-    armcontrol::handRelease();
-    m_bench.spend(m_bench.manner.wait(200, 500));
+    letGoAtTheCenter();
     auto& ui = m_window.ui;
     ui.encoderTestLoopsSpinBox->setValue(2);
     ui.checkTestDegrees->setChecked(false);
@@ -264,7 +252,7 @@ void Examiner::encoderTest() {
     const int mostForLoop = m_window.isOrda() ? 28000 : m_window.isCorvale() ? 57000 : 0;
     const auto reaches = [&](int loops, int most, const QString& what) {
         const double start = armcontrol::armTime();
-        const bool reached = m_bench.spendUntil(
+        const bool reached = m_hand.waitUntil(
             [&] { return totalLoops >= loops || (startEncoderTest && !m_window.m_bServoControl && !seekingTestPoint); },
             most);
         m_findings.read(what + ", s", armcontrol::armTime() - start, loops == 2 ? ofLoop : Tolerance{0.8, 1.2, 1});

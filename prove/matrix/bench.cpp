@@ -2,12 +2,9 @@
 
 #include <QFile>
 #include <QHash>
-#include <cmath>
 
 #include "examiner.h"
 #include "servostate.h"
-
-using armcontrol::Vec3;
 
 namespace {
 
@@ -69,7 +66,7 @@ Bench::Bench(const Cell& cell, Findings& findings) : cell(cell), findings(findin
     }
     window = std::make_unique<qtTharlenTest>();
     time = std::make_unique<SteppedTime>(*window);
-    person = std::make_unique<Operator>(*window, *time);
+    person = std::make_unique<Operator>(*window, *this, manner);
 }
 
 Bench::~Bench() {
@@ -96,7 +93,8 @@ QString Bench::open() {
         return wrong;
     insertTabs();
     armcontrol::handStrength(manner.between(25, 30));
-    hold(center(), manner.wait(300, 700));
+    const armcontrol::Vec3 center = person->hand.center();
+    person->hand.hold(center, manner.wait(300, 700));
     return {};
 }
 
@@ -145,38 +143,6 @@ void Bench::readErrors() {
     const QString line = window->ui.error_browser->toPlainText().trimmed().section('\n', 0, 0);
     if (!line.isEmpty())
         findings.said("error browser: " + line.section(" : ", 1));
-}
-
-// --- The hand --------------------------------------------------------------------------------------
-
-Vec3 Bench::center() { return {manner.between(-6, 6), manner.between(-6, 6), manner.between(-6, 6)}; }
-
-void Bench::hold(const Vec3& place, int milliseconds) {
-    armcontrol::handMove(place);
-    spend(milliseconds);
-}
-
-void Bench::sweep(int axis, double speed) {
-    const double used = speed * manner.between(0.85, 1.15);
-    const armcontrol::State state = armcontrol::state();
-    const auto i = static_cast<std::size_t>(axis);
-    armcontrol::handSweep(axis, used);
-    spend(static_cast<int>(2000.0 * (state.jointMax[i] - state.jointMin[i] + 0.2) / used) + manner.wait(500, 800));
-}
-
-double Bench::drag(const Vec3& from, const Vec3& to, double speed) {
-    hold(from, 400);
-    const double way =
-        std::sqrt(std::pow(to[0] - from[0], 2) + std::pow(to[1] - from[1], 2) + std::pow(to[2] - from[2], 2));
-    armcontrol::handDrag(to, speed);
-    const int samples = static_cast<int>(0.8 * way / speed * 100);
-    spend(static_cast<int>(0.15 * way / speed * 1000));
-    double sum = 0;
-    for (int i = 0; i < samples; ++i) {
-        spend(10);
-        sum += armcontrol::state().handForce;
-    }
-    return sum / samples;
 }
 
 // --- A cell ----------------------------------------------------------------------------------------

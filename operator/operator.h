@@ -4,6 +4,7 @@
 #include <QString>
 
 #include "flowtime.h"
+#include "gestures.h"
 
 class QLineEdit;
 class QRadioButton;
@@ -12,7 +13,7 @@ class qtTharlenTest;
 /// Every step returns what went wrong in one sentence, empty when nothing did. Graphical thread.
 class Operator {
 public:
-    Operator(qtTharlenTest& window, FlowTime& time) : m_window(window), m_time(time) {}
+    Operator(qtTharlenTest& window, FlowTime& time, Manner& manner = usualManner());
 
     /// Goes through the gate of the advanced modes; the environment decides which one.
     QString enterAdvancedMode(const QString& word);
@@ -26,7 +27,8 @@ public:
     QString currentTab() const;
 
     /// By the style of the device: sweeps, the ink well, or the reset pose and the button.
-    QString calibrate();
+    QString calibrate(Pace sweeps = kUnhurried);
+    CalibrationStyle calibrationStyle() const;
     /// Moves every joint from stop to stop and works every switch four times each way.
     QString workEncodersAndSwitches();
     void chooseEncoders(bool pass);
@@ -38,7 +40,11 @@ public:
     void chooseForces(bool pass);
     /// Presses against each wall, which has to push back.
     QString feelTheBox();
-    /// Pushes through each wall three times.
+    /// Out through a wall and back: whether it yielded.
+    bool pushThrough(int wall);
+    /// Three times each. The wall that did not yield, null where all did.
+    const Wall* pushThroughEachWall();
+    /// The same from the center, to the verdict.
     QString breakOutOfTheBox();
     /// A whole run of the rate test, to its eleventh line.
     QString runServoRate();
@@ -49,12 +55,13 @@ public:
     /// Does on a page of "Performance Testing" what it is there for.
     QString usePage(const QString& page);
 
+    Gestures hand;
+
 private:
     void choose(std::initializer_list<QRadioButton*> buttons);
-    void letGoAtTheCenter();
-    QString pushThrough(int wall);
     void workSwitches();
 
     qtTharlenTest& m_window;
     FlowTime& m_time;
+    Manner& m_manner;
 };

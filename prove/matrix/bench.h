@@ -23,11 +23,11 @@ struct Cell {
     unsigned seed = 0;  ///< the operator's manner
 };
 
-class Bench {
+class Bench : public FlowTime {
 public:
     /// A fresh arm and a fresh window. One bench may be alive at a time.
     Bench(const Cell& cell, Findings& findings);
-    ~Bench();
+    ~Bench() override;
 
     /// Opens the device, calibrated as its last operator left it, in the mode of the test; the hand holds it near
     /// the center. What went wrong, empty when nothing did.
@@ -38,27 +38,8 @@ public:
     /// The test is at what it measures.
     void underWay();
     /// Lets time pass and looks at the error browser.
-    void spend(int milliseconds);
-    /// The same until the condition holds; false when it took longer.
-    template <class Condition>
-    bool spendUntil(Condition holds, int most, int step = 20) {
-        for (int spent = 0; !holds(); spent += step) {
-            if (spent >= most)
-                return false;
-            spend(step);
-        }
-        return true;
-    }
+    void spend(int milliseconds) override;
     void switchFault();
-
-    // --- The hand ---
-    /// Near the center of the workspace.
-    armcontrol::Vec3 center();
-    void hold(const armcontrol::Vec3& place, int milliseconds);
-    /// One joint from stop to stop and back, at a speed near this one (rad/s), until it is done.
-    void sweep(int axis, double speed);
-    /// Mean force of the hand on the arm along a slow straight way, N.
-    double drag(const armcontrol::Vec3& from, const armcontrol::Vec3& to, double speed);
 
     // --- The eyes ---
     bool has(QWidget* page) const { return window->ui.tabWidget->indexOf(page) >= 0; }
