@@ -1,8 +1,8 @@
 // qtTharlenTest: the one main window. It owns all test state, the form, every timer and the scenes.
 //
 // Everything runs on the graphical thread unless marked [S]: those functions run on the servo thread, and
-// what they touch is a Shared value (handover.h). Each subject has a file of its own: what a tab does is
-// in qttharlentest_<subject>.cpp.
+// what they touch is a Shared value (servo/handover.h). What a tab or a page does is in the file by its title, under
+// tabs/ and pages/.
 #pragma once
 
 #include <QElapsedTimer>
@@ -286,7 +286,7 @@ public:
     const CTHARLeNDevice* selectedDevice() const { return m_selectedDevice; }
 
     // --- Servo thread ---
-    /// Turns a library status into a dated line; see the table in qttharlentest_errors.cpp. Any thread.
+    /// Turns a library status into a dated line; see the table in servo/errors.cpp. Any thread.
     void accumulateErrors(int nErr);
     /// What may drive motors from a tick: closed whenever the window switches off.
     ForceGate m_forceGate;
