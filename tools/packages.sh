@@ -3,7 +3,6 @@
 build_packages=(g++ cmake ninja-build qtbase5-dev libgl-dev libglu1-mesa-dev libgl1-mesa-dri libeigen3-dev
                 nlohmann-json3-dev xvfb xauth fonts-dejavu-core fonts-liberation)
 benchmark_packages=(libbenchmark-dev rt-tests)
-style_packages=(git clang-format clang-tidy)
 
 # need_packages <package>...: installs those that are missing; says in one line what to do where it cannot.
 need_packages() {
