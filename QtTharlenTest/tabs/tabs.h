@@ -1,4 +1,5 @@
-// The tabs: a row each, in the order in which a change of tab runs over them.
+// The tabs: a row each, in the order in which a change of tab runs over them. Meant: the numbers by which an entry
+// disables the tab before it are literal, and fall on another tab where an optional one is absent.
 #pragma once
 
 #include "qttharlentest.h"

@@ -15,7 +15,7 @@ constexpr double kOrdaDacPerMilliNm = 513.708;  ///< DAC counts of an Orda's mot
 
 // --- The tab ---------------------------------------------------------------------------------------
 
-// Neither tab has a leaving action: a run that was started ends by itself.
+// Neither this tab nor "Test Capstan" has a leaving action: a run that was started ends by itself.
 void qtTharlenTest::enterTestFriction() {
     if (csTharlenID < 0)
         return;

@@ -116,8 +116,11 @@ void qtTharlenTest::enableTestTabs() {
 }
 
 void qtTharlenTest::placeTab(const char* title, bool withIcon) {
-    const Tab& row = *std::find_if(std::begin(Tab::all), std::end(Tab::all),
-                                   [title](const Tab& tab) { return qstrcmp(tab.title, title) == 0; });
+    const auto hasTitle = [title](const Tab& tab) { return qstrcmp(tab.title, title) == 0; };
+    const Tab* const found = std::find_if(std::begin(Tab::all), std::end(Tab::all), hasTitle);
+    if (found == std::end(Tab::all))
+        qFatal("no tab is called \"%s\"", title);
+    const Tab& row = *found;
     QWidget* const page = ui.*row.page;
     QTabWidget& tabs = *ui.tabWidget;
     int at = tabs.indexOf(page);
