@@ -33,6 +33,7 @@
 class QMessageBox;
 class qtTharlenDraw;
 class qtTharlenHapticRenderer;
+struct ModelLine;
 
 /// Runs once a servo tick, on the servo thread, with the main window as user data. Always returns 0.
 int ServoLoopCallBack(void* pUserData);
@@ -283,6 +284,8 @@ public:
     bool isAnyStelmar() const;
     bool isHighForceDevice() const;
     bool hasInkwell() const;
+    /// What is asked of the selected device's line (models/modellines.h). [any thread]
+    const ModelLine& modelLine() const;
     const CTHARLeNDevice* selectedDevice() const { return m_selectedDevice; }
 
     // --- Servo thread ---
@@ -752,8 +755,6 @@ private:
     void selectRecord(int comboIndex);
     void clearReadOuts();
     void tellSurplusDevices();
-    /// The name by which the operator knows a model: "Nolva", "Nolva X", or the library's own text.
-    static QString shownModelName(const QString& model);
     void deleteDeviceRecords(int count);
 
     FormState m_form;                               ///< of the test tabs' read-outs

@@ -1,7 +1,10 @@
 // What the limit records hold that is read, chosen for the simulated arm of the line (device/simulated): its travel,
 // its flags and its dry friction. A real line's figures belong to its own documentation. Every other field is read by
 // nothing and stays zero: to move another verdict, change the constants of its test.
+#include <cstdlib>
+
 #include "QtTharlenTest/tharlenDefines.h"
+#include "modellines.h"
 
 CONFIG_DATA_CORVALE corvaleLimits() {
     CONFIG_DATA_CORVALE limits{};
@@ -41,4 +44,13 @@ CONFIG_DATA_LODRIN lodrinLimits() {
     }
     limits.nWallTransitions = 3;  // as above
     return limits;
+}
+
+AxisCounts leastTravel(const CONFIG_DATA_COMMON& limits) {
+    AxisCounts least{};
+    for (std::size_t i = 0; i < 3; ++i) {
+        least[i] = std::labs(limits.axrlBaseRanges[i].lStart) + std::labs(limits.axrlBaseRanges[i].lEnd);
+        least[i + 3] = limits.axrlStylusRanges[i].lEnd - limits.axrlStylusRanges[i].lStart;
+    }
+    return least;
 }

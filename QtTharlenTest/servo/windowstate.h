@@ -12,9 +12,8 @@ struct WindowState {
     int servoUpdateTicks = 0;
     int startPlotCounter = 0;
 
-    // Ticks in the ink well; they outlive the tab and are cleared on success only.
-    int ordaDockedTicks = 0;
-    int nolvaDockedTicks = 0;
+    /// Ticks in the ink well, by what it reads then; they outlive the tab and are cleared on success only.
+    int dockedTicks[2] = {};
 
     // Pinch: presses of the button since it last started over, and what two of them read.
     int pinchPresses = 0;
@@ -52,8 +51,7 @@ inline constexpr auto& bResetCalib = windowState.bResetCalib;
 inline constexpr auto& prevTharlenID = windowState.prevTharlenID;
 inline constexpr auto& servoUpdateTicks = windowState.servoUpdateTicks;
 inline constexpr auto& startPlotCounter = windowState.startPlotCounter;
-inline constexpr auto& ordaDockedTicks = windowState.ordaDockedTicks;
-inline constexpr auto& nolvaDockedTicks = windowState.nolvaDockedTicks;
+inline constexpr auto& dockedTicks = windowState.dockedTicks;
 inline constexpr auto& pinchPresses = windowState.pinchPresses;
 inline constexpr auto& minPinchValue = windowState.minPinchValue;
 inline constexpr auto& maxPinchValue = windowState.maxPinchValue;

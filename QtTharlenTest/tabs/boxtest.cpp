@@ -3,6 +3,7 @@
 // The box has walls at plus and minus 20 mm on each axis. A wall is a spring without damping.
 #include <cmath>
 
+#include "modellines.h"
 #include "qttharlenhapticrenderer.h"
 #include "qttharlentest.h"
 #include "restyle.h"
@@ -82,7 +83,7 @@ float* qtTharlenTest::calcForce(int tharlen_id, float* pPos, long* plastDac) {
         return m_boxForce;
     if (!manufMode)
         limitUserForce(tharlen_id, nominalMaxForce);
-    if (isAnyStelmar() || is6dof())
+    if (modelLine().box.limitsEachAxis)
         limitStelmarForce(nominalMaxForce);
     if (manufMode)
         checkBoxTest(tharlen_id, m_boxForce);
@@ -91,25 +92,18 @@ float* qtTharlenTest::calcForce(int tharlen_id, float* pPos, long* plastDac) {
 
 /// The nominal limit of the device's forces in the box, N. [S]
 float qtTharlenTest::boxForceLimit(int id) const {
-    if (isOrda() || isCorvale() || isCNolvaDevice())
+    const double share = modelLine().box.continuous;
+    if (share == 0.0)
         return get_tharlen_nominal_max_force(id);
     const float continuous = get_tharlen_nominal_max_continuous_force(id);
-    return isHighForceDevice() ? continuous : static_cast<float>(continuous * 4.0);
+    return isHighForceDevice() ? continuous : static_cast<float>(continuous * share);
 }
 
-/// Stiffness factor of the walls; the gain is this times the nominal maximum stiffness. Meant: where the
-/// factor is that stiffness itself the gain is its square. [S]
+/// Stiffness factor of the walls. [S]
 float qtTharlenTest::boxStiffness(float maxGain) const {
-    float stiffness = maxGain;
-    if (isCorvale() && selectedDevice()->m_nCardType == kCardLan)
-        stiffness = 0.7f;
-    else if (manufMode && (isAnyStelmar() || is6dof()))
-        stiffness = 1.0f;
-    if (isOrda())
-        stiffness = 0.5f;
-    if (isCNolvaDevice())
-        stiffness = manufMode ? 0.5f : 0.8f;
-    return stiffness;
+    const BoxRule& box = modelLine().box;
+    const float factor = manufMode ? box.manufacturing : box.user;
+    return factor != 0.0f ? factor : maxGain;
 }
 
 void qtTharlenTest::enableForcesOutsideBox(int id) {
@@ -127,10 +121,10 @@ void qtTharlenTest::wallForces(float gain) {
         m_boxForce[i] = wallForce(kBoxWall, gain, hapticBoxRenderer->pPos[i]);
 }
 
-/// User mode. A Corvale is protected by switching forces off, others by limiting. Meant: of the chain only
+/// User mode. Forces are switched off, or limited. Meant: of the chain only
 /// the first test that holds acts, so that one axis is limited a tick, the positive side first. [S]
 void qtTharlenTest::limitUserForce(int id, float limit) {
-    if (isCorvale()) {
+    if (modelLine().box.userSwitchesOff) {
         m_limitSwitchedOff = sumOfSquares(m_boxForce) > limit * limit;
         if (m_limitSwitchedOff)
             disable_tharlen_forces(id);
@@ -178,9 +172,7 @@ bool qtTharlenTest::dropUnlessFinite(float* force, float limit) {
 // The ticks over the limit need not be consecutive: they are counted within one excursion, until the force is
 // zero again. A corner counts for each of its walls.
 void qtTharlenTest::checkBoxTest(int tharlen_id, float* devForce) {
-    float nominalMaxForce = boxForceLimit(tharlen_id);
-    if (isCNolvaDevice())
-        nominalMaxForce = static_cast<float>(nominalMaxForce / 1.03);
+    const auto nominalMaxForce = static_cast<float>(boxForceLimit(tharlen_id) / modelLine().box.popThrough);
     float cPos[3] = {};
     get_tharlen_pos(tharlen_id, cPos);
 

@@ -1,8 +1,9 @@
 // The "Calibrate" tab: four styles of calibration, chosen by what the device supports and by its model.
 //
-//   AUTO      Corvale: three axes find their home flags while the arm is moved through its range
-//   INKWELL   Orda and Nolva: the arm rests in the ink well for a number of ticks
-//   RESET     others: the operator holds the reset pose and triggers it
+//   AUTO      three axes find their home flags while the arm is moved through its range
+//   INKWELL   the arm rests in the ink well for a number of ticks
+//   RESET     the operator holds the reset pose and triggers it
+#include "modellines.h"
 #include "plaintext.h"
 #include "qttharlentest.h"
 #include "restyle.h"
@@ -10,9 +11,7 @@
 
 namespace {
 
-constexpr int kCheckPeriod = 20;      ///< ms
-constexpr int kOrdaDockedTicks = 50;  ///< ticks in the ink well, in total
-constexpr int kNolvaDockedTicks = 5;
+constexpr int kCheckPeriod = 20;  ///< ms
 
 constexpr char kInkwellText[] =
     "This Device model INKWELL calibrates when the heel of the moving arm is placed in the receptacle at the base "
@@ -75,22 +74,16 @@ void qtTharlenTest::showCalibrationIllustration(const char* file) {
 
 void qtTharlenTest::prepareCalibrationStyle() {
     startCalibTest = true;
-    if (isCorvale())
+    const ModelLine& line = modelLine();
+    if (line.calibration == Calibration::HomeSensors)
         prepareAutoCalibration();
-    if (isOrda())
-        prepareInkwellCalibration(selectedDevice()->m_nCardType == kCardUsb ? "nolva2_calibration_illustration.png"
-                                                                            : "nolva_calirbration_illustration.png",
-                                  kInkwellText);
-    if (isCNolvaDevice())
-        prepareInkwellCalibration("Nolva_calibration_Illustration.png",
-                                  QString(kInkwellText)
-                                      + " Calibration may take up to a second, so do not immediately remove the arm "
-                                        "from the ink well.");
+    else if (line.calibration == Calibration::InkWell)
+        prepareInkwellCalibration(line.illustration, QString(kInkwellText) + line.calibrationNote);
 }
 
 void qtTharlenTest::prepareAutoCalibration() {
     ui.frame11->show();
-    showCalibrationIllustration("corvale_calibration_illustration.png");
+    showCalibrationIllustration(modelLine().illustration);
     bCalibMsgDispOnce = false;
     checkCalibTimer->start(kCheckPeriod);
     ui.calibrate_button->setEnabled(false);
@@ -140,29 +133,24 @@ void qtTharlenTest::hideHomeIndicators() {
 
 // --- Completion ------------------------------------------------------------------------------------
 
-// The ink well's switch reads zero when docked on the Orda line and non-zero on the Nolva line. The ticks add
-// up over visits to the well and to the tab.
+// The ticks in the ink well add up over visits to it and to the tab.
 void qtTharlenTest::updateOrdaCorvaleCalib() {
     calibCounter += 1.0f;
     if (csTharlenID < 0)
         return;
-    if (isOrda()) {
-        if (get_inkwell_switch(csTharlenID) == 0 && ++ordaDockedTicks == kOrdaDockedTicks) {
+    const ModelLine& line = modelLine();
+    if (line.calibration == Calibration::InkWell) {
+        int& ticks = dockedTicks[line.dockedReading];
+        if (line.docked(get_inkwell_switch(csTharlenID)) && ++ticks == line.dockedTicks) {
             finishInkwellCalibration();
-            ordaDockedTicks = 0;
+            ticks = 0;
+            if (isCNolvaDevice())
+                startCalibTest = false;
         }
         ui.calibTimerLabel->setText(QString());
-    }
-    if (isCNolvaDevice()) {
-        if (get_inkwell_switch(csTharlenID) != 0 && ++nolvaDockedTicks == kNolvaDockedTicks) {
-            finishInkwellCalibration();
-            nolvaDockedTicks = 0;
-            startCalibTest = false;
-        }
-        ui.calibTimerLabel->setText(QString());
-    }
-    if (isCorvale())
+    } else if (line.calibration == Calibration::HomeSensors) {
         updateAutoCalibration();
+    }
 }
 
 void qtTharlenTest::finishInkwellCalibration() {
@@ -239,15 +227,12 @@ void qtTharlenTest::onClickCalibrateButton() {
     const int id = csTharlenID;
     if (id < 0)
         return;
-    if (isOrda()) {
+    const ModelLine& line = modelLine();
+    if (line.calibration == Calibration::InkWell) {
         update_calibration(id);
-        ui.calibrate_textbrowser2->append("Forced the Calibration update for Orda..");
+        ui.calibrate_textbrowser2->append(QString("Forced the Calibration update for %1..").arg(line.name));
         repData->bCalibrationPass = true;
-    } else if (isCNolvaDevice()) {
-        update_calibration(id);
-        ui.calibrate_textbrowser2->append("Forced the Calibration update for Nolva..");
-        repData->bCalibrationPass = true;
-    } else if (isAnyStelmar() && is_tharlen_reset_supported(id) != 0) {
+    } else if (line.calibration == Calibration::ResetPose && is_tharlen_reset_supported(id) != 0) {
         repData->bCalibrationPass = resetCalibration();
         ui.calibrate_button->setStyleSheet(repData->bCalibrationPass ? kPassStyle : kNotYetStyle);
     }

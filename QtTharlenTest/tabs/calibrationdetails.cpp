@@ -4,6 +4,7 @@
 
 #include <cstdio>
 
+#include "modellines.h"
 #include "qttharlentest.h"
 #include "servostate.h"
 
@@ -13,6 +14,8 @@ constexpr int kDetailPeriod = 20;  ///< ms
 constexpr char szValid[] = "valid";
 constexpr char szInvalid[] = "invalid";
 constexpr char acAxes[] = {'X', 'Y', 'Z'};
+
+bool hasHomeSensors(const ModelLine& line) { return line.calibration == Calibration::HomeSensors; }
 
 /// printf into a text that grows.
 template <class... Values>
@@ -67,12 +70,12 @@ void qtTharlenTest::leaveCalibrationDetails() {
 
 void qtTharlenTest::onCalibrationDetailTab() {
     ui.calibFileStatus->clear();
-    const bool corvale = isCorvale();
-    ui.calibDetails_textBox1->setEnabled(corvale);
-    ui.calibDetails_textBox2->setEnabled(corvale);
-    ui.updateCalib_button->setEnabled(corvale);
-    ui.loseCalib_button->setEnabled(corvale);
-    if (!corvale) {
+    const bool valid = hasHomeSensors(modelLine());
+    ui.calibDetails_textBox1->setEnabled(valid);
+    ui.calibDetails_textBox2->setEnabled(valid);
+    ui.updateCalib_button->setEnabled(valid);
+    ui.loseCalib_button->setEnabled(valid);
+    if (!valid) {
         ui.calibDetails_textBox1->clear();
         ui.calibDetails_textBox1->append("This test is not valid for the device selected.");
         ui.calibDetails_textBox1->append("Please move on to the next test.");
@@ -89,7 +92,7 @@ void qtTharlenTest::onCalibrationDetailTab() {
 }
 
 void qtTharlenTest::updateCalibrationData() {
-    if (!isCorvale())
+    if (!hasHomeSensors(modelLine()))
         return;
     m_nCounter += 1.0f;
     PrepareOutputString1();
@@ -208,7 +211,7 @@ BOOL qtTharlenTest::isFlagGapValid(void* pvSensorData, int nAxis, int nToken, SE
 
 // The verdicts and texts are where a later report line would take them from; nothing reads them.
 void qtTharlenTest::verifyFlagGapWidth() {
-    if (!isCorvale())
+    if (!hasHomeSensors(modelLine()))
         return;
     m_pCalibration = get_calibration_data(csTharlenID);
     if (!m_pCalibration)
@@ -294,46 +297,4 @@ void qtTharlenTest::onClickUpdateCalibration() {
         ui.calibFileStatus->setText("Error encountered when updating calibration for "
                                     + ui.m_cmbTHARLeN->currentText());
     restartLoop();
-}
-
-// --- Minimum encoder ranges ------------------------------------------------------------------------
-
-namespace {
-
-struct MinimumRanges {
-    long base[3];
-    long gimbal[3];
-};
-
-QString rangesText(const MinimumRanges& ranges) {
-    QString text = "This Device should have the following minimum encoder range:\r\n\r\n";
-    for (int axis = 0; axis < 3; ++axis)
-        print(text, "Base %c axis total counts: %ld \r\n", acAxes[axis], ranges.base[axis]);
-    text += "\r\n";
-    for (int axis = 0; axis < 3; ++axis)
-        print(text, "Gimbal %c axis total counts: %ld \r\n", acAxes[axis], ranges.gimbal[axis]);
-    return text;
-}
-
-}  // namespace
-
-// Meant: the second figure of a LAN card is not the one that is judged (checkEncoderPass).
-void qtTharlenTest::PrepareOutputString3() {
-    if (isOrda()) {
-        const unsigned long card = selectedDevice()->m_nCardType;
-        ui.encoderStatus_help_textBox->setText(card == kCardLan   ? rangesText({{4500, 4250, 3500}, {3550, 1500, 3000}})
-                                               : card == kCardUsb ? rangesText({{4500, 4250, 3500}, {3900, 1750, 3900}})
-                                                                  : QString());
-    } else if (isCNolvaDevice()) {
-        ui.encoderStatus_help_textBox->setText(rangesText({{5000, 2600, 2200}, {3500, 2245, 3500}}));
-    } else if (isCorvale()) {
-        MinimumRanges ranges{};
-        for (int axis = 0; axis < 3; ++axis) {
-            const AXIS_RANGE_LIMITS& base = m_cdCorvale.axrlBaseRanges[axis];
-            const AXIS_RANGE_LIMITS& stylus = m_cdCorvale.axrlStylusRanges[axis];
-            ranges.base[axis] = qAbs(base.lStart) + qAbs(base.lEnd);
-            ranges.gimbal[axis] = stylus.lEnd - stylus.lStart;
-        }
-        ui.encoderStatus_help_textBox->setText(rangesText(ranges));
-    }
 }

@@ -2,6 +2,7 @@
 // its log, which is its whole result.
 #include <QDateTime>
 
+#include "modellines.h"
 #include "qttharlentest.h"
 #include "servostate.h"
 
@@ -145,7 +146,7 @@ void qtTharlenTest::stopEncoderTest() {
     encoderTestTime.restart();
     tempGuiUpdateTimer->stop();
     closeInkwellWarning();
-    if (!isCorvale())
+    if (!modelLine().setsShutdown)
         return;
     // The library replaces the figures by its own, which are then written back.
     float shutdown[6] = {85.0f, 85.0f, 85.0f, 0, 0, 0};

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <ctime>
 
+#include "endurance.h"
 #include "handover.h"
 
 /// A direct-form digital filter, one for each base axis. Input is the error in counts, output DAC counts.
@@ -14,27 +15,8 @@ struct iir_structure {
     SharedArray<float, 11> zbuffer;      ///< delay line, used from index 1
 };
 
-constexpr int kRouteRows = 9;
 /// Decrements of the fault counter, by axes out of reach and commands beyond their limit, that end the motion.
 constexpr long kMotionTolerance = 1000;
-
-/// Controller of one base axis.
-struct AxisGains {
-    float p, i, d;  ///< DAC counts for each count of error, of summed error, of change in a tick
-    float parity;   ///< sign of the motor
-    float offset;   ///< constant command, DAC counts, before the sign
-};
-
-/// What the test needs of a model line.
-struct EncoderTestLine {
-    AxisGains axes[3];
-    int maxDac;                 ///< greatest command either way, DAC counts
-    long stepSize;              ///< of the set point, counts/tick
-    long settleTolerance;       ///< counts
-    long pushStep[3];           ///< growth of the command at a test point, DAC counts/tick
-    int pushPart[3];            ///< it grows to maxDac over this
-    long route[kRouteRows][3];  ///< counts
-};
 
 /// What a tick tells the window. `values` by kind: the error or the temperature alone; the command; three
 /// angles (rad) or counts; the count, temperature and level (0 or 1) of a sensor's edge.

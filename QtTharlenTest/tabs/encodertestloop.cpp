@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdlib>
 
+#include "modellines.h"
 #include "qttharlentest.h"
 #include "servostate.h"
 
@@ -66,7 +67,7 @@ long* qtTharlenTest::runEncoderTest(long*) {
     checkTimeLimit(elapsed);
     float temperatures[6] = {};
     get_tharlen_temp(csTharlenID, temperatures);
-    if (isCorvale())
+    if (modelLine().calibration == Calibration::HomeSensors)
         noteHomeSensors(encoders, temperatures);
     if (m_bServoControl) {
         for (int axis = 0; axis < 3; ++axis) {

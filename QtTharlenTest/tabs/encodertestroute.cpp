@@ -1,61 +1,12 @@
-// What the closed-loop encoder test needs of each line, gains and route, and the ways into and out of a step.
+// How the closed-loop encoder test takes over the gains and route of the line, and the ways into and out of a step.
+#include "modellines.h"
 #include "qttharlentest.h"
-
 #include "servostate.h"
 
 namespace {
 
 constexpr int kFilterOrder = 2;
 constexpr int kSettleStart = 500;  ///< ticks
-
-// Axes, limit, step of the set point, settle tolerance; growth and part of the limit at test points; route.
-// clang-format off
-constexpr EncoderTestLine kOrda = {
-    {{15.0f, 0.2f, 500.0f, 1.0f, 150.0f},
-     {32.0f, 0.4f, 1500.0f, 1.0f, 255.0f},
-     {15.5f, 0.35f, 1000.0f, -1.0f, 120.0f}},
-    15000, 8, 2,
-    {5, 2, 10}, {10, 5, 5},
-    {{0, 0, 0},
-     {0, -500, 0},
-     {2243, -500, 0},
-     {-2355, -500, 0},
-     {0, -500, 0},
-     {0, -3755, 2500},
-     {0, -95, 500},
-     {0, -200, 2205},
-     {0, -200, -455}}};
-
-constexpr AxisGains kCorvaleAxis{10.0f, 0.08f, 75.0f, 1.0f, 0.0f};
-constexpr EncoderTestLine kCorvale = {
-    {kCorvaleAxis, kCorvaleAxis, kCorvaleAxis},
-    7000, 4, 1,
-    {2, 1, 4}, {5, 2, 2},
-    {{0, 0, 0},
-     {0, 0, 0},
-     {-8000, -15000, -7000},
-     {8000, -3000, -6000},
-     {8000, -11000, -8000},
-     {-8000, -3000, 2000},
-     {8000, -15000, -5000},
-     {-8000, -3000, -6000},
-     {-8000, -11000, -8000}}};
-
-// The USB card counts the third axis the other way round.
-constexpr EncoderTestLine kCorvaleUsb = {
-    {{5.0f, 0.04f, 30.0f, 1.0f, 0.0f}, {5.0f, 0.04f, 30.0f, 1.0f, 0.0f}, {5.0f, 0.04f, 30.0f, -1.0f, 0.0f}},
-    8500, 4, 1,
-    {4, 4, 4}, {1, 1, 1},
-    {{0, 0, 0},
-     {0, 0, 0},
-     {-8000, -15000, 7000},
-     {8000, -3000, 6000},
-     {8000, -11000, 8000},
-     {-8000, -3000, -2000},
-     {8000, -15000, 5000},
-     {-8000, -3000, 6000},
-     {-8000, -11000, 8000}}};
-// clang-format on
 
 void clearFilter(iir_structure& filter) {
     filter.order = kFilterOrder;
@@ -77,16 +28,7 @@ void setGains(iir_structure& filter, const AxisGains& gains) {
 
 }  // namespace
 
-const EncoderTestLine* qtTharlenTest::encoderTestLine() const {
-    const CTHARLeNDevice* device = selectedDevice();
-    if (!device)
-        return nullptr;
-    if (isOrda())
-        return &kOrda;
-    if (!isCorvale())
-        return nullptr;
-    return device->m_nCardType == kCardUsb ? &kCorvaleUsb : &kCorvale;
-}
+const EncoderTestLine* qtTharlenTest::encoderTestLine() const { return modelLine().endurance; }
 
 void qtTharlenTest::initEncoderTestPars() {
     for (iir_structure& filter : m_iir_data)
@@ -96,14 +38,14 @@ void qtTharlenTest::initEncoderTestPars() {
     m_iButtonStep = 0;
     m_SettleTolerance = 2;  // for every line, whatever its own
     m_MotionToleranceTimeCounter = kMotionTolerance;
-    if (!isCorvale())
+    if (!modelLine().setsShutdown)
         return;
     const auto abort = static_cast<float>(ui.encoderTestTempSpinBox->value());
     const float shutdown[6] = {abort, abort, abort, 0, 0, 0};
     set_tharlen_temp_advance(csTharlenID, kShutdownTemperature, shutdown);
 }
 
-// A model without a row keeps the limits, signs and route of the last one: with filters of zero nothing
+// A line without gains keeps the limits, signs and route of the last one: with filters of zero nothing
 // follows them, and the test is not meant for it.
 void qtTharlenTest::setupPIDGains() {
     m_lDACvalues.fill(0);

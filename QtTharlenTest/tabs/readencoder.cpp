@@ -1,6 +1,7 @@
 // The "Read Encoder" tab: live encoders, positions and switches.
 #include <initializer_list>
 
+#include "modellines.h"
 #include "qttharlentest.h"
 #include "restyle.h"
 
@@ -10,6 +11,17 @@ constexpr int kUpdatePeriod = 20;  ///< ms
 constexpr float kDegreesPerRadian = 57.2957795f;
 
 QString shortNumber(float value) { return QString::number(static_cast<double>(value), 'g', 4); }
+
+QString rangesText(const AxisCounts& ranges) {
+    QString text = "This Device should have the following minimum encoder range:\r\n\r\n";
+    for (std::size_t axis = 0; axis < 6; ++axis) {
+        if (axis == 3)
+            text += "\r\n";
+        text += QString::asprintf("%s %c axis total counts: %ld \r\n", axis < 3 ? "Base" : "Gimbal", "XYZ"[axis % 3],
+                                  ranges[axis]);
+    }
+    return text;
+}
 
 /// The level as text and, where no verdict colours the button on the same tick, as colour.
 void showSwitch(QPushButton* button, bool on, bool judged) {
@@ -45,19 +57,19 @@ void qtTharlenTest::leaveReadEncoder() { encoderGuiUpdateTimer->stop(); }
 void qtTharlenTest::onEncoderTab() {
     if (manufMode)
         stylusSwitchState = presenceSwitchState = extraSwitchState = inkwellSwitchState = 0;
-    const bool judged = manufMode && (isOrda() || isCorvale());
+    const ModelLine& line = modelLine();
+    const bool judged = manufMode && line.judgesEncoders;
     for (QLabel* label : {ui.encoder_X, ui.encoder_Y, ui.encoder_Z, ui.gimbal_X, ui.gimbal_Y, ui.gimbal_Z})
         showStyle(label, judged ? kNotYetStyle : "");
     encoderGuiUpdateTimer->start(kUpdatePeriod);
 
-    const bool nolva = isOrda() || isCNolvaDevice();
-    const bool corvale = !nolva && isCorvale();
-    const bool other = !nolva && !corvale;
+    const bool inkwell = hasInkwell();
+    const bool other = !line.automaticInspections;
     const bool gimbal = tharlen_check_for_gimbal(csTharlenID) != 0;
     const bool stylus = !other || gimbal;
     for (QWidget* widget : std::initializer_list<QWidget*>{ui.stylusButton_2_label, ui.stylusButton_2,
                                                            ui.inkwellSwitch_Label, ui.inkwellSwitch})
-        widget->setVisible(nolva);
+        widget->setVisible(inkwell);
     ui.safetySwitch_label->hide();
     ui.safetySwitch->hide();
     ui.label_15->setVisible(stylus);
@@ -69,7 +81,7 @@ void qtTharlenTest::onEncoderTab() {
     if (manufMode) {
         for (QWidget* widget :
              std::initializer_list<QWidget*>{ui.RB_EXTRA_P, ui.RB_EXTRA_F, ui.RB_INKWELL_P, ui.RB_INKWELL_F})
-            widget->setVisible(nolva);
+            widget->setVisible(inkwell);
         ui.RB_SAFETY_P->hide();
         ui.RB_SAFETY_F->hide();
         ui.RB_STYLUS_P->setVisible(stylus);
@@ -80,6 +92,15 @@ void qtTharlenTest::onEncoderTab() {
     ui.encoderStatus_select->setVisible(manufMode);
     ui.gimbalStatus_select->setVisible(manufMode && gimbal);
     ui.switchStatus_select->setVisible(manufMode && gimbal);
+}
+
+void qtTharlenTest::PrepareOutputString3() {
+    const ModelLine& line = modelLine();
+    if (!line.automaticInspections)
+        return;
+    ui.encoderStatus_help_textBox->setText(isCorvale()       ? rangesText(leastTravel(m_cdCorvale))
+                                           : line.toldTravel ? rangesText(*line.toldTravel)
+                                                             : QString());
 }
 
 void qtTharlenTest::showPinch(bool fitted) {
@@ -109,7 +130,7 @@ void qtTharlenTest::updateReadEncoderTab() {
         m_lMinEncoderVal[i] = qMin(m_lMinEncoderVal[i], mEncoder[i]);
     }
     // Meant: a Nolva device and all other models never complete the encoder part here.
-    const bool encTestCompleted = (isOrda() || isCorvale()) && checkEncoderPass() != 0;
+    const bool encTestCompleted = modelLine().judgesEncoders && checkEncoderPass() != 0;
     const bool swiTestCompleted = checkSwitchPass() != 0;
     if (!encTestCompleted || !swiTestCompleted)
         return;
@@ -130,7 +151,6 @@ void qtTharlenTest::showEncoders(const long* encoders) {
     }
 }
 
-// The ink well's switch reads zero when docked, but on a Nolva device non-zero.
 void qtTharlenTest::showPositionsAndSwitches() {
     const int id = csTharlenID;
     float endPosition[3] = {};
@@ -138,11 +158,12 @@ void qtTharlenTest::showPositionsAndSwitches() {
     showText(ui.position_X, shortNumber(endPosition[0]));
     showText(ui.position_Y, shortNumber(endPosition[1]));
     showText(ui.position_Z, shortNumber(endPosition[2]));
-    const bool judgedOrda = manufMode && isOrda();
+    const ModelLine& line = modelLine();
+    const bool inkwellJudged = manufMode && line.judgesInkwell;
     showSwitch(ui.stylusButton_1, get_stylus_switch(id, 0) != 0, manufMode);
-    showSwitch(ui.stylusButton_2, get_stylus_switch(id, 1) != 0, judgedOrda);
-    showSwitch(ui.inkwellSwitch, (get_inkwell_switch(id) == 0) != isCNolvaDevice(), judgedOrda);
-    showSwitch(ui.safetySwitch, get_stylus_presence(id) != 0, manufMode && isCorvale());
-    if (is6dof() && tharlen_check_for_pinch(id) > 0)
+    showSwitch(ui.stylusButton_2, get_stylus_switch(id, 1) != 0, inkwellJudged);
+    showSwitch(ui.inkwellSwitch, line.docked(get_inkwell_switch(id)), inkwellJudged);
+    showSwitch(ui.safetySwitch, get_stylus_presence(id) != 0, manufMode && line.presenceSwitch);
+    if (line.sixDof && tharlen_check_for_pinch(id) > 0)
         showText(ui.pinch_value, QString::number(get_pinch_value(id), 'g', 4));
 }

@@ -1,20 +1,13 @@
 // Verdicts of the "Read Encoder" tab: travel of each axis, transitions of each switch, and the operator's choices.
 #include <QButtonGroup>
-#include <array>
 
+#include "modellines.h"
 #include "qttharlentest.h"
 #include "restyle.h"
 
 namespace {
 
 constexpr int kSwitchTransitions = 3;  ///< a switch passes above this, each way
-
-using Counts = std::array<long, 6>;
-
-// Least travel of each axis, counts: base X, Y, Z, gimbal X, Y, Z.
-constexpr Counts kOrdaUsbRanges{4500, 4250, 3500, 3900, 1750, 3900};
-constexpr Counts kOrdaLanRanges{4500, 3800, 3500, 3550, 1500, 3000};
-constexpr Counts kNolvaRanges{5000, 2600, 2200, 3500, 2245, 3500};
 
 /// Whether the operator has chosen one of the two; a group for the moment leaves their marks as they are.
 bool chosen(const char* name, QAbstractButton* pass, QAbstractButton* fail) {
@@ -44,31 +37,14 @@ bool enoughTransitions(int on, int off) { return on > kSwitchTransitions && off 
 
 // --- Encoders --------------------------------------------------------------------------------------
 
-// The base axes of most lines are judged by the sum of magnitudes, the third one of a Nolva by their difference.
 int qtTharlenTest::checkEncoderPass() {
-    const auto sum = [this](int i) { return qAbs(m_lMaxEncoderVal[i]) + qAbs(m_lMinEncoderVal[i]); };
-    const auto span = [this](int i) { return m_lMaxEncoderVal[i] - m_lMinEncoderVal[i]; };
-    if (isCorvale()) {
-        Counts travel, least;
-        for (int i = 0; i < 3; ++i) {
-            const AXIS_RANGE_LIMITS& base = m_cdCorvale.axrlBaseRanges[i];
-            const AXIS_RANGE_LIMITS& stylus = m_cdCorvale.axrlStylusRanges[i];
-            travel[i] = sum(i);
-            least[i] = qAbs(base.lStart) + qAbs(base.lEnd);
-            travel[i + 3] = span(i + 3);
-            least[i + 3] = stylus.lEnd - stylus.lStart;
-        }
+    const ModelLine& line = modelLine();
+    if (line.leastTravel || isCorvale()) {
+        const AxisCounts least = isCorvale() ? leastTravel(m_cdCorvale) : *line.leastTravel;
+        AxisCounts travel;
+        for (int i = 0; i < 6; ++i)
+            travel[static_cast<std::size_t>(i)] = line.travelOf(i, m_lMinEncoderVal[i], m_lMaxEncoderVal[i]);
         judgeEncoders(travel.data(), least.data());
-    }
-    if (isOrda() && (selectedDevice()->m_nCardType == kCardLan || selectedDevice()->m_nCardType == kCardUsb)) {
-        const Counts travel{sum(0), sum(1), sum(2), span(3), span(4), span(5)};
-        judgeEncoders(travel.data(),
-                      selectedDevice()->m_nCardType == kCardUsb ? kOrdaUsbRanges.data() : kOrdaLanRanges.data());
-    }
-    if (isCNolvaDevice()) {
-        const Counts travel{sum(0), sum(1),  qAbs(m_lMaxEncoderVal[2]) - qAbs(m_lMinEncoderVal[2]),
-                            sum(3), span(4), span(5)};
-        judgeEncoders(travel.data(), kNolvaRanges.data());
     }
     return takeEncoderChoices();
 }
@@ -107,16 +83,17 @@ int qtTharlenTest::takeEncoderChoices() {
 // The raw readings are counted: on a Nolva device the ink well's sense is the opposite of what is displayed. An
 // operator's fail completes the tab as a pass does.
 int qtTharlenTest::checkSwitchPass() {
+    const ModelLine& line = modelLine();
     countSwitches();
     repData->bSwitchPass = enoughTransitions(stylusSwitchCounterOn, stylusSwitchCounterOff);
     showStyle(ui.stylusButton_1, repData->bSwitchPass ? kPassStyle : kNotYetStyle);
-    if (isCorvale()) {
+    if (line.presenceSwitch) {
         repData->bPresencePass = enoughTransitions(presenceSwitchCounterOn, presenceSwitchCounterOff);
         showStyle(ui.safetySwitch, repData->bPresencePass ? kPassStyle : kNotYetStyle);
     }
     repData->bManualSwitchPass = ui.RB_STYLUS_P->isChecked();
     bool all = chosen("SStylusgroup", ui.RB_STYLUS_P, ui.RB_STYLUS_F);
-    if (isOrda()) {
+    if (line.judgesInkwell) {
         repData->bInkwellPass = enoughTransitions(inkwellSwitchCounterOn, inkwellSwitchCounterOff);
         showStyle(ui.inkwellSwitch, repData->bInkwellPass ? kPassStyle : kNotYetStyle);
         repData->bExtraSwitchPass = enoughTransitions(extraSwitchCounterOn, extraSwitchCounterOff);
@@ -132,10 +109,10 @@ int qtTharlenTest::checkSwitchPass() {
 void qtTharlenTest::countSwitches() {
     const int id = csTharlenID;
     countTransition(get_stylus_switch(id, 0) != 0, stylusSwitchState, stylusSwitchCounterOn, stylusSwitchCounterOff);
-    if (isCorvale())
+    if (modelLine().presenceSwitch)
         countTransition(get_stylus_presence(id) != 0, presenceSwitchState, presenceSwitchCounterOn,
                         presenceSwitchCounterOff);
-    if (!isOrda() && !isCNolvaDevice())
+    if (!hasInkwell())
         return;
     if (countTransition(get_inkwell_switch(id) != 0, inkwellSwitchState, inkwellSwitchCounterOn,
                         inkwellSwitchCounterOff))

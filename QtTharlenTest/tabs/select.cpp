@@ -3,6 +3,7 @@
 #include <exception>
 #include <iostream>
 
+#include "modellines.h"
 #include "plaintext.h"
 #include "qttharlendraw.h"
 #include "qttharlentest.h"
@@ -64,7 +65,12 @@ bool qtTharlenTest::isAnyStelmar() const { return selectedDevice() && !isOrda() 
 bool qtTharlenTest::isHighForceDevice() const {
     return selectedDevice() && static_cast<int>(selectedDevice()->m_nHighForce) == 1;
 }
-bool qtTharlenTest::hasInkwell() const { return isOrda() || isCNolvaDevice(); }
+bool qtTharlenTest::hasInkwell() const { return modelLine().calibration == Calibration::InkWell; }
+
+const ModelLine& qtTharlenTest::modelLine() const {
+    const CTHARLeNDevice* const device = selectedDevice();
+    return device ? findModelLine(static_cast<int>(device->m_nModelType), device->m_nCardType) : kNoModelLine;
+}
 
 /// Follows the combo box: both threads ask the record that is selected here.
 void qtTharlenTest::selectRecord(int comboIndex) {
@@ -281,12 +287,6 @@ void qtTharlenTest::updateSerial(int id) {
     if (isHighForceDevice())
         model += " (High Force Model)";
     ui.tharlenModel_lineedit->setText(shownModelName(model));
-}
-
-QString qtTharlenTest::shownModelName(const QString& model) {
-    if (model == "THARLEN Orda")
-        return "Nolva";
-    return model == "THARLEN Corvale" ? "Nolva X" : model;
 }
 
 void qtTharlenTest::updateTharlenGraphic() { tharlenRenderer->changeTharlenInstance(csTharlenID); }

@@ -2,6 +2,7 @@
 // the stops and then pushes as hard as the limits allow; a verify run notes them again. What differs is slip.
 #include <cmath>
 
+#include "modellines.h"
 #include "qttharlentest.h"
 #include "restyle.h"
 #include "servostate.h"
@@ -38,7 +39,7 @@ void qtTharlenTest::initCapstanRefTest() {
         showNoVerdict(result);
     for (QLabel* value : {ui.x_capstan_volt, ui.y_capstan_volt, ui.z_capstan_volt})
         value->hide();
-    const bool available = isOrda();
+    const bool available = modelLine().mechanicalTests;
     ui.startCapstanTest_button->setEnabled(available);
     ui.verifyCapstanTest_button->setEnabled(false);
     ui.capstanTestGroupBox->setEnabled(available);
@@ -60,7 +61,7 @@ void qtTharlenTest::initCapstanRefTest() {
 void qtTharlenTest::initCapstanVerifyTest() {
     clearMove();
     m_vvDamping = {};
-    if (isOrda()) {
+    if (modelLine().mechanicalTests) {
         ui.capstanTestGroupBox->setEnabled(true);
         loadCapstanLimits();
     } else {
@@ -216,7 +217,7 @@ void qtTharlenTest::updateCapstanTestResults() {
         const int delta = qAbs(m_pvMoveResult2.anCoords[i] - m_pvMoveResult1.anCoords[i]);
         repData->nCapstanChange[i] = delta;
         bool axisHasPassed = false;
-        if (isOrda()) {
+        if (modelLine().mechanicalTests) {
             axisHasPassed = delta <= m_pvEncoderChange.anCoords[i];
             repData->bCapstanPass[i] = axisHasPassed;
         }

@@ -4,6 +4,7 @@
 #include <QMessageBox>
 #include <array>
 
+#include "modellines.h"
 #include "qttharlentest.h"
 #include "restyle.h"
 
@@ -73,7 +74,7 @@ void qtTharlenTest::onTestForcesTab() {
     tempGuiUpdateTimer->start(kDisplayPeriod);
     if (manufMode)
         forceCheckTimer->start(kCheckPeriod);
-    showGimbalForces(is6dof());
+    showGimbalForces(modelLine().sixDof);
     showCommands();  // what stands there of a former visit would be judged
 }
 
@@ -91,7 +92,7 @@ void qtTharlenTest::showGimbalForces(bool shown) {
 void qtTharlenTest::onForceSlidersChange() {
     enable_tharlen_forces(csTharlenID);
     static int multiplier;
-    multiplier = isOrda() || isCNolvaDevice() ? 10 : 2;
+    multiplier = modelLine().sliderStep;
     const auto sliders = forceSliders(ui);
     force_dac_values[0] = multiplier * (-20 * sliders[0]->value());
     for (int i = 1; i < 6; ++i)
@@ -113,15 +114,14 @@ void qtTharlenTest::resetForceSliders() {
 
 // --- Ink well --------------------------------------------------------------------------------------
 
-// The switch reads zero when docked on the Orda line and non-zero on the Nolva line. Putting the stylus back drops
-// all forces, once.
+// Putting the stylus back drops all forces, once.
 void qtTharlenTest::watchInkwell() {
-    if (!isOrda() && !isCNolvaDevice())
+    if (!hasInkwell())
         return;
     const int reading = get_inkwell_switch(csTharlenID);
     if (isOrda() && reading == 0)
         warnOfInkwell();
-    const bool inkwell = (reading == 1) != isOrda();
+    const bool inkwell = (reading == 1) == (modelLine().dockedReading == 1);
     if (inkwellSwitchState && !inkwell) {
         inkwellSwitchState = 0;
     } else if (!inkwellSwitchState && inkwell) {
@@ -165,7 +165,7 @@ void qtTharlenTest::closeInkwellWarning() {
 // What is judged are the labels, which change once a second: a slider that is held for less may be missed. The way
 // on depends on the operator's having answered, not on the verdicts.
 void qtTharlenTest::checkForcePass() {
-    const int axes = is6dof() ? 6 : 3;
+    const int axes = modelLine().sixDof ? 6 : 3;
     noteForceExtremes();
     bool autoForceTestPass = true, manuForceTestPass = true, testCompleted = true;
     const auto choices = forceChoices(ui);

@@ -3,6 +3,7 @@
 #include <array>
 #include <cmath>
 
+#include "modellines.h"
 #include "qttharlentest.h"
 #include "restyle.h"
 #include "servostate.h"
@@ -17,11 +18,6 @@ QColor temperatureColour(float degrees) {
     if (degrees < 60.0f)
         return QColor(0, 255, 0);
     return degrees < 100.0f ? QColor(255, 255, 0) : QColor(255, 0, 0);
-}
-
-/// The size in the model string of the high-end line, as "1.5": its three characters from 16.
-bool isStelmarSize(const QString& modelText, const char* size) {
-    return QString::localeAwareCompare(modelText, QLatin1String(size)) == 0;
 }
 
 }  // namespace
@@ -88,22 +84,17 @@ void qtTharlenTest::showCommands() {
     }
 }
 
-/// DAC counts for a mN m of motor torque; 0 for a device that is none of these, whose torques then are 0.
+/// DAC counts for a mN m of motor torque, by the line or else the size (three characters of the model string); 0 for a
+/// device that has neither, whose torques then are 0.
 float qtTharlenTest::dacToMotorTorque(const QString& modelText) const {
-    constexpr float ORDA_DTMT = 513.708f;
-    constexpr float CVP_DTMT = 340.0f;
-    constexpr float STEL10_DTMT = 114.3565f;
-    constexpr float STEL15_DTMT = 114.3565f;  // Meant: the same value
-    constexpr float STEL30_DTMT = 41.610157f;
-    if (isOrda())
-        return ORDA_DTMT;
-    if (isCorvale())
-        return CVP_DTMT;
-    if (isStelmarSize(modelText, "1.0"))
-        return STEL10_DTMT;
-    if (isStelmarSize(modelText, "1.5"))
-        return STEL15_DTMT;
-    return isStelmarSize(modelText, "3.0") ? STEL30_DTMT : 0.0f;
+    const float ofLine = modelLine().dacPerMilliNm;
+    if (ofLine != 0.0f)
+        return ofLine;
+    for (const StelmarSize& size : kStelmarSizes) {
+        if (QString::localeAwareCompare(modelText, QLatin1String(size.text)) == 0)
+            return size.dacPerMilliNm;
+    }
+    return 0.0f;
 }
 
 /// The force at the endpoint that the commands mean, N. No read-out shows it. A singular Jacobian gives no force.

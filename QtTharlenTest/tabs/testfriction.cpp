@@ -1,5 +1,6 @@
 // The "Test Friction" tab: how much voltage makes each axis of an Orda start to move. One axis after the other is
 // left to rest and then ramped until its encoder has moved or the limit is reached.
+#include "modellines.h"
 #include "qttharlentest.h"
 #include "restyle.h"
 #include "servostate.h"
@@ -8,8 +9,7 @@ namespace {
 
 enum Stage { Start, AwaitRest, Ramp, Finish };
 
-constexpr double kRampStep = 0.0001;            ///< V a step, whatever the limits' increment says
-constexpr double kOrdaDacPerMilliNm = 513.708;  ///< DAC counts of an Orda's motor for 1 mNm
+constexpr double kRampStep = 0.0001;  ///< V a step, whatever the limits' increment says
 
 }  // namespace
 
@@ -31,7 +31,7 @@ void qtTharlenTest::initFrictionTest() {
     m_vvMoveResult = {};
     for (QPushButton* result : {ui.x_friction_result, ui.y_friction_result, ui.z_friction_result})
         showNoVerdict(result);
-    const bool available = isOrda();
+    const bool available = modelLine().mechanicalTests;
     ui.startFrictionTest_button->setEnabled(available);
     ui.frictionTestGroupBox_2->setEnabled(available);
     if (!available) {
@@ -145,7 +145,7 @@ void qtTharlenTest::finishFrictionTest() {
 // A figure of 0 V is no measurement and fails.
 void qtTharlenTest::updateFrictionTestResults() {
     bool axisHasPassed[3] = {};
-    for (int i = 0; i < 3 && isOrda(); ++i) {
+    for (int i = 0; i < 3 && modelLine().mechanicalTests; ++i) {
         const float voltage = m_vvMoveResult.afVoltages[i];
         repData->nFrictionChange[i] = m_pvMoveResult.anCoords[i];
         repData->fFrictionVoltage[i] = voltage;

@@ -1,6 +1,8 @@
 // The ties between the figures of each model line: what the tests of the application need of them.
+#include <algorithm>
 #include <cmath>
 
+#include "QtTharlenTest/models/modellines.h"
 #include "QtTharlenTest/tharlenDefines.h"
 #include "device/simulated/model/heat.h"
 #include "device/simulated/model/kinematics.h"
@@ -11,20 +13,10 @@ using namespace arm;
 
 namespace {
 
-struct Gains {
-    double p, d;
-};
-
-// The endurance run's proportional and damping gains, per axis.
-constexpr Gains kOrdaGains[3] = {{15, 500}, {32, 1500}, {15.5, 1000}};
-constexpr Gains kCorvaleGains = {10, 75}, kCorvaleUsbGains = {5, 30};
-
-// Extremes of the endurance run's routes, counts.
-constexpr long kOrdaRoute[3][2] = {{-2355, 2243}, {-3755, 0}, {-455, 2500}};
-constexpr long kCorvaleRoute[3][2] = {{-8000, 8000}, {-15000, 0}, {-8000, 2000}};
-
-bool isOrda(const LineFigures& l) { return l.modelType == 5; }
-bool isCorvale(const LineFigures& l) { return l.modelType == 3; }
+/// What the window asks of the line; on a LAN card, where the simulated line is for several.
+const ModelLine& asked(const LineFigures& l) {
+    return findModelLine(l.modelType, l.cardType != 0 ? static_cast<ULONG>(l.cardType) : kCardLan);
+}
 
 /// Joint angles of a point, mm from the origin: the elbow above.
 Vector6 reach(const LineFigures& l, const Vector3& p) {
@@ -39,46 +31,10 @@ Vector6 reach(const LineFigures& l, const Vector3& p) {
     return q;
 }
 
-/// Force limit of the box, N, and its gains in N/mm, in manufacturing and in user mode.
+/// Force limit of the box, N.
 double boxLimit(const LineFigures& l) {
-    if (isOrda(l) || isCorvale(l) || l.modelType == 9)
-        return l.maxForce;
-    return l.highForce ? l.continuousForce : 4.0 * l.continuousForce;
-}
-
-double boxGain(const LineFigures& l, int card, bool manufacturing) {
-    const double k = l.maxStiffness;
-    if (isOrda(l))
-        return 0.5 * k;
-    if (l.modelType == 9)
-        return (manufacturing ? 0.5 : 0.8) * k;
-    if (isCorvale(l))
-        return card == 6 ? 0.7 * k : k * k;
-    return manufacturing ? k : k * k;
-}
-
-struct Travel {
-    double base[3], gimbal[3];
-    bool known;
-};
-
-/// Travel that the application asks for, counts.
-Travel wantedTravel(const LineFigures& l) {
-    if (isOrda(l) && l.cardType == 7)
-        return {{4500, 4250, 3500}, {3900, 1750, 3900}, true};
-    if (isOrda(l))
-        return {{4500, 3800, 3500}, {3550, 1500, 3000}, true};
-    if (l.modelType == 9)
-        return {{5000, 2600, 2200}, {3500, 2245, 3500}, true};
-    if (!isCorvale(l))
-        return {{}, {}, false};
-    Travel t{{}, {}, true};
-    const CONFIG_DATA_CORVALE limits = corvaleLimits();
-    for (int i = 0; i < 3; ++i) {
-        t.base[i] = std::labs(limits.axrlBaseRanges[i].lStart) + std::labs(limits.axrlBaseRanges[i].lEnd);
-        t.gimbal[i] = limits.axrlStylusRanges[i].lEnd - limits.axrlStylusRanges[i].lStart;
-    }
-    return t;
+    const double share = asked(l).box.continuous;
+    return share == 0.0 ? l.maxForce : l.highForce ? l.continuousForce : share * l.continuousForce;
 }
 
 }  // namespace
@@ -135,12 +91,11 @@ void TestArmFigures::ties() {
 
 // b = 4 P (z/D)^2 counts/tick^2/DAC with a damping z of 1.0 to 1.3 is what the endurance run's loop needs.
 void TestArmFigures::acceleration(const LineFigures& l) {
-    if (!isOrda(l) && !isCorvale(l))
-        return;
-    for (int i = 0; i < 3; ++i) {
-        const Gains g = isOrda(l) ? kOrdaGains[i] : l.cardType == 7 ? kCorvaleUsbGains : kCorvaleGains;
+    const EncoderTestLine* loop = asked(l).endurance;
+    for (int i = 0; loop && i < 3; ++i) {
+        const AxisGains& g = loop->axes[i];
         const double b = l.base[i].countsPerRad * l.torquePerDac(i) / l.base[i].inertia * 1e-6;
-        const double z = g.d * std::sqrt(b / (4 * g.p));
+        const double z = double(g.d) * std::sqrt(b / (4 * double(g.p)));
         check(z >= 1.0 && z <= 1.3, QString("axis %1: damping of the closed loop is %2").arg(i).arg(z));
     }
 }
@@ -150,12 +105,12 @@ void TestArmFigures::friction(const LineFigures& l) {
     for (int i = 0; i < 3; ++i) {
         const double dac = l.base[i].dryFriction, volts = dac / kFullDac;
         const QString axis = QString("axis %1: dry friction of %2 counts ").arg(i).arg(dac);
-        if (isOrda(l)) {
+        if (asked(l).mechanicalTests) {
             check(volts >= 0.02 && volts <= 0.05, axis + "is not healthy");
             check(volts < lodrinLimits().axtlFriction[i].fVoltageChange, axis + "fails the friction test");
             check(volts * 10 < lodrinLimits().vvFrictionMaxVoltage.afVoltages[i], axis + "is not measured when sticky");
             check(volts * 8 > lodrinLimits().axtlFriction[i].fVoltageChange, axis + "passes it even when sticky");
-        } else if (isCorvale(l)) {
+        } else if (l.flags) {
             check(dac >= 100 && dac <= 300, axis + "is not healthy");
         }
         check(volts < drive[i], axis + "stops the capstan test");
@@ -163,32 +118,26 @@ void TestArmFigures::friction(const LineFigures& l) {
 }
 
 void TestArmFigures::travel(const LineFigures& l) {
-    const Travel wanted = wantedTravel(l);
-    for (int i = 0; wanted.known && i < 3; ++i) {
-        const AxisFigures& b = l.base[i];
-        const bool byDifference = l.modelType == 9 && i == 2;
-        const double base =
-            byDifference ? std::abs(b.stopHigh) - std::abs(b.stopLow) : std::abs(b.stopHigh) + std::abs(b.stopLow);
-        const double gimbal = l.gimbal[i].stopHigh - l.gimbal[i].stopLow;
-        check(base >= 1.03 * wanted.base[i] && base <= 1.08 * wanted.base[i],
-              QString("base axis %1: travel %2").arg(i).arg(base));
-        check(gimbal >= 1.03 * wanted.gimbal[i] && gimbal <= 1.08 * wanted.gimbal[i],
-              QString("gimbal axis %1: travel %2").arg(i).arg(gimbal));
+    const ModelLine& line = asked(l);
+    if (!line.automaticInspections)
+        return;
+    const AxisCounts wanted = line.leastTravel ? *line.leastTravel : leastTravel(corvaleLimits());
+    for (int i = 0; i < 6; ++i) {
+        const double least = static_cast<double>(wanted[static_cast<std::size_t>(i)]);
+        const double travel = static_cast<double>(line.travelOf(i, l.axis(i).stopLow, l.axis(i).stopHigh));
+        check(travel >= 1.03 * least && travel <= 1.08 * least, QString("axis %1: travel %2").arg(i).arg(travel));
     }
 }
 
 void TestArmFigures::route(const LineFigures& l) {
-    if (!isOrda(l) && !isCorvale(l))
-        return;
-    for (int i = 0; i < 3; ++i) {
-        const bool mirrored = isCorvale(l) && l.cardType == 7 && i == 2;
-        const long* r = isOrda(l) ? kOrdaRoute[i] : kCorvaleRoute[i];
-        const long low = mirrored ? -r[1] : r[0], high = mirrored ? -r[0] : r[1];
-        check(l.base[i].stopLow <= low - 80 && l.base[i].stopHigh >= high + 80,
+    const EncoderTestLine* loop = asked(l).endurance;
+    for (int i = 0; loop && i < 3; ++i) {
+        const AxisFigures& axis = l.base[i];
+        check(std::all_of(std::begin(loop->route), std::end(loop->route),
+                          [&](const long* row) { return axis.stopLow <= row[i] - 80 && axis.stopHigh >= row[i] + 80; }),
               QString("axis %1: the route meets a stop").arg(i));
-        // The loop's sign: it expects a positive command to lower the third axis only where that mirrors.
-        const int parity = i == 2 && (isOrda(l) || l.cardType == 7) ? -1 : 1;
-        check(l.base[i].parity == parity, QString("axis %1: the motor turns the wrong way").arg(i));
+        check(axis.parity == static_cast<int>(loop->axes[i].parity),
+              QString("axis %1: the motor turns the wrong way").arg(i));
     }
 }
 
@@ -217,13 +166,15 @@ void TestArmFigures::box(const LineFigures& l) {
         rest[i] = l.restPose[i];
     check(endpoint(l, rest).norm() < 1.0, "the rest pose is not the origin");
     check(boxLimit(l) <= l.maxForce, "the limit of the box is above the nominal force");
-    for (int card : {6, 7}) {
-        for (bool manufacturing : {false, true}) {
-            const double gain = boxGain(l, card, manufacturing), depth = boxLimit(l) / gain;
+    for (ULONG card : {kCardLan, kCardUsb}) {
+        const BoxRule& rule = findModelLine(l.modelType, card).box;
+        for (const float factor : {rule.user, rule.manufacturing}) {
+            const double gain = (factor != 0.0f ? double(factor) : l.maxStiffness) * l.maxStiffness;
+            const double depth = boxLimit(l) / gain;
             check(depth > 3.0 && depth < 20.0, QString("the box gives way at %1 mm").arg(depth));
             // A wall of gain K stays passive at 1 kHz while the damping is above K T / 2.
             const double needed = gain * 1000.0 * 0.001 / 2;
-            for (int i = 0; i < 3 && (l.cardType == 0 || l.cardType == card); ++i) {
+            for (int i = 0; i < 3 && (l.cardType == 0 || static_cast<ULONG>(l.cardType) == card); ++i) {
                 const double lever = jacobian(l, rest).row(i).head<3>().norm() / 1000.0;
                 check(l.base[i].viscous / (lever * lever) >= needed, QString("axis %1: the box is not passive").arg(i));
             }
@@ -263,7 +214,9 @@ void TestArmFigures::flags() {
         for (int revision : {1, 5, 9}) {
             for (int axis = 0; axis < 3; ++axis) {
                 const AxisFlags f = homeFlags(l, revision, axis);
-                QCOMPARE(f.number, !isCorvale(l) ? 0 : axis < 2 && revision == 5 ? 3 : 1);
+                QCOMPARE(f.number, asked(l).calibration != Calibration::HomeSensors ? 0
+                                   : axis < 2 && revision == 5                      ? 3
+                                                                                    : 1);
                 for (int i = 0; i < f.number; ++i) {
                     const SENSOR_WIDTH_LIMIT& flag = limits.axswlWidthLimits[axis].aswlFlagLimits[f.firstIndex + i];
                     const long width = f.flags[i].stop - f.flags[i].start;
