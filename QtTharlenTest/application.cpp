@@ -6,6 +6,7 @@
 
 #include <exception>
 
+#include "motorsoff.h"
 #include "qttharlentest.h"
 
 namespace {
@@ -47,7 +48,7 @@ bool DiagnosticApplication::notify(QObject* receiver, QEvent* event) {
         qtTharlenTest* window = openWindow();
         if (!window)
             throw;
-        window->surviveException(textOfException());
+        surviveException(*window, textOfException());
         return true;
     }
 }

@@ -1,5 +1,9 @@
 // The main window's construction, start-up order, teardown and closing.
 #include "qttharlentest.h"
+#include "calibrate.h"
+#include "motorsoff.h"
+#include "pages/pages.h"
+#include "tabs.h"
 
 #include <QCloseEvent>
 #include <QFont>
@@ -19,14 +23,53 @@ bool checkForProcess(char*) { return false; }
 /// any namespace.
 static void registerResources() { Q_INIT_RESOURCE(qttharlentest); }
 
+/// What the form says before anything changes it. Records that a run leaves behind are kept until they are cleared by
+/// hand.
+static void rememberForm(qtTharlenTest& window) {
+    auto& ui = window.ui;
+    for (int i = 0; i < ui.tabWidget->count(); ++i)
+        window.m_tabToolTips[ui.tabWidget->widget(i)] = ui.tabWidget->tabToolTip(i);
+    for (const QWidget* page : {ui.tab_2, ui.tab_3, ui.tab_4, ui.tab_5, ui.tab_6, ui.tab_7, ui.tab_8, ui.tab_9,
+                                ui.tab_10, ui.tab_11, ui.tab_12, ui.tab_15})
+        window.m_form.remember(page, {ui.encoderTest_debug, ui.textBrowser_2});
+}
+
+/// Hands the options that the servo thread needs over to it, as they change. The record follows the combo
+/// box by the signal that comes before the one that opens the device.
+static void connectServoOptions(qtTharlenTest& window) {
+    QObject::connect(window.ui.m_cmbTHARLeN, QOverload<int>::of(&QComboBox::currentIndexChanged), &window,
+                     &qtTharlenTest::selectRecord);
+    const auto handOver = [&window] {
+        sendForceChecked = window.ui.sendForce_checkBox->isChecked() || window.ui.sendForce_checkBox_2->isChecked();
+    };
+    QObject::connect(window.ui.sendForce_checkBox, &QCheckBox::toggled, &window, handOver);
+    QObject::connect(window.ui.sendForce_checkBox_2, &QCheckBox::toggled, &window, handOver);
+    handOver();
+    connectEncoderTestOptions(window);
+}
+
+/// What the window owns beside its children.
+static void releaseOwned(qtTharlenTest& window) {
+    window.deleteDeviceRecords(20);
+    freeMemoryLoad(window);
+    for (QLineF* line :
+         {window.motor1_linePlot, window.motor2_linePlot, window.motor3_linePlot, window.motor1_windingPlot,
+          window.motor1_statorPlot, window.motor2_windingPlot, window.motor2_statorPlot, window.motor3_windingPlot,
+          window.motor3_statorPlot, window.velocityLine})
+        delete line;
+    delete window.histogramRect;
+    delete window.repData;
+    delete window.testReportFile;
+}
+
 qtTharlenTest::qtTharlenTest(QWidget* parent, Qt::WindowFlags flags) : QMainWindow(parent, flags) {
     registerResources();
     ui.setupUi(this);
-    rememberForm();
-    connectServoOptions();
+    rememberForm(*this);
+    connectServoOptions(*this);
     auto* pinchKey = new QShortcut(QKeySequence("Alt+P"), this);
     pinchKey->setAutoRepeat(false);  // a key held would take both ends of the grip at once
-    connect(pinchKey, &QShortcut::activated, this, &qtTharlenTest::pressPinchByKey);
+    connect(pinchKey, &QShortcut::activated, this, [this] { pressPinchByKey(*this); });
     ui.frame11->hide();
     numAccumErrors = 0;
     csTharlenID = -1;
@@ -37,33 +80,10 @@ qtTharlenTest::qtTharlenTest(QWidget* parent, Qt::WindowFlags flags) : QMainWind
         onInitTharlenTest();
     } catch (...) {
         // Opening the first device may throw, and then no destructor runs.
-        csTharlenID >= 0 ? shutDownDevice() : stopStrayLoop();
-        releaseOwned();
+        csTharlenID >= 0 ? shutDownDevice(*this) : stopStrayLoop(*this);
+        releaseOwned(*this);
         throw;
     }
-}
-
-/// What the form says before anything changes it. Records that a run leaves behind are kept until they are cleared by
-/// hand.
-void qtTharlenTest::rememberForm() {
-    for (int i = 0; i < ui.tabWidget->count(); ++i)
-        m_tabToolTips[ui.tabWidget->widget(i)] = ui.tabWidget->tabToolTip(i);
-    for (const QWidget* page : {ui.tab_2, ui.tab_3, ui.tab_4, ui.tab_5, ui.tab_6, ui.tab_7, ui.tab_8, ui.tab_9,
-                                ui.tab_10, ui.tab_11, ui.tab_12, ui.tab_15})
-        m_form.remember(page, {ui.encoderTest_debug, ui.textBrowser_2});
-}
-
-/// Hands the options that the servo thread needs over to it, as they change. The record follows the combo
-/// box by the signal that comes before the one that opens the device.
-void qtTharlenTest::connectServoOptions() {
-    connect(ui.m_cmbTHARLeN, QOverload<int>::of(&QComboBox::currentIndexChanged), this, &qtTharlenTest::selectRecord);
-    const auto handOver = [this] {
-        sendForceChecked = ui.sendForce_checkBox->isChecked() || ui.sendForce_checkBox_2->isChecked();
-    };
-    connect(ui.sendForce_checkBox, &QCheckBox::toggled, this, handOver);
-    connect(ui.sendForce_checkBox_2, &QCheckBox::toggled, this, handOver);
-    handOver();
-    connectEncoderTestOptions();
 }
 
 QTimer* qtTharlenTest::newTimer(void (qtTharlenTest::*slot)()) {
@@ -72,10 +92,84 @@ QTimer* qtTharlenTest::newTimer(void (qtTharlenTest::*slot)()) {
     return timer;
 }
 
+static void clearTestState(qtTharlenTest& window) {
+    window.clearAxisState();
+    window.force_dac_values.fill(0);
+    passivityTestForce.fill(0);
+    jointVelocity.fill(0);
+    window.m_iReachDestination.fill(500);
+    window.clearSwitchCounters();
+    window.passivityGain = 0.0f;
+}
+
+static void createTimersAndScenes(qtTharlenTest& window) {
+    auto& ui = window.ui;
+    window.selectionTimer = window.newTimer(&qtTharlenTest::updateTharlenGraphic);
+    QObject::connect(ui.tabWidget, &QTabWidget::currentChanged, &window, &qtTharlenTest::onTabChange);
+    window.hapticBoxRenderer = new qtTharlenHapticRenderer(window.csTharlenID, ui.boxTest_glWin);
+    window.passivityBoxRenderer = new qtTharlenHapticRenderer(window.csTharlenID, ui.passivity_widget);
+    window.filtersRenderer = new qtTharlenHapticRenderer(window.csTharlenID, ui.filters_render);
+    QObject::connect(window.passivityBoxRenderer->graphicTimer, &QTimer::timeout, &window,
+                     [&window] { showPassivityGain(window); });
+    window.forceProgressTimer = window.newTimer(&qtTharlenTest::forceProgressUpdate);
+    window.checkCalibTimer = window.newTimer(&qtTharlenTest::updateOrdaCorvaleCalib);
+    window.encoderGuiUpdateTimer = window.newTimer(&qtTharlenTest::updateReadEncoderTab);
+    window.tempGuiUpdateTimer = window.newTimer(&qtTharlenTest::monitorTemperature);
+    QObject::connect(window.tempGuiUpdateTimer, &QTimer::timeout, &window, &qtTharlenTest::updateForceDisplay);
+    window.tempGuiUpdateTimer->setInterval(1000);  // the encoder test starts it as it stands
+    window.forceCheckTimer = window.newTimer(&qtTharlenTest::checkForcePass);
+    window.ampsGuiUpdateTimer = window.newTimer(&qtTharlenTest::onCycleAmpsTab);
+    window.cycleAmpsTimer = new QTimer(&window);
+    window.calibDetailTimer = window.newTimer(&qtTharlenTest::updateCalibrationData);
+    window.frictionTestTimer = new QTimer(&window);
+    QObject::connect(window.frictionTestTimer, &QTimer::timeout, &window, &qtTharlenTest::runFrictionTest);
+    window.capstanTestRefTimer = new QTimer(&window);
+    QObject::connect(window.capstanTestRefTimer, &QTimer::timeout, &window, &qtTharlenTest::runCapstanTest_ref);
+    window.capstanTestTimer = new QTimer(&window);
+    QObject::connect(window.capstanTestTimer, &QTimer::timeout, &window, &qtTharlenTest::runCapstanTest_verify);
+    window.servoRateGraphicTimer = window.newTimer(&qtTharlenTest::updateServoLoopRateProgress);
+    window.servoRateGraphicTimer->setTimerType(Qt::PreciseTimer);  // a period's samples are counted; coarse is 5 % off
+    window.errorDisplayTimer = window.newTimer(&qtTharlenTest::displayError);
+    window.errorDisplayTimer->start(500);
+    window.motorTempTimer = window.newTimer(&qtTharlenTest::getMotorTemperature);
+    window.gimbEncTestTimer = window.newTimer(&qtTharlenTest::runGimbalEncoderTest);
+    window.m_loopWatchTimer = new QTimer(&window);
+    QObject::connect(window.m_loopWatchTimer, &QTimer::timeout, &window, [&window] { watchLoop(window); });
+    window.m_loopWatchTimer->start(250);  // ms: four looks a second tell within one that the loop stands still
+    window.m_encoderTestTimer = window.newTimer(&qtTharlenTest::showEncoderTestEvents);
+    QObject::connect(ui.listWidget, &QListWidget::currentItemChanged, &window, &qtTharlenTest::changePage);
+}
+
+static void createPlots(qtTharlenTest& window) {
+    auto& ui = window.ui;
+    window.linePlotScene = new QGraphicsScene(0, 0, 600, 300, &window);
+    window.linePlotScene->setSceneRect(ui.graphicsView_3->rect());
+    for (QLineF** line : {&window.motor1_linePlot, &window.motor2_linePlot, &window.motor3_linePlot,
+                          &window.motor1_windingPlot, &window.motor1_statorPlot, &window.motor2_windingPlot,
+                          &window.motor2_statorPlot, &window.motor3_windingPlot, &window.motor3_statorPlot})
+        *line = new QLineF;
+    window.frictionPlotScene = new QGraphicsScene(0, 0, 5000, 300, &window);
+    window.frictionPlotScene->setSceneRect(ui.friction_plot->rect());
+    window.velocityLine = new QLineF;
+    window.histogramScene = new QGraphicsScene(-120, -60, 5000, 120, &window);
+    window.histogramScene->setSceneRect(ui.graphicsView->rect());
+    window.histogramRect = new QRectF;
+
+    window.drawHistogramMark();
+    QGraphicsView* view = ui.graphicsView;
+    view->setScene(window.histogramScene);
+    view->setRenderHint(QPainter::Antialiasing);
+    view->setViewportUpdateMode(QGraphicsView::BoundingRectViewportUpdate);
+    view->setBackgroundBrush(QBrush(Qt::black, Qt::SolidPattern));
+    view->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    view->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    view->show();
+}
+
 // The order matters: the first device is opened while the combo box is filled, before the servo loop object
 // and the scenes exist.
 bool qtTharlenTest::onInitTharlenTest() {
-    setModes(false, false, false);
+    setModes(*this, false, false, false);
     onInitWidgetItems();
     onTestModeSelection();
     m_nDevices = 0;
@@ -95,24 +189,14 @@ bool qtTharlenTest::onInitTharlenTest() {
     tharlenRenderer->changeTharlenInstance(csTharlenID);  // open already where the loop started at once
     ui.error_browser->clear();
     tellSurplusDevices();
-    clearTestState();
-    createTimersAndScenes();
-    createPlots();
+    clearTestState(*this);
+    createTimersAndScenes(*this);
+    createPlots(*this);
     sample.fill(0.0f);
     initReportData();
     traceEncOutFile = nullptr;
     traceGimbOutFile = nullptr;
     return true;
-}
-
-void qtTharlenTest::clearTestState() {
-    clearAxisState();
-    force_dac_values.fill(0);
-    passivityTestForce.fill(0);
-    jointVelocity.fill(0);
-    m_iReachDestination.fill(500);
-    clearSwitchCounters();
-    passivityGain = 0.0f;
 }
 
 /// What each device starts from, axis by axis. The extremes start so that the first sample replaces both.
@@ -135,65 +219,6 @@ void qtTharlenTest::clearAxisState() {
 void qtTharlenTest::clearSwitchCounters() {
     stylusSwitchCounterOn = presenceSwitchCounterOn = extraSwitchCounterOn = inkwellSwitchCounterOn = 0;
     stylusSwitchCounterOff = presenceSwitchCounterOff = extraSwitchCounterOff = inkwellSwitchCounterOff = 0;
-}
-
-void qtTharlenTest::createTimersAndScenes() {
-    selectionTimer = newTimer(&qtTharlenTest::updateTharlenGraphic);
-    connect(ui.tabWidget, &QTabWidget::currentChanged, this, &qtTharlenTest::onTabChange);
-    hapticBoxRenderer = new qtTharlenHapticRenderer(csTharlenID, ui.boxTest_glWin);
-    passivityBoxRenderer = new qtTharlenHapticRenderer(csTharlenID, ui.passivity_widget);
-    filtersRenderer = new qtTharlenHapticRenderer(csTharlenID, ui.filters_render);
-    connect(passivityBoxRenderer->graphicTimer, &QTimer::timeout, this, &qtTharlenTest::showPassivityGain);
-    forceProgressTimer = newTimer(&qtTharlenTest::forceProgressUpdate);
-    checkCalibTimer = newTimer(&qtTharlenTest::updateOrdaCorvaleCalib);
-    encoderGuiUpdateTimer = newTimer(&qtTharlenTest::updateReadEncoderTab);
-    tempGuiUpdateTimer = newTimer(&qtTharlenTest::monitorTemperature);
-    connect(tempGuiUpdateTimer, &QTimer::timeout, this, &qtTharlenTest::updateForceDisplay);
-    tempGuiUpdateTimer->setInterval(1000);  // the encoder test starts it as it stands
-    forceCheckTimer = newTimer(&qtTharlenTest::checkForcePass);
-    ampsGuiUpdateTimer = newTimer(&qtTharlenTest::onCycleAmpsTab);
-    cycleAmpsTimer = new QTimer(this);
-    calibDetailTimer = newTimer(&qtTharlenTest::updateCalibrationData);
-    frictionTestTimer = new QTimer(this);
-    connect(frictionTestTimer, &QTimer::timeout, this, &qtTharlenTest::runFrictionTest);
-    capstanTestRefTimer = new QTimer(this);
-    connect(capstanTestRefTimer, &QTimer::timeout, this, &qtTharlenTest::runCapstanTest_ref);
-    capstanTestTimer = new QTimer(this);
-    connect(capstanTestTimer, &QTimer::timeout, this, &qtTharlenTest::runCapstanTest_verify);
-    servoRateGraphicTimer = newTimer(&qtTharlenTest::updateServoLoopRateProgress);
-    servoRateGraphicTimer->setTimerType(Qt::PreciseTimer);  // a period's samples are counted; coarse is 5 % off
-    errorDisplayTimer = newTimer(&qtTharlenTest::displayError);
-    errorDisplayTimer->start(500);
-    motorTempTimer = newTimer(&qtTharlenTest::getMotorTemperature);
-    gimbEncTestTimer = newTimer(&qtTharlenTest::runGimbalEncoderTest);
-    m_loopWatchTimer = newTimer(&qtTharlenTest::watchLoop);
-    m_loopWatchTimer->start(250);  // ms: four looks a second tell within one that the loop stands still
-    m_encoderTestTimer = newTimer(&qtTharlenTest::showEncoderTestEvents);
-    connect(ui.listWidget, &QListWidget::currentItemChanged, this, &qtTharlenTest::changePage);
-}
-
-void qtTharlenTest::createPlots() {
-    linePlotScene = new QGraphicsScene(0, 0, 600, 300, this);
-    linePlotScene->setSceneRect(ui.graphicsView_3->rect());
-    for (QLineF** line : {&motor1_linePlot, &motor2_linePlot, &motor3_linePlot, &motor1_windingPlot, &motor1_statorPlot,
-                          &motor2_windingPlot, &motor2_statorPlot, &motor3_windingPlot, &motor3_statorPlot})
-        *line = new QLineF;
-    frictionPlotScene = new QGraphicsScene(0, 0, 5000, 300, this);
-    frictionPlotScene->setSceneRect(ui.friction_plot->rect());
-    velocityLine = new QLineF;
-    histogramScene = new QGraphicsScene(-120, -60, 5000, 120, this);
-    histogramScene->setSceneRect(ui.graphicsView->rect());
-    histogramRect = new QRectF;
-
-    drawHistogramMark();
-    QGraphicsView* view = ui.graphicsView;
-    view->setScene(histogramScene);
-    view->setRenderHint(QPainter::Antialiasing);
-    view->setViewportUpdateMode(QGraphicsView::BoundingRectViewportUpdate);
-    view->setBackgroundBrush(QBrush(Qt::black, Qt::SolidPattern));
-    view->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    view->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    view->show();
 }
 
 void qtTharlenTest::onInitWidgetItems() {
@@ -230,7 +255,7 @@ void qtTharlenTest::closeEvent(QCloseEvent* event) {
 // Servo traffic stops before anything that ServoLoopCallBack reaches is destroyed.
 qtTharlenTest::~qtTharlenTest() {
     if (csTharlenID >= 0) {
-        shutDownDevice();
+        shutDownDevice(*this);
         deleteDeviceRecords(m_nDevices);
         delete tharlenRenderer;
         delete hapticBoxRenderer;
@@ -242,19 +267,7 @@ qtTharlenTest::~qtTharlenTest() {
                               errorDisplayTimer, motorTempTimer, dateTimeTimer, selectionTimer, forceCheckTimer})
             delete timer;
     } else {
-        stopStrayLoop();
+        stopStrayLoop(*this);
     }
-    releaseOwned();
-}
-
-/// What the window owns beside its children.
-void qtTharlenTest::releaseOwned() {
-    deleteDeviceRecords(20);
-    freeMemoryLoad();
-    for (QLineF* line : {motor1_linePlot, motor2_linePlot, motor3_linePlot, motor1_windingPlot, motor1_statorPlot,
-                         motor2_windingPlot, motor2_statorPlot, motor3_windingPlot, motor3_statorPlot, velocityLine})
-        delete line;
-    delete histogramRect;
-    delete repData;
-    delete testReportFile;
+    releaseOwned(*this);
 }

@@ -2,22 +2,20 @@
 //
 // Everything runs on the graphical thread unless marked [S]: those functions run on the servo thread, and
 // what they touch is a Shared value (servo/handover.h). What a tab or a page does is in the file by its title, under
-// tabs/ and pages/.
+// tabs/ and pages/; its steps are functions of that file, which take the window. So all but the device that is selected
+// is open to the files of this program.
 #pragma once
 
 #include <QElapsedTimer>
 #include <QFile>
 #include <QGraphicsScene>
 #include <QHash>
-#include <QLineF>
 #include <QMainWindow>
 #include <QPointer>
-#include <QRectF>
 #include <QString>
 #include <QTextStream>
 #include <QTimer>
 #include <exception>
-#include <initializer_list>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -67,40 +65,22 @@ public:
     int numAccumErrors = 0;  ///< errors since the last clearing; under errorMessageSync
 
     // --- Plots ---
-    QGraphicsScene* linePlotScene = nullptr;
-    QLineF* motor1_linePlot = nullptr;
-    QLineF* motor2_linePlot = nullptr;
-    QLineF* motor3_linePlot = nullptr;
-    QLineF* motor1_windingPlot = nullptr;
-    QLineF* motor1_statorPlot = nullptr;
-    QLineF* motor2_windingPlot = nullptr;
-    QLineF* motor2_statorPlot = nullptr;
-    QLineF* motor3_windingPlot = nullptr;
-    QLineF* motor3_statorPlot = nullptr;
-    QGraphicsScene* frictionPlotScene = nullptr;
+    QGraphicsScene *linePlotScene = nullptr, *frictionPlotScene = nullptr;
+    QLineF *motor1_linePlot = nullptr, *motor2_linePlot = nullptr, *motor3_linePlot = nullptr;
+    QLineF *motor1_windingPlot = nullptr, *motor2_windingPlot = nullptr, *motor3_windingPlot = nullptr;
+    QLineF *motor1_statorPlot = nullptr, *motor2_statorPlot = nullptr, *motor3_statorPlot = nullptr;
     QLineF* velocityLine = nullptr;
 
-    // --- Model and selection ---
+    // --- Mode and selection ---
+    Shared<bool> manufMode;  ///< read by the box test on the servo thread
+    bool encoderTestMode = false, performanceTestMode = false;
     long servoRate = 0;           ///< Hz
     Shared<double> m_pinchValue;  ///< raw reading, taken on the servo thread
-    // These flags carry no information: all logic asks the predicates below.
-    bool m_bIsCorvale = false;
-    bool m_bIsPirka = false;
-    bool m_bIsLodrin = false;
-    bool m_bIsVeska = false;
-    bool m_bIsVeska3Button = false;
-    bool m_bIs1394Device = false;
-    bool m_bIsBlockDevice = false;
-    bool m_bIs6DOF = false;
-    bool m_bIs2DOF = false;
-    bool m_bIsUSBDevice = false;
-    int currentTabIndex = 0;  ///< written at start-up, read for no decision
+    int currentTabIndex = 0;      ///< written at start-up, read for no decision
     CTHARLeNMgr m_mgr;
     CTHARLeNDevice* m_aDevices[20] = {};
     qtTharlenDraw* tharlenRenderer = nullptr;
-    qtTharlenHapticRenderer* hapticBoxRenderer = nullptr;
-    qtTharlenHapticRenderer* passivityBoxRenderer = nullptr;
-    qtTharlenHapticRenderer* filtersRenderer = nullptr;
+    qtTharlenHapticRenderer *hapticBoxRenderer = nullptr, *passivityBoxRenderer = nullptr, *filtersRenderer = nullptr;
     int m_nDevices = 0;
     bool m_bDoAutoTests = false;
 
@@ -109,11 +89,6 @@ public:
     CONFIG_DATA_PIRKA m_cdPirka = pirkaLimits();
     CONFIG_DATA_LODRIN m_cdLodrin = lodrinLimits();
 
-    // Fields only: nothing reads or writes them.
-    bool m_bHandlingError = false;
-    bool m_bFatalError = false;
-    char m_szErrorText[2048] = {};
-
     // --- Report ---
     REPORTDATA* repData = nullptr;
     QFile* testReportFile = nullptr;
@@ -121,41 +96,26 @@ public:
     QTimer* dateTimeTimer = nullptr;
     unsigned long m_nUnit = 0;
     int prevIndex = 0;
-    QString hardwareRev;
-    QString hardwareSerial;
+    QString hardwareRev, hardwareSerial;
     char m_szNumber[12] = {};
     QString m_acsCredentials[4];  ///< the second element is the device chosen at start-up
 
     // --- Calibration ---
-    QTimer* selectionTimer = nullptr;
-    QTimer* checkCalibTimer = nullptr;
+    QTimer *selectionTimer = nullptr, *checkCalibTimer = nullptr;
     int validCalibType = 0;
     float calibCounter = 0;                    ///< ticks of checkCalibTimer
     AXIS_SENSOR_DATA* mpSensorData = nullptr;  ///< three axes, the library's
     SENSOR_DATA* repFlagData[3] = {};
-    bool bFlagPass[3] = {};
-    bool bGapPass[4] = {};
-    bool bFlagPassRev7[7] = {};
-    QString flagDataString[3];
-    QString rev7FlagDataString[7];
-    QString GapDataString[4];
+    bool bFlagPass[3] = {}, bGapPass[4] = {}, bFlagPassRev7[7] = {};
+    QString flagDataString[3], rev7FlagDataString[7], GapDataString[4];
 
     // --- Encoders and switches ---
     QTimer* encoderGuiUpdateTimer = nullptr;
-    long m_lMinEncoderVal[6] = {};  ///< counts
-    long m_lMaxEncoderVal[6] = {};  ///< counts
-    int stylusSwitchState = 0;
-    int stylusSwitchCounterOn = 0;
-    int stylusSwitchCounterOff = 0;
-    int presenceSwitchState = 0;
-    int presenceSwitchCounterOn = 0;
-    int presenceSwitchCounterOff = 0;
-    int extraSwitchState = 0;
-    int extraSwitchCounterOn = 0;
-    int extraSwitchCounterOff = 0;
-    int inkwellSwitchState = 0;
-    int inkwellSwitchCounterOn = 0;
-    int inkwellSwitchCounterOff = 0;
+    long m_lMinEncoderVal[6] = {}, m_lMaxEncoderVal[6] = {};  ///< counts
+    int stylusSwitchState = 0, stylusSwitchCounterOn = 0, stylusSwitchCounterOff = 0;
+    int presenceSwitchState = 0, presenceSwitchCounterOn = 0, presenceSwitchCounterOff = 0;
+    int extraSwitchState = 0, extraSwitchCounterOn = 0, extraSwitchCounterOff = 0;
+    int inkwellSwitchState = 0, inkwellSwitchCounterOn = 0, inkwellSwitchCounterOff = 0;
     QTimer* calibDetailTimer = nullptr;
     CIOConnection* m_pConnection = nullptr;
     CTHARLeNAutoCalibration* m_pCalibration = nullptr;
@@ -175,32 +135,20 @@ public:
     Shared<bool> m_bReached;                           ///< in spite of its name: a step's arrival is being watched
     Shared<bool> m_bServoControl;                      ///< position control is on
     SharedArray<long, 6> m_lDACvalues;                 ///< the commands, DAC counts; only three are written
-    Shared<int> m_fPosMaxDAC;                          ///< DAC counts
-    Shared<int> m_fNegMaxDAC;                          ///< DAC counts
+    Shared<int> m_fPosMaxDAC, m_fNegMaxDAC;            ///< DAC counts
     iir_structure m_iir_data[3];
-    SharedArray<float, 3> m_fParity;  ///< sign of each motor
-    SharedArray<float, 3> m_fOffset;  ///< constant command, DAC counts, before the sign
-    Shared<int> m_iButtonStep;        ///< row of Destination
-    Shared<unsigned> m_lastsensor;    ///< home sensor bits of the tick before
-    SharedArray<long, 3> ZsensorOn;   ///< counts at the last edges of each axis's home sensor
-    SharedArray<long, 3> ZsensorOff;
-    SharedArray<long, 3> TemperatureOn;  ///< thousandths of a degree Celsius at the same edges
-    SharedArray<long, 3> TemperatureOff;
-    int iGimbalR1 = 0;
-    int iGimbalR2 = 0;
-    int iGimbalR3 = 0;
-    int iTemperature = 0;
-    int CntGimbalRs = 0;
-    int CntGimbalOverFlow = 0;
-    int CntTemperature = 0;
-    int CntTemperatureOverFlow = 0;
-    bool CollectControl = false;
-    bool b_PositionControl = false;
+    SharedArray<float, 3> m_fParity;                     ///< sign of each motor
+    SharedArray<float, 3> m_fOffset;                     ///< constant command, DAC counts, before the sign
+    Shared<int> m_iButtonStep;                           ///< row of Destination
+    Shared<unsigned> m_lastsensor;                       ///< home sensor bits of the tick before
+    SharedArray<long, 3> ZsensorOn, ZsensorOff;          ///< counts at the last edges of each axis's home sensor
+    SharedArray<long, 3> TemperatureOn, TemperatureOff;  ///< thousandths of a degree Celsius at the same edges
+    int iGimbalR1 = 0, iGimbalR2 = 0, iGimbalR3 = 0, CntGimbalRs = 0, CntGimbalOverFlow = 0;
+    int iTemperature = 0, CntTemperature = 0, CntTemperatureOverFlow = 0;
+    bool CollectControl = false, b_PositionControl = false;
     Shared<bool> b_TriggerEPPError;  ///< the connection's bool has been set, once in a process
-    QFile* traceEncOutFile = nullptr;
-    QTextStream traceEncStream;
-    QFile* traceGimbOutFile = nullptr;
-    QTextStream traceGimbEncStream;
+    QFile *traceEncOutFile = nullptr, *traceGimbOutFile = nullptr;
+    QTextStream traceEncStream, traceGimbEncStream;
     QTimer* gimbEncTestTimer = nullptr;
 
     // --- Amplifiers and forces ---
@@ -208,13 +156,11 @@ public:
     QTimer* cycleAmpsTimer = nullptr;  ///< made, but never connected or started
     float motorTemp[6] = {};           ///< normalised, 1.0 is the limit
     float motorTempinDegrees[6] = {};  ///< degrees Celsius
-    QTimer* tempGuiUpdateTimer = nullptr;
-    QTimer* forceCheckTimer = nullptr;
-    float m_lMinForceVal[6] = {};  ///< DAC counts, in spite of the name
-    float m_lMaxForceVal[6] = {};  ///< DAC counts
-    QString m_forceSentStr[6];     ///< N; no read-out shows it
-    QString m_motorDACStr[6];      ///< DAC counts
-    QString csText;                ///< the force as a line; no read-out shows it
+    QTimer *tempGuiUpdateTimer = nullptr, *forceCheckTimer = nullptr;
+    float m_lMinForceVal[6] = {}, m_lMaxForceVal[6] = {};  ///< DAC counts, in spite of the name
+    QString m_forceSentStr[6];                             ///< N; no read-out shows it
+    QString m_motorDACStr[6];                              ///< DAC counts
+    QString csText;                                        ///< the force as a line; no read-out shows it
 
     // --- Friction and capstan: one machine's state, which both tests share and their initialisers clear ---
     VOLTAGE_VECTOR m_vvMaxVoltage{};  ///< highest voltage of each axis, V
@@ -232,31 +178,21 @@ public:
     BOOL m_abRamping[3] = {};             ///< cleared, not otherwise used
     QTimer* frictionTestTimer = nullptr;
     int m_nTicksPushingOnStops = 0;  ///< steps at maximum voltage
-    POS_VECTOR m_pvMoveResult1{};    ///< encoders at the stops in the reference run, counts
-    POS_VECTOR m_pvMoveResult2{};    ///< the same in the verify run
-    VOLTAGE_VECTOR m_vvDamping{};    ///< loaded, not read: the damping is fixed
-    int m_nTimeAtMax = 0;            ///< steps to push
-    QTimer* capstanTestTimer = nullptr;
-    QTimer* capstanTestRefTimer = nullptr;
+    POS_VECTOR m_pvMoveResult1{},
+        m_pvMoveResult2{};         ///< encoders at the stops in the reference and the verify run, counts
+    VOLTAGE_VECTOR m_vvDamping{};  ///< loaded, not read: the damping is fixed
+    int m_nTimeAtMax = 0;          ///< steps to push
+    QTimer *capstanTestTimer = nullptr, *capstanTestRefTimer = nullptr;
 
     // --- Box and servo rate ---
-    QTimer* forceProgressTimer = nullptr;
-    QTimer* servoRateGraphicTimer = nullptr;
-    QTimer* histoGramTimer = nullptr;  ///< declared; no timer is ever made for it
-    Shared<float> minUpdateRate;       ///< Hz
-    Shared<float> maxUpdateRate;       ///< Hz
-    float updateRateStdDev = 0;
-    float varUpdateRate = 0;     ///< Hz squared
-    float meanUpdateRate = 0;    ///< Hz
-    float stdDevUpdateRate = 0;  ///< Hz
+    QTimer *forceProgressTimer = nullptr, *servoRateGraphicTimer = nullptr;
+    QTimer* histoGramTimer = nullptr;                ///< declared; no timer is ever made for it
+    Shared<float> minUpdateRate, maxUpdateRate;      ///< Hz
+    float updateRateStdDev = 0, varUpdateRate = 0;   ///< the latter in Hz squared
+    float meanUpdateRate = 0, stdDevUpdateRate = 0;  ///< Hz
     int numSamplesUpdateRate = 0;
     QGraphicsScene* histogramScene = nullptr;
     QRectF* histogramRect = nullptr;
-
-    // --- Modes ---
-    Shared<bool> manufMode;  ///< read by the box test on the servo thread
-    bool encoderTestMode = false;
-    bool performanceTestMode = false;
 
     // --- Performance pages ---
     double* memoryLoadInt[10] = {};  ///< of the memory load alone, null without one
@@ -307,30 +243,15 @@ public:
     /// Adds one sample to the period. Returns 1. [S]
     int sampleHapticUpdateRate();
 
-    // --- What ends motor activity ---
-    /// Ends all that drives motors: flags, commands, the machines behind them, and what is typed or slid. Amplifiers
-    /// are left to the caller.
-    void endMotorActivity();
-    /// Ends it, turns the forces off and tells what the library threw; the window goes on.
-    void surviveException(const QString& text);
+    // --- What is said and shown ---
     /// A dated line in the error browser, once. `text` may be foreign: it is shown as it is, on one line.
     void sayError(const QString& text);
     /// The same, shown again twice a second as the device's own errors are, until something clears or replaces it.
     void keepError(const QString& text);
-    /// Four looks a second: says once that the loop stands still, or goes on, and what no motor was given.
-    void watchLoop();
-    /// Counts the openings of devices, and what else voids a pending switch of the amplifier test.
-    int deviceOpening() const { return m_deviceOpening; }
-    /// A pending switch of the amplifier test, made during that opening.
-    void shootAmplifiers(int opening, bool on);
-
-    // --- Servo rate ---
     /// Adds a bar of the period's samples to the strip, a tenth of a pixel a sample. A full strip starts anew.
     void updateHistogram();
 
     // --- Closed-loop encoder test ---
-    /// Gains and route of the selected model; null where it has none. [any thread]
-    const EncoderTestLine* encoderTestLine() const;
     /// Filters, gains and route of the selected model; control off, at step 0.
     void initEncoderTestPars();
     void setupPIDGains();
@@ -339,8 +260,6 @@ public:
     long* runEncoderTest(long* encoders);
     /// Loads the step of m_iButtonStep, with the set point at the given counts (3). [any thread]
     void UpdateDestinations(long* CurrentEncoders);
-    /// The same to 0, 0, 0; nothing calls it. [any thread]
-    void seekCenterDestination(long* CurrentEncoders);
     /// Control off and commands zero; the ticks go on. Returns the six commands. [S]
     long* abortMotion(int tharlenID);
 
@@ -353,20 +272,15 @@ public:
     int createTestReport();
     /// "    P" or "  * F *".
     QString addPassFail(bool pass);
-    /// The number after the first "=", up to a second one; 0 where there is none. Nothing calls them.
-    float splitNreturnFloat(QString text);
-    int splitNreturnInt(QString text);
 
-    // --- Calibration ---
+    // --- Calibration, encoders and switches ---
     void onCalibrationTab();
+    void onEncoderTab();
     bool isCorvaleCalibrated(int id);
     bool isInkwellCalibrated(int id);
     /// Whether flag or gap `nToken` (0 to 2) of axis `nAxis` (0 to 2) is as wide as the limits ask, both ends
     /// inclusive. `pvSensorData` is that axis's AXIS_SENSOR_DATA, whose pointer must not be null.
     BOOL isFlagGapValid(void* pvSensorData, int nAxis, int nToken, SENSOR_TOKEN type);
-
-    // --- Encoders and switches ---
-    void onEncoderTab();
 
     // --- Friction and capstan ---
     void initFrictionTest();
@@ -378,7 +292,69 @@ public:
     /// gimbal gets none. Meant: there is no lower limit. Always 0.
     int SendVoltages(int nTHARLeNID, float* fVolts);
 
-    // Declarations only, from a time of limit files: no implementation and no caller.
+    // --- Shared by the files of the window -------------------------------------------------------------
+
+    // Construction
+    QTimer* newTimer(void (qtTharlenTest::*slot)());
+    void drawHistogramMark();
+    void clearAxisState();
+    void clearSwitchCounters();
+    FormState m_form;                              ///< of the test tabs' read-outs
+    QHash<const QWidget*, QString> m_tabToolTips;  ///< of the form, which a tab loses with its place
+
+    // Motors off (servo/motorsoff.h)
+    QTimer* m_loopWatchTimer = nullptr;
+    std::int64_t m_lastLook = -1;      ///< ms, of the watch on the loop
+    std::int64_t m_stoodStillAt = -1;  ///< ms, where the line about it is still in the error browser
+    QString m_lastSaid;                ///< in the error browser
+    QElapsedTimer m_sinceLastSaid;
+
+    // Device selection
+    void selectRecord(int comboIndex);
+    void tellSurplusDevices();
+    void deleteDeviceRecords(int count);
+    int m_surplusDevices = 0;                       ///< configured beyond what m_aDevices holds
+    int m_deviceOpening = 0;                        ///< openings so far, and what else voids a pending switch
+    int m_unstarted = -1;                           ///< handle of a device whose loop has not been started yet
+    const CTHARLeNDevice* m_shownDevice = nullptr;  ///< whose read-outs the tabs show
+
+    // Wizard
+    std::exception_ptr m_failedEntry;  ///< what entering a tab threw, until the change of tab is whole
+    bool m_sceneLeft = false;          ///< the last tab was left on a page with a scene, which then waits
+
+    // Forces of a tick (servo/tick.h) [S]
+    float m_boxForce[3]{}, m_passivityForce[3]{};  ///< what calcForce and calcCustomForce return, N
+    bool m_limitSwitchedOff = false;               ///< in this tick, for the force limit
+    Shared<bool> m_forceNotFinite;                 ///< since the device was opened
+    bool m_toldNotFinite = false;                  ///< [graphical thread]
+
+    // What tabs keep from one call to the next
+    RunWatch m_ampsWatch;  ///< from entering the tab until it is left
+    RunWatch m_encoderWatch, m_frictionWatch, m_capstanWatch;
+    BoundedQueue<EncoderTestEvent, kEncoderTestEvents> m_encoderTestEvents;
+    QTimer* m_encoderTestTimer = nullptr;                 ///< looks for events while a test runs
+    bool m_encoderTestRan = false;                        ///< at its last look
+    bool m_undrivenNoted = false;                         ///< in this run
+    long m_encoderTestDac[6]{};                           ///< what runEncoderTest returns [S]
+    qint64 m_gimbalTraceEnd = 0;                          ///< bytes of the whole lines in the trace file
+    std::optional<std::array<long, 3>> m_seekStart;       ///< counts where the drive to the stops began
+    SENSOR_DATA m_keptFlags[3][3]{}, m_keptGaps[3][3]{};  ///< what m_rd.asdData points to
+    float m_reportedMin = 0, m_reportedMax = 0;           ///< Hz, of the period that is being reported
+    QMessageBox* inkwellWarning = nullptr;
+    std::vector<std::unique_ptr<QTimer>> m_loadTimers;  ///< of every processor load so far
+
+    // --- Kept for their names alone --------------------------------------------------------------------
+
+    bool m_bIsCorvale = false, m_bIsPirka = false, m_bIsLodrin = false, m_bIsVeska = false, m_bIsVeska3Button = false;
+    bool m_bIs1394Device = false, m_bIsBlockDevice = false, m_bIs6DOF = false, m_bIs2DOF = false,
+         m_bIsUSBDevice = false;
+    bool m_bHandlingError = false, m_bFatalError = false;
+    char m_szErrorText[2048] = {};
+    /// The number after the first "=", up to a second one; 0 where there is none.
+    float splitNreturnFloat(QString text);
+    int splitNreturnInt(QString text);
+    void seekCenterDestination(long* CurrentEncoders);  ///< as UpdateDestinations, to 0, 0, 0 [any thread]
+    // Without implementation, from a time of limit files.
     bool ReadCorvaleConfigurationFile(QString fileName);
     bool WriteCorvaleConfigurationFile(QString fileName);
     bool ReadLodrinConfigurationFile(QString fileName);
@@ -499,269 +475,6 @@ protected:
     void keyPressEvent(QKeyEvent* event) override;
 
 private:
-    // Start-up, a step of onInitTharlenTest each
-    QTimer* newTimer(void (qtTharlenTest::*slot)());
-    void clearTestState();
-    void createTimersAndScenes();
-    void createPlots();
-    void connectServoOptions();
-    void rememberForm();
-    void drawHistogramMark();
-    void clearAxisState();
-    void clearSwitchCounters();
-    void releaseOwned();
-    void shutDownDevice() noexcept;
-    void stopStrayLoop() noexcept;
-
-    // Motors off, from the graphical thread: no tick under way turns them on again
-    void forcesOff();
-    void forcesOffNoWait();
-    int startLoop();
-    void restartLoop();
-    void stopLoop();
-    void tellForceNotFinite();
-    void watchWindow();
-    std::int64_t m_lastLook = -1;      ///< ms, of the watch on the loop
-    std::int64_t m_stoodStillAt = -1;  ///< ms, where the line about it is still in the error browser
-    void forgetError(const char* text);
-    QTimer* m_loopWatchTimer = nullptr;
-    int m_deviceOpening = 0;
-    int openDevice(const QString& name);
-    bool closeUnstarted();
-    int m_unstarted = -1;  ///< handle of a device whose loop has not been started yet
-    QString errorLine(const QString& text);
-    QString m_lastSaid;
-    QElapsedTimer m_sinceLastSaid;
-    std::exception_ptr m_failedEntry;  ///< what entering a tab threw, until the change of tab is whole
-    void rethrowFailedEntry();
-
-    // One tick's activities [S]
-    friend int ServoLoopCallBack(void* pUserData);
-    int tickEnablesForces(int id);
-    void dropForces(int id);
-    void watchRuns(int id, int status);
-    void boxBranch(int id);
-    void passivityBranch(int id);
-    void voltageBranch(int id);
-    void servoRateBranch(int id);
-    void encoderTestBranch(int id);
-    void performanceForceBranch(int id);
-    void frictionPerformanceBranch(int id);
-    void defaultBranch(int id);
-
-    // Box force, a step of calcForce each [S]
-    float boxForceLimit(int id) const;
-    float boxStiffness(float maxGain) const;
-    void enableForcesOutsideBox(int id);
-    void wallForces(float gain);
-    void limitUserForce(int id, float limit);
-    void limitStelmarForce(float limit);
-    /// Leaves three forces as they are, or makes them zero where one of them or the limit is no finite number: false.
-    bool dropUnlessFinite(float* force, float limit);
-    bool m_limitSwitchedOff = false;  ///< in this tick, for the force limit
-    Shared<bool> m_forceNotFinite;    ///< since the device was opened
-    bool m_toldNotFinite = false;
-    float m_boxForce[3]{};        ///< what calcForce returns, N
-    float m_passivityForce[3]{};  ///< what calcCustomForce returns, N
-
-    // Closed-loop encoder test, a step of its tick each [S]; false of one ends the motion
-    long* encoderTestCommands();
-    void startTestPoint();
-    void runTestPoint(long* encoders);
-    void pushAxes();
-    void logTestPoint(const long* encoders);
-    void checkTimeLimit(std::int64_t elapsed);
-    void noteHomeSensors(const long* encoders, const float* temperatures);
-    bool controlAxis(int axis, long encoder, float temperature);
-    bool withinReach(int axis, float error);
-    bool coolEnough(int axis, float temperature);
-    bool withinLimits(int axis, int command);
-    void followRoute(long* encoders);
-    void nextStep(long* encoders);
-    void triggerConnectionError();
-    void watchSettling(const long* encoders);
-    bool tellWindow(EncoderTestEvent::Kind kind, int axis, double first, double second = 0, double third = 0);
-    long m_encoderTestDac[6]{};  ///< what runEncoderTest returns
-
-    // Closed-loop encoder test, the window's side
-    void connectEncoderTestOptions();
-    void handOverEncoderTestOptions();
-    bool takeEncoderTestEvents();
-    void traceHomeSensor(const EncoderTestEvent& event);
-    void seekDestination(const long* destination, const long* encoders);  ///< [any thread]
-    BoundedQueue<EncoderTestEvent, kEncoderTestEvents> m_encoderTestEvents;
-    void noteUndrivenArm();
-    RunWatch m_encoderWatch;
-    bool m_undrivenNoted = false;          ///< in this run
-    QTimer* m_encoderTestTimer = nullptr;  ///< looks for events while a test runs
-    bool m_encoderTestRan = false;         ///< at its last look
-
-    // Wizard: what each tab does on entry and on any other tab
-    void updateWizardButtons(int index);
-    void enterMode();
-    void enterSelect();
-    int reopenDevice();
-    void leaveSelect();
-    void enterCalibrate();
-    void leaveCalibrate();
-    void enterReadEncoder();
-    void leaveReadEncoder();
-    void enterCalibrationDetails();
-    void leaveCalibrationDetails();
-    void enterEncoderTest();
-    void leaveEncoderTest();
-    void enterCycleAmps();
-    void leaveCycleAmps();
-    void enterTestForces();
-    void leaveTestForces();
-    void enterTestFriction();
-    void enterTestCapstan();
-    void enterBoxTest();
-    void leaveBoxTest();
-    void enterServoloop();
-    void leaveServoloop();
-    void enterSummary();
-    void enterPerformanceTesting();
-    void leavePerformanceTesting();
-    void endPages();
-    QString shownPage() const;
-    bool m_sceneLeft = false;  ///< the last tab was left on a page with a scene, which then waits
-    void passAdvancedModeGate();
-    void setModes(bool manufacturing, bool encoderTest, bool performance);
-    QString boxTestInstruction() const;
-    void openLastTests();
-
-    /// Inserts the page of a row of the table (tabs.h) as a tab, or leaves it where it is: tabs come in the order of
-    /// their indices, so its place would be the same. Enables it.
-    void placeTab(const char* title, bool withIcon = true);
-    struct Tab;
-    unsigned modeBits() const;
-    bool spaceResets() const;
-    void focusWhereSpaceResets();
-
-    // Performance pages: what each does on entry and on any other page, and its steps
-    void enterPassivityPage();
-    void leavePassivityPage();
-    void enterForcePage();
-    void leaveForcePage();
-    void leaveMotorTempPage();
-    void clearCommandsOnForcePage();
-    void leaveResolutionPage();
-    void enterFiltersPage();
-    void leaveFiltersPage();
-    /// Replaces the timer by a new one of the window that runs `slot` every so many milliseconds.
-    void startNewTimer(QPointer<QTimer>& timer, void (qtTharlenTest::*slot)(), int milliseconds);
-    /// Antialiased, on black, with the smart update of the viewport.
-    static void showPlot(QGraphicsView* view, QGraphicsScene* scene);
-    void showResolution(const long* encoders, const float* position);
-    void showPassivityGain();
-    void plotJointVelocity();
-    void drawTemperatureGrid();
-    void plotWindings();
-    bool allocateMemoryLoad(int bytes);
-    void freeMemoryLoad();
-    std::vector<std::unique_ptr<QTimer>> m_loadTimers;  ///< of every processor load so far
-
-    // Calibration, a step of its tabs each
-    /// Resets the device in its reset pose and tells the operator how it went. True when it went well.
-    bool resetCalibration();
-    void showCalibrationIllustration(const char* file);
-    void prepareCalibrationStyle();
-    void prepareAutoCalibration();
-    void prepareInkwellCalibration(const char* illustration, const QString& text);
-    void prepareResetCalibration();
-    void preparePinchCalibration();
-    void pressPinchByKey();
-    void forgetPinchPresses();
-    void hideHomeIndicators();
-    void finishInkwellCalibration();
-    void passCalibration();
-    void updateAutoCalibration();
-    void showHomeFound(int axis);
-    void appendSensors(QString& text, const char* kind, int axis, SENSOR_TOKEN type);
-    void keepSensorData();
-    void verifyManyFlags();
-    void verifyOneFlagAnAxis();
-    SENSOR_DATA m_keptFlags[3][3]{};  ///< what m_rd.asdData points to
-    SENSOR_DATA m_keptGaps[3][3]{};
-
-    // Encoders and switches, a step of their tab each
-    void showPinch(bool fitted);
-    void showEncoders(const long* encoders);
-    void showPositionsAndSwitches();
-    void judgeEncoders(const long* travel, const long* least);
-    int takeEncoderChoices();
-    void countSwitches();
-
-    void endGimbalTraceLine();
-    qint64 m_gimbalTraceEnd = 0;  ///< bytes of the whole lines in the trace file
-
-    // Amplifiers and forces, a step of their tabs each
-    void startCyclingAmps();
-    void endCyclingAmps();
-    void noteAmplifierFault();
-    void noteNoAmplifierFault();
-    RunWatch m_ampsWatch;  ///< from entering the tab until it is left
-    void openTestForces();
-    void showGimbalForces(bool shown);
-    void watchInkwell();
-    void warnOfInkwell();
-    void closeInkwellWarning();
-    void endTypedCommand();
-    void showCommands();
-    void noteForceExtremes();
-    void judgeForce(int axis);
-    void showTemperatures(std::initializer_list<QLabel*> labels);
-    void showEncoderTestTemperatures();
-    float dacToMotorTorque(const QString& modelText) const;
-    void composeForceText();
-    void showEncodersAndPosition();
-    QMessageBox* inkwellWarning = nullptr;
-
-    // Servo rate, a step of updateServoLoopRateProgress each
-    void takeRateStatistics();  ///< closes the period; not a number where it held no sample
-    QString rateReportLine() const;
-    float m_reportedMin = 0;  ///< Hz, of the period that is being reported
-    float m_reportedMax = 0;  ///< Hz
-
-    // Friction and capstan, a step of their machines each
-    void clearMove();
-    /// Counts the step as still where each of `encoders` (3) is within 5 counts of the last, and keeps them. True
-    /// once 500 steps in a row were still.
-    bool isArmStill(const long* encoders);
-    int rampFriction();
-    void endFrictionAxis(const long* encoders);
-    void finishFrictionTest();
-    void loadCapstanLimits();
-    void startSeek(POS_VECTOR& stops);
-    /// Drives towards the stops; true, with the encoders in `stops`, once the arm rests at them.
-    bool seekStops(POS_VECTOR& stops);
-    void pushOnStops();
-    void finishCapstanReference();
-    void finishCapstanVerify();
-    /// Appends what there is to say beside the verdicts of a run: what was seen of the device, else the axes (of 3)
-    /// that did not move and what follows from it.
-    void appendNote(QTextBrowser* box, const RunSeen& seen, const bool (&unmoved)[3], const char* consequence);
-    RunWatch m_frictionWatch;
-    RunWatch m_capstanWatch;                         ///< of either run
-    std::optional<std::array<long, 3>> m_seekStart;  ///< counts where the drive to the stops began
-
-    // Device selection, a step of OnSelChangeTHARLeN each
-    int openFirstDevice(const QString& name);
-    int changeDevice(const QString& name);
-    void closePreviousDevice();
-    int reportOpenFailure(int status);
-    void showOpenDevice(int handle);
-    void selectRecord(int comboIndex);
-    void clearReadOuts();
-    void tellSurplusDevices();
-    void deleteDeviceRecords(int count);
-
-    FormState m_form;                               ///< of the test tabs' read-outs
-    QHash<const QWidget*, QString> m_tabToolTips;   ///< of the form, which a tab loses with its place
-    const CTHARLeNDevice* m_shownDevice = nullptr;  ///< whose read-outs the tabs show
-    int m_surplusDevices = 0;                       ///< configured beyond what m_aDevices holds
-
     /// The record behind the combo box's index, for both threads; null when there is none.
     Shared<const CTHARLeNDevice*> m_selectedDevice{nullptr};
 };

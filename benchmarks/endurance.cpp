@@ -137,7 +137,7 @@ bool runDevice(const std::string& name, double hours, std::ofstream* trace) {
     qtTharlenTest window;
     window.ui.tabWidget->setCurrentIndex(1);
     window.ui.m_cmbTHARLeN->setCurrentText(QString::fromStdString(name));
-    if (window.csTharlenID < 0 || !window.encoderTestLine()
+    if (window.csTharlenID < 0 || !window.modelLine().endurance
         || window.ui.m_cmbTHARLeN->currentText().toStdString() != name) {
         std::fprintf(stderr, "%s: no such device, or one without a route\n", name.c_str());
         return false;

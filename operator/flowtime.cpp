@@ -64,9 +64,9 @@ void SteppedTime::fire(QTimer* timer) {
     QMetaObject::invokeMethod(timer, "timeout", Qt::DirectConnection);
     if (!amplifiers)
         return;
-    const int opening = m_window.deviceOpening();
-    m_shots.push_back({m_now + 500, [this, opening] { m_window.shootAmplifiers(opening, false); }});
-    m_shots.push_back({m_now + 1000, [this, opening] { m_window.shootAmplifiers(opening, true); }});
+    const int opening = m_window.m_deviceOpening;
+    m_shots.push_back({m_now + 500, [this, opening] { shootAmplifiers(m_window, opening, false); }});
+    m_shots.push_back({m_now + 1000, [this, opening] { shootAmplifiers(m_window, opening, true); }});
 }
 
 void SteppedTime::fireDueShots() {

@@ -2,6 +2,8 @@
 // stores (frictionPerformanceBranch); stopping plots. Meant: no control reaches these slots.
 #include <QPen>
 
+#include "motorsoff.h"
+#include "pages/pages.h"
 #include "qttharlentest.h"
 #include "servostate.h"
 
@@ -24,28 +26,28 @@ void qtTharlenTest::startFrictionPerformanceTest() {
         label->setText("");
 }
 
+// Meant: every third sample is joined to the one after next, backwards in x, so that the curve has uneven steps. The
+// scene is never cleared, so that a second run is drawn over the first.
+static void plotJointVelocity(qtTharlenTest& window) {
+    showPlot(window.ui.friction_plot, window.frictionPlotScene);
+    const QPen pen(Qt::magenta, 0.5);
+    const auto height = [](int i) { return kBaseLine - kPixelsPerVelocity * static_cast<double>(jointVelocity[i]); };
+    for (int i = 0; i < kVelocitySamples; i += 3) {
+        window.velocityLine->setLine(i + 2, height(i + 2), i + 1, height(i));
+        window.frictionPlotScene->addLine(*window.velocityLine, pen);
+    }
+}
+
 void qtTharlenTest::stopFrictionPerformanceTest() {
     bFrictionPerformance = false;
-    forcesOff();
+    forcesOff(*this);
     for (int i = 0; i < 3; ++i)
         positionOfDev[i] = 0;
     friction_dac_values.fill(0);
     for (float& force : frictionForce)
         force = 0;
-    forcesOff();
+    forcesOff(*this);
     dacFloat = 0.0f;
     bStep = 0;
-    plotJointVelocity();
-}
-
-// Meant: every third sample is joined to the one after next, backwards in x, so that the curve has uneven steps. The
-// scene is never cleared, so that a second run is drawn over the first.
-void qtTharlenTest::plotJointVelocity() {
-    showPlot(ui.friction_plot, frictionPlotScene);
-    const QPen pen(Qt::magenta, 0.5);
-    const auto height = [](int i) { return kBaseLine - kPixelsPerVelocity * static_cast<double>(jointVelocity[i]); };
-    for (int i = 0; i < kVelocitySamples; i += 3) {
-        velocityLine->setLine(i + 2, height(i + 2), i + 1, height(i));
-        frictionPlotScene->addLine(*velocityLine, pen);
-    }
+    plotJointVelocity(*this);
 }

@@ -2,6 +2,7 @@
 // graphical thread; its cost is the point of it.
 #include <new>
 
+#include "pages/pages.h"
 #include "qttharlentest.h"
 #include "servostate.h"
 
@@ -73,11 +74,24 @@ void qtTharlenTest::releaseProcessor() {
 
 // --- Memory ----------------------------------------------------------------------------------------
 
+/// Ten blocks of a tenth each, in whole doubles; all of them or none.
+static bool allocateMemoryLoad(qtTharlenTest& window, int bytes) {
+    const auto doubles = static_cast<std::size_t>(bytes / kBytesPerDouble / kLoadBlocks);
+    for (double*& block : window.memoryLoadInt) {
+        block = new (std::nothrow) double[doubles];
+        if (!block) {
+            freeMemoryLoad(window);
+            return false;
+        }
+    }
+    return true;
+}
+
 // The blocks are not written to. What does not parse is 0 bytes, ten empty blocks.
 void qtTharlenTest::loadMemory() {
     const int bytes = ui.lineEdit_6->text().toInt(nullptr, 10);
-    freeMemoryLoad();
-    const bool loaded = bytes / kBytesPerDouble / kLoadBlocks >= 0 && allocateMemoryLoad(bytes);
+    freeMemoryLoad(*this);
+    const bool loaded = bytes / kBytesPerDouble / kLoadBlocks >= 0 && allocateMemoryLoad(*this, bytes);
     if (!loaded)
         ui.servoloopText->append(QString("Load Memory: %1 bytes cannot be allocated.\n").arg(bytes));
     ui.pushButton_8->setEnabled(!loaded);
@@ -85,26 +99,13 @@ void qtTharlenTest::loadMemory() {
 }
 
 void qtTharlenTest::releaseMemory() {
-    freeMemoryLoad();
+    freeMemoryLoad(*this);
     ui.pushButton_12->setEnabled(false);
     ui.pushButton_8->setEnabled(true);
 }
 
-/// Ten blocks of a tenth each, in whole doubles; all of them or none.
-bool qtTharlenTest::allocateMemoryLoad(int bytes) {
-    const auto doubles = static_cast<std::size_t>(bytes / kBytesPerDouble / kLoadBlocks);
-    for (double*& block : memoryLoadInt) {
-        block = new (std::nothrow) double[doubles];
-        if (!block) {
-            freeMemoryLoad();
-            return false;
-        }
-    }
-    return true;
-}
-
-void qtTharlenTest::freeMemoryLoad() {
-    for (double*& block : memoryLoadInt) {
+void freeMemoryLoad(qtTharlenTest& window) {
+    for (double*& block : window.memoryLoadInt) {
         delete[] block;
         block = nullptr;
     }

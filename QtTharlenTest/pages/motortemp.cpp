@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "pages/pages.h"
 #include "qttharlentest.h"
 #include "servostate.h"
 
@@ -27,19 +28,8 @@ void addText(QGraphicsScene* scene, const QString& text, Qt::GlobalColor colour,
 
 }  // namespace
 
-// The scene's rectangle is what can be scrolled to, and what its index of items divides.
-void qtTharlenTest::startMotorTempTest() {
-    showPlot(ui.graphicsView_3, linePlotScene);
-    ui.graphicsView_3->setHorizontalScrollBarPolicy(Qt::ScrollBarAsNeeded);
-    ui.graphicsView_3->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    linePlotScene->clear();
-    linePlotScene->setSceneRect(0, 0, kGridEnd, kPlotHeight);
-    drawTemperatureGrid();
-    runMotorTempTest = true;
-}
-
-void qtTharlenTest::drawTemperatureGrid() {
-    QGraphicsScene* const scene = linePlotScene;
+static void drawTemperatureGrid(qtTharlenTest& window) {
+    QGraphicsScene* const scene = window.linePlotScene;
     for (int y = 0; y < kPlotHeight; y += kGridStep) {
         scene->addLine(0, y, kGridEnd, y, QPen(Qt::cyan, 0.5));
         addText(scene, QString::number((kPlotHeight - y) / kUnitsPerDegree), Qt::white, 5, y);
@@ -52,11 +42,22 @@ void qtTharlenTest::drawTemperatureGrid() {
     addText(scene, "Temp. in Celcius", Qt::cyan, 30, 30);
 }
 
-/// The count of seconds stays: it is stopLinePlot() that returns it to 0.
-void qtTharlenTest::leaveMotorTempPage() {
-    motorTempTimer->stop();
-    runMotorTempTest = false;
+// The scene's rectangle is what can be scrolled to, and what its index of items divides.
+void qtTharlenTest::startMotorTempTest() {
+    showPlot(ui.graphicsView_3, linePlotScene);
+    ui.graphicsView_3->setHorizontalScrollBarPolicy(Qt::ScrollBarAsNeeded);
+    ui.graphicsView_3->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     linePlotScene->clear();
+    linePlotScene->setSceneRect(0, 0, kGridEnd, kPlotHeight);
+    drawTemperatureGrid(*this);
+    runMotorTempTest = true;
+}
+
+/// The count of seconds stays: it is stopLinePlot() that returns it to 0.
+void leaveMotorTempPage(qtTharlenTest& window) {
+    window.motorTempTimer->stop();
+    runMotorTempTest = false;
+    window.linePlotScene->clear();
 }
 
 void qtTharlenTest::startLinePlot() { motorTempTimer->start(kPlotPeriod); }
@@ -65,6 +66,23 @@ void qtTharlenTest::startLinePlot() { motorTempTimer->start(kPlotPeriod); }
 void qtTharlenTest::stopLinePlot() {
     motorTempTimer->stop();
     timerCounter = 0;
+}
+
+// Both ends of a line have the same x: a curve is a row of upright ticks, a steady temperature a row of dots.
+static void plotWindings(qtTharlenTest& window) {
+    const struct {
+        QLineF* line;
+        Qt::GlobalColor colour;
+    } motors[] = {{window.motor1_windingPlot, Qt::red},
+                  {window.motor2_windingPlot, Qt::green},
+                  {window.motor3_windingPlot, Qt::cyan}};
+    for (int i = 0; i < 3; ++i) {
+        if (!std::isfinite(prevWindingTemperature[i]) || !std::isfinite(windingTemperature[i]))
+            continue;  // the text has it as "nan"
+        motors[i].line->setLine(timerCounter, plotHeight(prevWindingTemperature[i]), timerCounter,
+                                plotHeight(windingTemperature[i]));
+        window.linePlotScene->addLine(*motors[i].line, QPen(motors[i].colour, 2.0));
+    }
 }
 
 void qtTharlenTest::getMotorTemperature() {
@@ -77,7 +95,7 @@ void qtTharlenTest::getMotorTemperature() {
     ++timerCounter;
     if (timerCounter > linePlotScene->width())
         linePlotScene->setSceneRect(0, 0, timerCounter + kGridEnd, kPlotHeight);
-    plotWindings();
+    plotWindings(*this);
 
     const struct {
         const float* now;
@@ -95,19 +113,4 @@ void qtTharlenTest::getMotorTemperature() {
         for (int i = 0; i < 3; ++i)
             line += QString::asprintf("%3.1f  ", static_cast<double>(temperatures[i]));
     ui.textBrowser_5->append(line);
-}
-
-// Both ends of a line have the same x: a curve is a row of upright ticks, a steady temperature a row of dots.
-void qtTharlenTest::plotWindings() {
-    const struct {
-        QLineF* line;
-        Qt::GlobalColor colour;
-    } motors[] = {{motor1_windingPlot, Qt::red}, {motor2_windingPlot, Qt::green}, {motor3_windingPlot, Qt::cyan}};
-    for (int i = 0; i < 3; ++i) {
-        if (!std::isfinite(prevWindingTemperature[i]) || !std::isfinite(windingTemperature[i]))
-            continue;  // the text has it as "nan"
-        motors[i].line->setLine(timerCounter, plotHeight(prevWindingTemperature[i]), timerCounter,
-                                plotHeight(windingTemperature[i]));
-        linePlotScene->addLine(*motors[i].line, QPen(motors[i].colour, 2.0));
-    }
 }

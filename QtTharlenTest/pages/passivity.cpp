@@ -1,9 +1,12 @@
 // The "Passivity Test" and "Filters Test" pages: the stylus in a scene, against a wall whose gain grows until the
 // device is no longer stable, or as a shape that follows the raw position.
+#include "motorsoff.h"
+#include "pages/pages.h"
 #include "qttharlenhapticrenderer.h"
 #include "qttharlentest.h"
 #include "restyle.h"
 #include "servostate.h"
+#include "tick.h"
 #include "wallforce.h"
 
 namespace {
@@ -15,27 +18,27 @@ constexpr int kProgressPeriod = 5;       ///< ms
 
 // --- Passivity -------------------------------------------------------------------------------------
 
-void qtTharlenTest::enterPassivityPage() {
-    passivityBoxRenderer->changeTharlenInstance(csTharlenID, 0);
-    passivityBoxRenderer->startTest(false);
+void enterPassivityPage(qtTharlenTest& window) {
+    window.passivityBoxRenderer->changeTharlenInstance(window.csTharlenID, 0);
+    window.passivityBoxRenderer->startTest(false);
     startPassivityTest = true;
 }
 
-void qtTharlenTest::leavePassivityPage() {
+void leavePassivityPage(qtTharlenTest& window) {
     startPassivityTest = false;
-    for (float& force : m_forceToSend)
+    for (float& force : window.m_forceToSend)
         force = 0;
-    forcesOff();
-    ui.gain_slider->setValue(0);
-    if (passivityBoxRenderer->graphicTimer->isActive())
-        passivityBoxRenderer->stopTest();
+    forcesOff(window);
+    window.ui.gain_slider->setValue(0);
+    if (window.passivityBoxRenderer->graphicTimer->isActive())
+        window.passivityBoxRenderer->stopTest();
 }
 
 // Meant: nothing connects the slider to it, the gain stays 0 and no force arises.
 void qtTharlenTest::onPassivitySliderChange(int value) { passivityGain = static_cast<float>(value * 10 / 100.0); }
 
 /// The servo tick has no label to write to: its gain is shown with each frame of the scene.
-void qtTharlenTest::showPassivityGain() { showText(ui.gain_label, QString::number(passivityGain)); }
+void showPassivityGain(qtTharlenTest& window) { showText(window.ui.gain_label, QString::number(window.passivityGain)); }
 
 // Forces come on when the stylus first crosses a wall, whatever the gain. There is no limit and no pop-through.
 // Neither the nominal force nor the velocity takes part.
@@ -52,30 +55,30 @@ float* qtTharlenTest::calcCustomForce(int tharlen_id, float*) {
     for (int i = 0; i < 3; ++i) {
         const bool outside = position[i] < -kPassivityWall || position[i] > kPassivityWall;
         if (is_tharlen_forces_enabled(tharlen_id) == 0 && outside)
-            tickEnablesForces(tharlen_id);
+            tickEnablesForces(*this, tharlen_id);
     }
     for (int i = 0; i < 3; ++i)
         m_passivityForce[i] = wallForce(kPassivityWall, gain * scene.m_afBoxStiffness, scene.pPos[i]);
-    dropUnlessFinite(m_passivityForce, 0.0f);
+    dropUnlessFinite(*this, m_passivityForce, 0.0f);
     return m_passivityForce;
 }
 
 // --- Filters ---------------------------------------------------------------------------------------
 
-void qtTharlenTest::enterFiltersPage() {
-    filtersRenderer->changeTharlenInstance(csTharlenID, 1);
-    filtersRenderer->startTest(false);
+void enterFiltersPage(qtTharlenTest& window) {
+    window.filtersRenderer->changeTharlenInstance(window.csTharlenID, 1);
+    window.filtersRenderer->startTest(false);
     startFiltersTest = true;
-    forceProgressTimer->start(kProgressPeriod);
+    window.forceProgressTimer->start(kProgressPeriod);
 }
 
-void qtTharlenTest::leaveFiltersPage() {
+void leaveFiltersPage(qtTharlenTest& window) {
     startFiltersTest = false;
-    forcesOff();
-    if (!filtersRenderer->graphicTimer->isActive())
+    forcesOff(window);
+    if (!window.filtersRenderer->graphicTimer->isActive())
         return;
-    filtersRenderer->stopTest();
-    forceProgressTimer->stop();
+    window.filtersRenderer->stopTest();
+    window.forceProgressTimer->stop();
 }
 
 // There is no filter: whatever the page's controls show, the shape follows the raw position.

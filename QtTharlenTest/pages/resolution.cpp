@@ -1,4 +1,5 @@
 // The "Resolution Test" page: raw encoder and position readings, live.
+#include "pages/pages.h"
 #include "qttharlentest.h"
 #include "restyle.h"
 #include "servostate.h"
@@ -10,9 +11,20 @@ constexpr int kReadPeriod = 10;  ///< ms
 }  // namespace
 
 void qtTharlenTest::startResolutionTest() {
-    startNewTimer(resolutionTestTimer, &qtTharlenTest::updatePositionForResolutionTest, kReadPeriod);
+    startNewTimer(*this, resolutionTestTimer, &qtTharlenTest::updatePositionForResolutionTest, kReadPeriod);
     ui.pushButton_13->setEnabled(false);
     ui.pushButton_14->setEnabled(true);
+}
+
+/// Three counts and three mm.
+static void showResolution(qtTharlenTest& window, const long* encoders, const float* position) {
+    auto& ui = window.ui;
+    QLabel* const counts[3] = {ui.label_74, ui.label_75, ui.label_76};
+    QLabel* const places[3] = {ui.label_81, ui.label_83, ui.label_85};
+    for (int i = 0; i < 3; ++i) {
+        showText(counts[i], QString::number(encoders[i]));
+        showText(places[i], QString::number(position[i]));
+    }
 }
 
 void qtTharlenTest::updatePositionForResolutionTest() {
@@ -20,7 +32,7 @@ void qtTharlenTest::updatePositionForResolutionTest() {
     float position[3] = {};
     get_encoder_values(csTharlenID, encoders);
     get_tharlen_pos(csTharlenID, position);
-    showResolution(encoders, position);
+    showResolution(*this, encoders, position);
 }
 
 void qtTharlenTest::stopResolutionTest() {
@@ -30,21 +42,11 @@ void qtTharlenTest::stopResolutionTest() {
     ui.pushButton_13->setEnabled(true);
     const long encoders[3] = {};
     const float position[3] = {};
-    showResolution(encoders, position);
-}
-
-/// Three counts and three mm.
-void qtTharlenTest::showResolution(const long* encoders, const float* position) {
-    QLabel* const counts[3] = {ui.label_74, ui.label_75, ui.label_76};
-    QLabel* const places[3] = {ui.label_81, ui.label_83, ui.label_85};
-    for (int i = 0; i < 3; ++i) {
-        showText(counts[i], QString::number(encoders[i]));
-        showText(places[i], QString::number(position[i]));
-    }
+    showResolution(*this, encoders, position);
 }
 
 /// On any change of page, also to this one.
-void qtTharlenTest::leaveResolutionPage() {
+void leaveResolutionPage(qtTharlenTest& window) {
     if (resolutionTestTimer && resolutionTestTimer->isActive())
-        stopResolutionTest();
+        window.stopResolutionTest();
 }

@@ -2,8 +2,11 @@
 // servo loop on each tick until they are cleared. Meant: leaving the page clears nothing.
 #include <cmath>
 
+#include "motorsoff.h"
+#include "pages/pages.h"
 #include "qttharlentest.h"
 #include "servostate.h"
+#include "testforces.h"
 
 namespace {
 
@@ -45,7 +48,7 @@ void qtTharlenTest::clear_dac_value() {
     dac_values.fill(0);
     cForce.fill(0);
     startPerformanceForceTest = false;  // a tick in between would turn the amplifiers on again
-    forcesOffNoWait();
+    forcesOffNoWait(*this);
     for (QLineEdit* field : {ui.motor_dac_1, ui.motor_dac_2, ui.motor_dac_3})
         field->setText("0");
 }
@@ -55,14 +58,14 @@ void qtTharlenTest::clearForces() {
     for (QLineEdit* field : {ui.cforce_1, ui.cforce_2, ui.cforce_3})
         field->setText("0.0");
     startPerformanceForceTest = false;
-    forcesOff();
+    forcesOff(*this);
 }
 
-void qtTharlenTest::endTypedCommand() {
+void endTypedCommand(qtTharlenTest& window) {
     if (!startPerformanceForceTest)
         return;
-    clear_dac_value();
-    clearForces();
+    window.clear_dac_value();
+    window.clearForces();
 }
 
 void qtTharlenTest::commandForces() {
@@ -74,20 +77,20 @@ void qtTharlenTest::commandForces() {
 // --- The page --------------------------------------------------------------------------------------
 
 // A stylus that is in its ink well by the page's first look counts as put back.
-void qtTharlenTest::enterForcePage() {
-    inkwellSwitchState = 0;
-    tempGuiUpdateTimer->start(kMonitorPeriod);
+void enterForcePage(qtTharlenTest& window) {
+    window.inkwellSwitchState = 0;
+    window.tempGuiUpdateTimer->start(kMonitorPeriod);
 }
 
-void qtTharlenTest::leaveForcePage() {
-    tempGuiUpdateTimer->stop();
-    closeInkwellWarning();
+void leaveForcePage(qtTharlenTest& window) {
+    window.tempGuiUpdateTimer->stop();
+    closeInkwellWarning(window);
 }
 
 /// On entering the force page, whose timer runs by then, and not on leaving it.
-void qtTharlenTest::clearCommandsOnForcePage() {
-    if (!tempGuiUpdateTimer->isActive())
+void clearCommandsOnForcePage(qtTharlenTest& window) {
+    if (!window.tempGuiUpdateTimer->isActive())
         return;
-    clear_dac_value();
-    clearForces();
+    window.clear_dac_value();
+    window.clearForces();
 }

@@ -2,6 +2,7 @@
 // The browser is the whole record; it goes on when the page is left, and "Record interval" is not read. The form
 // lets no line wrap: each change of the browser's width would lay out all of them anew. Painting a window with
 // scenes takes milliseconds, which at each line would lose most of them: lines are painted some at a time.
+#include "pages/pages.h"
 #include "qttharlentest.h"
 #include "servostate.h"
 
@@ -13,7 +14,7 @@ constexpr int kLinesAPainting = 40;  ///< while recording
 }  // namespace
 
 void qtTharlenTest::startWorkspaceRecord() {
-    startNewTimer(posRecordTimer, &qtTharlenTest::recordWorkspace, kRecordPeriod);
+    startNewTimer(*this, posRecordTimer, &qtTharlenTest::recordWorkspace, kRecordPeriod);
     ui.startRecord->setEnabled(false);
     ui.stopRecord->setEnabled(true);
 }

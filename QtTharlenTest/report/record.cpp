@@ -5,6 +5,7 @@
 #include "qttharlenhapticrenderer.h"
 #include "qttharlentest.h"
 #include "servostate.h"
+#include "tabs.h"
 
 _REPORTDATA::~_REPORTDATA() {
     if (bOwnsSensorMemory) {
@@ -39,14 +40,15 @@ void clearVerdicts(REPORTDATA& record) {
 
 // --- The tab ---------------------------------------------------------------------------------------
 
-void qtTharlenTest::enterSummary() {
-    if (manufMode) {
+void enterSummary(qtTharlenTest& window) {
+    auto& ui = window.ui;
+    if (window.manufMode) {
         ui.tabWidget->setTabEnabled(6, false);
         ui.tabWidget->setTabEnabled(7, false);
     }
-    if (csTharlenID < 0)
+    if (window.csTharlenID < 0)
         return;
-    createTestReport();
+    window.createTestReport();
     for (int i = 0; i < ui.tabWidget->currentIndex(); ++i)
         ui.tabWidget->setTabEnabled(i, false);
     ui.next_button->setEnabled(false);

@@ -97,24 +97,24 @@ void qtTharlenTest::clearErrorBrowser() {
 }
 
 // A text that comes again at once, as from a timer's slot, is not said again within a second.
-QString qtTharlenTest::errorLine(const QString& text) {
-    if (text == m_lastSaid && m_sinceLastSaid.isValid() && !m_sinceLastSaid.hasExpired(1000))
+static QString errorLine(qtTharlenTest& window, const QString& text) {
+    if (text == window.m_lastSaid && window.m_sinceLastSaid.isValid() && !window.m_sinceLastSaid.hasExpired(1000))
         return {};
-    m_lastSaid = text;
-    m_sinceLastSaid.start();
+    window.m_lastSaid = text;
+    window.m_sinceLastSaid.start();
     char date[kDateTextSize];
     const std::size_t length = dateText(std::time(nullptr), date);
     return QString::fromUtf8(date, static_cast<int>(length)) + " : " + shortened(oneLine(text));
 }
 
 void qtTharlenTest::sayError(const QString& text) {
-    const QString line = errorLine(text);
+    const QString line = errorLine(*this, text);
     if (!line.isEmpty())
         appendPlain(ui.error_browser, line);
 }
 
 void qtTharlenTest::keepError(const QString& text) {
-    const QString line = errorLine(text);
+    const QString line = errorLine(*this, text);
     if (line.isEmpty())
         return;
     {

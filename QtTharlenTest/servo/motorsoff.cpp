@@ -2,6 +2,7 @@
 // the watch on the loop, without which nothing is driven and nothing is measured.
 #include <QSignalBlocker>
 
+#include "motorsoff.h"
 #include "qttharlentest.h"
 #include "servostate.h"
 
@@ -24,126 +25,126 @@ void shielded(Call call) noexcept {
 
 // --- Amplifiers ------------------------------------------------------------------------------------
 
-void qtTharlenTest::forcesOff() {
-    m_forceGate.close();
-    disable_tharlen_forces(csTharlenID);
+void forcesOff(qtTharlenTest& window) {
+    window.m_forceGate.close();
+    disable_tharlen_forces(window.csTharlenID);
 }
 
-void qtTharlenTest::forcesOffNoWait() {
-    m_forceGate.close();
-    disable_tharlen_forces_no_wait(csTharlenID);
+void forcesOffNoWait(qtTharlenTest& window) {
+    window.m_forceGate.close();
+    disable_tharlen_forces_no_wait(window.csTharlenID);
 }
 
 // --- All of it -------------------------------------------------------------------------------------
 
 // A machine of the mechanical tests whose device goes would judge the next one. Sliders and fields go back without
 // their signals, which turn amplifiers on.
-void qtTharlenTest::endMotorActivity() {
+void endMotorActivity(qtTharlenTest& window) {
     for (Shared<bool>* flag :
          {&startBoxTest, &startPassivityTest, &startFiltersTest, &startFrictionTest, &startCapstanTest,
           &verifyCapstanTest, &startEncoderTest, &startPerformanceForceTest, &bFrictionPerformance})
         *flag = false;
-    m_forceGate.close();
-    m_bServoControl = false;
-    for (SharedArray<long, 6>* counts : {&force_dac_values, &dac_values, &friction_dac_values, &m_lDACvalues})
+    window.m_forceGate.close();
+    window.m_bServoControl = false;
+    for (SharedArray<long, 6>* counts :
+         {&window.force_dac_values, &dac_values, &friction_dac_values, &window.m_lDACvalues})
         counts->fill(0);
     cForce.fill(0);
-    m_fVoltsToSend.fill(0);
-    for (float& force : m_forceToSend)
+    window.m_fVoltsToSend.fill(0);
+    for (float& force : window.m_forceToSend)
         force = 0;
-    for (QTimer* machine : {frictionTestTimer, capstanTestRefTimer, capstanTestTimer})
+    for (QTimer* machine : {window.frictionTestTimer, window.capstanTestRefTimer, window.capstanTestTimer})
         if (machine)
             machine->stop();
-    m_nStage = 0;
-    m_vvMoveIncr = {};
-    for (RunWatch* watch : {&m_frictionWatch, &m_capstanWatch, &m_encoderWatch})
+    window.m_nStage = 0;
+    window.m_vvMoveIncr = {};
+    for (RunWatch* watch : {&window.m_frictionWatch, &window.m_capstanWatch, &window.m_encoderWatch})
         watch->end();
-    for (QSlider* slider : {ui.slider_X, ui.slider_Y, ui.slider_Z, ui.slider_TX, ui.slider_TY, ui.slider_TZ}) {
+    for (QSlider* slider : {window.ui.slider_X, window.ui.slider_Y, window.ui.slider_Z, window.ui.slider_TX,
+                            window.ui.slider_TY, window.ui.slider_TZ}) {
         const QSignalBlocker silent(slider);
         slider->setValue(0);
     }
-    for (QLineEdit* field : {ui.cforce_1, ui.cforce_2, ui.cforce_3})
+    for (QLineEdit* field : {window.ui.cforce_1, window.ui.cforce_2, window.ui.cforce_3})
         field->setText("0.0");
-    for (QLineEdit* field : {ui.motor_dac_1, ui.motor_dac_2, ui.motor_dac_3})
+    for (QLineEdit* field : {window.ui.motor_dac_1, window.ui.motor_dac_2, window.ui.motor_dac_3})
         field->setText("0");
 }
 
 // Whatever is under way ends, with its own last line where it has a log.
-void qtTharlenTest::surviveException(const QString& text) {
+void surviveException(qtTharlenTest& window, const QString& text) {
     if (startEncoderTest)
-        shielded([this] { stopEncoderTest(); });
-    endCyclingAmps();
-    endMotorActivity();
-    if (csTharlenID >= 0)
-        shielded([this] { forcesOff(); });
-    keepError("An error that was not expected, so the motors were switched off: " + text);
+        shielded([&window] { window.stopEncoderTest(); });
+    endCyclingAmps(window);
+    endMotorActivity(window);
+    if (window.csTharlenID >= 0)
+        shielded([&window] { forcesOff(window); });
+    window.keepError("An error that was not expected, so the motors were switched off: " + text);
 }
 
 // Flags first, so that a tick which a library still finishes after it was asked to stop finds nothing to drive. What it
 // was in the middle of is taken back once the loop has stopped. Servo traffic ends before the device is closed.
-void qtTharlenTest::shutDownDevice() noexcept {
-    endMotorActivity();
-    shielded([this] { forcesOffNoWait(); });
-    shielded([this] {
+void shutDownDevice(qtTharlenTest& window) noexcept {
+    endMotorActivity(window);
+    shielded([&window] { forcesOffNoWait(window); });
+    shielded([&window] {
         if (!isServoLoopRunning())
             return;
-        stopLoop();
-        forcesOff();
+        stopLoop(window);
+        forcesOff(window);
     });
-    shielded([this] {
+    shielded([&window] {
         if (!isServoLoopRunning())
-            disable_tharlen(csTharlenID);
+            disable_tharlen(window.csTharlenID);
     });
 }
 
 // A loop runs without a device where opening one threw; no tick may reach a window that is gone.
-void qtTharlenTest::stopStrayLoop() noexcept {
-    shielded([this] {
+void stopStrayLoop(qtTharlenTest& window) noexcept {
+    shielded([&window] {
         if (isServoLoopRunning())
-            stopLoop();
+            stopLoop(window);
     });
 }
 
 // --- The loop --------------------------------------------------------------------------------------
 
-int qtTharlenTest::startLoop() {
-    const int status = startServoLoop(ServoLoopCallBack, this);
-    m_loopWatch.expect(status >= 0);
+int startLoop(qtTharlenTest& window) {
+    const int status = startServoLoop(ServoLoopCallBack, &window);
+    window.m_loopWatch.expect(status >= 0);
     return status;
 }
 
-void qtTharlenTest::restartLoop() {
-    if (startLoop() < 0)
-        keepError("The servo loop could not be started again: go back to Mode and on to Select.");
+void restartLoop(qtTharlenTest& window) {
+    if (startLoop(window) < 0)
+        window.keepError("The servo loop could not be started again: go back to Mode and on to Select.");
 }
 
-void qtTharlenTest::stopLoop() {
-    m_loopWatch.expect(false);
+void stopLoop(qtTharlenTest& window) {
+    window.m_loopWatch.expect(false);
     stopServoLoop();
 }
 
-void qtTharlenTest::watchLoop() {
-    switch (m_loopWatch.look()) {
-        case LoopWatch::Change::StandsStill:
-            keepError("The servo loop has stopped answering: what the tests show from here on is not measured.");
-            break;
-        case LoopWatch::Change::GoesOn:
-            forgetError("The servo loop has stopped");
-            sayError("The servo loop answers again.");
-            break;
-        case LoopWatch::Change::None:
-            break;
-    }
-    tellForceNotFinite();
-    watchWindow();
+/// Ends the repetition of what is over.
+static void forgetError(qtTharlenTest& window, const char* text) {
+    const ErrorMessageLock lock;
+    if (window.errorMessage.contains(QLatin1String(text)))
+        window.errorMessage.clear();
+}
+
+static void tellForceNotFinite(qtTharlenTest& window) {
+    if (!window.m_forceNotFinite || window.m_toldNotFinite)
+        return;
+    window.m_toldNotFinite = true;
+    window.sayError("The device gave a position or a limit that is no number: the force was set to zero.");
 }
 
 // A window that waits, as for a read that hangs, cannot say so meanwhile. It says so afterwards, long enough to be
 // read, and takes no other line's place.
-void qtTharlenTest::watchWindow() {
+static void watchWindow(qtTharlenTest& window) {
     const std::int64_t now = testClock.load()();
-    const std::int64_t gap = m_lastLook < 0 ? 0 : now - m_lastLook;
-    m_lastLook = now;
+    const std::int64_t gap = window.m_lastLook < 0 ? 0 : now - window.m_lastLook;
+    window.m_lastLook = now;
     if (gap > kLongestGap) {
         const QString line = QString("%1 for %2 s: the device library, or this PC, was slow to answer.")
                                  .arg(kStoodStill)
@@ -151,26 +152,28 @@ void qtTharlenTest::watchWindow() {
         bool free;
         {
             const ErrorMessageLock lock;
-            free = errorMessage.isEmpty() || errorMessage.contains(kStoodStill);
+            free = window.errorMessage.isEmpty() || window.errorMessage.contains(kStoodStill);
         }
-        free ? keepError(line) : sayError(line);
-        m_stoodStillAt = now;
-    } else if (m_stoodStillAt >= 0 && now - m_stoodStillAt > kStillToldFor) {
-        forgetError(kStoodStill);
-        m_stoodStillAt = -1;
+        free ? window.keepError(line) : window.sayError(line);
+        window.m_stoodStillAt = now;
+    } else if (window.m_stoodStillAt >= 0 && now - window.m_stoodStillAt > kStillToldFor) {
+        forgetError(window, kStoodStill);
+        window.m_stoodStillAt = -1;
     }
 }
 
-/// Ends the repetition of what is over.
-void qtTharlenTest::forgetError(const char* text) {
-    const ErrorMessageLock lock;
-    if (errorMessage.contains(QLatin1String(text)))
-        errorMessage.clear();
-}
-
-void qtTharlenTest::tellForceNotFinite() {
-    if (!m_forceNotFinite || m_toldNotFinite)
-        return;
-    m_toldNotFinite = true;
-    sayError("The device gave a position or a limit that is no number: the force was set to zero.");
+void watchLoop(qtTharlenTest& window) {
+    switch (window.m_loopWatch.look()) {
+        case LoopWatch::Change::StandsStill:
+            window.keepError("The servo loop has stopped answering: what the tests show from here on is not measured.");
+            break;
+        case LoopWatch::Change::GoesOn:
+            forgetError(window, "The servo loop has stopped");
+            window.sayError("The servo loop answers again.");
+            break;
+        case LoopWatch::Change::None:
+            break;
+    }
+    tellForceNotFinite(window);
+    watchWindow(window);
 }

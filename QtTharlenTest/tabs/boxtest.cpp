@@ -4,10 +4,13 @@
 #include <cmath>
 
 #include "modellines.h"
+#include "motorsoff.h"
 #include "qttharlenhapticrenderer.h"
 #include "qttharlentest.h"
 #include "restyle.h"
 #include "servostate.h"
+#include "tabs.h"
+#include "tick.h"
 #include "wallforce.h"
 
 namespace {
@@ -22,41 +25,110 @@ float sumOfSquares(const float* force) { return force[0] * force[0] + force[1] *
 
 // --- The tab ---------------------------------------------------------------------------------------
 
-QString qtTharlenTest::boxTestInstruction() const {
-    if (!manufMode)
+static QString boxTestInstruction(const qtTharlenTest& window) {
+    if (!window.manufMode)
         return "Slowly move the cursor and feel all the faces and edges of the box using the Device .";
-    if (isCorvale())
+    if (window.isCorvale())
         return "To tension cables: break out 3 times from bottom face, then 3 times from right face, then 3 times "
                "from inner face.";
     return "Breakout through each wall 3 times to pass the test. including the hidden front wall. ";
 }
 
 // The first forceProgressUpdate enables the next button again, within 5 ms.
-void qtTharlenTest::enterBoxTest() {
-    if (manufMode) {
+void enterBoxTest(qtTharlenTest& window) {
+    auto& ui = window.ui;
+    if (window.manufMode) {
         ui.tabWidget->setTabEnabled(5, false);
         ui.next_button->setEnabled(false);
     }
-    if (csTharlenID < 0)
+    if (window.csTharlenID < 0)
         return;
-    hapticBoxRenderer->changeTharlenInstance(csTharlenID, 0);
+    window.hapticBoxRenderer->changeTharlenInstance(window.csTharlenID, 0);
     ui.textBrowser_8->clear();
-    ui.textBrowser_8->append(boxTestInstruction());
-    ui.boxTest_status->setVisible(manufMode);
+    ui.textBrowser_8->append(boxTestInstruction(window));
+    ui.boxTest_status->setVisible(window.manufMode);
     startBoxTest = true;
-    hapticBoxRenderer->startTest(manufMode);
-    forceProgressTimer->start(5);
+    window.hapticBoxRenderer->startTest(window.manufMode);
+    window.forceProgressTimer->start(5);
 }
 
-void qtTharlenTest::leaveBoxTest() {
+void leaveBoxTest(qtTharlenTest& window) {
     startBoxTest = false;
-    for (float& force : m_forceToSend)
+    for (float& force : window.m_forceToSend)
         force = 0;
-    if (csTharlenID >= 0)
-        forcesOff();
-    forceProgressTimer->stop();
-    if (hapticBoxRenderer->graphicTimer->isActive())
-        hapticBoxRenderer->stopTest();
+    if (window.csTharlenID >= 0)
+        forcesOff(window);
+    window.forceProgressTimer->stop();
+    if (window.hapticBoxRenderer->graphicTimer->isActive())
+        window.hapticBoxRenderer->stopTest();
+}
+
+/// The nominal limit of the device's forces in the box, N. [S]
+static float boxForceLimit(const qtTharlenTest& window, int id) {
+    const double share = window.modelLine().box.continuous;
+    if (share == 0.0)
+        return get_tharlen_nominal_max_force(id);
+    const float continuous = get_tharlen_nominal_max_continuous_force(id);
+    return window.isHighForceDevice() ? continuous : static_cast<float>(continuous * share);
+}
+
+/// Stiffness factor of the walls. [S]
+static float boxStiffness(const qtTharlenTest& window, float maxGain) {
+    const BoxRule& box = window.modelLine().box;
+    const float factor = window.manufMode ? box.manufacturing : box.user;
+    return factor != 0.0f ? factor : maxGain;
+}
+
+static void enableForcesOutsideBox(qtTharlenTest& window, int id) {
+    for (int i = 0; i < 3; ++i) {
+        if (is_tharlen_forces_enabled(id) != 0)
+            continue;
+        const double position = window.hapticBoxRenderer->pPos[i];
+        if (position < -kBoxWall || position > kBoxWall)
+            tickEnablesForces(window, id);
+    }
+}
+
+static void wallForces(qtTharlenTest& window, float gain) {
+    for (int i = 0; i < 3; ++i)
+        window.m_boxForce[i] = wallForce(kBoxWall, gain, window.hapticBoxRenderer->pPos[i]);
+}
+
+/// User mode. Forces are switched off, or limited. Meant: of the chain only
+/// the first test that holds acts, so that one axis is limited a tick, the positive side first. [S]
+static void limitUserForce(qtTharlenTest& window, int id, float limit) {
+    if (window.modelLine().box.userSwitchesOff) {
+        window.m_limitSwitchedOff = sumOfSquares(window.m_boxForce) > limit * limit;
+        if (window.m_limitSwitchedOff)
+            disable_tharlen_forces(id);
+        else
+            tickEnablesForces(window, id);
+        return;
+    }
+    for (const float sign : {1.0f, -1.0f}) {
+        const float side = sign * limit;
+        for (int i = 0; i < 3; ++i) {
+            if (!(sign * window.m_boxForce[i] > limit))
+                continue;
+            window.m_boxForce[i] = side;
+            window.forceProgress[i] = side;
+            return;
+        }
+    }
+    window.forceProgress.store(window.m_boxForce);
+}
+
+/// Each axis on its own, so the direction of the force is not kept. [S]
+static void limitStelmarForce(qtTharlenTest& window, float limit) {
+    const float resultantForce = std::sqrt(sumOfSquares(window.m_boxForce));
+    if (!(resultantForce > limit))
+        return;
+    for (float& force : window.m_boxForce) {
+        if (force > limit)
+            force = limit;
+        if (force < -limit)
+            force = -limit;
+    }
 }
 
 // The device's velocity takes no part: the walls have no damping.
@@ -66,113 +138,45 @@ float* qtTharlenTest::calcForce(int tharlen_id, float* pPos, long* plastDac) {
         force = 0;
     if (tharlen_id < 0)
         return m_boxForce;
-    const float nominalMaxForce = boxForceLimit(tharlen_id);
+    const float nominalMaxForce = boxForceLimit(*this, tharlen_id);
     float velo[3] = {};
     get_tharlen_vel(tharlen_id, velo);
     hapticBoxRenderer->pPos.store(pPos);
-    hapticBoxRenderer->m_afBoxStiffness = boxStiffness(maxGain);
-    enableForcesOutsideBox(tharlen_id);
+    hapticBoxRenderer->m_afBoxStiffness = boxStiffness(*this, maxGain);
+    enableForcesOutsideBox(*this, tharlen_id);
     if (manufMode)
         hapticBoxRenderer->m_PopThruRequirement = isCorvale() ? m_cdCorvale.nWallTransitions
                                                   : isOrda()  ? m_cdLodrin.nWallTransitions
                                                               : 3;
-    wallForces(hapticBoxRenderer->m_afBoxStiffness * maxGain);
+    wallForces(*this, hapticBoxRenderer->m_afBoxStiffness * maxGain);
     for (int i = 0; i < 3; ++i)
         lastDacValue[i] = static_cast<float>(std::fabs(static_cast<double>(plastDac[i]) * 100.0 / kFullDac));
-    if (!dropUnlessFinite(m_boxForce, nominalMaxForce))
+    if (!dropUnlessFinite(*this, m_boxForce, nominalMaxForce))
         return m_boxForce;
     if (!manufMode)
-        limitUserForce(tharlen_id, nominalMaxForce);
+        limitUserForce(*this, tharlen_id, nominalMaxForce);
     if (modelLine().box.limitsEachAxis)
-        limitStelmarForce(nominalMaxForce);
+        limitStelmarForce(*this, nominalMaxForce);
     if (manufMode)
         checkBoxTest(tharlen_id, m_boxForce);
     return m_boxForce;
 }
 
-/// The nominal limit of the device's forces in the box, N. [S]
-float qtTharlenTest::boxForceLimit(int id) const {
-    const double share = modelLine().box.continuous;
-    if (share == 0.0)
-        return get_tharlen_nominal_max_force(id);
-    const float continuous = get_tharlen_nominal_max_continuous_force(id);
-    return isHighForceDevice() ? continuous : static_cast<float>(continuous * share);
-}
-
-/// Stiffness factor of the walls. [S]
-float qtTharlenTest::boxStiffness(float maxGain) const {
-    const BoxRule& box = modelLine().box;
-    const float factor = manufMode ? box.manufacturing : box.user;
-    return factor != 0.0f ? factor : maxGain;
-}
-
-void qtTharlenTest::enableForcesOutsideBox(int id) {
-    for (int i = 0; i < 3; ++i) {
-        if (is_tharlen_forces_enabled(id) != 0)
-            continue;
-        const double position = hapticBoxRenderer->pPos[i];
-        if (position < -kBoxWall || position > kBoxWall)
-            tickEnablesForces(id);
-    }
-}
-
-void qtTharlenTest::wallForces(float gain) {
-    for (int i = 0; i < 3; ++i)
-        m_boxForce[i] = wallForce(kBoxWall, gain, hapticBoxRenderer->pPos[i]);
-}
-
-/// User mode. Forces are switched off, or limited. Meant: of the chain only
-/// the first test that holds acts, so that one axis is limited a tick, the positive side first. [S]
-void qtTharlenTest::limitUserForce(int id, float limit) {
-    if (modelLine().box.userSwitchesOff) {
-        m_limitSwitchedOff = sumOfSquares(m_boxForce) > limit * limit;
-        if (m_limitSwitchedOff)
-            disable_tharlen_forces(id);
-        else
-            tickEnablesForces(id);
-        return;
-    }
-    for (const float sign : {1.0f, -1.0f}) {
-        const float side = sign * limit;
-        for (int i = 0; i < 3; ++i) {
-            if (!(sign * m_boxForce[i] > limit))
-                continue;
-            m_boxForce[i] = side;
-            forceProgress[i] = side;
-            return;
-        }
-    }
-    forceProgress.store(m_boxForce);
-}
-
-/// Each axis on its own, so the direction of the force is not kept. [S]
-void qtTharlenTest::limitStelmarForce(float limit) {
-    const float resultantForce = std::sqrt(sumOfSquares(m_boxForce));
-    if (!(resultantForce > limit))
-        return;
-    for (float& force : m_boxForce) {
-        if (force > limit)
-            force = limit;
-        if (force < -limit)
-            force = -limit;
-    }
-}
-
 // A position or limit of the device that is no finite number would reach powered motors as a force. The window says so
 // once a device.
-bool qtTharlenTest::dropUnlessFinite(float* force, float limit) {
+bool dropUnlessFinite(qtTharlenTest& window, float* force, float limit) {
     if (std::isfinite(limit) && std::isfinite(force[0]) && std::isfinite(force[1]) && std::isfinite(force[2]))
         return true;
     for (int i = 0; i < 3; ++i)
         force[i] = 0;
-    m_forceNotFinite = true;
+    window.m_forceNotFinite = true;
     return false;
 }
 
 // The ticks over the limit need not be consecutive: they are counted within one excursion, until the force is
 // zero again. A corner counts for each of its walls.
 void qtTharlenTest::checkBoxTest(int tharlen_id, float* devForce) {
-    const auto nominalMaxForce = static_cast<float>(boxForceLimit(tharlen_id) / modelLine().box.popThrough);
+    const auto nominalMaxForce = static_cast<float>(boxForceLimit(*this, tharlen_id) / modelLine().box.popThrough);
     float cPos[3] = {};
     get_tharlen_pos(tharlen_id, cPos);
 
@@ -218,7 +222,7 @@ void qtTharlenTest::forceProgressUpdate() {
     showStyle(ui.boxTest_status, passed ? kPassStyle : kNotYetStyle);
     repData->bBoxPass = passed;
     if (passed)
-        openLastTests();
+        openLastTests(*this);
     // The operator can always go on: the report carries the failure. The timer is another page's too, which is no way
     // on.
     if (ui.tabWidget->tabText(ui.tabWidget->currentIndex()) == "Box Test")
@@ -226,7 +230,7 @@ void qtTharlenTest::forceProgressUpdate() {
 }
 
 /// In manufacturing: as the box is passed, or as the operator goes on without.
-void qtTharlenTest::openLastTests() {
-    placeTab("Servoloop");
-    placeTab("Summary");
+void openLastTests(qtTharlenTest& window) {
+    placeTab(window, "Servoloop");
+    placeTab(window, "Summary");
 }

@@ -3,11 +3,13 @@
 //   AUTO      three axes find their home flags while the arm is moved through its range
 //   INKWELL   the arm rests in the ink well for a number of ticks
 //   RESET     the operator holds the reset pose and triggers it
+#include "calibrate.h"
 #include "modellines.h"
 #include "plaintext.h"
 #include "qttharlentest.h"
 #include "restyle.h"
 #include "servostate.h"
+#include "tabs.h"
 
 namespace {
 
@@ -23,69 +25,46 @@ constexpr char kMoveText[] =
 
 // --- The tab ---------------------------------------------------------------------------------------
 
-void qtTharlenTest::enterCalibrate() {
-    if (manufMode)
+void enterCalibrate(qtTharlenTest& window) {
+    auto& ui = window.ui;
+    if (window.manufMode)
         ui.tabWidget->setTabEnabled(1, false);
     ui.calibrate_textbrowser1->clear();
     ui.calibrate_textbrowser2->clear();
-    if (csTharlenID < 0)
+    if (window.csTharlenID < 0)
         return;
-    enable_tharlen_velocity_check(csTharlenID, 0);
-    onCalibrationTab();
-    checkCalibTimer->start(20);
+    enable_tharlen_velocity_check(window.csTharlenID, 0);
+    window.onCalibrationTab();
+    window.checkCalibTimer->start(20);
 }
 
-void qtTharlenTest::leaveCalibrate() {
-    if (csTharlenID >= 0)
-        enable_tharlen_velocity_check(csTharlenID, 1);
+void leaveCalibrate(qtTharlenTest& window) {
+    if (window.csTharlenID >= 0)
+        enable_tharlen_velocity_check(window.csTharlenID, 1);
     startCalibTest = false;
-    checkCalibTimer->stop();
+    window.checkCalibTimer->stop();
 }
 
 // --- Preparing the tab -----------------------------------------------------------------------------
 
-// Each entry discards the stored calibration: the device is always calibrated from nothing here. What the styles show
-// goes first, since a device of no known style would keep what another one left.
-void qtTharlenTest::onCalibrationTab() {
-    const int id = csTharlenID;
-    const QString model = shownModelName(QString::fromLatin1(get_tharlen_model_type(id)));
-    appendPlain(ui.calibrate_textbrowser1, "You have chosen the following device profile for testing: "
-                                               + ui.m_cmbTHARLeN->currentText() + "\nDevice model type: " + model);
-    validCalibType = is_calibration_supported(id);
-    m_form.putBack({ui.calibrate_button, ui.calibTimerLabel, ui.pinch_calibrate_button});
-    ui.calibrate_button->setStyleSheet(kNotYetStyle);
-    ui.calibrate_button->setEnabled(true);
-    ui.calibTimerLabel->setEnabled(true);
-    ui.frame11->hide();
-    hideHomeIndicators();
-    bResetCalib = false;
-    onClickLoseCalibration();
-    if (validCalibType != 0)
-        prepareCalibrationStyle();
-    else
-        prepareResetCalibration();
-    preparePinchCalibration();
+static void hideHomeIndicators(qtTharlenTest& window) {
+    auto& ui = window.ui;
+    ui.X_HOME->hide();
+    ui.Y_HOME->hide();
+    ui.Z_HOME->hide();
 }
 
-void qtTharlenTest::showCalibrationIllustration(const char* file) {
-    ui.frame11->setStyleSheet(
+static void showCalibrationIllustration(qtTharlenTest& window, const char* file) {
+    window.ui.frame11->setStyleSheet(
         QString("* { border-image: url(:/qtTharlenTest/Resources/%1); }").arg(QLatin1String(file)));
 }
 
-void qtTharlenTest::prepareCalibrationStyle() {
-    startCalibTest = true;
-    const ModelLine& line = modelLine();
-    if (line.calibration == Calibration::HomeSensors)
-        prepareAutoCalibration();
-    else if (line.calibration == Calibration::InkWell)
-        prepareInkwellCalibration(line.illustration, QString(kInkwellText) + line.calibrationNote);
-}
-
-void qtTharlenTest::prepareAutoCalibration() {
+static void prepareAutoCalibration(qtTharlenTest& window) {
+    auto& ui = window.ui;
     ui.frame11->show();
-    showCalibrationIllustration(modelLine().illustration);
+    showCalibrationIllustration(window, window.modelLine().illustration);
     bCalibMsgDispOnce = false;
-    checkCalibTimer->start(kCheckPeriod);
+    window.checkCalibTimer->start(kCheckPeriod);
     ui.calibrate_button->setEnabled(false);
     ui.calibrate_button->setStyleSheet(kNotYetStyle);
     ui.calibTimerLabel->setEnabled(true);
@@ -100,21 +79,32 @@ void qtTharlenTest::prepareAutoCalibration() {
     }
 }
 
-void qtTharlenTest::prepareInkwellCalibration(const char* illustration, const QString& text) {
+static void prepareInkwellCalibration(qtTharlenTest& window, const char* illustration, const QString& text) {
+    auto& ui = window.ui;
     ui.frame11->show();
-    showCalibrationIllustration(illustration);
+    showCalibrationIllustration(window, illustration);
     bCalibMsgDispOnce = false;
-    checkCalibTimer->start(kCheckPeriod);
+    window.checkCalibTimer->start(kCheckPeriod);
     ui.calibrate_button->setEnabled(true);
     ui.calibrate_button->setText("CALIBRATE ?");
     ui.calibTimerLabel->setEnabled(false);
     ui.calibrate_textbrowser2->append(text);
 }
 
+static void prepareCalibrationStyle(qtTharlenTest& window) {
+    startCalibTest = true;
+    const ModelLine& line = window.modelLine();
+    if (line.calibration == Calibration::HomeSensors)
+        prepareAutoCalibration(window);
+    else if (line.calibration == Calibration::InkWell)
+        prepareInkwellCalibration(window, line.illustration, QString(kInkwellText) + line.calibrationNote);
+}
+
 // Meant: the illustration is set and stays unseen.
-void qtTharlenTest::prepareResetCalibration() {
-    showCalibrationIllustration("Tharlen1.5_calibration.png");
-    if (is_tharlen_reset_supported(csTharlenID) != 0) {
+static void prepareResetCalibration(qtTharlenTest& window) {
+    auto& ui = window.ui;
+    showCalibrationIllustration(window, "Tharlen1.5_calibration.png");
+    if (is_tharlen_reset_supported(window.csTharlenID) != 0) {
         ui.calibrate_button->setEnabled(true);
         ui.calibrate_textbrowser2->append("This Tharlen model undergoes RESET type calibration.");
         ui.calibrate_textbrowser2->append(
@@ -125,13 +115,73 @@ void qtTharlenTest::prepareResetCalibration() {
     }
 }
 
-void qtTharlenTest::hideHomeIndicators() {
-    ui.X_HOME->hide();
-    ui.Y_HOME->hide();
-    ui.Z_HOME->hide();
+// Each entry discards the stored calibration: the device is always calibrated from nothing here. What the styles show
+// goes first, since a device of no known style would keep what another one left.
+void qtTharlenTest::onCalibrationTab() {
+    const int id = csTharlenID;
+    const QString model = shownModelName(QString::fromLatin1(get_tharlen_model_type(id)));
+    appendPlain(ui.calibrate_textbrowser1, "You have chosen the following device profile for testing: "
+                                               + ui.m_cmbTHARLeN->currentText() + "\nDevice model type: " + model);
+    validCalibType = is_calibration_supported(id);
+    m_form.putBack({ui.calibrate_button, ui.calibTimerLabel, ui.pinch_calibrate_button});
+    ui.calibrate_button->setStyleSheet(kNotYetStyle);
+    ui.calibrate_button->setEnabled(true);
+    ui.calibTimerLabel->setEnabled(true);
+    ui.frame11->hide();
+    hideHomeIndicators(*this);
+    bResetCalib = false;
+    onClickLoseCalibration();
+    if (validCalibType != 0)
+        prepareCalibrationStyle(*this);
+    else
+        prepareResetCalibration(*this);
+    preparePinchCalibration(*this);
 }
 
 // --- Completion ------------------------------------------------------------------------------------
+
+/// The record, and in manufacturing the way on.
+static void passCalibration(qtTharlenTest& window) {
+    window.repData->bCalibrationPass = true;
+    window.checkCalibTimer->stop();
+    if (!window.manufMode)
+        return;
+    placeTab(window, "Read Encoder");
+    window.ui.next_button->setEnabled(true);
+}
+
+static void finishInkwellCalibration(qtTharlenTest& window) {
+    auto& ui = window.ui;
+    ui.calibrate_textbrowser2->append("Nolva calibration successfully updated.");
+    ui.calibrate_button->setText("CALIBRATION DONE !");
+    ui.calibrate_button->setStyleSheet(kPassStyle);
+    passCalibration(window);
+}
+
+static void showHomeFound(qtTharlenTest& window, int axis) {
+    auto& ui = window.ui;
+    QLabel* const indicators[3] = {ui.X_HOME, ui.Y_HOME, ui.Z_HOME};
+    const char* const texts[3] = {"X HOME FOUND", "Y HOME FOUND", "Z HOME FOUND"};
+    showText(indicators[axis], texts[axis]);
+    showStyle(indicators[axis], kPassStyle);
+}
+
+// The status is read on success and without it: this is what turns the flags that were found into a calibration.
+static void updateAutoCalibration(qtTharlenTest& window) {
+    auto& ui = window.ui;
+    if (window.isCorvaleCalibrated(window.csTharlenID)) {
+        ui.calibrate_textbrowser2->append("Calibration updated for Nolva X..");
+        ui.calibrate_button->setStyleSheet(kPassStyle);
+        ui.calibrate_button->setEnabled(true);
+        ui.calibrate_button->setText("CALIBRATION DONE");
+        for (int axis = 0; axis < 3; ++axis)
+            showHomeFound(window, axis);
+        passCalibration(window);
+    }
+    int status = 0;
+    if (get_calibration_status(window.csTharlenID, &status) >= 0 && status == kCalibrationNeeded)
+        update_calibration(window.csTharlenID);
+}
 
 // The ticks in the ink well add up over visits to it and to the tab.
 void qtTharlenTest::updateOrdaCorvaleCalib() {
@@ -142,55 +192,15 @@ void qtTharlenTest::updateOrdaCorvaleCalib() {
     if (line.calibration == Calibration::InkWell) {
         int& ticks = dockedTicks[line.dockedReading];
         if (line.docked(get_inkwell_switch(csTharlenID)) && ++ticks == line.dockedTicks) {
-            finishInkwellCalibration();
+            finishInkwellCalibration(*this);
             ticks = 0;
             if (isCNolvaDevice())
                 startCalibTest = false;
         }
         ui.calibTimerLabel->setText(QString());
     } else if (line.calibration == Calibration::HomeSensors) {
-        updateAutoCalibration();
+        updateAutoCalibration(*this);
     }
-}
-
-void qtTharlenTest::finishInkwellCalibration() {
-    ui.calibrate_textbrowser2->append("Nolva calibration successfully updated.");
-    ui.calibrate_button->setText("CALIBRATION DONE !");
-    ui.calibrate_button->setStyleSheet(kPassStyle);
-    passCalibration();
-}
-
-/// The record, and in manufacturing the way on.
-void qtTharlenTest::passCalibration() {
-    repData->bCalibrationPass = true;
-    checkCalibTimer->stop();
-    if (!manufMode)
-        return;
-    placeTab("Read Encoder");
-    ui.next_button->setEnabled(true);
-}
-
-// The status is read on success and without it: this is what turns the flags that were found into a calibration.
-void qtTharlenTest::updateAutoCalibration() {
-    if (isCorvaleCalibrated(csTharlenID)) {
-        ui.calibrate_textbrowser2->append("Calibration updated for Nolva X..");
-        ui.calibrate_button->setStyleSheet(kPassStyle);
-        ui.calibrate_button->setEnabled(true);
-        ui.calibrate_button->setText("CALIBRATION DONE");
-        for (int axis = 0; axis < 3; ++axis)
-            showHomeFound(axis);
-        passCalibration();
-    }
-    int status = 0;
-    if (get_calibration_status(csTharlenID, &status) >= 0 && status == kCalibrationNeeded)
-        update_calibration(csTharlenID);
-}
-
-void qtTharlenTest::showHomeFound(int axis) {
-    QLabel* const indicators[3] = {ui.X_HOME, ui.Y_HOME, ui.Z_HOME};
-    const char* const texts[3] = {"X HOME FOUND", "Y HOME FOUND", "Z HOME FOUND"};
-    showText(indicators[axis], texts[axis]);
-    showStyle(indicators[axis], kPassStyle);
 }
 
 // Hardware revisions 2 to 7 have three flags and two gaps on X and Y and one flag on Z; on others one flag an
@@ -208,7 +218,7 @@ bool qtTharlenTest::isCorvaleCalibrated(int id) {
         const int gaps = loadRelaxed(mpSensorData[axis].nGaps);
         const bool found = !manyFlags ? flags > 0 : axis == 2 ? flags == 1 : flags == 3 && gaps == 2;
         if (found)
-            showHomeFound(axis);
+            showHomeFound(*this, axis);
         all = all && found;
     }
     return all && isInkwellCalibrated(id);
@@ -233,15 +243,15 @@ void qtTharlenTest::onClickCalibrateButton() {
         ui.calibrate_textbrowser2->append(QString("Forced the Calibration update for %1..").arg(line.name));
         repData->bCalibrationPass = true;
     } else if (line.calibration == Calibration::ResetPose && is_tharlen_reset_supported(id) != 0) {
-        repData->bCalibrationPass = resetCalibration();
+        repData->bCalibrationPass = resetCalibration(*this);
         ui.calibrate_button->setStyleSheet(repData->bCalibrationPass ? kPassStyle : kNotYetStyle);
     }
 }
 
-bool qtTharlenTest::resetCalibration() {
-    const bool good = tharlen_reset(csTharlenID) == 0;
-    ui.calibrate_textbrowser2->append(good ? "Tharlen successfully underwent RESET calibration.\n"
-                                           : "Error encountered during RESET calibration procedure.\n ");
+bool resetCalibration(qtTharlenTest& window) {
+    const bool good = tharlen_reset(window.csTharlenID) == 0;
+    window.ui.calibrate_textbrowser2->append(good ? "Tharlen successfully underwent RESET calibration.\n"
+                                                  : "Error encountered during RESET calibration procedure.\n ");
     return good;
 }
 

@@ -1,4 +1,5 @@
 // Calibration of a pinch grip: two presses capture the two ends of its travel.
+#include "calibrate.h"
 #include "qttharlentest.h"
 #include "restyle.h"
 #include "servostate.h"
@@ -37,14 +38,15 @@ const GripTexts* textsOf(unsigned long option) {
 
 }  // namespace
 
-void qtTharlenTest::preparePinchCalibration() {
-    const int id = csTharlenID;
+void preparePinchCalibration(qtTharlenTest& window) {
+    auto& ui = window.ui;
+    const int id = window.csTharlenID;
     if (tharlen_check_for_pinch(id) == 0) {
         ui.pinch_calibrate_button->hide();
         return;
     }
     ui.pinch_calibrate_button->show();
-    const GripTexts* texts = textsOf(selectedDevice()->m_nExtra6DOFOption);
+    const GripTexts* texts = textsOf(window.selectedDevice()->m_nExtra6DOFOption);
     if (is_pinch_calibrated(id) != 0) {
         ui.pinch_calibrate_button->setEnabled(false);
         if (!texts)
@@ -64,14 +66,14 @@ void qtTharlenTest::preparePinchCalibration() {
 }
 
 /// Alt+P, which the prompts speak of. Nothing where no grip waits to be calibrated.
-void qtTharlenTest::pressPinchByKey() {
-    const bool onTab = ui.tabWidget->tabText(ui.tabWidget->currentIndex()) == "Calibrate";
-    if (csTharlenID >= 0 && onTab && startPinchCalibration && is_pinch_calibrated(csTharlenID) == 0)
-        onClickCalibratePinch();
+void pressPinchByKey(qtTharlenTest& window) {
+    const bool onTab = window.ui.tabWidget->tabText(window.ui.tabWidget->currentIndex()) == "Calibrate";
+    if (window.csTharlenID >= 0 && onTab && startPinchCalibration && is_pinch_calibrated(window.csTharlenID) == 0)
+        window.onClickCalibratePinch();
 }
 
 /// Another device's grip has both of its ends before it.
-void qtTharlenTest::forgetPinchPresses() {
+void forgetPinchPresses(qtTharlenTest& window) {
     pinchPresses = 0;
     startPinchCalibration = false;
 }

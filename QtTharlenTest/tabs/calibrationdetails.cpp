@@ -5,8 +5,10 @@
 #include <cstdio>
 
 #include "modellines.h"
+#include "motorsoff.h"
 #include "qttharlentest.h"
 #include "servostate.h"
+#include "tabs.h"
 
 namespace {
 
@@ -53,17 +55,17 @@ QString widthText(const char* kind, int index, const SENSOR_WIDTH_LIMIT& limit, 
 
 // --- The tab ---------------------------------------------------------------------------------------
 
-void qtTharlenTest::enterCalibrationDetails() {
-    if (csTharlenID >= 0)
-        onCalibrationDetailTab();
+void enterCalibrationDetails(qtTharlenTest& window) {
+    if (window.csTharlenID >= 0)
+        window.onCalibrationDetailTab();
 }
 
 // The widths are judged once, at leaving, from the last state of the sensors.
-void qtTharlenTest::leaveCalibrationDetails() {
-    if (!calibDetailTimer->isActive())
+void leaveCalibrationDetails(qtTharlenTest& window) {
+    if (!window.calibDetailTimer->isActive())
         return;
-    verifyFlagGapWidth();
-    calibDetailTimer->stop();
+    window.verifyFlagGapWidth();
+    window.calibDetailTimer->stop();
 }
 
 // --- The tab ---------------------------------------------------------------------------------------
@@ -99,6 +101,41 @@ void qtTharlenTest::updateCalibrationData() {
     PrepareOutputString2();
 }
 
+static void appendSensors(qtTharlenTest& window, QString& text, const char* kind, int axis, SENSOR_TOKEN type) {
+    AXIS_SENSOR_DATA& sensors = window.mpSensorData[axis];
+    for (int i = 0; i < 3; ++i) {
+        const SENSOR_DATA* shared = loadRelaxed(type == FLAG_TOKEN ? sensors.psdFlagData[i] : sensors.psdGapData[i]);
+        if (!shared)
+            continue;
+        const SENSOR_DATA data = readSensor(*shared);
+        print(text, "    %s %d: start %d, stop %d, width %d, mid. %d, vel. %d (%s)\r\n", kind, i + 1,
+              static_cast<int>(data.lStart), static_cast<int>(data.lStop), static_cast<int>(data.lWidth),
+              static_cast<int>(data.lMidPoint), static_cast<int>(data.lVelocity),
+              window.isFlagGapValid(&sensors, axis, i, type) ? szValid : szInvalid);
+    }
+}
+
+/// Copies what the sensors saw into m_rd, which keeps its copies for the window's life.
+static void keepSensorData(qtTharlenTest& window) {
+    const auto keep = [](SENSOR_DATA*& target, SENSOR_DATA& place, SENSOR_DATA* const& source) {
+        const SENSOR_DATA* shared = loadRelaxed(source);
+        if (!shared)
+            return;
+        target = &place;
+        place = readSensor(*shared);
+    };
+    for (int axis = 0; axis < 3; ++axis) {
+        window.m_rd.asdData[axis].nFlags = loadRelaxed(window.mpSensorData[axis].nFlags);
+        window.m_rd.asdData[axis].nGaps = loadRelaxed(window.mpSensorData[axis].nGaps);
+        for (int i = 0; i < 3; ++i) {
+            keep(window.m_rd.asdData[axis].psdFlagData[i], window.m_keptFlags[axis][i],
+                 window.mpSensorData[axis].psdFlagData[i]);
+            keep(window.m_rd.asdData[axis].psdGapData[i], window.m_keptGaps[axis][i],
+                 window.mpSensorData[axis].psdGapData[i]);
+        }
+    }
+}
+
 void qtTharlenTest::PrepareOutputString1() {
     if (!m_pCalibration)
         return;
@@ -122,48 +159,15 @@ void qtTharlenTest::PrepareOutputString1() {
     for (int axis = 0; axis < 3; ++axis) {
         print(text, "%c axis\r\n", acAxes[axis]);
         print(text, "Found %d flag(s)\r\n", loadRelaxed(mpSensorData[axis].nFlags));
-        appendSensors(text, "Flag", axis, FLAG_TOKEN);
+        appendSensors(*this, text, "Flag", axis, FLAG_TOKEN);
         if (axis == 2)
             continue;
         print(text, "Found %d gap(s)\r\n", loadRelaxed(mpSensorData[axis].nGaps));
-        appendSensors(text, "Gap", axis, GAP_TOKEN);
+        appendSensors(*this, text, "Gap", axis, GAP_TOKEN);
         text += "\r\n";
     }
     ui.calibDetails_textBox1->setText(text);
-    keepSensorData();
-}
-
-void qtTharlenTest::appendSensors(QString& text, const char* kind, int axis, SENSOR_TOKEN type) {
-    AXIS_SENSOR_DATA& sensors = mpSensorData[axis];
-    for (int i = 0; i < 3; ++i) {
-        const SENSOR_DATA* shared = loadRelaxed(type == FLAG_TOKEN ? sensors.psdFlagData[i] : sensors.psdGapData[i]);
-        if (!shared)
-            continue;
-        const SENSOR_DATA data = readSensor(*shared);
-        print(text, "    %s %d: start %d, stop %d, width %d, mid. %d, vel. %d (%s)\r\n", kind, i + 1,
-              static_cast<int>(data.lStart), static_cast<int>(data.lStop), static_cast<int>(data.lWidth),
-              static_cast<int>(data.lMidPoint), static_cast<int>(data.lVelocity),
-              isFlagGapValid(&sensors, axis, i, type) ? szValid : szInvalid);
-    }
-}
-
-/// Copies what the sensors saw into m_rd, which keeps its copies for the window's life.
-void qtTharlenTest::keepSensorData() {
-    const auto keep = [](SENSOR_DATA*& target, SENSOR_DATA& place, SENSOR_DATA* const& source) {
-        const SENSOR_DATA* shared = loadRelaxed(source);
-        if (!shared)
-            return;
-        target = &place;
-        place = readSensor(*shared);
-    };
-    for (int axis = 0; axis < 3; ++axis) {
-        m_rd.asdData[axis].nFlags = loadRelaxed(mpSensorData[axis].nFlags);
-        m_rd.asdData[axis].nGaps = loadRelaxed(mpSensorData[axis].nGaps);
-        for (int i = 0; i < 3; ++i) {
-            keep(m_rd.asdData[axis].psdFlagData[i], m_keptFlags[axis][i], mpSensorData[axis].psdFlagData[i]);
-            keep(m_rd.asdData[axis].psdGapData[i], m_keptGaps[axis][i], mpSensorData[axis].psdGapData[i]);
-        }
-    }
+    keepSensorData(*this);
 }
 
 // The order of the registers is not the axis order: X is usQuad0, as the names say.
@@ -209,6 +213,34 @@ BOOL qtTharlenTest::isFlagGapValid(void* pvSensorData, int nAxis, int nToken, SE
     return limit.lMinWidth <= width && width <= limit.lMaxWidth;
 }
 
+static void verifyManyFlags(qtTharlenTest& window) {
+    int k = 0;
+    int m = 0;
+    for (int axis = 0; axis < 3; ++axis) {
+        const AXIS_SENSOR_WIDTH_LIMITS& limits = window.m_cdCorvale.axswlWidthLimits[axis];
+        for (int j = 0; j < (axis == 2 ? 1 : 3); ++j, ++k) {
+            const SENSOR_DATA* flag = loadRelaxed(window.mpSensorData[axis].psdFlagData[j]);
+            window.bFlagPassRev7[k] = flag && within(limits.aswlFlagLimits[j], flag);
+            window.rev7FlagDataString[k] = widthText("Flag", j, limits.aswlFlagLimits[j], flag);
+        }
+        for (int j = 0; j < (axis == 2 ? 0 : 2); ++j, ++m) {
+            const SENSOR_DATA* gap = loadRelaxed(window.mpSensorData[axis].psdGapData[j]);
+            window.bGapPass[m] = gap && within(limits.aswlGapLimits[j], gap);
+            window.GapDataString[m] = widthText("Gap", j, limits.aswlGapLimits[j], gap);
+        }
+    }
+}
+
+static void verifyOneFlagAnAxis(qtTharlenTest& window) {
+    for (int axis = 0; axis < 3; ++axis) {
+        const int index = axis == 2 ? 0 : 1;
+        const SENSOR_WIDTH_LIMIT& limit = window.m_cdCorvale.axswlWidthLimits[axis].aswlFlagLimits[index];
+        const SENSOR_DATA* flag = loadRelaxed(window.mpSensorData[axis].psdFlagData[index]);
+        window.bFlagPass[axis] = flag && within(limit, flag);
+        window.flagDataString[axis] = widthText("Flag", index, limit, flag);
+    }
+}
+
 // The verdicts and texts are where a later report line would take them from; nothing reads them.
 void qtTharlenTest::verifyFlagGapWidth() {
     if (!hasHomeSensors(modelLine()))
@@ -219,37 +251,9 @@ void qtTharlenTest::verifyFlagGapWidth() {
     mpSensorData = m_pCalibration->GetAxisSensorData();
     const int firmRev = get_hardware_rev(csTharlenID);
     if (hasManyFlags(firmRev))
-        verifyManyFlags();
+        verifyManyFlags(*this);
     else
-        verifyOneFlagAnAxis();
-}
-
-void qtTharlenTest::verifyManyFlags() {
-    int k = 0;
-    int m = 0;
-    for (int axis = 0; axis < 3; ++axis) {
-        const AXIS_SENSOR_WIDTH_LIMITS& limits = m_cdCorvale.axswlWidthLimits[axis];
-        for (int j = 0; j < (axis == 2 ? 1 : 3); ++j, ++k) {
-            const SENSOR_DATA* flag = loadRelaxed(mpSensorData[axis].psdFlagData[j]);
-            bFlagPassRev7[k] = flag && within(limits.aswlFlagLimits[j], flag);
-            rev7FlagDataString[k] = widthText("Flag", j, limits.aswlFlagLimits[j], flag);
-        }
-        for (int j = 0; j < (axis == 2 ? 0 : 2); ++j, ++m) {
-            const SENSOR_DATA* gap = loadRelaxed(mpSensorData[axis].psdGapData[j]);
-            bGapPass[m] = gap && within(limits.aswlGapLimits[j], gap);
-            GapDataString[m] = widthText("Gap", j, limits.aswlGapLimits[j], gap);
-        }
-    }
-}
-
-void qtTharlenTest::verifyOneFlagAnAxis() {
-    for (int axis = 0; axis < 3; ++axis) {
-        const int index = axis == 2 ? 0 : 1;
-        const SENSOR_WIDTH_LIMIT& limit = m_cdCorvale.axswlWidthLimits[axis].aswlFlagLimits[index];
-        const SENSOR_DATA* flag = loadRelaxed(mpSensorData[axis].psdFlagData[index]);
-        bFlagPass[axis] = flag && within(limit, flag);
-        flagDataString[axis] = widthText("Flag", index, limit, flag);
-    }
+        verifyOneFlagAnAxis(*this);
 }
 
 // --- The calibration file --------------------------------------------------------------------------
@@ -280,7 +284,7 @@ void qtTharlenTest::onClickLoseCalibration() {
         return;
     }
     enable_tharlen_forces(csTharlenID);
-    restartLoop();
+    restartLoop(*this);
     bResetCalib = false;
 }
 
@@ -289,12 +293,12 @@ void qtTharlenTest::onClickLoseCalibration() {
 void qtTharlenTest::onClickUpdateCalibration() {
     if (csTharlenID < 0)
         return;
-    stopLoop();
+    stopLoop(*this);
     const int uErr = update_calibration(csTharlenID);
     if (uErr > 0)
         ui.calibFileStatus->setText("Updated the calibration.");
     else
         ui.calibFileStatus->setText("Error encountered when updating calibration for "
                                     + ui.m_cmbTHARLeN->currentText());
-    restartLoop();
+    restartLoop(*this);
 }

@@ -3,8 +3,10 @@
 //
 //   tick, every 2000 ms    schedules the pair of switches, reads the fault line, decides
 //   +500 ms, +1000 ms      off, on
+#include "motorsoff.h"
 #include "qttharlentest.h"
 #include "restyle.h"
+#include "tabs.h"
 #include "windowstate.h"
 
 namespace {
@@ -18,27 +20,10 @@ constexpr int kSwitchesToPass = 4;  ///< each way, whatever the model
 
 // --- The tab ---------------------------------------------------------------------------------------
 
-void qtTharlenTest::enterCycleAmps() {
-    if (manufMode)
-        ui.tabWidget->setTabEnabled(3, false);
-    if (csTharlenID >= 0)
-        startCyclingAmps();
-}
-
-// Meant: twice where the test was on.
-void qtTharlenTest::leaveCycleAmps() {
-    m_ampsWatch.end();
-    if (csTharlenID >= 0)
-        forcesOff();
-    if (!ampsGuiUpdateTimer->isActive())
-        return;
-    forcesOff();
-    ampsGuiUpdateTimer->stop();
-}
-
 // The lamp starts without a colour and reads "NULL" until the first switch. Meant: what is set before that is
 // overruled. The fault lamp keeps what an earlier run left.
-void qtTharlenTest::startCyclingAmps() {
+static void startCyclingAmps(qtTharlenTest& window) {
+    auto& ui = window.ui;
     ui.cycleAmps_textBox->clear();
     ui.amp_status_button->setText("OFF");
     ui.amp_status_button->setStyleSheet(kFailStyle);
@@ -46,39 +31,52 @@ void qtTharlenTest::startCyclingAmps() {
     ui.amp_status_button->setStyleSheet(QString());
     cycleAmpsState = cycleAmpsCounterOn = cycleAmpsCounterOff = 0;
     ampsOK = false;
-    m_ampsWatch.start();
-    ampsGuiUpdateTimer->start(kTickPeriod);
+    window.m_ampsWatch.start();
+    window.ampsGuiUpdateTimer->start(kTickPeriod);
 }
 
-// The shots are not cancelled when the tab is left: one that is pending then still switches, unless a device has been
-// opened since.
-void qtTharlenTest::onCycleAmpsTab() {
-    const int opening = m_deviceOpening;
-    QTimer::singleShot(kOffDelay, this, [this, opening] { shootAmplifiers(opening, false); });
-    QTimer::singleShot(kOnDelay, this, [this, opening] { shootAmplifiers(opening, true); });
-    if (unfiltered_device_fault(csTharlenID) != 0)
-        noteAmplifierFault();
-    else
-        noteNoAmplifierFault();
+void enterCycleAmps(qtTharlenTest& window) {
+    if (window.manufMode)
+        window.ui.tabWidget->setTabEnabled(3, false);
+    if (window.csTharlenID >= 0)
+        startCyclingAmps(window);
+}
+
+// Meant: twice where the test was on.
+void leaveCycleAmps(qtTharlenTest& window) {
+    window.m_ampsWatch.end();
+    if (window.csTharlenID >= 0)
+        forcesOff(window);
+    if (!window.ampsGuiUpdateTimer->isActive())
+        return;
+    forcesOff(window);
+    window.ampsGuiUpdateTimer->stop();
+}
+
+static void openTestForces(qtTharlenTest& window) {
+    placeTab(window, "Test Forces");
+    window.ui.next_button->setEnabled(true);
 }
 
 // A fault does not hold the operator back: the failure is recorded and the run may go on. Meant: the text box ends
 // empty, the lamp tells.
-void qtTharlenTest::noteAmplifierFault() {
+static void noteAmplifierFault(qtTharlenTest& window) {
+    auto& ui = window.ui;
     ui.cycleAmps_textBox->append("Device Fault detected..");
     ui.cycleAmps_textBox->clear();
     showText(ui.device_fault_button, "YES");
     showStyle(ui.device_fault_button, kFailStyle);
     ampsOK = false;
-    if (!manufMode)
+    if (!window.manufMode)
         return;
-    repData->bAmplifierPass = false;
-    openTestForces();
+    window.repData->bAmplifierPass = false;
+    openTestForces(window);
 }
 
 // A later tick without a fault passes again: the verdict is that of the last tick that changed it. The fault line
 // of amplifiers that never came on, or of a device that does not answer, may be clean too.
-void qtTharlenTest::noteNoAmplifierFault() {
+static void noteNoAmplifierFault(qtTharlenTest& window) {
+    auto& ui = window.ui;
     showText(ui.device_fault_button, "NO");
     showStyle(ui.device_fault_button, kPassStyle);
     if (cycleAmpsCounterOn < kSwitchesToPass || cycleAmpsCounterOff < kSwitchesToPass || ampsOK)
@@ -86,38 +84,45 @@ void qtTharlenTest::noteNoAmplifierFault() {
     ui.cycleAmps_textBox->clear();
     ui.cycleAmps_textBox->append("The device amplifiers are OK");
     ampsOK = true;
-    if (manufMode) {
-        repData->bAmplifierPass = true;
+    if (window.manufMode) {
+        window.repData->bAmplifierPass = true;
         ui.cycleAmps_textBox->append("PASS");
-        openTestForces();
+        openTestForces(window);
     }
-    const RunSeen seen = m_ampsWatch.seen();
+    const RunSeen seen = window.m_ampsWatch.seen();
     if (seen.wasSilent())
         ui.cycleAmps_textBox->append("Note: the device did not answer while its amplifiers were to be cycled.");
     else if (seen.neverOn())
         ui.cycleAmps_textBox->append("Note: the amplifiers never came on while they were to be cycled.");
 }
 
-void qtTharlenTest::openTestForces() {
-    placeTab("Test Forces");
-    ui.next_button->setEnabled(true);
+// The shots are not cancelled when the tab is left: one that is pending then still switches, unless a device has been
+// opened since.
+void qtTharlenTest::onCycleAmpsTab() {
+    const int opening = m_deviceOpening;
+    QTimer::singleShot(kOffDelay, this, [this, opening] { shootAmplifiers(*this, opening, false); });
+    QTimer::singleShot(kOnDelay, this, [this, opening] { shootAmplifiers(*this, opening, true); });
+    if (unfiltered_device_fault(csTharlenID) != 0)
+        noteAmplifierFault(*this);
+    else
+        noteNoAmplifierFault(*this);
 }
 
 /// Out of its order: no switch is to come, and the lamp tells what is so.
-void qtTharlenTest::endCyclingAmps() {
-    ampsGuiUpdateTimer->stop();
-    m_ampsWatch.end();
-    ++m_deviceOpening;
+void endCyclingAmps(qtTharlenTest& window) {
+    window.ampsGuiUpdateTimer->stop();
+    window.m_ampsWatch.end();
+    ++window.m_deviceOpening;
     if (cycleAmpsState == 0)
         return;
     cycleAmpsState = 0;
-    ui.amp_status_button->setText("OFF");
-    ui.amp_status_button->setStyleSheet(kFailStyle);
+    window.ui.amp_status_button->setText("OFF");
+    window.ui.amp_status_button->setStyleSheet(kFailStyle);
 }
 
-void qtTharlenTest::shootAmplifiers(int opening, bool on) {
-    if (opening == m_deviceOpening)
-        on ? enableAmplifiers() : disableAmplifiers();
+void shootAmplifiers(qtTharlenTest& window, int opening, bool on) {
+    if (opening == window.m_deviceOpening)
+        on ? window.enableAmplifiers() : window.disableAmplifiers();
 }
 
 void qtTharlenTest::enableAmplifiers() {
@@ -133,7 +138,7 @@ void qtTharlenTest::enableAmplifiers() {
 void qtTharlenTest::disableAmplifiers() {
     if (cycleAmpsState == 0)
         return;
-    forcesOffNoWait();
+    forcesOffNoWait(*this);
     ui.amp_status_button->setText("OFF");
     ui.amp_status_button->setStyleSheet(kFailStyle);
     ++cycleAmpsCounterOff;

@@ -3,8 +3,11 @@
 #include <QDateTime>
 
 #include "modellines.h"
+#include "motorsoff.h"
 #include "qttharlentest.h"
 #include "servostate.h"
+#include "tabs.h"
+#include "testforces.h"
 
 namespace {
 
@@ -51,40 +54,55 @@ int hoursInMilliseconds(int hours) { return static_cast<int>(static_cast<unsigne
 // --- The tab ---------------------------------------------------------------------------------------
 
 // Meant: the group of the gimbal's recorder is hidden here and nothing shows it again.
-void qtTharlenTest::enterEncoderTest() {
-    if (csTharlenID < 0)
+void enterEncoderTest(qtTharlenTest& window) {
+    auto& ui = window.ui;
+    if (window.csTharlenID < 0)
         return;
     ui.runEncoderTest_button->setEnabled(true);
     ui.runGimbalEncoderTest_button->setEnabled(true);
     ui.stopEncoderTest_button->setEnabled(false);
     ui.stopGimbalEncoderTest_button->setEnabled(false);
     ui.groupBox_22->hide();
-    initEncoderTestPars();
+    window.initEncoderTestPars();
+}
+
+// No file is opened for these lines: without a device they are not written.
+static void traceHomeSensor(qtTharlenTest& window, const EncoderTestEvent& event) {
+    if (!window.traceEncStream.device() && !window.traceEncStream.string())
+        return;
+    window.traceEncStream << "XYZ"[event.axis] << (event.values[2] != 0 ? " Sensor ON at " : " Sensor OFF at ")
+                          << static_cast<long>(event.values[0]) << " at Temperature "
+                          << static_cast<float>(event.values[1]) << "\n";
+}
+
+/// Appends what has come to the log. True when the time was up.
+static bool takeEncoderTestEvents(qtTharlenTest& window) {
+    bool stop = false;
+    EncoderTestEvent event;
+    while (window.m_encoderTestEvents.pop(event)) {
+        if (event.kind == EncoderTestEvent::Stop)
+            stop = true;
+        else if (event.kind == EncoderTestEvent::SensorEdge)
+            traceHomeSensor(window, event);
+        else
+            window.ui.encoderTest_debug->append(lineOf(event));
+    }
+    return stop;
 }
 
 // Buttons and lines of a run stay as they are until the next entry. A stop that came in this moment is not clicked:
 // it would turn off the forces of the next tab.
-void qtTharlenTest::leaveEncoderTest() {
+void leaveEncoderTest(qtTharlenTest& window) {
     startEncoderTest = false;
-    m_encoderWatch.end();
-    takeEncoderTestEvents();
+    window.m_encoderWatch.end();
+    takeEncoderTestEvents(window);
 }
 
 // --- Options ---------------------------------------------------------------------------------------
 
-void qtTharlenTest::connectEncoderTestOptions() {
-    const auto handOver = [this] { handOverEncoderTestOptions(); };
-    for (QAbstractButton* button :
-         std::initializer_list<QAbstractButton*>{ui.testRadio1, ui.testRadio2, ui.testRadio3, ui.testRadio4eva,
-                                                 ui.encoderTestPeriodicCheck, ui.checkTestDegrees})
-        connect(button, &QAbstractButton::toggled, this, handOver);
-    for (QSpinBox* box : {ui.SpinBoxTest, ui.encoderTestTempSpinBox, ui.encoderTestLoopsSpinBox})
-        connect(box, QOverload<int>::of(&QSpinBox::valueChanged), this, handOver);
-    handOver();
-}
-
 // The limit is stored before the choice that brings it into force, so that no tick sees half of a change.
-void qtTharlenTest::handOverEncoderTestOptions() {
+static void handOverEncoderTestOptions(qtTharlenTest& window) {
+    auto& ui = window.ui;
     const bool unlimited = ui.testRadio4eva->isChecked();
     if (!unlimited)
         encoderTestMaxTime = ui.testRadio1->isChecked()   ? 600000
@@ -98,6 +116,17 @@ void qtTharlenTest::handOverEncoderTestOptions() {
     encoderTestDegrees = ui.checkTestDegrees->isChecked();
 }
 
+void connectEncoderTestOptions(qtTharlenTest& window) {
+    const auto handOver = [&window] { handOverEncoderTestOptions(window); };
+    for (QAbstractButton* button : std::initializer_list<QAbstractButton*>{
+             window.ui.testRadio1, window.ui.testRadio2, window.ui.testRadio3, window.ui.testRadio4eva,
+             window.ui.encoderTestPeriodicCheck, window.ui.checkTestDegrees})
+        QObject::connect(button, &QAbstractButton::toggled, &window, handOver);
+    for (QSpinBox* box : {window.ui.SpinBoxTest, window.ui.encoderTestTempSpinBox, window.ui.encoderTestLoopsSpinBox})
+        QObject::connect(box, QOverload<int>::of(&QSpinBox::valueChanged), &window, handOver);
+    handOver();
+}
+
 // --- Start and stop --------------------------------------------------------------------------------
 
 // A stop in the middle of a test point leaves seekingTestPoint set: this run then begins with one, which is
@@ -106,7 +135,7 @@ void qtTharlenTest::initEncoderTest() {
     const int id = csTharlenID;
     if (id < 0)
         return;
-    takeEncoderTestEvents();
+    takeEncoderTestEvents(*this);
     initEncoderTestPars();
     tempGuiUpdateTimer->start();
     encoderTestTime.start();
@@ -138,14 +167,14 @@ void qtTharlenTest::stopEncoderTest() {
     m_bServoControl = false;
     m_iButtonStep = 0;
     m_encoderWatch.end();
-    forcesOff();
-    takeEncoderTestEvents();
+    forcesOff(*this);
+    takeEncoderTestEvents(*this);
     ui.runEncoderTest_button->setEnabled(true);
     ui.stopEncoderTest_button->setEnabled(false);
     ui.encoderTest_debug->append(timeText() + "Ending Encoder Test");
     encoderTestTime.restart();
     tempGuiUpdateTimer->stop();
-    closeInkwellWarning();
+    closeInkwellWarning(*this);
     if (!modelLine().setsShutdown)
         return;
     // The library replaces the figures by its own, which are then written back.
@@ -156,50 +185,26 @@ void qtTharlenTest::stopEncoderTest() {
 
 // --- Events of the servo thread --------------------------------------------------------------------
 
+// Once a run, as it begins: the log goes on as if the arm were under way.
+static void noteUndrivenArm(qtTharlenTest& window) {
+    const RunSeen seen = window.m_encoderWatch.seen();
+    const bool silent = seen.silentRow >= kUndrivenTicks;
+    if (!startEncoderTest || window.m_undrivenNoted || (!silent && seen.offRow < kUndrivenTicks))
+        return;
+    window.m_undrivenNoted = true;
+    window.ui.encoderTest_debug->append(
+        timeText()
+        + (silent ? "Note: the device does not answer. What follows says nothing about the arm."
+                  : "Note: the amplifiers are not on. The arm is not driven."));
+}
+
 // Looks once more after the flag has gone down, for the tick that was then under way.
 void qtTharlenTest::showEncoderTestEvents() {
     const bool running = startEncoderTest;
     if (!running && !m_encoderTestRan)
         m_encoderTestTimer->stop();
     m_encoderTestRan = running;
-    noteUndrivenArm();
-    if (takeEncoderTestEvents())
+    noteUndrivenArm(*this);
+    if (takeEncoderTestEvents(*this))
         ui.stopEncoderTest_button->click();
-}
-
-// Once a run, as it begins: the log goes on as if the arm were under way.
-void qtTharlenTest::noteUndrivenArm() {
-    const RunSeen seen = m_encoderWatch.seen();
-    const bool silent = seen.silentRow >= kUndrivenTicks;
-    if (!startEncoderTest || m_undrivenNoted || (!silent && seen.offRow < kUndrivenTicks))
-        return;
-    m_undrivenNoted = true;
-    ui.encoderTest_debug->append(timeText()
-                                 + (silent
-                                        ? "Note: the device does not answer. What follows says nothing about the arm."
-                                        : "Note: the amplifiers are not on. The arm is not driven."));
-}
-
-/// Appends what has come to the log. True when the time was up.
-bool qtTharlenTest::takeEncoderTestEvents() {
-    bool stop = false;
-    EncoderTestEvent event;
-    while (m_encoderTestEvents.pop(event)) {
-        if (event.kind == EncoderTestEvent::Stop)
-            stop = true;
-        else if (event.kind == EncoderTestEvent::SensorEdge)
-            traceHomeSensor(event);
-        else
-            ui.encoderTest_debug->append(lineOf(event));
-    }
-    return stop;
-}
-
-// No file is opened for these lines: without a device they are not written.
-void qtTharlenTest::traceHomeSensor(const EncoderTestEvent& event) {
-    if (!traceEncStream.device() && !traceEncStream.string())
-        return;
-    traceEncStream << "XYZ"[event.axis] << (event.values[2] != 0 ? " Sensor ON at " : " Sensor OFF at ")
-                   << static_cast<long>(event.values[0]) << " at Temperature " << static_cast<float>(event.values[1])
-                   << "\n";
 }

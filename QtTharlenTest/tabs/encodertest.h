@@ -40,3 +40,10 @@ struct EncoderTestEvent {
 /// Events that wait for the window. A run makes about one a second and each warning level once in a process,
 /// so that a window which does not look for minutes still gets them all.
 constexpr std::size_t kEncoderTestEvents = 256;
+
+class qtTharlenTest;
+
+/// Keeps the options of the tick current as they are clicked. [graphical thread]
+void connectEncoderTestOptions(qtTharlenTest& window);
+/// A copy of the commands, six DAC counts, valid until the next call. [any thread]
+long* encoderTestCommands(qtTharlenTest& window);

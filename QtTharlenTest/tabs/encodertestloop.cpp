@@ -8,6 +8,7 @@
 #include "modellines.h"
 #include "qttharlentest.h"
 #include "servostate.h"
+#include "tick.h"
 
 namespace {
 
@@ -45,50 +46,25 @@ constexpr HomeSensorStep kHomeSensors[3] = {{kHomeSensor[0], 3}, {kHomeSensor[1]
 
 }  // namespace
 
-void qtTharlenTest::encoderTestBranch(int id) {
+void encoderTestBranch(qtTharlenTest& window, int id) {
     long encoders[6] = {};
     get_encoder_values(id, encoders);
     encoderTestEncoders.store(encoders);
-    command_motor_dac_values(id, runEncoderTest(encoders));
+    command_motor_dac_values(id, window.runEncoderTest(encoders));
 }
 
-long* qtTharlenTest::runEncoderTest(long*) {
-    long encoders[6] = {};
-    get_encoder_values(csTharlenID, encoders);
-    const std::int64_t elapsed = encoderTestTime.elapsed();
-    if (elapsed < kQuiet)
-        return encoderTestCommands();
-    if (elapsed < kTakeUp)
-        m_lDesirePos.store(encoders);
-    if (seekingTestPoint) {
-        runTestPoint(encoders);
-        return encoderTestCommands();
+static void pushAxes(qtTharlenTest& window) {
+    const EncoderTestLine* line = window.modelLine().endurance;
+    if (!line)
+        return;
+    for (int axis = 0; axis < 3; ++axis) {
+        if (window.m_lDACvalues[axis] < window.m_fPosMaxDAC / line->pushPart[axis])
+            window.m_lDACvalues[axis] = window.m_lDACvalues[axis] + line->pushStep[axis];
     }
-    checkTimeLimit(elapsed);
-    float temperatures[6] = {};
-    get_tharlen_temp(csTharlenID, temperatures);
-    if (modelLine().calibration == Calibration::HomeSensors)
-        noteHomeSensors(encoders, temperatures);
-    if (m_bServoControl) {
-        for (int axis = 0; axis < 3; ++axis) {
-            if (controlAxis(axis, encoders[axis], temperatures[axis]))
-                continue;
-            seekingTestPoint = false;  // one that this tick's time limit started would push the aborted arm
-            return abortMotion(csTharlenID);
-        }
-    }
-    followRoute(encoders);
-    return encoderTestCommands();
 }
 
-/// A plain copy for the device.
-long* qtTharlenTest::encoderTestCommands() {
-    for (int i = 0; i < 6; ++i)
-        m_encoderTestDac[i] = m_lDACvalues[i];
-    return m_encoderTestDac;
-}
-
-bool qtTharlenTest::tellWindow(EncoderTestEvent::Kind kind, int axis, double first, double second, double third) {
+static bool tellWindow(qtTharlenTest& window, EncoderTestEvent::Kind kind, int axis, double first, double second = 0,
+                       double third = 0) {
     EncoderTestEvent event;
     event.kind = kind;
     event.axis = axis;
@@ -96,187 +72,213 @@ bool qtTharlenTest::tellWindow(EncoderTestEvent::Kind kind, int axis, double fir
     event.values[0] = first;
     event.values[1] = second;
     event.values[2] = third;
-    return m_encoderTestEvents.push(event);
+    return window.m_encoderTestEvents.push(event);
 }
 
-// Only later ticks see it: this one runs to its end. After an abort the arm is not pushed any more.
-void qtTharlenTest::checkTimeLimit(std::int64_t elapsed) {
-    if (encoderTestForever || elapsed < encoderTestMaxTime)
-        return;
-    if (m_iButtonStep == 2) {
-        if (tellWindow(EncoderTestEvent::Stop, 0, 0))
-            startEncoderTest = false;
-    } else if (m_iButtonStep == 0 && m_bServoControl) {
-        startTestPoint();
+static void logTestPoint(qtTharlenTest& window, const long* encoders) {
+    if (encoderTestDegrees) {
+        float angles[6] = {};
+        get_tharlen_joint_angles(window.csTharlenID, angles);
+        tellWindow(window, EncoderTestEvent::TestPointAngles, 0, angles[0], angles[1], angles[2]);
+    } else {
+        tellWindow(window, EncoderTestEvent::TestPointCounts, 0, encoders[0], encoders[1], encoders[2]);
     }
 }
 
-// --- Test points -----------------------------------------------------------------------------------
-
-void qtTharlenTest::startTestPoint() {
-    seekingTestPoint = true;
-    testPointTimer.restart();
+static void watchSettling(qtTharlenTest& window, const long* encoders) {
+    for (int axis = 0; axis < 3; ++axis) {
+        if (std::labs(encoders[axis] - window.m_lDestination[axis]) > window.m_SettleTolerance)
+            window.m_iReachDestination[axis] = kSettleTicks;
+        else if (window.m_iReachDestination[axis] > 0)
+            window.m_iReachDestination[axis] = window.m_iReachDestination[axis] - 1;
+    }
 }
 
 // Neither route nor faults nor filters run meanwhile. Where the push leaves the arm shows a drift of its
 // encoders from one line of the log to the next.
-void qtTharlenTest::runTestPoint(long* encoders) {
-    pushAxes();
+static void runTestPoint(qtTharlenTest& window, long* encoders) {
+    pushAxes(window);
     if (testPointTimer.elapsed() < kTestPoint)
         return;
-    logTestPoint(encoders);
+    logTestPoint(window, encoders);
     seekingTestPoint = false;
-    m_iButtonStep = 0;
+    window.m_iButtonStep = 0;
     totalLoops = totalLoops + 1;
-    UpdateDestinations(encoders);
-    watchSettling(encoders);
+    window.UpdateDestinations(encoders);
+    watchSettling(window, encoders);
 }
 
-void qtTharlenTest::pushAxes() {
-    const EncoderTestLine* line = encoderTestLine();
-    if (!line)
+static void startTestPoint(qtTharlenTest& window) {
+    seekingTestPoint = true;
+    testPointTimer.restart();
+}
+
+// Only later ticks see it: this one runs to its end. After an abort the arm is not pushed any more.
+static void checkTimeLimit(qtTharlenTest& window, std::int64_t elapsed) {
+    if (encoderTestForever || elapsed < encoderTestMaxTime)
         return;
-    for (int axis = 0; axis < 3; ++axis) {
-        if (m_lDACvalues[axis] < m_fPosMaxDAC / line->pushPart[axis])
-            m_lDACvalues[axis] = m_lDACvalues[axis] + line->pushStep[axis];
+    if (window.m_iButtonStep == 2) {
+        if (tellWindow(window, EncoderTestEvent::Stop, 0, 0))
+            startEncoderTest = false;
+    } else if (window.m_iButtonStep == 0 && window.m_bServoControl) {
+        startTestPoint(window);
     }
 }
-
-void qtTharlenTest::logTestPoint(const long* encoders) {
-    if (encoderTestDegrees) {
-        float angles[6] = {};
-        get_tharlen_joint_angles(csTharlenID, angles);
-        tellWindow(EncoderTestEvent::TestPointAngles, 0, angles[0], angles[1], angles[2]);
-    } else {
-        tellWindow(EncoderTestEvent::TestPointCounts, 0, encoders[0], encoders[1], encoders[2]);
-    }
-}
-
-// --- Home sensors ----------------------------------------------------------------------------------
 
 // Only an edge that comes alone and on the way of its own step is noted.
-void qtTharlenTest::noteHomeSensors(const long* encoders, const float* temperatures) {
-    const CIOConnection* connection = get_connection_data(csTharlenID);
+static void noteHomeSensors(qtTharlenTest& window, const long* encoders, const float* temperatures) {
+    const CIOConnection* connection = get_connection_data(window.csTharlenID);
     if (!connection)
         return;
     const unsigned current = loadRelaxed(connection->m_portInput.ucMiscIn) & kHomeSensorMask;
-    const unsigned diff = m_lastsensor ^ current;
-    m_lastsensor = current;
+    const unsigned diff = window.m_lastsensor ^ current;
+    window.m_lastsensor = current;
     for (int axis = 0; axis < 3; ++axis) {
-        if (diff != kHomeSensors[axis].bit || m_iButtonStep != kHomeSensors[axis].step)
+        if (diff != kHomeSensors[axis].bit || window.m_iButtonStep != kHomeSensors[axis].step)
             continue;
         const bool on = (current & diff) != 0;
-        (on ? ZsensorOn : ZsensorOff)[axis] = encoders[axis];
+        (on ? window.ZsensorOn : window.ZsensorOff)[axis] = encoders[axis];
         if (std::isfinite(temperatures[axis]))
-            (on ? TemperatureOn : TemperatureOff)[axis] = static_cast<long>(temperatures[axis] * 1000.0);
-        tellWindow(EncoderTestEvent::SensorEdge, axis, encoders[axis], temperatures[axis], on);
+            (on ? window.TemperatureOn : window.TemperatureOff)[axis] = static_cast<long>(temperatures[axis] * 1000.0);
+        tellWindow(window, EncoderTestEvent::SensorEdge, axis, encoders[axis], temperatures[axis], on);
     }
-}
-
-// --- Control and its faults ------------------------------------------------------------------------
-
-bool qtTharlenTest::controlAxis(int axis, long encoder, float temperature) {
-    if (std::labs(m_lDesirePos[axis] - m_lDestination[axis]) <= std::labs(m_lDeltaPos[axis]))
-        m_lDesirePos[axis] = m_lDestination[axis].load();
-    else
-        m_lDesirePos[axis] = m_lDesirePos[axis] + m_lDeltaPos[axis];
-
-    const auto error = static_cast<float>(encoder - m_lDesirePos[axis]);
-    if (!withinReach(axis, error) || !coolEnough(axis, temperature))
-        return false;
-    const float wanted = (m_fOffset[axis] + filterStep(m_iir_data[axis], error)) * m_fParity[axis];
-    const auto command = static_cast<int>(std::clamp(wanted, -kIntegerRange, kIntegerRange));
-    if (!withinLimits(axis, command))
-        return false;
-    m_lDACvalues[axis] = std::clamp<int>(command, m_fNegMaxDAC, m_fPosMaxDAC);
-    return true;
 }
 
 // Meant: one counter for all axes and both faults, and one axis inside the band fills it again. An axis that lags
 // alone never ends the run.
-bool qtTharlenTest::withinReach(int axis, float error) {
+static bool withinReach(qtTharlenTest& window, int axis, float error) {
     if (error > -kMotionBand && error < kMotionBand) {
-        m_MotionToleranceTimeCounter = kMotionTolerance;
+        window.m_MotionToleranceTimeCounter = kMotionTolerance;
         return true;
     }
-    m_MotionToleranceTimeCounter = m_MotionToleranceTimeCounter - 1;
-    if (m_MotionToleranceTimeCounter >= 1)
+    window.m_MotionToleranceTimeCounter = window.m_MotionToleranceTimeCounter - 1;
+    if (window.m_MotionToleranceTimeCounter >= 1)
         return true;
-    m_MotionToleranceTimeCounter = kMotionTolerance;
-    tellWindow(EncoderTestEvent::PositionError, axis, error);
+    window.m_MotionToleranceTimeCounter = kMotionTolerance;
+    tellWindow(window, EncoderTestEvent::PositionError, axis, error);
     return false;
 }
 
-bool qtTharlenTest::coolEnough(int axis, float temperature) {
+static bool coolEnough(qtTharlenTest& window, int axis, float temperature) {
     if (!(temperature < encoderTestAbortTemp)) {  // nor what is no number
-        tellWindow(EncoderTestEvent::TemperatureError, axis, temperature);
+        tellWindow(window, EncoderTestEvent::TemperatureError, axis, temperature);
         return false;
     }
     if (temperature >= nextTempWarning) {
-        tellWindow(EncoderTestEvent::TemperatureWarning, axis, temperature);
+        tellWindow(window, EncoderTestEvent::TemperatureWarning, axis, temperature);
         nextTempWarning = nextTempWarning + kWarningStep;
     }
     return true;
 }
 
 // Here the counter stays where it ran out.
-bool qtTharlenTest::withinLimits(int axis, int command) {
-    if (command >= m_fNegMaxDAC && command <= m_fPosMaxDAC)
+static bool withinLimits(qtTharlenTest& window, int axis, int command) {
+    if (command >= window.m_fNegMaxDAC && command <= window.m_fPosMaxDAC)
         return true;
-    m_MotionToleranceTimeCounter = m_MotionToleranceTimeCounter - 1;
-    if (m_MotionToleranceTimeCounter >= 1)
+    window.m_MotionToleranceTimeCounter = window.m_MotionToleranceTimeCounter - 1;
+    if (window.m_MotionToleranceTimeCounter >= 1)
         return true;
-    tellWindow(EncoderTestEvent::DacError, axis, command);
+    tellWindow(window, EncoderTestEvent::DacError, axis, command);
     return false;
 }
 
-// --- The route -------------------------------------------------------------------------------------
+static bool controlAxis(qtTharlenTest& window, int axis, long encoder, float temperature) {
+    if (std::labs(window.m_lDesirePos[axis] - window.m_lDestination[axis]) <= std::labs(window.m_lDeltaPos[axis]))
+        window.m_lDesirePos[axis] = window.m_lDestination[axis].load();
+    else
+        window.m_lDesirePos[axis] = window.m_lDesirePos[axis] + window.m_lDeltaPos[axis];
 
-// A step has arrived when all axes have stayed at its destination together; the run's first one, at row 0, is
-// a test point.
-void qtTharlenTest::followRoute(long* encoders) {
-    if (!m_bReached)
-        return;
-    const auto left = m_iReachDestination.copy();
-    if (std::all_of(left.begin(), left.end(), [](int ticks) { return ticks < 1; })) {
-        if (totalLoops == 0 && m_iButtonStep == 0) {
-            startTestPoint();
-            return;
-        }
-        nextStep(encoders);
-    }
-    watchSettling(encoders);
+    const auto error = static_cast<float>(encoder - window.m_lDesirePos[axis]);
+    if (!withinReach(window, axis, error) || !coolEnough(window, axis, temperature))
+        return false;
+    const float wanted = (window.m_fOffset[axis] + filterStep(window.m_iir_data[axis], error)) * window.m_fParity[axis];
+    const auto command = static_cast<int>(std::clamp(wanted, -kIntegerRange, kIntegerRange));
+    if (!withinLimits(window, axis, command))
+        return false;
+    window.m_lDACvalues[axis] = std::clamp<int>(command, window.m_fNegMaxDAC, window.m_fPosMaxDAC);
+    return true;
 }
 
-void qtTharlenTest::nextStep(long* encoders) {
-    const int next = m_iButtonStep + 1;
-    m_iButtonStep = next == kRouteRows ? 1 : next;
+/// Once in a process, after the first loop of its first run.
+static void triggerConnectionError(qtTharlenTest& window) {
+    if (window.b_TriggerEPPError)
+        return;
+    if (CIOConnection* connection = get_connection_data(window.csTharlenID))
+        connection->m_bErrorTrigger = true;
+    window.b_TriggerEPPError = true;
+}
+
+static void nextStep(qtTharlenTest& window, long* encoders) {
+    const int next = window.m_iButtonStep + 1;
+    window.m_iButtonStep = next == kRouteRows ? 1 : next;
     if (next == kRouteRows) {
         totalLoops = totalLoops + 1;
         const int every = encoderTestLoops;
         if (every > 0 && totalLoops % every == 0 && encoderTestPeriodic)
-            startTestPoint();
-        triggerConnectionError();
+            startTestPoint(window);
+        triggerConnectionError(window);
     }
-    m_bReached = false;
-    m_MotionToleranceTimeCounter = kMotionTolerance;
-    UpdateDestinations(encoders);
+    window.m_bReached = false;
+    window.m_MotionToleranceTimeCounter = kMotionTolerance;
+    window.UpdateDestinations(encoders);
 }
 
-/// Once in a process, after the first loop of its first run.
-void qtTharlenTest::triggerConnectionError() {
-    if (b_TriggerEPPError)
+// A step has arrived when all axes have stayed at its destination together; the run's first one, at row 0, is
+// a test point.
+static void followRoute(qtTharlenTest& window, long* encoders) {
+    if (!window.m_bReached)
         return;
-    if (CIOConnection* connection = get_connection_data(csTharlenID))
-        connection->m_bErrorTrigger = true;
-    b_TriggerEPPError = true;
+    const auto left = window.m_iReachDestination.copy();
+    if (std::all_of(left.begin(), left.end(), [](int ticks) { return ticks < 1; })) {
+        if (totalLoops == 0 && window.m_iButtonStep == 0) {
+            startTestPoint(window);
+            return;
+        }
+        nextStep(window, encoders);
+    }
+    watchSettling(window, encoders);
 }
 
-void qtTharlenTest::watchSettling(const long* encoders) {
-    for (int axis = 0; axis < 3; ++axis) {
-        if (std::labs(encoders[axis] - m_lDestination[axis]) > m_SettleTolerance)
-            m_iReachDestination[axis] = kSettleTicks;
-        else if (m_iReachDestination[axis] > 0)
-            m_iReachDestination[axis] = m_iReachDestination[axis] - 1;
+long* qtTharlenTest::runEncoderTest(long*) {
+    long encoders[6] = {};
+    get_encoder_values(csTharlenID, encoders);
+    const std::int64_t elapsed = encoderTestTime.elapsed();
+    if (elapsed < kQuiet)
+        return encoderTestCommands(*this);
+    if (elapsed < kTakeUp)
+        m_lDesirePos.store(encoders);
+    if (seekingTestPoint) {
+        runTestPoint(*this, encoders);
+        return encoderTestCommands(*this);
     }
+    checkTimeLimit(*this, elapsed);
+    float temperatures[6] = {};
+    get_tharlen_temp(csTharlenID, temperatures);
+    if (modelLine().calibration == Calibration::HomeSensors)
+        noteHomeSensors(*this, encoders, temperatures);
+    if (m_bServoControl) {
+        for (int axis = 0; axis < 3; ++axis) {
+            if (controlAxis(*this, axis, encoders[axis], temperatures[axis]))
+                continue;
+            seekingTestPoint = false;  // one that this tick's time limit started would push the aborted arm
+            return abortMotion(csTharlenID);
+        }
+    }
+    followRoute(*this, encoders);
+    return encoderTestCommands(*this);
 }
+
+/// A plain copy for the device.
+long* encoderTestCommands(qtTharlenTest& window) {
+    for (int i = 0; i < 6; ++i)
+        window.m_encoderTestDac[i] = window.m_lDACvalues[i];
+    return window.m_encoderTestDac;
+}
+
+// --- Test points -----------------------------------------------------------------------------------
+
+// --- Home sensors ----------------------------------------------------------------------------------
+
+// --- Control and its faults ------------------------------------------------------------------------
+
+// --- The route -------------------------------------------------------------------------------------

@@ -28,8 +28,6 @@ void setGains(iir_structure& filter, const AxisGains& gains) {
 
 }  // namespace
 
-const EncoderTestLine* qtTharlenTest::encoderTestLine() const { return modelLine().endurance; }
-
 void qtTharlenTest::initEncoderTestPars() {
     for (iir_structure& filter : m_iir_data)
         clearFilter(filter);
@@ -54,7 +52,7 @@ void qtTharlenTest::setupPIDGains() {
     m_iReachDestination.fill(kSettleStart);
     m_MotionToleranceTimeCounter = kMotionTolerance;
     Destination[0].fill(0);
-    const EncoderTestLine* line = encoderTestLine();
+    const EncoderTestLine* line = modelLine().endurance;
     if (!line)
         return;
     constexpr long kStart[3] = {0, -500, 0};
@@ -72,22 +70,22 @@ void qtTharlenTest::setupPIDGains() {
         Destination[row].store(line->route[row]);
 }
 
+static void seekDestination(qtTharlenTest& window, const long* destination, const long* encoders) {
+    const long step = window.m_lStepSize;
+    window.m_lDestination.store(destination);
+    window.m_lDesirePos.store(encoders);
+    for (int axis = 0; axis < 3; ++axis)
+        window.m_lDeltaPos[axis] = encoders[axis] > destination[axis] ? -step : step;
+    window.m_bReached = true;
+}
+
 void qtTharlenTest::UpdateDestinations(long* CurrentEncoders) {
-    seekDestination(Destination[m_iButtonStep].copy().data(), CurrentEncoders);
+    seekDestination(*this, Destination[m_iButtonStep].copy().data(), CurrentEncoders);
 }
 
 void qtTharlenTest::seekCenterDestination(long* CurrentEncoders) {
     constexpr long kCenter[3] = {0, 0, 0};
-    seekDestination(kCenter, CurrentEncoders);
-}
-
-void qtTharlenTest::seekDestination(const long* destination, const long* encoders) {
-    const long step = m_lStepSize;
-    m_lDestination.store(destination);
-    m_lDesirePos.store(encoders);
-    for (int axis = 0; axis < 3; ++axis)
-        m_lDeltaPos[axis] = encoders[axis] > destination[axis] ? -step : step;
-    m_bReached = true;
+    seekDestination(*this, kCenter, CurrentEncoders);
 }
 
 // startEncoderTest stays raised: the ticks go on and send zero until the operator presses stop.
@@ -100,5 +98,5 @@ long* qtTharlenTest::abortMotion(int) {
         for (int i = 0; i <= filter.order; ++i)
             filter.zbuffer[i] = 0.0f;
     }
-    return encoderTestCommands();
+    return encoderTestCommands(*this);
 }

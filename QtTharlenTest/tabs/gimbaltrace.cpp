@@ -15,6 +15,16 @@ QString traceFileName() {
 
 }  // namespace
 
+// Line by line, so that a disk that fills up leaves whole lines: a piece of one is cut off, and the stream writes
+// nothing more after its first failure.
+static void endGimbalTraceLine(qtTharlenTest& window) {
+    window.traceGimbEncStream.flush();
+    if (window.traceGimbEncStream.status() == QTextStream::Ok)
+        window.m_gimbalTraceEnd = window.traceGimbOutFile->pos();
+    else
+        window.traceGimbOutFile->resize(window.m_gimbalTraceEnd);
+}
+
 // Each run has a file of its own, whose object stays until the window goes.
 void qtTharlenTest::initGimbalEncoderTest() {
     ui.runGimbalEncoderTest_button->setEnabled(false);
@@ -29,7 +39,7 @@ void qtTharlenTest::initGimbalEncoderTest() {
     ui.encoderTest_debug->append(
         "Move the gimbal axes one by one slowly from one extreme to the other until you hit the stops.");
     traceGimbEncStream << "YAW\tPITCH\tROLL\tANGLE1\tANGLE2\tANGLE3\n";
-    endGimbalTraceLine();
+    endGimbalTraceLine(*this);
     gimbEncTestTimer->start(kTracePeriod);
 }
 
@@ -45,17 +55,7 @@ void qtTharlenTest::runGimbalEncoderTest() {
     get_tharlen_joint_angles(csTharlenID, jAngle);
     traceGimbEncStream << mEncoder[3] << '\t' << mEncoder[4] << '\t' << mEncoder[5] << '\t' << jAngle[3] << '\t'
                        << jAngle[4] << '\t' << jAngle[5] << '\n';
-    endGimbalTraceLine();
-}
-
-// Line by line, so that a disk that fills up leaves whole lines: a piece of one is cut off, and the stream writes
-// nothing more after its first failure.
-void qtTharlenTest::endGimbalTraceLine() {
-    traceGimbEncStream.flush();
-    if (traceGimbEncStream.status() == QTextStream::Ok)
-        m_gimbalTraceEnd = traceGimbOutFile->pos();
-    else
-        traceGimbOutFile->resize(m_gimbalTraceEnd);
+    endGimbalTraceLine(*this);
 }
 
 void qtTharlenTest::stopGimbalEncoderTest() {

@@ -1,5 +1,6 @@
 // What the friction and the capstan test share: the state of their machines, the check for stillness, and the
 // voltages that the servo tick sends. One step of a machine is one event of a 1 ms timer.
+#include "mechanicalmove.h"
 #include "qttharlentest.h"
 
 namespace {
@@ -10,28 +11,29 @@ constexpr int kStillSteps = 500;  ///< so many still steps in a row make an arm 
 }  // namespace
 
 /// All that both tests start from. What a test still needs of an earlier run is not cleared here.
-void qtTharlenTest::clearMove() {
-    m_vvMaxVoltage = m_vvVoltageIncr = m_vvVoltageChange = m_vvMoveMaxVoltage = m_vvMoveIncr = {};
-    m_pvEncoderChange = {};
-    m_nStage = 0;
-    m_nAxis = 0;
-    m_nSameEncoderCnt = 0;
+void clearMove(qtTharlenTest& window) {
+    window.m_vvMaxVoltage = window.m_vvVoltageIncr = window.m_vvVoltageChange = window.m_vvMoveMaxVoltage =
+        window.m_vvMoveIncr = {};
+    window.m_pvEncoderChange = {};
+    window.m_nStage = 0;
+    window.m_nAxis = 0;
+    window.m_nSameEncoderCnt = 0;
     for (int i = 0; i < 3; ++i) {
-        m_anLastEncoders[i] = 0;
-        m_abRamping[i] = 0;
+        window.m_anLastEncoders[i] = 0;
+        window.m_abRamping[i] = 0;
     }
-    m_fVoltsToSend.fill(0);
-    m_fVoltsSent.fill(0);
+    window.m_fVoltsToSend.fill(0);
+    window.m_fVoltsSent.fill(0);
 }
 
-bool qtTharlenTest::isArmStill(const long* encoders) {
+bool isArmStill(qtTharlenTest& window, const long* encoders) {
     bool still = true;
     for (int i = 0; i < 3; ++i) {
-        still &= qAbs(encoders[i] - m_anLastEncoders[i]) <= kStillCounts;
-        m_anLastEncoders[i] = encoders[i];
+        still &= qAbs(encoders[i] - window.m_anLastEncoders[i]) <= kStillCounts;
+        window.m_anLastEncoders[i] = encoders[i];
     }
-    m_nSameEncoderCnt = still ? m_nSameEncoderCnt + 1 : 0;
-    return m_nSameEncoderCnt >= kStillSteps;
+    window.m_nSameEncoderCnt = still ? window.m_nSameEncoderCnt + 1 : 0;
+    return window.m_nSameEncoderCnt >= kStillSteps;
 }
 
 int qtTharlenTest::SendVoltages(int nTHARLeNID, float* fVolts) {
@@ -46,8 +48,7 @@ int qtTharlenTest::SendVoltages(int nTHARLeNID, float* fVolts) {
 }
 
 // Fewer ticks than a run takes say nothing of the arm: the figures are then what they are.
-void qtTharlenTest::appendNote(QTextBrowser* box, const RunSeen& seen, const bool (&unmoved)[3],
-                               const char* consequence) {
+void appendNote(QTextBrowser* box, const RunSeen& seen, const bool (&unmoved)[3], const char* consequence) {
     QString note = seen.note();
     QStringList axes;
     for (int i = 0; i < 3; ++i) {

@@ -2,44 +2,47 @@
 #include <QGraphicsView>
 #include <QListWidget>
 
+#include "motorsoff.h"
+#include "pages/pages.h"
 #include "qttharlentest.h"
 #include "servostate.h"
+#include "tabs.h"
 
 // --- The tab ---------------------------------------------------------------------------------------
 
 /// Of the list, which may have no current row: the page that was shown then stays.
-QString qtTharlenTest::shownPage() const {
-    const QListWidgetItem* item = ui.listWidget->item(ui.stackedWidget->currentIndex());
+static QString shownPage(const qtTharlenTest& window) {
+    const QListWidgetItem* item = window.ui.listWidget->item(window.ui.stackedWidget->currentIndex());
     return item ? item->text() : QString();
 }
 
 // A scene that was ended as the tab was left goes on.
-void qtTharlenTest::enterPerformanceTesting() {
-    if (csTharlenID < 0)
+void enterPerformanceTesting(qtTharlenTest& window) {
+    if (window.csTharlenID < 0)
         return;
-    ui.gain_slider->setValue(0);
-    if (m_sceneLeft)
-        shownPage() == "Passivity Test" ? enterPassivityPage() : enterFiltersPage();
-    m_sceneLeft = false;
-}
-
-void qtTharlenTest::leavePerformanceTesting() {
-    endPages();
-    ui.gain_slider->setValue(0);
-    if (csTharlenID >= 0)
-        forcesOff();
+    window.ui.gain_slider->setValue(0);
+    if (window.m_sceneLeft)
+        shownPage(window) == "Passivity Test" ? enterPassivityPage(window) : enterFiltersPage(window);
+    window.m_sceneLeft = false;
 }
 
 /// What the pages drive ends with their tab, though it goes on from page to page.
-void qtTharlenTest::endPages() {
-    endTypedCommand();
+static void endPages(qtTharlenTest& window) {
+    endTypedCommand(window);
     if (bFrictionPerformance)
-        stopFrictionPerformanceTest();
-    m_sceneLeft = m_sceneLeft || startPassivityTest || startFiltersTest;
+        window.stopFrictionPerformanceTest();
+    window.m_sceneLeft = window.m_sceneLeft || startPassivityTest || startFiltersTest;
     if (startPassivityTest)
-        leavePassivityPage();
+        leavePassivityPage(window);
     if (startFiltersTest)
-        leaveFiltersPage();
+        leaveFiltersPage(window);
+}
+
+void leavePerformanceTesting(qtTharlenTest& window) {
+    endPages(window);
+    window.ui.gain_slider->setValue(0);
+    if (window.csTharlenID >= 0)
+        forcesOff(window);
 }
 
 void qtTharlenTest::changePage(QListWidgetItem* current, QListWidgetItem* previous) {
@@ -48,23 +51,23 @@ void qtTharlenTest::changePage(QListWidgetItem* current, QListWidgetItem* previo
         return;
     ui.stackedWidget->setCurrentIndex(ui.listWidget->row(item));
     const QString page = item->text();
-    page == "Passivity Test" ? enterPassivityPage() : leavePassivityPage();
-    page == "Force Test" ? enterForcePage() : leaveForcePage();
-    page == "Motor Temp. Test" ? startMotorTempTest() : leaveMotorTempPage();
-    clearCommandsOnForcePage();
-    leaveResolutionPage();
-    page == "Filters Test" ? enterFiltersPage() : leaveFiltersPage();
+    page == "Passivity Test" ? enterPassivityPage(*this) : leavePassivityPage(*this);
+    page == "Force Test" ? enterForcePage(*this) : leaveForcePage(*this);
+    page == "Motor Temp. Test" ? startMotorTempTest() : leaveMotorTempPage(*this);
+    clearCommandsOnForcePage(*this);
+    leaveResolutionPage(*this);
+    page == "Filters Test" ? enterFiltersPage(*this) : leaveFiltersPage(*this);
 }
 
 // The timer before it stays, stopped, until the window goes.
-void qtTharlenTest::startNewTimer(QPointer<QTimer>& timer, void (qtTharlenTest::*slot)(), int milliseconds) {
+void startNewTimer(qtTharlenTest& window, QPointer<QTimer>& timer, void (qtTharlenTest::*slot)(), int milliseconds) {
     if (timer)
         timer->stop();
-    timer = newTimer(slot);
+    timer = window.newTimer(slot);
     timer->start(milliseconds);
 }
 
-void qtTharlenTest::showPlot(QGraphicsView* view, QGraphicsScene* scene) {
+void showPlot(QGraphicsView* view, QGraphicsScene* scene) {
     view->setScene(scene);
     view->setRenderHint(QPainter::Antialiasing);
     view->setViewportUpdateMode(QGraphicsView::SmartViewportUpdate);

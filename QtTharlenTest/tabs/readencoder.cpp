@@ -4,6 +4,7 @@
 #include "modellines.h"
 #include "qttharlentest.h"
 #include "restyle.h"
+#include "tabs.h"
 
 namespace {
 
@@ -34,24 +35,38 @@ void showSwitch(QPushButton* button, bool on, bool judged) {
 
 // --- The tab ---------------------------------------------------------------------------------------
 
-void qtTharlenTest::enterReadEncoder() {
-    if (csTharlenID < 0)
+void enterReadEncoder(qtTharlenTest& window) {
+    auto& ui = window.ui;
+    if (window.csTharlenID < 0)
         return;
-    PrepareOutputString3();
-    ui.encoderStatus_select->setVisible(manufMode);
-    ui.gimbalStatus_select->setVisible(manufMode);
-    ui.switchStatus_select->setVisible(manufMode);
-    if (manufMode) {
+    window.PrepareOutputString3();
+    ui.encoderStatus_select->setVisible(window.manufMode);
+    ui.gimbalStatus_select->setVisible(window.manufMode);
+    ui.switchStatus_select->setVisible(window.manufMode);
+    if (window.manufMode) {
         ui.tabWidget->setTabEnabled(2, false);
-        if (encoderTestMode)
-            placeTab("Encoder Test");
+        if (window.encoderTestMode)
+            placeTab(window, "Encoder Test");
     }
-    onEncoderTab();
+    window.onEncoderTab();
 }
 
-void qtTharlenTest::leaveReadEncoder() { encoderGuiUpdateTimer->stop(); }
+void leaveReadEncoder(qtTharlenTest& window) { window.encoderGuiUpdateTimer->stop(); }
 
 // --- Preparing the tab -----------------------------------------------------------------------------
+
+static void showPinch(qtTharlenTest& window, bool fitted) {
+    auto& ui = window.ui;
+    ui.pinch_label->setVisible(fitted);
+    ui.pinch_value->setVisible(fitted);
+    if (!fitted)
+        return;
+    const int kind = tharlen_which_pinch(window.csTharlenID);
+    if (kind == 1)
+        ui.pinch_label->setText("Thumbpad:");
+    else if (kind == 2)
+        ui.pinch_label->setText("Scissor:");
+}
 
 // The counters stay: a switch held on at a second visit counts one more on.
 void qtTharlenTest::onEncoderTab() {
@@ -77,7 +92,7 @@ void qtTharlenTest::onEncoderTab() {
     ui.encoderStatus_help_textBox->setVisible(!other);
     ui.groupBox_3->setVisible(stylus);
     ui.groupBox_4->setVisible(stylus);
-    showPinch(other && tharlen_check_for_pinch(csTharlenID) > 0);
+    showPinch(*this, other && tharlen_check_for_pinch(csTharlenID) > 0);
     if (manufMode) {
         for (QWidget* widget :
              std::initializer_list<QWidget*>{ui.RB_EXTRA_P, ui.RB_EXTRA_F, ui.RB_INKWELL_P, ui.RB_INKWELL_F})
@@ -103,26 +118,46 @@ void qtTharlenTest::PrepareOutputString3() {
                                                              : QString());
 }
 
-void qtTharlenTest::showPinch(bool fitted) {
-    ui.pinch_label->setVisible(fitted);
-    ui.pinch_value->setVisible(fitted);
-    if (!fitted)
-        return;
-    const int kind = tharlen_which_pinch(csTharlenID);
-    if (kind == 1)
-        ui.pinch_label->setText("Thumbpad:");
-    else if (kind == 2)
-        ui.pinch_label->setText("Scissor:");
+// --- The tick --------------------------------------------------------------------------------------
+
+static void showEncoders(qtTharlenTest& window, const long* encoders) {
+    auto& ui = window.ui;
+    float jAngle[6] = {};
+    get_tharlen_joint_angles(window.csTharlenID, jAngle);
+    QLabel* const labels[6] = {ui.encoder_X, ui.encoder_Y, ui.encoder_Z, ui.gimbal_X, ui.gimbal_Y, ui.gimbal_Z};
+    const Qt::CheckState degrees = ui.showDeg_check->checkState();
+    for (int i = 0; i < 6; ++i) {
+        if (degrees == Qt::Checked)
+            showText(labels[i], shortNumber(jAngle[i] * kDegreesPerRadian));
+        else if (degrees == Qt::Unchecked)
+            showText(labels[i], QString::number(static_cast<int>(encoders[i])));
+    }
 }
 
-// --- The tick --------------------------------------------------------------------------------------
+static void showPositionsAndSwitches(qtTharlenTest& window) {
+    auto& ui = window.ui;
+    const int id = window.csTharlenID;
+    float endPosition[3] = {};
+    get_tharlen_pos(id, endPosition);
+    showText(ui.position_X, shortNumber(endPosition[0]));
+    showText(ui.position_Y, shortNumber(endPosition[1]));
+    showText(ui.position_Z, shortNumber(endPosition[2]));
+    const ModelLine& line = window.modelLine();
+    const bool inkwellJudged = window.manufMode && line.judgesInkwell;
+    showSwitch(ui.stylusButton_1, get_stylus_switch(id, 0) != 0, window.manufMode);
+    showSwitch(ui.stylusButton_2, get_stylus_switch(id, 1) != 0, inkwellJudged);
+    showSwitch(ui.inkwellSwitch, line.docked(get_inkwell_switch(id)), inkwellJudged);
+    showSwitch(ui.safetySwitch, get_stylus_presence(id) != 0, window.manufMode && line.presenceSwitch);
+    if (line.sixDof && tharlen_check_for_pinch(id) > 0)
+        showText(ui.pinch_value, QString::number(get_pinch_value(id), 'g', 4));
+}
 
 void qtTharlenTest::updateReadEncoderTab() {
     const int id = csTharlenID;
     long mEncoder[6] = {};
     get_encoder_values(id, mEncoder);
-    showEncoders(mEncoder);
-    showPositionsAndSwitches();
+    showEncoders(*this, mEncoder);
+    showPositionsAndSwitches(*this);
     if (!manufMode)
         return;
     for (int i = 0; i < 6; ++i) {
@@ -134,36 +169,6 @@ void qtTharlenTest::updateReadEncoderTab() {
     const bool swiTestCompleted = checkSwitchPass() != 0;
     if (!encTestCompleted || !swiTestCompleted)
         return;
-    placeTab("Cycle Amps");
+    placeTab(*this, "Cycle Amps");
     ui.next_button->setEnabled(true);
-}
-
-void qtTharlenTest::showEncoders(const long* encoders) {
-    float jAngle[6] = {};
-    get_tharlen_joint_angles(csTharlenID, jAngle);
-    QLabel* const labels[6] = {ui.encoder_X, ui.encoder_Y, ui.encoder_Z, ui.gimbal_X, ui.gimbal_Y, ui.gimbal_Z};
-    const Qt::CheckState degrees = ui.showDeg_check->checkState();
-    for (int i = 0; i < 6; ++i) {
-        if (degrees == Qt::Checked)
-            showText(labels[i], shortNumber(jAngle[i] * kDegreesPerRadian));
-        else if (degrees == Qt::Unchecked)
-            showText(labels[i], QString::number(static_cast<int>(encoders[i])));
-    }
-}
-
-void qtTharlenTest::showPositionsAndSwitches() {
-    const int id = csTharlenID;
-    float endPosition[3] = {};
-    get_tharlen_pos(id, endPosition);
-    showText(ui.position_X, shortNumber(endPosition[0]));
-    showText(ui.position_Y, shortNumber(endPosition[1]));
-    showText(ui.position_Z, shortNumber(endPosition[2]));
-    const ModelLine& line = modelLine();
-    const bool inkwellJudged = manufMode && line.judgesInkwell;
-    showSwitch(ui.stylusButton_1, get_stylus_switch(id, 0) != 0, manufMode);
-    showSwitch(ui.stylusButton_2, get_stylus_switch(id, 1) != 0, inkwellJudged);
-    showSwitch(ui.inkwellSwitch, line.docked(get_inkwell_switch(id)), inkwellJudged);
-    showSwitch(ui.safetySwitch, get_stylus_presence(id) != 0, manufMode && line.presenceSwitch);
-    if (line.sixDof && tharlen_check_for_pinch(id) > 0)
-        showText(ui.pinch_value, QString::number(get_pinch_value(id), 'g', 4));
 }

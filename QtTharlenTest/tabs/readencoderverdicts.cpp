@@ -37,32 +37,22 @@ bool enoughTransitions(int on, int off) { return on > kSwitchTransitions && off 
 
 // --- Encoders --------------------------------------------------------------------------------------
 
-int qtTharlenTest::checkEncoderPass() {
-    const ModelLine& line = modelLine();
-    if (line.leastTravel || isCorvale()) {
-        const AxisCounts least = isCorvale() ? leastTravel(m_cdCorvale) : *line.leastTravel;
-        AxisCounts travel;
-        for (int i = 0; i < 6; ++i)
-            travel[static_cast<std::size_t>(i)] = line.travelOf(i, m_lMinEncoderVal[i], m_lMaxEncoderVal[i]);
-        judgeEncoders(travel.data(), least.data());
-    }
-    return takeEncoderChoices();
-}
-
 /// A verdict once reached holds: it is never cleared here. Both arrays have six elements, counts.
-void qtTharlenTest::judgeEncoders(const long* travel, const long* least) {
+static void judgeEncoders(qtTharlenTest& window, const long* travel, const long* least) {
+    auto& ui = window.ui;
     QLabel* const labels[6] = {ui.encoder_X, ui.encoder_Y, ui.encoder_Z, ui.gimbal_X, ui.gimbal_Y, ui.gimbal_Z};
     for (int i = 0; i < 6; ++i) {
-        repData->lMaxEncoderVal[i] = m_lMaxEncoderVal[i];
-        repData->lMinEncoderVal[i] = m_lMinEncoderVal[i];
+        window.repData->lMaxEncoderVal[i] = window.m_lMaxEncoderVal[i];
+        window.repData->lMinEncoderVal[i] = window.m_lMinEncoderVal[i];
         if (travel[i] >= least[i])
-            repData->bEncoderPass[i] = true;
-        showStyle(labels[i], repData->bEncoderPass[i] ? kPassStyle : kNotYetStyle);
+            window.repData->bEncoderPass[i] = true;
+        showStyle(labels[i], window.repData->bEncoderPass[i] ? kPassStyle : kNotYetStyle);
     }
 }
 
 // Meant: a base axis keeps its last choice where none is marked; a gimbal axis counts as failed then.
-int qtTharlenTest::takeEncoderChoices() {
+static int takeEncoderChoices(qtTharlenTest& window) {
+    auto& ui = window.ui;
     const struct {
         const char* group;
         QRadioButton *pass, *fail;
@@ -72,19 +62,47 @@ int qtTharlenTest::takeEncoderChoices() {
     bool all = true;
     for (int i = 0; i < 6; ++i) {
         if (i >= 3 || axes[i].pass->isChecked() || axes[i].fail->isChecked())
-            repData->bManualEncoderPass[i] = axes[i].pass->isChecked();
+            window.repData->bManualEncoderPass[i] = axes[i].pass->isChecked();
         all = chosen(axes[i].group, axes[i].pass, axes[i].fail) && all;
     }
     return all ? 1 : 0;
 }
 
+int qtTharlenTest::checkEncoderPass() {
+    const ModelLine& line = modelLine();
+    if (line.leastTravel || isCorvale()) {
+        const AxisCounts least = isCorvale() ? leastTravel(m_cdCorvale) : *line.leastTravel;
+        AxisCounts travel;
+        for (int i = 0; i < 6; ++i)
+            travel[static_cast<std::size_t>(i)] = line.travelOf(i, m_lMinEncoderVal[i], m_lMaxEncoderVal[i]);
+        judgeEncoders(*this, travel.data(), least.data());
+    }
+    return takeEncoderChoices(*this);
+}
+
 // --- Switches --------------------------------------------------------------------------------------
+
+static void countSwitches(qtTharlenTest& window) {
+    const int id = window.csTharlenID;
+    countTransition(get_stylus_switch(id, 0) != 0, window.stylusSwitchState, window.stylusSwitchCounterOn,
+                    window.stylusSwitchCounterOff);
+    if (window.modelLine().presenceSwitch)
+        countTransition(get_stylus_presence(id) != 0, window.presenceSwitchState, window.presenceSwitchCounterOn,
+                        window.presenceSwitchCounterOff);
+    if (!window.hasInkwell())
+        return;
+    if (countTransition(get_inkwell_switch(id) != 0, window.inkwellSwitchState, window.inkwellSwitchCounterOn,
+                        window.inkwellSwitchCounterOff))
+        window.resetForceSliders();
+    countTransition(get_stylus_switch(id, 1) != 0, window.extraSwitchState, window.extraSwitchCounterOn,
+                    window.extraSwitchCounterOff);
+}
 
 // The raw readings are counted: on a Nolva device the ink well's sense is the opposite of what is displayed. An
 // operator's fail completes the tab as a pass does.
 int qtTharlenTest::checkSwitchPass() {
     const ModelLine& line = modelLine();
-    countSwitches();
+    countSwitches(*this);
     repData->bSwitchPass = enoughTransitions(stylusSwitchCounterOn, stylusSwitchCounterOff);
     showStyle(ui.stylusButton_1, repData->bSwitchPass ? kPassStyle : kNotYetStyle);
     if (line.presenceSwitch) {
@@ -104,18 +122,4 @@ int qtTharlenTest::checkSwitchPass() {
         all = chosen("SInkgroup", ui.RB_INKWELL_P, ui.RB_INKWELL_F) && all;
     }
     return all ? 1 : 0;
-}
-
-void qtTharlenTest::countSwitches() {
-    const int id = csTharlenID;
-    countTransition(get_stylus_switch(id, 0) != 0, stylusSwitchState, stylusSwitchCounterOn, stylusSwitchCounterOff);
-    if (modelLine().presenceSwitch)
-        countTransition(get_stylus_presence(id) != 0, presenceSwitchState, presenceSwitchCounterOn,
-                        presenceSwitchCounterOff);
-    if (!hasInkwell())
-        return;
-    if (countTransition(get_inkwell_switch(id) != 0, inkwellSwitchState, inkwellSwitchCounterOn,
-                        inkwellSwitchCounterOff))
-        resetForceSliders();
-    countTransition(get_stylus_switch(id, 1) != 0, extraSwitchState, extraSwitchCounterOn, extraSwitchCounterOff);
 }

@@ -3,11 +3,14 @@
 #include <exception>
 #include <iostream>
 
+#include "calibrate.h"
 #include "modellines.h"
+#include "motorsoff.h"
 #include "plaintext.h"
 #include "qttharlendraw.h"
 #include "qttharlentest.h"
 #include "servostate.h"
+#include "tabs.h"
 
 // --- Predicates: the low 32 bits of the record's fields -------------------------------------------
 
@@ -28,34 +31,35 @@ constexpr int kMostDevices = 20;
 
 // --- The tab ---------------------------------------------------------------------------------------
 
-void qtTharlenTest::enterSelect() {
-    if (manufMode)
-        ui.tabWidget->setTabEnabled(0, false);
-    if (isServoLoopRunning()) {
-        // Choosing a mode takes the tabs of a device that was open before the window was shown.
-        if (csTharlenID >= 0 && ui.tabWidget->indexOf(ui.tab_2) < 0)
-            enableTestTabs();
-    } else if (reopenDevice() >= 0) {
-        selectionTimer->start(30);
-        enableTestTabs();
-    } else {
-        disableTestTabs();
-        ui.error_browser->append("Selected Device cannot be initialized !");
-    }
-    tellSurplusDevices();
-}
-
 /// An exception waits until the tabs before have been left.
-int qtTharlenTest::reopenDevice() {
+static int reopenDevice(qtTharlenTest& window) {
     try {
-        return OnSelChangeTHARLeN();
+        return window.OnSelChangeTHARLeN();
     } catch (...) {
-        m_failedEntry = std::current_exception();
+        window.m_failedEntry = std::current_exception();
         return -1;
     }
 }
 
-void qtTharlenTest::leaveSelect() { selectionTimer->stop(); }
+void enterSelect(qtTharlenTest& window) {
+    auto& ui = window.ui;
+    if (window.manufMode)
+        ui.tabWidget->setTabEnabled(0, false);
+    if (isServoLoopRunning()) {
+        // Choosing a mode takes the tabs of a device that was open before the window was shown.
+        if (window.csTharlenID >= 0 && ui.tabWidget->indexOf(ui.tab_2) < 0)
+            window.enableTestTabs();
+    } else if (reopenDevice(window) >= 0) {
+        window.selectionTimer->start(30);
+        window.enableTestTabs();
+    } else {
+        window.disableTestTabs();
+        ui.error_browser->append("Selected Device cannot be initialized !");
+    }
+    window.tellSurplusDevices();
+}
+
+void leaveSelect(qtTharlenTest& window) { window.selectionTimer->stop(); }
 
 bool qtTharlenTest::isCorvale() const { return hasModelType(selectedDevice(), kModelCorvale); }
 bool qtTharlenTest::is6dof() const { return hasModelType(selectedDevice(), kModelSixDof); }
@@ -124,6 +128,129 @@ void qtTharlenTest::deleteDeviceRecords(int count) {
 
 // --- Opening ---------------------------------------------------------------------------------------
 
+/// The test tabs show nothing of the device before. The fault lamp and what a run has listed outlive a reopening of the
+/// same one.
+static void clearReadOuts(qtTharlenTest& window) {
+    auto& ui = window.ui;
+    if (window.selectedDevice() == window.m_shownDevice) {
+        window.m_form.putBackAllBut(
+            {ui.device_fault_button, ui.servoLoopUpdate_box, ui.servoloopText, ui.textBrowser_5});
+        return;
+    }
+    window.m_form.putBackAllBut({});
+    if (window.histogramScene)
+        window.clearHistogram();
+    window.m_shownDevice = window.selectedDevice();
+    forgetPinchPresses(window);
+}
+
+// No callback runs on a closed handle: the loop stops first. After a failed open this closes the last good
+// handle a second time.
+static void closePreviousDevice(qtTharlenTest& window) {
+    window.ui.textBrowser->append("Changing selected Device now...");
+    stopLoop(window);
+    disable_tharlen(prevTharlenID);
+    window.ui.textBrowser->clear();
+}
+
+static int reportOpenFailure(qtTharlenTest& window, int status) {
+    auto& ui = window.ui;
+    ui.glDrawWidget1->hide();
+    ui.textBrowser->append("Device initialization problem...");
+    ui.textBrowser->append("Please check the Device connections..");
+    ui.textBrowser->append("Also check if your Device Setup is correct");
+    window.csTharlenID = -1;
+    return status;
+}
+
+/// False where there is none.
+static bool closeUnstarted(qtTharlenTest& window) {
+    if (window.m_unstarted < 0)
+        return false;
+    disable_tharlen(window.m_unstarted);
+    window.m_unstarted = -1;
+    return true;
+}
+
+/// Of a device whose loop did not start nobody may have the handle. A library that opens another one only where none is
+/// open would then open none ever again, and one that opens nothing at all may have left its amplifiers on: it is
+/// closed where an opening gives nothing, and the opening is tried once more.
+static int openDevice(qtTharlenTest& window, const QString& name) {
+    const QByteArray latin1 = name.toLatin1();
+    int handle = -1;
+    try {
+        handle = init_tharlen(latin1.constData());
+        if (handle < 0 && closeUnstarted(window))
+            handle = init_tharlen(latin1.constData());
+    } catch (...) {
+        closeUnstarted(window);
+        throw;
+    }
+    window.m_unstarted = handle;
+    if (window.m_lastLook >= 0)  // an arm takes its time to open, and the page says what is done
+        window.m_lastLook = testClock.load()();
+    return handle;
+}
+
+static void showOpenDevice(qtTharlenTest& window, int handle) {
+    window.ui.glDrawWidget1->show();
+    if (window.tharlenRenderer)
+        window.tharlenRenderer->changeTharlenInstance(window.csTharlenID);
+    window.hardwareRev = QString::number(get_hardware_rev(handle));
+    window.ui.hardwareRev_label->setText(window.hardwareRev);
+    window.updateSerial(handle);
+    // Where opening threw there is no handle: the last good one stays, and the next change closes it again.
+    if (handle >= 0)
+        prevTharlenID = handle;
+    window.m_unstarted = -1;
+}
+
+/// A device was open. An exception of init_tharlen ends here: its text goes to standard error and the flow
+/// goes on with no handle.
+static int changeDevice(qtTharlenTest& window, const QString& name) {
+    auto& ui = window.ui;
+    int handle = -1;
+    int status = 0;
+    try {
+        status = handle = openDevice(window, name);
+    } catch (const std::exception& error) {
+        std::cerr << error.what() << std::endl;
+        status = -status;
+    }
+    if (status < 0)
+        return reportOpenFailure(window, status);
+    ui.glDrawWidget1->show();
+    ui.textBrowser->append("Device initialization OK...");
+    window.csTharlenID = handle;
+    status = startLoop(window);
+    if (status < 0) {
+        ui.textBrowser->append("Error starting ServoLoop\n");
+        return status;
+    }
+    showOpenDevice(window, handle);
+    return 0;
+}
+
+/// No device was open. An exception of init_tharlen passes on. The first ticks can run with handle -1.
+static int openFirstDevice(qtTharlenTest& window, const QString& name) {
+    auto& ui = window.ui;
+    const int handle = openDevice(window, name);
+    if (handle < 0)
+        return reportOpenFailure(window, handle);
+    ui.glDrawWidget1->show();
+    ui.textBrowser->append("Device initialization OK...");
+    const int status = startLoop(window);
+    if (status < 0) {
+        ui.textBrowser->append("Error starting ServoLoop\n");
+        return status;
+    }
+    ui.textBrowser->append("Servo Loop started...");
+    window.csTharlenID = handle;
+    showOpenDevice(window, handle);
+    ui.hardwareRev_label->update();
+    return 0;
+}
+
 int qtTharlenTest::OnSelChangeTHARLeN() {
     const QString name = ui.m_cmbTHARLeN->currentText().trimmed();
     ui.textBrowser->clear();
@@ -133,145 +260,27 @@ int qtTharlenTest::OnSelChangeTHARLeN() {
     ui.tharlenModel_lineedit->clear();
     disableTestTabs();
     csTharlenID = -1;
-    endMotorActivity();
+    endMotorActivity(*this);
     ++m_deviceOpening;
-    clearReadOuts();
+    clearReadOuts(*this);
 
     const bool change = prevTharlenID >= 0;
     if (change)
-        closePreviousDevice();
+        closePreviousDevice(*this);
     m_forceNotFinite = m_toldNotFinite = false;
     if (!selectedDevice())
-        return reportOpenFailure(-1);
+        return reportOpenFailure(*this, -1);
     // The name is compared as it stands: one with blanks at its ends never matches the trimmed text, and is
     // then not opened.
     const bool matches = name == nameOf(*selectedDevice());
     if (matches && (change || prevTharlenID == -1)) {
-        const int status = change ? changeDevice(name) : openFirstDevice(name);
+        const int status = change ? changeDevice(*this, name) : openFirstDevice(*this, name);
         if (status < 0)
             return status;
     }
     enableTestTabs();
     clearErrorBrowser();
     return 0;
-}
-
-/// The test tabs show nothing of the device before. The fault lamp and what a run has listed outlive a reopening of the
-/// same one.
-void qtTharlenTest::clearReadOuts() {
-    if (selectedDevice() == m_shownDevice) {
-        m_form.putBackAllBut({ui.device_fault_button, ui.servoLoopUpdate_box, ui.servoloopText, ui.textBrowser_5});
-        return;
-    }
-    m_form.putBackAllBut({});
-    if (histogramScene)
-        clearHistogram();
-    m_shownDevice = selectedDevice();
-    forgetPinchPresses();
-}
-
-// No callback runs on a closed handle: the loop stops first. After a failed open this closes the last good
-// handle a second time.
-void qtTharlenTest::closePreviousDevice() {
-    ui.textBrowser->append("Changing selected Device now...");
-    stopLoop();
-    disable_tharlen(prevTharlenID);
-    ui.textBrowser->clear();
-}
-
-/// Of a device whose loop did not start nobody may have the handle. A library that opens another one only where none is
-/// open would then open none ever again, and one that opens nothing at all may have left its amplifiers on: it is
-/// closed where an opening gives nothing, and the opening is tried once more.
-int qtTharlenTest::openDevice(const QString& name) {
-    const QByteArray latin1 = name.toLatin1();
-    int handle = -1;
-    try {
-        handle = init_tharlen(latin1.constData());
-        if (handle < 0 && closeUnstarted())
-            handle = init_tharlen(latin1.constData());
-    } catch (...) {
-        closeUnstarted();
-        throw;
-    }
-    m_unstarted = handle;
-    if (m_lastLook >= 0)  // an arm takes its time to open, and the page says what is done
-        m_lastLook = testClock.load()();
-    return handle;
-}
-
-/// False where there is none.
-bool qtTharlenTest::closeUnstarted() {
-    if (m_unstarted < 0)
-        return false;
-    disable_tharlen(m_unstarted);
-    m_unstarted = -1;
-    return true;
-}
-
-/// No device was open. An exception of init_tharlen passes on. The first ticks can run with handle -1.
-int qtTharlenTest::openFirstDevice(const QString& name) {
-    const int handle = openDevice(name);
-    if (handle < 0)
-        return reportOpenFailure(handle);
-    ui.glDrawWidget1->show();
-    ui.textBrowser->append("Device initialization OK...");
-    const int status = startLoop();
-    if (status < 0) {
-        ui.textBrowser->append("Error starting ServoLoop\n");
-        return status;
-    }
-    ui.textBrowser->append("Servo Loop started...");
-    csTharlenID = handle;
-    showOpenDevice(handle);
-    ui.hardwareRev_label->update();
-    return 0;
-}
-
-/// A device was open. An exception of init_tharlen ends here: its text goes to standard error and the flow
-/// goes on with no handle.
-int qtTharlenTest::changeDevice(const QString& name) {
-    int handle = -1;
-    int status = 0;
-    try {
-        status = handle = openDevice(name);
-    } catch (const std::exception& error) {
-        std::cerr << error.what() << std::endl;
-        status = -status;
-    }
-    if (status < 0)
-        return reportOpenFailure(status);
-    ui.glDrawWidget1->show();
-    ui.textBrowser->append("Device initialization OK...");
-    csTharlenID = handle;
-    status = startLoop();
-    if (status < 0) {
-        ui.textBrowser->append("Error starting ServoLoop\n");
-        return status;
-    }
-    showOpenDevice(handle);
-    return 0;
-}
-
-int qtTharlenTest::reportOpenFailure(int status) {
-    ui.glDrawWidget1->hide();
-    ui.textBrowser->append("Device initialization problem...");
-    ui.textBrowser->append("Please check the Device connections..");
-    ui.textBrowser->append("Also check if your Device Setup is correct");
-    csTharlenID = -1;
-    return status;
-}
-
-void qtTharlenTest::showOpenDevice(int handle) {
-    ui.glDrawWidget1->show();
-    if (tharlenRenderer)
-        tharlenRenderer->changeTharlenInstance(csTharlenID);
-    hardwareRev = QString::number(get_hardware_rev(handle));
-    ui.hardwareRev_label->setText(hardwareRev);
-    updateSerial(handle);
-    // Where opening threw there is no handle: the last good one stays, and the next change closes it again.
-    if (handle >= 0)
-        prevTharlenID = handle;
-    m_unstarted = -1;
 }
 
 // --- Identity --------------------------------------------------------------------------------------

@@ -8,6 +8,7 @@
 
 #include "qttharlentest.h"
 #include "servostate.h"
+#include "tabs.h"
 
 namespace {
 
@@ -28,18 +29,18 @@ Qt::GlobalColor barColour(int samples) {
 
 // --- The tab ---------------------------------------------------------------------------------------
 
-void qtTharlenTest::enterServoloop() {
-    if (manufMode)
-        ui.tabWidget->setTabEnabled(6, false);
-    if (csTharlenID < 0)
+void enterServoloop(qtTharlenTest& window) {
+    if (window.manufMode)
+        window.ui.tabWidget->setTabEnabled(6, false);
+    if (window.csTharlenID < 0)
         return;
-    ui.servoLoopUpdate_box->setText(
+    window.ui.servoLoopUpdate_box->setText(
         "Press 'START' to begin performance checking of Haptic Update Rate running @ 1000 Hz on this PC");
     startServoTest = false;
 }
 
-void qtTharlenTest::leaveServoloop() {
-    stopServoLoopRateTest();
+void leaveServoloop(qtTharlenTest& window) {
+    window.stopServoLoopRateTest();
     startServoTest = false;
 }
 
@@ -68,9 +69,39 @@ void qtTharlenTest::stopServoLoopRateTest() {
     servoUpdateTicks = 0;
 }
 
+// The next tick opens a new period. Sum and extremes are taken before it can; a sample that falls in between is lost or
+// counts twice: the figures are for inspection.
+static void takeRateStatistics(qtTharlenTest& window) {
+    window.varUpdateRate = window.meanUpdateRate = window.stdDevUpdateRate = 0;
+    const float total = totalRateSamples;
+    window.m_reportedMin = window.minUpdateRate;
+    window.m_reportedMax = window.maxUpdateRate;
+    const int rateCounterApp = rateCounter.exchange(0);
+    window.numSamplesUpdateRate = rateCounterApp;
+    if (rateCounterApp == 0) {
+        window.varUpdateRate = window.meanUpdateRate = window.stdDevUpdateRate =
+            std::numeric_limits<float>::quiet_NaN();
+        return;
+    }
+    window.meanUpdateRate = total / rateCounterApp;
+    for (int i = 0; i < rateCounterApp; ++i) {
+        const float difference = sample[i] - window.meanUpdateRate;
+        window.varUpdateRate += difference * difference;
+    }
+    window.varUpdateRate /= rateCounterApp;
+    window.stdDevUpdateRate = std::sqrt(window.varUpdateRate);
+}
+
+static QString rateReportLine(const qtTharlenTest& window) {
+    return QString::asprintf("Sample:%2d  N:  %4d  Min:  %0.2f  Max:  %0.2f  Mean:  %0.2f  Var:  %0.2f  SD:  %0.2f",
+                             servoUpdateTicks, window.numSamplesUpdateRate, double(window.m_reportedMin),
+                             double(window.m_reportedMax), double(window.meanUpdateRate), double(window.varUpdateRate),
+                             double(window.stdDevUpdateRate));
+}
+
 void qtTharlenTest::updateServoLoopRateProgress() {
-    takeRateStatistics();
-    const QString line = rateReportLine();
+    takeRateStatistics(*this);
+    const QString line = rateReportLine(*this);
     if (performanceTestMode)
         ui.servoloopText->append(line);
     else
@@ -78,34 +109,6 @@ void qtTharlenTest::updateServoLoopRateProgress() {
     updateHistogram();
     if (servoUpdateTicks++ == kLastReport)
         stopServoLoopRateTest();
-}
-
-// The next tick opens a new period. Sum and extremes are taken before it can; a sample that falls in between is lost or
-// counts twice: the figures are for inspection.
-void qtTharlenTest::takeRateStatistics() {
-    varUpdateRate = meanUpdateRate = stdDevUpdateRate = 0;
-    const float total = totalRateSamples;
-    m_reportedMin = minUpdateRate;
-    m_reportedMax = maxUpdateRate;
-    const int rateCounterApp = rateCounter.exchange(0);
-    numSamplesUpdateRate = rateCounterApp;
-    if (rateCounterApp == 0) {
-        varUpdateRate = meanUpdateRate = stdDevUpdateRate = std::numeric_limits<float>::quiet_NaN();
-        return;
-    }
-    meanUpdateRate = total / rateCounterApp;
-    for (int i = 0; i < rateCounterApp; ++i) {
-        const float difference = sample[i] - meanUpdateRate;
-        varUpdateRate += difference * difference;
-    }
-    varUpdateRate /= rateCounterApp;
-    stdDevUpdateRate = std::sqrt(varUpdateRate);
-}
-
-QString qtTharlenTest::rateReportLine() const {
-    return QString::asprintf("Sample:%2d  N:  %4d  Min:  %0.2f  Max:  %0.2f  Mean:  %0.2f  Var:  %0.2f  SD:  %0.2f",
-                             servoUpdateTicks, numSamplesUpdateRate, double(m_reportedMin), double(m_reportedMax),
-                             double(meanUpdateRate), double(varUpdateRate), double(stdDevUpdateRate));
 }
 
 // --- The strip -------------------------------------------------------------------------------------

@@ -2,10 +2,13 @@
 // the stops and then pushes as hard as the limits allow; a verify run notes them again. What differs is slip.
 #include <cmath>
 
+#include "mechanicalmove.h"
 #include "modellines.h"
+#include "motorsoff.h"
 #include "qttharlentest.h"
 #include "restyle.h"
 #include "servostate.h"
+#include "tabs.h"
 
 namespace {
 
@@ -24,15 +27,24 @@ constexpr char kNotAvailable[] = "Capstan test not available for this model..\n 
 
 // --- The tab ---------------------------------------------------------------------------------------
 
-void qtTharlenTest::enterTestCapstan() {
-    if (csTharlenID >= 0)
-        initCapstanRefTest();
+void enterTestCapstan(qtTharlenTest& window) {
+    if (window.csTharlenID >= 0)
+        window.initCapstanRefTest();
 }
 
 // --- Preparing and starting ------------------------------------------------------------------------
 
+static void loadCapstanLimits(qtTharlenTest& window) {
+    window.m_vvMaxVoltage = window.m_cdLodrin.vvCapstanMaxVoltage;
+    window.m_nTimeAtMax = window.m_cdLodrin.nCapstanTimeAtMax;
+    for (int axis = 0; axis < 3; ++axis) {
+        window.m_pvEncoderChange.anCoords[axis] = window.m_cdLodrin.axclCapstan[axis].nEncoderChange;
+        window.m_vvDamping.afVoltages[axis] = window.m_cdLodrin.axclCapstan[axis].fDamping;
+    }
+}
+
 void qtTharlenTest::initCapstanRefTest() {
-    clearMove();
+    clearMove(*this);
     m_pvMoveResult = m_pvMoveResult1 = {};
     m_vvMoveResult = {};
     for (QPushButton* result : {ui.x_capstan_result, ui.y_capstan_result, ui.z_capstan_result})
@@ -49,7 +61,7 @@ void qtTharlenTest::initCapstanRefTest() {
             "Warning: Please ensure that the arm is free of any physical constraints across its entire range of "
             "motion in all three directions. \n");
         ui.capstan_textBox->append("When you are ready to proceed, press the 'RUN REFERENCE' button.");
-        loadCapstanLimits();
+        loadCapstanLimits(*this);
     } else {
         ui.capstan_textBox->clear();
         ui.capstan_textBox->append(kNotAvailable);
@@ -59,11 +71,11 @@ void qtTharlenTest::initCapstanRefTest() {
 
 /// The reference stays: the verdict needs it, and a verify run may be repeated against it.
 void qtTharlenTest::initCapstanVerifyTest() {
-    clearMove();
+    clearMove(*this);
     m_vvDamping = {};
     if (modelLine().mechanicalTests) {
         ui.capstanTestGroupBox->setEnabled(true);
-        loadCapstanLimits();
+        loadCapstanLimits(*this);
     } else {
         ui.startCapstanTest_button->setEnabled(false);
         ui.verifyCapstanTest_button->setEnabled(false);
@@ -71,15 +83,6 @@ void qtTharlenTest::initCapstanVerifyTest() {
         ui.capstan_textBox->append(kNotAvailable);
     }
     m_vvVoltageIncr = kDrive;
-}
-
-void qtTharlenTest::loadCapstanLimits() {
-    m_vvMaxVoltage = m_cdLodrin.vvCapstanMaxVoltage;
-    m_nTimeAtMax = m_cdLodrin.nCapstanTimeAtMax;
-    for (int axis = 0; axis < 3; ++axis) {
-        m_pvEncoderChange.anCoords[axis] = m_cdLodrin.axclCapstan[axis].nEncoderChange;
-        m_vvDamping.afVoltages[axis] = m_cdLodrin.axclCapstan[axis].fDamping;
-    }
 }
 
 void qtTharlenTest::onClickStartCapstanTest() {
@@ -97,116 +100,117 @@ void qtTharlenTest::onClickVerifyCapstanTest() {
 
 // --- The machines ----------------------------------------------------------------------------------
 
+static void startSeek(qtTharlenTest& window, POS_VECTOR& stops) {
+    for (long& encoder : window.m_anLastEncoders)
+        encoder = 0;
+    window.m_nSameEncoderCnt = 0;
+    stops = {};
+    window.m_vvMoveMaxVoltage = window.m_vvMaxVoltage;
+    window.m_seekStart.reset();
+    window.m_capstanWatch.start();
+    window.m_nStage = SeekStops;
+}
+
+static bool seekStops(qtTharlenTest& window, POS_VECTOR& stops) {
+    long encoders[6] = {};
+    get_encoder_values(window.csTharlenID, encoders);
+    if (!window.m_seekStart)
+        window.m_seekStart = {encoders[0], encoders[1], encoders[2]};
+    const bool still = isArmStill(window, encoders);
+    for (int i = 0; i < 3 && still; ++i)
+        stops.anCoords[i] = static_cast<int>(encoders[i]);
+    float velocity[3] = {};
+    get_tharlen_vel(window.csTharlenID, velocity);
+    float volts[3];
+    for (int i = 0; i < 3; ++i)
+        volts[i] = static_cast<float>(static_cast<double>(window.m_vvVoltageIncr.afVoltages[i])
+                                      + static_cast<double>(velocity[i]) * kDamping[i]);
+    for (float& volt : volts)
+        if (!std::isfinite(volt))
+            volt = 0;  // a velocity that is no number drives nothing
+    window.SendVoltages(window.csTharlenID, volts);
+    return still;
+}
+
+static void pushOnStops(qtTharlenTest& window) {
+    if (++window.m_nTicksPushingOnStops > window.m_nTimeAtMax) {
+        window.m_nStage = ReferenceDone;
+        return;
+    }
+    VOLTAGE_VECTOR most = window.m_vvMoveMaxVoltage;
+    window.SendVoltages(window.csTharlenID, most.afVoltages);
+}
+
+// Meant: startCapstanTest stays raised, and the last voltages go on being sent, with the forces off, until the verify
+// run has ended.
+static void finishCapstanReference(qtTharlenTest& window) {
+    auto& ui = window.ui;
+    const RunSeen seen = window.m_capstanWatch.end();
+    forcesOff(window);
+    verifyCapstanTest = false;
+    window.capstanTestRefTimer->stop();
+    ui.startCapstanTest_button->setEnabled(false);
+    ui.capstan_textBox->append("Reference complete. Now, press the 'RUN VERIFY' button.");
+    bool unmoved[3] = {};
+    for (std::size_t i = 0; i < 3 && window.m_seekStart; ++i)
+        unmoved[i] = qAbs(window.m_pvMoveResult1.anCoords[i] - (*window.m_seekStart)[i]) <= kLeastWay;
+    appendNote(ui.capstan_textBox, seen, unmoved,
+               "If such an axis was not at its stop when the run began, its verdict says nothing about its cable.");
+    ui.verifyCapstanTest_button->setEnabled(true);
+    window.m_nStage = Start;
+}
+
 int qtTharlenTest::runCapstanTest_ref() {
     switch (m_nStage) {
         case Start:
-            startSeek(m_pvMoveResult1);
+            startSeek(*this, m_pvMoveResult1);
             break;
         case SeekStops:
-            if (seekStops(m_pvMoveResult1)) {
+            if (seekStops(*this, m_pvMoveResult1)) {
                 m_nTicksPushingOnStops = 0;
                 m_nStage = Push;
             }
             break;
         case Push:
-            pushOnStops();
+            pushOnStops(*this);
             break;
         case ReferenceDone:
-            finishCapstanReference();
+            finishCapstanReference(*this);
             break;
         default:
             break;
     }
     return 0;
+}
+
+// This run began at the stops: that no axis moved is as it should be.
+static void finishCapstanVerify(qtTharlenTest& window) {
+    const RunSeen seen = window.m_capstanWatch.end();
+    window.updateCapstanTestResults();
+    forcesOff(window);
+    startCapstanTest = false;
+    verifyCapstanTest = false;
+    window.capstanTestTimer->stop();
+    window.ui.capstan_textBox->append("\nCapstan Test complete..\n Please press the next button to proceed.");
+    appendNote(window.ui.capstan_textBox, seen, {}, "");
 }
 
 int qtTharlenTest::runCapstanTest_verify() {
     switch (m_nStage) {
         case Start:
-            startSeek(m_pvMoveResult2);
+            startSeek(*this, m_pvMoveResult2);
             break;
         case SeekStops:
-            if (seekStops(m_pvMoveResult2))
+            if (seekStops(*this, m_pvMoveResult2))
                 m_nStage = kVerifyDone;
             break;
         case kVerifyDone:
-            finishCapstanVerify();
+            finishCapstanVerify(*this);
             break;
         default:
             break;
     }
     return 0;
-}
-
-void qtTharlenTest::startSeek(POS_VECTOR& stops) {
-    for (long& encoder : m_anLastEncoders)
-        encoder = 0;
-    m_nSameEncoderCnt = 0;
-    stops = {};
-    m_vvMoveMaxVoltage = m_vvMaxVoltage;
-    m_seekStart.reset();
-    m_capstanWatch.start();
-    m_nStage = SeekStops;
-}
-
-bool qtTharlenTest::seekStops(POS_VECTOR& stops) {
-    long encoders[6] = {};
-    get_encoder_values(csTharlenID, encoders);
-    if (!m_seekStart)
-        m_seekStart = {encoders[0], encoders[1], encoders[2]};
-    const bool still = isArmStill(encoders);
-    for (int i = 0; i < 3 && still; ++i)
-        stops.anCoords[i] = static_cast<int>(encoders[i]);
-    float velocity[3] = {};
-    get_tharlen_vel(csTharlenID, velocity);
-    float volts[3];
-    for (int i = 0; i < 3; ++i)
-        volts[i] = static_cast<float>(static_cast<double>(m_vvVoltageIncr.afVoltages[i])
-                                      + static_cast<double>(velocity[i]) * kDamping[i]);
-    for (float& volt : volts)
-        if (!std::isfinite(volt))
-            volt = 0;  // a velocity that is no number drives nothing
-    SendVoltages(csTharlenID, volts);
-    return still;
-}
-
-void qtTharlenTest::pushOnStops() {
-    if (++m_nTicksPushingOnStops > m_nTimeAtMax) {
-        m_nStage = ReferenceDone;
-        return;
-    }
-    VOLTAGE_VECTOR most = m_vvMoveMaxVoltage;
-    SendVoltages(csTharlenID, most.afVoltages);
-}
-
-// Meant: startCapstanTest stays raised, and the last voltages go on being sent, with the forces off, until the verify
-// run has ended.
-void qtTharlenTest::finishCapstanReference() {
-    const RunSeen seen = m_capstanWatch.end();
-    forcesOff();
-    verifyCapstanTest = false;
-    capstanTestRefTimer->stop();
-    ui.startCapstanTest_button->setEnabled(false);
-    ui.capstan_textBox->append("Reference complete. Now, press the 'RUN VERIFY' button.");
-    bool unmoved[3] = {};
-    for (std::size_t i = 0; i < 3 && m_seekStart; ++i)
-        unmoved[i] = qAbs(m_pvMoveResult1.anCoords[i] - (*m_seekStart)[i]) <= kLeastWay;
-    appendNote(ui.capstan_textBox, seen, unmoved,
-               "If such an axis was not at its stop when the run began, its verdict says nothing about its cable.");
-    ui.verifyCapstanTest_button->setEnabled(true);
-    m_nStage = Start;
-}
-
-// This run began at the stops: that no axis moved is as it should be.
-void qtTharlenTest::finishCapstanVerify() {
-    const RunSeen seen = m_capstanWatch.end();
-    updateCapstanTestResults();
-    forcesOff();
-    startCapstanTest = false;
-    verifyCapstanTest = false;
-    capstanTestTimer->stop();
-    ui.capstan_textBox->append("\nCapstan Test complete..\n Please press the next button to proceed.");
-    appendNote(ui.capstan_textBox, seen, {}, "");
 }
 
 // --- Verdicts --------------------------------------------------------------------------------------

@@ -5,8 +5,12 @@
 #include <array>
 
 #include "modellines.h"
+#include "motorsoff.h"
+#include "pages/pages.h"
 #include "qttharlentest.h"
 #include "restyle.h"
+#include "tabs.h"
+#include "testforces.h"
 
 namespace {
 
@@ -43,28 +47,38 @@ std::array<Choice, 6> forceChoices(const Ui::qtTharlenTestClass& ui) {
 
 // --- The tab ---------------------------------------------------------------------------------------
 
-void qtTharlenTest::enterTestForces() {
-    if (manufMode)
+void enterTestForces(qtTharlenTest& window) {
+    auto& ui = window.ui;
+    if (window.manufMode)
         ui.tabWidget->setTabEnabled(4, false);
-    if (csTharlenID < 0)
+    if (window.csTharlenID < 0)
         return;
-    ui.forceTest_userSelect->setVisible(manufMode);
+    ui.forceTest_userSelect->setVisible(window.manufMode);
     ui.forceTest_browser->hide();
-    m_form.putBack({ui.forces_textBox, ui.temp_X, ui.temp_Y, ui.temp_Z, ui.temp_TX, ui.temp_TY, ui.temp_TZ});
-    onTestForcesTab();
+    window.m_form.putBack({ui.forces_textBox, ui.temp_X, ui.temp_Y, ui.temp_Z, ui.temp_TX, ui.temp_TY, ui.temp_TZ});
+    window.onTestForcesTab();
 }
 
-void qtTharlenTest::leaveTestForces() {
-    onClickResetForces();
-    if (tempGuiUpdateTimer->isActive()) {
-        forcesOff();
-        tempGuiUpdateTimer->stop();
+void leaveTestForces(qtTharlenTest& window) {
+    window.onClickResetForces();
+    if (window.tempGuiUpdateTimer->isActive()) {
+        forcesOff(window);
+        window.tempGuiUpdateTimer->stop();
     }
-    forceCheckTimer->stop();
-    closeInkwellWarning();
+    window.forceCheckTimer->stop();
+    closeInkwellWarning(window);
 }
 
 // --- Preparing the tab -----------------------------------------------------------------------------
+
+static void showGimbalForces(qtTharlenTest& window, bool shown) {
+    auto& ui = window.ui;
+    for (QWidget* widget : std::initializer_list<QWidget*>{
+             ui.slider_TX, ui.slider_TY, ui.slider_TZ, ui.label_Tx, ui.label_Ty, ui.label_Tz, ui.force_gx,
+             ui.force_gy,  ui.force_gz,  ui.temp_TX,   ui.temp_TY,  ui.temp_TZ,  ui.label_51, ui.label_52,
+             ui.label_53,  ui.RB_FGX_P,  ui.RB_FGX_F,  ui.RB_FGY_P, ui.RB_FGY_F, ui.RB_FGZ_P, ui.RB_FGZ_F})
+        widget->setVisible(shown);
+}
 
 // Later blocks of the same change of tab turn the forces off again: a moved slider turns them on.
 void qtTharlenTest::onTestForcesTab() {
@@ -74,16 +88,8 @@ void qtTharlenTest::onTestForcesTab() {
     tempGuiUpdateTimer->start(kDisplayPeriod);
     if (manufMode)
         forceCheckTimer->start(kCheckPeriod);
-    showGimbalForces(modelLine().sixDof);
-    showCommands();  // what stands there of a former visit would be judged
-}
-
-void qtTharlenTest::showGimbalForces(bool shown) {
-    for (QWidget* widget : std::initializer_list<QWidget*>{
-             ui.slider_TX, ui.slider_TY, ui.slider_TZ, ui.label_Tx, ui.label_Ty, ui.label_Tz, ui.force_gx,
-             ui.force_gy,  ui.force_gz,  ui.temp_TX,   ui.temp_TY,  ui.temp_TZ,  ui.label_51, ui.label_52,
-             ui.label_53,  ui.RB_FGX_P,  ui.RB_FGX_F,  ui.RB_FGY_P, ui.RB_FGY_F, ui.RB_FGZ_P, ui.RB_FGZ_F})
-        widget->setVisible(shown);
+    showGimbalForces(*this, modelLine().sixDof);
+    showCommands(*this);  // what stands there of a former visit would be judged
 }
 
 // --- Sliders ---------------------------------------------------------------------------------------
@@ -114,63 +120,84 @@ void qtTharlenTest::resetForceSliders() {
 
 // --- Ink well --------------------------------------------------------------------------------------
 
-// Putting the stylus back drops all forces, once.
-void qtTharlenTest::watchInkwell() {
-    if (!hasInkwell())
-        return;
-    const int reading = get_inkwell_switch(csTharlenID);
-    if (isOrda() && reading == 0)
-        warnOfInkwell();
-    const bool inkwell = (reading == 1) == (modelLine().dockedReading == 1);
-    if (inkwellSwitchState && !inkwell) {
-        inkwellSwitchState = 0;
-    } else if (!inkwellSwitchState && inkwell) {
-        inkwellSwitchState = 1;
-        resetForceSliders();
-        endTypedCommand();
-    }
-}
-
 // Modal to the window on its own tab, where the forces dropped as the stylus came in. The ticks that bring it run on
 // others too, beside motors that are driven: there it blocks nothing and lies clear of what stops them. It has no event
 // loop of its own: temperatures, errors and the loop go on behind it. It comes back each second while the stylus stays,
 // a full one after it was answered, and goes with the tab.
-void qtTharlenTest::warnOfInkwell() {
-    if (!inkwellWarning) {
-        inkwellWarning = new QMessageBox(
-            QMessageBox::Warning, "Warning",
-            "Please remove the stylus from inkwell and hold the stylus to run the Force Test!", QMessageBox::Ok, this);
-        connect(inkwellWarning, &QDialog::finished, this, [this] {
-            if (tempGuiUpdateTimer->isActive())
-                tempGuiUpdateTimer->start();
+static void warnOfInkwell(qtTharlenTest& window) {
+    if (!window.inkwellWarning) {
+        window.inkwellWarning =
+            new QMessageBox(QMessageBox::Warning, "Warning",
+                            "Please remove the stylus from inkwell and hold the stylus to run the Force Test!",
+                            QMessageBox::Ok, &window);
+        QObject::connect(window.inkwellWarning, &QDialog::finished, &window, [&window] {
+            if (window.tempGuiUpdateTimer->isActive())
+                window.tempGuiUpdateTimer->start();
         });
     }
-    if (inkwellWarning->isVisible())
+    if (window.inkwellWarning->isVisible())
         return;
-    const bool ownTab = ui.tabWidget->currentWidget() == ui.tab_7;
-    inkwellWarning->setWindowModality(ownTab ? Qt::WindowModal : Qt::NonModal);
-    inkwellWarning->setAttribute(Qt::WA_ShowWithoutActivating, !ownTab);
-    inkwellWarning->show();
+    const bool ownTab = window.ui.tabWidget->currentWidget() == window.ui.tab_7;
+    window.inkwellWarning->setWindowModality(ownTab ? Qt::WindowModal : Qt::NonModal);
+    window.inkwellWarning->setAttribute(Qt::WA_ShowWithoutActivating, !ownTab);
+    window.inkwellWarning->show();
     if (!ownTab)
-        inkwellWarning->move(ui.frame1->mapToGlobal(QPoint(0, 0)));
+        window.inkwellWarning->move(window.ui.frame1->mapToGlobal(QPoint(0, 0)));
 }
 
-void qtTharlenTest::closeInkwellWarning() {
-    if (inkwellWarning)
-        inkwellWarning->close();
+// Putting the stylus back drops all forces, once.
+void watchInkwell(qtTharlenTest& window) {
+    if (!window.hasInkwell())
+        return;
+    const int reading = get_inkwell_switch(window.csTharlenID);
+    if (window.isOrda() && reading == 0)
+        warnOfInkwell(window);
+    const bool inkwell = (reading == 1) == (window.modelLine().dockedReading == 1);
+    if (window.inkwellSwitchState && !inkwell) {
+        window.inkwellSwitchState = 0;
+    } else if (!window.inkwellSwitchState && inkwell) {
+        window.inkwellSwitchState = 1;
+        window.resetForceSliders();
+        endTypedCommand(window);
+    }
+}
+
+void closeInkwellWarning(qtTharlenTest& window) {
+    if (window.inkwellWarning)
+        window.inkwellWarning->close();
 }
 
 // --- Verdicts --------------------------------------------------------------------------------------
+
+static void noteForceExtremes(qtTharlenTest& window) {
+    const auto labels = forceLabels(window.ui);
+    for (int i = 0; i < 6; ++i) {
+        const float forceFromLabel = labels[i]->text().toFloat();
+        window.m_lMaxForceVal[i] = qMax(window.m_lMaxForceVal[i], forceFromLabel);
+        window.m_lMinForceVal[i] = qMin(window.m_lMinForceVal[i], forceFromLabel);
+    }
+}
+
+static void judgeForce(qtTharlenTest& window, int axis) {
+    const float low = window.m_lMinForceVal[axis], high = window.m_lMaxForceVal[axis];
+    window.repData->fMinForceVal[axis] = low;
+    window.repData->fMaxForceVal[axis] = high;
+    const bool bPassNeg = axis < 3 ? static_cast<double>(low) < -kBaseLimit : low < -kGimbalLimit[axis - 3];
+    const bool bPassPos = axis < 3 ? static_cast<double>(high) > kBaseLimit : high > kGimbalLimit[axis - 3];
+    window.repData->bForcesPass[axis] = bPassNeg && bPassPos;
+    showStyle(forceSliders(window.ui)[static_cast<std::size_t>(axis)],
+              window.repData->bForcesPass[axis] ? kPassStyle : kNotYetStyle);
+}
 
 // What is judged are the labels, which change once a second: a slider that is held for less may be missed. The way
 // on depends on the operator's having answered, not on the verdicts.
 void qtTharlenTest::checkForcePass() {
     const int axes = modelLine().sixDof ? 6 : 3;
-    noteForceExtremes();
+    noteForceExtremes(*this);
     bool autoForceTestPass = true, manuForceTestPass = true, testCompleted = true;
     const auto choices = forceChoices(ui);
     for (int i = 0; i < axes; ++i) {
-        judgeForce(i);
+        judgeForce(*this, i);
         repData->bManualForcesPass[i] = choices[i].pass->isChecked();
         autoForceTestPass = autoForceTestPass && repData->bForcesPass[i];
         manuForceTestPass = manuForceTestPass && repData->bManualForcesPass[i];
@@ -184,25 +211,6 @@ void qtTharlenTest::checkForcePass() {
     Q_UNUSED(manuForceTestPass)
     if (!testCompleted)
         return;
-    placeTab("Box Test");
+    placeTab(*this, "Box Test");
     ui.next_button->setEnabled(true);
-}
-
-void qtTharlenTest::noteForceExtremes() {
-    const auto labels = forceLabels(ui);
-    for (int i = 0; i < 6; ++i) {
-        const float forceFromLabel = labels[i]->text().toFloat();
-        m_lMaxForceVal[i] = qMax(m_lMaxForceVal[i], forceFromLabel);
-        m_lMinForceVal[i] = qMin(m_lMinForceVal[i], forceFromLabel);
-    }
-}
-
-void qtTharlenTest::judgeForce(int axis) {
-    const float low = m_lMinForceVal[axis], high = m_lMaxForceVal[axis];
-    repData->fMinForceVal[axis] = low;
-    repData->fMaxForceVal[axis] = high;
-    const bool bPassNeg = axis < 3 ? static_cast<double>(low) < -kBaseLimit : low < -kGimbalLimit[axis - 3];
-    const bool bPassPos = axis < 3 ? static_cast<double>(high) > kBaseLimit : high > kGimbalLimit[axis - 3];
-    repData->bForcesPass[axis] = bPassNeg && bPassPos;
-    showStyle(forceSliders(ui)[static_cast<std::size_t>(axis)], repData->bForcesPass[axis] ? kPassStyle : kNotYetStyle);
 }

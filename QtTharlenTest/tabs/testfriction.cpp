@@ -1,9 +1,12 @@
 // The "Test Friction" tab: how much voltage makes each axis of an Orda start to move. One axis after the other is
 // left to rest and then ramped until its encoder has moved or the limit is reached.
+#include "mechanicalmove.h"
 #include "modellines.h"
+#include "motorsoff.h"
 #include "qttharlentest.h"
 #include "restyle.h"
 #include "servostate.h"
+#include "tabs.h"
 
 namespace {
 
@@ -16,17 +19,18 @@ constexpr double kRampStep = 0.0001;  ///< V a step, whatever the limits' increm
 // --- The tab ---------------------------------------------------------------------------------------
 
 // Neither this tab nor "Test Capstan" has a leaving action: a run that was started ends by itself.
-void qtTharlenTest::enterTestFriction() {
-    if (csTharlenID < 0)
+void enterTestFriction(qtTharlenTest& window) {
+    auto& ui = window.ui;
+    if (window.csTharlenID < 0)
         return;
-    m_form.putBack({ui.x_voltage, ui.y_voltage, ui.z_voltage});
-    initFrictionTest();
+    window.m_form.putBack({ui.x_voltage, ui.y_voltage, ui.z_voltage});
+    window.initFrictionTest();
 }
 
 // --- Preparing and starting ------------------------------------------------------------------------
 
 void qtTharlenTest::initFrictionTest() {
-    clearMove();
+    clearMove(*this);
     m_pvMoveResult = {};
     m_vvMoveResult = {};
     for (QPushButton* result : {ui.x_friction_result, ui.y_friction_result, ui.z_friction_result})
@@ -67,6 +71,54 @@ void qtTharlenTest::onClickStartFrictionTest() {
 
 // --- The machine -----------------------------------------------------------------------------------
 
+/// The count of still steps stays, so that the next axis starts after a single one where the arm rests already.
+static void endFrictionAxis(qtTharlenTest& window, const long* encoders) {
+    float& ramp = window.m_vvMoveIncr.afVoltages[window.m_nAxis];
+    window.m_pvMoveResult.anCoords[window.m_nAxis] =
+        static_cast<int>(window.m_anLastEncoders[window.m_nAxis] - encoders[window.m_nAxis]);
+    window.m_vvMoveResult.afVoltages[window.m_nAxis] = ramp;
+    ramp = 0;
+    if (++window.m_nAxis >= 3) {
+        window.m_nStage = Finish;
+        return;
+    }
+    for (int i = 0; i < 3; ++i)
+        window.m_anLastEncoders[i] = encoders[i];
+    window.m_nStage = AwaitRest;
+}
+
+static int rampFriction(qtTharlenTest& window) {
+    const int status = window.SendVoltages(window.csTharlenID, window.m_vvMoveIncr.afVoltages);
+    if (status != 0)
+        return status;
+    long encoders[6] = {};
+    get_encoder_values(window.csTharlenID, encoders);
+    float& ramp = window.m_vvMoveIncr.afVoltages[window.m_nAxis];
+    const long moved = qAbs(window.m_anLastEncoders[window.m_nAxis] - encoders[window.m_nAxis]);
+    if (moved >= window.m_pvEncoderChange.anCoords[window.m_nAxis]
+        || ramp >= window.m_vvMaxVoltage.afVoltages[window.m_nAxis])
+        endFrictionAxis(window, encoders);
+    else
+        ramp = static_cast<float>(static_cast<double>(ramp) + kRampStep);
+    return 0;
+}
+
+static void finishFrictionTest(qtTharlenTest& window) {
+    auto& ui = window.ui;
+    const RunSeen seen = window.m_frictionWatch.end();
+    forcesOff(window);
+    startFrictionTest = false;
+    window.frictionTestTimer->stop();
+    window.updateFrictionTestResults();
+    ui.startFrictionTest_button->setEnabled(false);
+    ui.friction_textBox->append("Friction Test Complete..\n Click 'Next'to continue testing..");
+    bool unmoved[3];
+    for (int i = 0; i < 3; ++i)
+        unmoved[i] = qAbs(window.m_pvMoveResult.anCoords[i]) < window.m_pvEncoderChange.anCoords[i];
+    appendNote(ui.friction_textBox, seen, unmoved, "What is shown there is the highest voltage, not the friction.");
+    window.m_nStage = Start;
+}
+
 int qtTharlenTest::runFrictionTest() {
     switch (m_nStage) {
         case Start:
@@ -80,64 +132,19 @@ int qtTharlenTest::runFrictionTest() {
             // Nothing is sent here: the last axis keeps its voltage until the next ramp starts.
             long encoders[6] = {};
             get_encoder_values(csTharlenID, encoders);
-            if (isArmStill(encoders))
+            if (isArmStill(*this, encoders))
                 m_nStage = Ramp;
             break;
         }
         case Ramp:
-            return rampFriction();
+            return rampFriction(*this);
         case Finish:
-            finishFrictionTest();
+            finishFrictionTest(*this);
             break;
         default:
             break;
     }
     return 0;
-}
-
-int qtTharlenTest::rampFriction() {
-    const int status = SendVoltages(csTharlenID, m_vvMoveIncr.afVoltages);
-    if (status != 0)
-        return status;
-    long encoders[6] = {};
-    get_encoder_values(csTharlenID, encoders);
-    float& ramp = m_vvMoveIncr.afVoltages[m_nAxis];
-    const long moved = qAbs(m_anLastEncoders[m_nAxis] - encoders[m_nAxis]);
-    if (moved >= m_pvEncoderChange.anCoords[m_nAxis] || ramp >= m_vvMaxVoltage.afVoltages[m_nAxis])
-        endFrictionAxis(encoders);
-    else
-        ramp = static_cast<float>(static_cast<double>(ramp) + kRampStep);
-    return 0;
-}
-
-/// The count of still steps stays, so that the next axis starts after a single one where the arm rests already.
-void qtTharlenTest::endFrictionAxis(const long* encoders) {
-    float& ramp = m_vvMoveIncr.afVoltages[m_nAxis];
-    m_pvMoveResult.anCoords[m_nAxis] = static_cast<int>(m_anLastEncoders[m_nAxis] - encoders[m_nAxis]);
-    m_vvMoveResult.afVoltages[m_nAxis] = ramp;
-    ramp = 0;
-    if (++m_nAxis >= 3) {
-        m_nStage = Finish;
-        return;
-    }
-    for (int i = 0; i < 3; ++i)
-        m_anLastEncoders[i] = encoders[i];
-    m_nStage = AwaitRest;
-}
-
-void qtTharlenTest::finishFrictionTest() {
-    const RunSeen seen = m_frictionWatch.end();
-    forcesOff();
-    startFrictionTest = false;
-    frictionTestTimer->stop();
-    updateFrictionTestResults();
-    ui.startFrictionTest_button->setEnabled(false);
-    ui.friction_textBox->append("Friction Test Complete..\n Click 'Next'to continue testing..");
-    bool unmoved[3];
-    for (int i = 0; i < 3; ++i)
-        unmoved[i] = qAbs(m_pvMoveResult.anCoords[i]) < m_pvEncoderChange.anCoords[i];
-    appendNote(ui.friction_textBox, seen, unmoved, "What is shown there is the highest voltage, not the friction.");
-    m_nStage = Start;
 }
 
 // --- Verdicts --------------------------------------------------------------------------------------

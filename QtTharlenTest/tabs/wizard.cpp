@@ -6,15 +6,46 @@
 #include <iterator>
 #include <utility>
 
+#include "calibrate.h"
+#include "motorsoff.h"
 #include "servostate.h"
 #include "tabs.h"
 
 // --- Modes -----------------------------------------------------------------------------------------
 
-void qtTharlenTest::setModes(bool manufacturing, bool encoderTest, bool performance) {
-    manufMode = manufacturing;
-    encoderTestMode = encoderTest;
-    performanceTestMode = performance;
+void setModes(qtTharlenTest& window, bool manufacturing, bool encoderTest, bool performance) {
+    window.manufMode = manufacturing;
+    window.encoderTestMode = encoderTest;
+    window.performanceTestMode = performance;
+}
+
+/// The build holds a salted digest of the word, never the word. A wrong word leaves the user mode.
+static void passAdvancedModeGate(qtTharlenTest& window) {
+    auto& ui = window.ui;
+    const QByteArray word = ui.manuf_password->text().toUtf8();
+    const QByteArray digest =
+        QCryptographicHash::hash(QByteArray(NOLVA_ADVANCED_SALT) + word, QCryptographicHash::Sha256).toHex();
+    const bool right = digest == NOLVA_ADVANCED_DIGEST;
+    ui.next_button->setEnabled(right);
+    if (!right) {
+        setModes(window, false, false, false);
+        ui.mode_status->append(word.isEmpty() ? "Enter the password for advanced mode and press Return."
+                                              : "Wrong password. Advanced mode was not entered.");
+        return;
+    }
+    const bool manufacturing = qEnvironmentVariableIsSet("MVI_MANUFACTURING");
+    const bool encoderCheck = qEnvironmentVariableIsSet("MVI_ENCODER_CHECK");
+    if (manufacturing && encoderCheck) {
+        setModes(window, true, true, false);
+        ui.mode_status->append("Manufacturing & Encoder test mode initialized");
+    } else if (manufacturing) {
+        setModes(window, true, false, false);
+        ui.mode_status->append("Manufacturing mode initialized");
+        ui.mode_status->append("Entering Manufacturing mode!");
+    } else {
+        setModes(window, true, false, true);
+        ui.mode_status->append("Performance mode: commands on these pages go to the motors unchecked.");
+    }
 }
 
 void qtTharlenTest::onTestModeSelection() {
@@ -24,56 +55,28 @@ void qtTharlenTest::onTestModeSelection() {
         ui.passText->setEnabled(false);
         ui.next_button->setEnabled(true);
         ui.mode_status->append("Press 'next' to continue in user mode.");
-        setModes(false, false, false);
+        setModes(*this, false, false, false);
     } else {
         ui.manuf_password->setEnabled(true);
         ui.passText->setEnabled(true);
         ui.mode_status->clear();
-        passAdvancedModeGate();
+        passAdvancedModeGate(*this);
     }
     onInitTabItems();
     disableTestTabs();
 }
 
-/// The build holds a salted digest of the word, never the word. A wrong word leaves the user mode.
-void qtTharlenTest::passAdvancedModeGate() {
-    const QByteArray word = ui.manuf_password->text().toUtf8();
-    const QByteArray digest =
-        QCryptographicHash::hash(QByteArray(NOLVA_ADVANCED_SALT) + word, QCryptographicHash::Sha256).toHex();
-    const bool right = digest == NOLVA_ADVANCED_DIGEST;
-    ui.next_button->setEnabled(right);
-    if (!right) {
-        setModes(false, false, false);
-        ui.mode_status->append(word.isEmpty() ? "Enter the password for advanced mode and press Return."
-                                              : "Wrong password. Advanced mode was not entered.");
-        return;
-    }
-    const bool manufacturing = qEnvironmentVariableIsSet("MVI_MANUFACTURING");
-    const bool encoderCheck = qEnvironmentVariableIsSet("MVI_ENCODER_CHECK");
-    if (manufacturing && encoderCheck) {
-        setModes(true, true, false);
-        ui.mode_status->append("Manufacturing & Encoder test mode initialized");
-    } else if (manufacturing) {
-        setModes(true, false, false);
-        ui.mode_status->append("Manufacturing mode initialized");
-        ui.mode_status->append("Entering Manufacturing mode!");
-    } else {
-        setModes(true, false, true);
-        ui.mode_status->append("Performance mode: commands on these pages go to the motors unchecked.");
-    }
-}
-
-unsigned qtTharlenTest::modeBits() const {
-    if (!manufMode)
+static unsigned modeBits(const qtTharlenTest& window) {
+    if (!window.manufMode)
         return Tab::kUser;
-    return encoderTestMode ? Tab::kManufacturing | Tab::kEncoderCheck : Tab::kManufacturing;
+    return window.encoderTestMode ? Tab::kManufacturing | Tab::kEncoderCheck : Tab::kManufacturing;
 }
 
-void qtTharlenTest::enterMode() {
+void enterMode(qtTharlenTest& window) {
     if (isServoLoopRunning())
-        stopLoop();
-    ui.glDrawWidget1->hide();
-    disableTestTabs();
+        stopLoop(window);
+    window.ui.glDrawWidget1->hide();
+    window.disableTestTabs();
 }
 
 // --- Tabs ------------------------------------------------------------------------------------------
@@ -82,10 +85,10 @@ void qtTharlenTest::onInitTabItems() {
     for (int i = ui.tabWidget->count(); i >= 1; --i)
         ui.tabWidget->removeTab(i);
     const bool performance = performanceTestMode;
-    const unsigned modes = performance ? Tab::kPerformance : modeBits();
+    const unsigned modes = performance ? Tab::kPerformance : modeBits(*this);
     for (const Tab& tab : Tab::all)
         if (tab.modes & modes)
-            placeTab(tab.title, !performance);
+            placeTab(*this, tab.title, !performance);
     ui.servolooprateGroup->setVisible(performance);
     // The operator is offered the user mode alone; the other modes wait behind this.
     ui.manuf_password->hide();
@@ -104,59 +107,60 @@ void qtTharlenTest::disableTestTabs() {
 void qtTharlenTest::enableTestTabs() {
     if (performanceTestMode)
         return;
-    placeTab("Calibrate");
+    placeTab(*this, "Calibrate");
     if (!manufMode) {
         for (const Tab& tab : Tab::all)
             if (tab.modes & Tab::kUser)
-                placeTab(tab.title);
+                placeTab(*this, tab.title);
     } else if (isCorvale() && encoderTestMode) {
-        placeTab("Encoder Test");
+        placeTab(*this, "Encoder Test");
     }
     ui.servolooprateGroup->hide();
 }
 
-void qtTharlenTest::placeTab(const char* title, bool withIcon) {
+void placeTab(qtTharlenTest& window, const char* title, bool withIcon) {
     const auto hasTitle = [title](const Tab& tab) { return qstrcmp(tab.title, title) == 0; };
     const Tab* const found = std::find_if(std::begin(Tab::all), std::end(Tab::all), hasTitle);
     if (found == std::end(Tab::all))
         qFatal("no tab is called \"%s\"", title);
     const Tab& row = *found;
-    QWidget* const page = ui.*row.page;
-    QTabWidget& tabs = *ui.tabWidget;
+    QWidget* const page = window.ui.*row.page;
+    QTabWidget& tabs = *window.ui.tabWidget;
     int at = tabs.indexOf(page);
     if (at < 0) {
         at = tabs.insertTab(row.index, page, withIcon && *row.icon ? QIcon(row.icon) : QIcon(), row.title);
-        tabs.setTabToolTip(at, m_tabToolTips.value(page));
+        tabs.setTabToolTip(at, window.m_tabToolTips.value(page));
     }
     tabs.setTabEnabled(at, true);
 }
 
 // --- Moving ----------------------------------------------------------------------------------------
 
+static bool spaceResets(const qtTharlenTest& window) {
+    return window.csTharlenID >= 0 && window.isAnyStelmar()
+           && window.ui.tabWidget->tabText(window.ui.tabWidget->currentIndex()) == "Calibrate";
+}
+
+/// The button that was clicked to get here would take the space key for itself. Elsewhere it keeps the keyboard, for
+/// who goes on by it. The name is what a screen reader says of the page as it gets the keyboard.
+static void focusWhereSpaceResets(qtTharlenTest& window) {
+    window.ui.tab_2->setAccessibleName(spaceResets(window) ? "Calibrate. Space resets the arm." : QString());
+    if (spaceResets(window))
+        window.ui.tabWidget->currentWidget()->setFocus();
+}
+
 void qtTharlenTest::gotoPrevTab() {
     ui.tabWidget->setCurrentIndex(ui.tabWidget->currentIndex() - 1);
-    focusWhereSpaceResets();
+    focusWhereSpaceResets(*this);
 }
 
 // In manufacturing the box opens the next tabs as it is passed. An operator who goes on without has them opened here.
 void qtTharlenTest::gotoNextTab() {
     if (manufMode && ui.tabWidget->currentWidget() == ui.tab_10)
-        openLastTests();
+        openLastTests(*this);
     ui.tabWidget->setCurrentIndex(ui.tabWidget->currentIndex() + 1);
     setFocusProxy(ui.tabWidget->currentWidget());
-    focusWhereSpaceResets();
-}
-
-bool qtTharlenTest::spaceResets() const {
-    return csTharlenID >= 0 && isAnyStelmar() && ui.tabWidget->tabText(ui.tabWidget->currentIndex()) == "Calibrate";
-}
-
-/// The button that was clicked to get here would take the space key for itself. Elsewhere it keeps the keyboard, for
-/// who goes on by it. The name is what a screen reader says of the page as it gets the keyboard.
-void qtTharlenTest::focusWhereSpaceResets() {
-    ui.tab_2->setAccessibleName(spaceResets() ? "Calibrate. Space resets the arm." : QString());
-    if (spaceResets())
-        ui.tabWidget->currentWidget()->setFocus();
+    focusWhereSpaceResets(*this);
 }
 
 void qtTharlenTest::closeTestApplication() { close(); }
@@ -172,35 +176,36 @@ void qtTharlenTest::onClickTestAnotherDevice() {
 
 // The event goes no further, whatever the key.
 void qtTharlenTest::keyPressEvent(QKeyEvent* event) {
-    if (event->key() == Qt::Key_Space && spaceResets())
-        resetCalibration();
+    if (event->key() == Qt::Key_Space && spaceResets(*this))
+        resetCalibration(*this);
 }
 
-void qtTharlenTest::updateWizardButtons(int index) {
+static void updateWizardButtons(qtTharlenTest& window, int index) {
+    auto& ui = window.ui;
     ui.next_button->setEnabled(index <= ui.tabWidget->count() - 2 || index < 2);
-    ui.back_button->setEnabled(index > 0 && !manufMode);
+    ui.back_button->setEnabled(index > 0 && !window.manufMode);
 }
 
 // --- The chain -------------------------------------------------------------------------------------
 
+static void rethrowFailedEntry(qtTharlenTest& window) {
+    if (window.m_failedEntry)
+        std::rethrow_exception(std::exchange(window.m_failedEntry, nullptr));
+}
+
 // The whole chain runs at every change, so the leaving actions of all other tabs do too. Tabs are known by
 // their exact text.
 void qtTharlenTest::onTabChange(int index) {
-    updateWizardButtons(index);
+    updateWizardButtons(*this, index);
     const QString tab = ui.tabWidget->tabText(ui.tabWidget->currentIndex());
     // What the next tab reads on entry may take its time, ahead of the calls that switch off: ticks do it meanwhile.
     // "Select" reads only once it has closed the device.
     const ForceGate::Hold hold(m_forceGate, csTharlenID >= 0 && tab != "Select");
     for (const Tab& row : Tab::all) {
-        if (tab == row.title && (row.needs == 0 || (row.needs & modeBits()) != 0))
-            (this->*row.enter)();
+        if (tab == row.title && (row.needs == 0 || (row.needs & modeBits(*this)) != 0))
+            row.enter(*this);
         else if (row.leave)
-            (this->*row.leave)();
+            row.leave(*this);
     }
-    rethrowFailedEntry();
-}
-
-void qtTharlenTest::rethrowFailedEntry() {
-    if (m_failedEntry)
-        std::rethrow_exception(std::exchange(m_failedEntry, nullptr));
+    rethrowFailedEntry(*this);
 }

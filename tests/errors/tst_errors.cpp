@@ -142,7 +142,7 @@ private slots:
         const auto look = [this](int looks) {
             window->clearErrorBrowser();
             for (int i = 0; i < looks; ++i)
-                window->watchLoop();
+                watchLoop(*window);
             return browser();
         };
         ServoLoopCallBack(window.get());
@@ -153,7 +153,7 @@ private slots:
         QVERIFY(look(2).contains("answers again"));
         QVERIFY(look(3).contains("stopped answering"));
         ServoLoopCallBack(window.get());
-        window->watchLoop();
+        watchLoop(*window);
         QVERIFY(window->errorMessage.isEmpty());  // nor is it repeated once the loop is back
         goToTab(*window, "Mode");
         QVERIFY(look(9).isEmpty());
@@ -165,7 +165,7 @@ private slots:
         testClock = [] { return now; };
         const auto look = [this](int milliseconds) {
             now += milliseconds;
-            window->watchLoop();
+            watchLoop(*window);
             window->displayError();
             return browser().count("The window stood still for 2.5 s");
         };

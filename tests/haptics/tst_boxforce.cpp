@@ -139,7 +139,7 @@ private slots:
                     device().maxStiffness = bad;
                     QVERIFY2(tickAt(25.0f, 0, 0) == (std::array<float, 3>{0, 0, 0}), line.name);
                     device().maxStiffness = 0.5f;
-                    window->watchLoop();
+                    watchLoop(*window);
                 }
                 for (int wall = 0; wall < 6; ++wall)
                     QVERIFY2(count(wall) == 0, line.name);

@@ -152,12 +152,12 @@ private slots:
     // A switch that is pending as another device is opened acts on neither.
     void aPendingSwitchIsForItsDevice() {
         open(5, false, "Cycle Amps");
-        const int opening = window->deviceOpening();
+        const int opening = window->m_deviceOpening;
         window->OnSelChangeTHARLeN();
         device().calls.clear();
-        window->shootAmplifiers(opening, true);
+        shootAmplifiers(*window, opening, true);
         QVERIFY(device().calls.empty());
-        window->shootAmplifiers(window->deviceOpening(), true);
+        shootAmplifiers(*window, window->m_deviceOpening, true);
         QVERIFY(device().forcesEnabled);
     }
 

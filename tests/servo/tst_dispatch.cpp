@@ -275,7 +275,7 @@ private slots:
             else if (way == "stop")
                 window->stopEncoderTest();
             else
-                window->surviveException("");
+                surviveException(*window, "");
         };
         device().position[0] = 52.0f;
         int leftAt = 1;  // what comes ahead of it is a tick that begins afterwards

@@ -63,13 +63,13 @@ private slots:
         const auto window = openWindow();
         goToTab(*window, "Cycle Amps");
         window->enableAmplifiers();
-        const int pending = window->deviceOpening();
-        window->surviveException("");
+        const int pending = window->m_deviceOpening;
+        surviveException(*window, "");
         QCOMPARE(window->ui.amp_status_button->text(), QString("OFF"));
-        window->shootAmplifiers(pending, true);
+        shootAmplifiers(*window, pending, true);
         QVERIFY(!device().forcesEnabled && !window->ampsGuiUpdateTimer->isActive());
         window->m_vvMoveIncr.afVoltages[0] = 0.4f;
-        window->surviveException("");
+        surviveException(*window, "");
         QCOMPARE(window->m_vvMoveIncr.afVoltages[0], 0.0f);
     }
 
