@@ -7,7 +7,7 @@
 #include "restyle.h"
 #include "servostate.h"
 #include "tick.h"
-#include "wallforce.h"
+#include "wall.h"
 
 namespace {
 
@@ -58,7 +58,7 @@ float* qtTharlenTest::calcCustomForce(int tharlen_id, float*) {
             tickEnablesForces(*this, tharlen_id);
     }
     for (int i = 0; i < 3; ++i)
-        m_passivityForce[i] = wallForce(kPassivityWall, gain * scene.m_afBoxStiffness, scene.pPos[i]);
+        m_passivityForce[i] = holdAtWall(kPassivityWall, gain * scene.m_afBoxStiffness, scene.pPos[i]);
     dropUnlessFinite(*this, m_passivityForce, 0.0f);
     return m_passivityForce;
 }

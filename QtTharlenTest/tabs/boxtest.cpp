@@ -11,7 +11,7 @@
 #include "servostate.h"
 #include "tabs.h"
 #include "tick.h"
-#include "wallforce.h"
+#include "wall.h"
 
 namespace {
 
@@ -89,9 +89,9 @@ static void enableForcesOutsideBox(qtTharlenTest& window, int id) {
     }
 }
 
-static void wallForces(qtTharlenTest& window, float gain) {
+static void feelWalls(qtTharlenTest& window, float gain) {
     for (int i = 0; i < 3; ++i)
-        window.m_boxForce[i] = wallForce(kBoxWall, gain, window.hapticBoxRenderer->pPos[i]);
+        window.m_boxForce[i] = holdAtWall(kBoxWall, gain, window.hapticBoxRenderer->pPos[i]);
 }
 
 /// User mode. Forces are switched off, or limited. Meant: of the chain only
@@ -148,7 +148,7 @@ float* qtTharlenTest::calcForce(int tharlen_id, float* pPos, long* plastDac) {
         hapticBoxRenderer->m_PopThruRequirement = isCorvale() ? m_cdCorvale.nWallTransitions
                                                   : isOrda()  ? m_cdLodrin.nWallTransitions
                                                               : 3;
-    wallForces(*this, hapticBoxRenderer->m_afBoxStiffness * maxGain);
+    feelWalls(*this, hapticBoxRenderer->m_afBoxStiffness * maxGain);
     for (int i = 0; i < 3; ++i)
         lastDacValue[i] = static_cast<float>(std::fabs(static_cast<double>(plastDac[i]) * 100.0 / kFullDac));
     if (!dropUnlessFinite(*this, m_boxForce, nominalMaxForce))

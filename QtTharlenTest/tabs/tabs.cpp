@@ -1,5 +1,8 @@
 #include "tabs.h"
 
+#include <algorithm>
+#include <iterator>
+
 using Form = Ui::qtTharlenTestClass;
 
 // clang-format off
@@ -34,3 +37,9 @@ const Tab Tab::all[] = {
      kPerformance, 0, enterPerformanceTesting, leavePerformanceTesting},
 };
 // clang-format on
+
+const Tab* findTab(const QString& title) {
+    const auto found =
+        std::find_if(std::begin(Tab::all), std::end(Tab::all), [&title](const Tab& row) { return title == row.title; });
+    return found == std::end(Tab::all) ? nullptr : found;
+}

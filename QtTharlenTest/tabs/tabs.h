@@ -46,6 +46,8 @@ void enterSummary(qtTharlenTest& window);
 void enterPerformanceTesting(qtTharlenTest& window);
 void leavePerformanceTesting(qtTharlenTest& window);
 
+/// The row of a title; null where there is none.
+const Tab* findTab(const QString& title);
 /// Inserts the page of a row as a tab, or leaves it where it is: tabs come in the order of their indices, so its place
 /// would be the same. Enables it.
 void placeTab(qtTharlenTest& window, const char* title, bool withIcon = true);

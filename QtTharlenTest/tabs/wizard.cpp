@@ -2,8 +2,6 @@
 #include <QCryptographicHash>
 #include <QIcon>
 #include <QKeyEvent>
-#include <algorithm>
-#include <iterator>
 #include <utility>
 
 #include "calibrate.h"
@@ -119,9 +117,8 @@ void qtTharlenTest::enableTestTabs() {
 }
 
 void placeTab(qtTharlenTest& window, const char* title, bool withIcon) {
-    const auto hasTitle = [title](const Tab& tab) { return qstrcmp(tab.title, title) == 0; };
-    const Tab* const found = std::find_if(std::begin(Tab::all), std::end(Tab::all), hasTitle);
-    if (found == std::end(Tab::all))
+    const Tab* const found = findTab(title);
+    if (!found)
         qFatal("no tab is called \"%s\"", title);
     const Tab& row = *found;
     QWidget* const page = window.ui.*row.page;

@@ -5,11 +5,14 @@
 
 #include "examiner.h"
 #include "servostate.h"
+#include "tabs.h"
 
 namespace {
 
 constexpr int kLook = 250;             ///< ms between two looks at the error browser
 constexpr double kHealthyJitter = 40;  ///< us
+
+QString tabOf(Test test) { return test == Test::GimbalTrace ? "Encoder Test" : testName(test); }
 
 /// What a test leaves behind for the next window of the same process.
 void clearSharedState() {
@@ -103,16 +106,11 @@ void Bench::insertTabs() {
     for (const Test test : {Test::Calibrate, Test::ReadEncoder, Test::CycleAmps, Test::TestForces, Test::BoxTest,
                             Test::Servoloop, cell.test}) {
         if (!has(page(test)))
-            window->ui.tabWidget->addTab(page(test), test == Test::GimbalTrace ? "Encoder Test" : testName(test));
+            window->ui.tabWidget->addTab(page(test), tabOf(test));
     }
 }
 
-QWidget* Bench::page(Test test) const {
-    const auto& ui = window->ui;
-    QWidget* const pages[kTests] = {ui.tab_1, ui.tab_2, ui.tab_4,  ui.tab_3,  ui.tab_6, ui.tab_7,
-                                    ui.tab_8, ui.tab_9, ui.tab_10, ui.tab_11, ui.tab_5, ui.tab_5};
-    return pages[static_cast<int>(test)];
-}
+QWidget* Bench::page(Test test) const { return window->ui.*findTab(tabOf(test))->page; }
 
 void Bench::enter() {
     if (!isStall(cell.faultCase))

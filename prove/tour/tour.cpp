@@ -4,6 +4,7 @@
 
 #include "device/simulated/armcontrol.h"
 #include "servostate.h"
+#include "tabs.h"
 
 Tour::Tour(const TourPlan& plan)
     : m_plan(plan),
@@ -124,8 +125,10 @@ bool Tour::measureMechanics() {
         return true;
     QTabWidget* tabs = m_window->ui.tabWidget;
     const int place = tabs->indexOf(m_window->ui.tab_10);
-    tabs->insertTab(place, m_window->ui.tab_9, QIcon("./Resources/passivity.png"), "Test Capstan");
-    tabs->insertTab(place, m_window->ui.tab_8, QIcon("./Resources/friction.png"), "Test Friction");
+    for (const char* title : {"Test Capstan", "Test Friction"}) {
+        const Tab& row = *findTab(title);
+        tabs->insertTab(place, m_window->ui.*row.page, QIcon(row.icon), row.title);
+    }
     return go("Test Friction") && step("Friction measured", [&] { return m_person->measureFriction(); })
            && go("Test Capstan") && step("Slip measured", [&] { return m_person->measureCapstan(); });
 }

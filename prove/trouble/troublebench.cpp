@@ -13,6 +13,7 @@
 #include "device/simulated/armcontrol.h"
 #include "qttharlenhapticrenderer.h"
 #include "servostate.h"
+#include "tabs.h"
 
 // --- Diary -----------------------------------------------------------------------------------------
 
@@ -60,20 +61,8 @@ constexpr int kErrorLine = 1050;  ///< ms from an error to its line: two looks, 
 
 /// The page behind a tab's text, whether or not a list shows it.
 QWidget* pageOf(const Ui::qtTharlenTestClass& ui, const QString& tab) {
-    const struct {
-        const char* text;
-        QWidget* page;
-    } pages[] = {{"Read Encoder", ui.tab_3},        {"Calibration Details", ui.tab_4},
-                 {"Encoder Test", ui.tab_5},        {"Cycle Amps", ui.tab_6},
-                 {"Test Forces", ui.tab_7},         {"Test Friction", ui.tab_8},
-                 {"Test Capstan", ui.tab_9},        {"Box Test", ui.tab_10},
-                 {"Servoloop", ui.tab_11},          {"Summary", ui.tab_12},
-                 {"Calibrate", ui.tab_2},           {"Select", ui.tab_1},
-                 {"Performance Testing", ui.tab_15}};
-    for (const auto& page : pages)
-        if (tab == page.text)
-            return page.page;
-    return ui.tab_0;
+    const Tab* row = findTab(tab);
+    return row ? ui.*row->page : ui.tab_0;
 }
 
 }  // namespace
@@ -213,28 +202,40 @@ constexpr Amount kAmounts[] = {{"hot", 60, 180},
                                {"stall", 2, 1500},
                                {"dropped-ticks", 2, 90},
                                {"hanging-reads", 50, 4000}};
-constexpr int kCodes[] = {-32, -31, -30, -29, -28, -13, -5, -4, -2, -1, -3, -60};
+// No line has the last two.
+constexpr int kCodes[] = {kDriverSetup,
+                          kCommunicationErrorLan,
+                          kAdapterSetup,
+                          kParallelPortSetup,
+                          kMotorsWarm,
+                          kCommunicationErrorUsb,
+                          kMaxVelocityExceeded,
+                          kCommunicationError,
+                          kMaxForceExceeded,
+                          kDeviceFault,
+                          -3,
+                          -60};
 
 /// The beginning of the line of a status; none for a status without one.
 QString lineOf(int code) {
     switch (code) {
-        case -32:
+        case kDriverSetup:
             return "Setup Error: Try unplugging";
-        case -31:
-        case -28:
-        case -5:
+        case kCommunicationErrorLan:
+        case kCommunicationErrorUsb:
+        case kCommunicationError:
             return "Communication Error: Check the Device connection";
-        case -30:
+        case kAdapterSetup:
             return "Setup Error: Check the base address";
-        case -29:
+        case kParallelPortSetup:
             return "Setup Error: Check the Parallel Port";
-        case -13:
+        case kMaxVelocityExceeded:
             return "Device Warning: Device exceeded max velocity";
-        case -4:
+        case kDeviceFault:
             return "Device Fault: Check that the remote switch";
-        case -2:
+        case kMaxForceExceeded:
             return "Device Warning: Maximum force exceeded";
-        case -1:
+        case kMotorsWarm:
             return "Device Warning: One or more of the Device motors are warm";
         default:
             return {};
@@ -249,15 +250,15 @@ QString TroubleBench::expectedLine(const QString& fault, int axis, double amount
     if (m_window->csTharlenID < 0 || !arm.loopRunning || m_window->ui.tabWidget->currentIndex() < 1)
         return {};
     if (fault == "unplugged")
-        return lineOf(-5);
+        return lineOf(kCommunicationError);
     if (fault == "amplifier")
-        return lineOf(-4);
+        return lineOf(kDeviceFault);
     if (fault == "status")
         return lineOf(static_cast<int>(amount));
     if (fault == "overspeed")
-        return tab() == "Calibrate" ? QString() : lineOf(-13);
+        return tab() == "Calibrate" ? QString() : lineOf(kMaxVelocityExceeded);
     if (fault == "hot" && amount >= arm.warmLimit && (axis < 3 || m_window->is6dof()))
-        return lineOf(-1);
+        return lineOf(kMotorsWarm);
     // The timer of that tab reads again and again.
     if (fault == "hanging-reads" && amount > 1900 && tab() == "Read Encoder")
         return "The window stood still for";
@@ -302,7 +303,7 @@ void TroubleBench::awaitLine(const QString& line, int milliseconds) {
     for (int waited = 0; waited <= milliseconds; waited += 25) {
         const QString shown = m_window->ui.error_browser->toPlainText();
         const bool replaced = startBoxTest && unfiltered_device_fault(m_window->csTharlenID) != 0;
-        if (shown.contains(line) || (replaced && shown.contains(lineOf(-4))))
+        if (shown.contains(line) || (replaced && shown.contains(lineOf(kDeviceFault))))
             return;
         spend(25);
     }
