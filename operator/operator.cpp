@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "device/simulated/armcontrol.h"
+#include "modellines.h"
 #include "qttharlenhapticrenderer.h"
 #include "qttharlentest.h"
 
@@ -67,9 +68,10 @@ void Operator::choose(std::initializer_list<QRadioButton*> buttons) {
 // --- Calibration -----------------------------------------------------------------------------------
 
 CalibrationStyle Operator::calibrationStyle() const {
-    return m_window.isCorvale()    ? CalibrationStyle::Sweeps
-           : m_window.hasInkwell() ? CalibrationStyle::InkWell
-                                   : CalibrationStyle::ResetPose;
+    const Calibration calibration = m_window.modelLine().calibration;
+    return calibration == Calibration::HomeSensors ? CalibrationStyle::Sweeps
+           : calibration == Calibration::InkWell   ? CalibrationStyle::InkWell
+                                                   : CalibrationStyle::ResetPose;
 }
 
 QString Operator::calibrate(Pace sweeps) {
@@ -182,13 +184,12 @@ QString Operator::feelTheBox() {
     return {};
 }
 
-// A Stelmar holds along one axis alone.
 bool Operator::pushThrough(int wall) {
     const qtTharlenHapticRenderer& box = *m_window.hapticBoxRenderer;
     const int before = box.m_nWallTransitions[wall];
     return hand.pushThrough(
-        wall, m_window.isAnyStelmar() && !m_window.isCNolvaDevice(),
-        [&] { return box.m_nWallTransitions[wall] > before; }, [&] { return bool(box.m_bBrokeOutOfBox); });
+        wall, m_window.modelLine().box.holdsAlongOneAxis(), [&] { return box.m_nWallTransitions[wall] > before; },
+        [&] { return bool(box.m_bBrokeOutOfBox); });
 }
 
 const Wall* Operator::pushThroughEachWall() {

@@ -37,6 +37,9 @@ struct BoxRule {
     double popThrough = 1.0;       ///< a wall gives way at the limit divided by this
     bool limitsEachAxis = false;   ///< in either mode, each axis on its own
     bool userSwitchesOff = false;  ///< in user mode too much force switches off; else one axis a tick is limited
+
+    /// A wall alone never gives way: the force along one axis stays within the limit.
+    bool holdsAlongOneAxis() const { return limitsEachAxis && popThrough <= 1.0; }
 };
 
 /// What a row leaves out is as without a device.

@@ -93,13 +93,36 @@ private slots:
             tickAt({9000, 9000, 9000, 9000, 9000, 9000});
             QVERIFY(!window->repData->bEncoderPass[0] && window->repData->lMaxEncoderVal[0] == 0);
         }
-        // The figures for a Nolva are there for whoever asks: the third axis by the difference of magnitudes.
+        // The figures for a Nolva are there for whoever asks: the third axis by the difference of magnitudes, the
+        // fourth by their sum.
         open(9, 7, true);
-        tickAt({-2500, -1300, -100, -1750, 0, 0});
-        tickAt({2500, 1300, 2300, 1750, 2245, 3500});
+        tickAt({-2500, -1300, -100, 1750, 0, 0});
+        tickAt({2500, 1300, 2299, 1750, 2245, 3500});
+        window->checkEncoderPass();
+        QVERIFY(!window->repData->bEncoderPass[2]);
+        tickAt({0, 0, 2300, 1750, 0, 0});
         window->checkEncoderPass();
         for (const bool pass : window->repData->bEncoderPass)
             QVERIFY(pass);
+    }
+
+    // On a LAN card it is not what is judged, and on others than the two there is nothing to tell.
+    void toldTravel() {
+        const struct {
+            int type, card;
+            std::array<long, 6> told;
+        } rows[] = {{5, 6, {4500, 4250, 3500, 3550, 1500, 3000}},
+                    {5, 7, {4500, 4250, 3500, 3900, 1750, 3900}},
+                    {9, 7, {5000, 2600, 2200, 3500, 2245, 3500}}};
+        const char* const names[6] = {"Base X", "Base Y", "Base Z", "Gimbal X", "Gimbal Y", "Gimbal Z"};
+        for (const auto& row : rows) {
+            open(row.type, row.card, true);
+            const QString text = window->ui.encoderStatus_help_textBox->toPlainText();
+            for (std::size_t i = 0; i < 6; ++i)
+                QVERIFY(text.contains(QString::asprintf("%s axis total counts: %ld ", names[i], row.told[i])));
+        }
+        open(5, 3, true);
+        QVERIFY(window->ui.encoderStatus_help_textBox->toPlainText().isEmpty());
     }
 
     // Three transitions each way leave a switch rose, the fourth of the second direction turns it green.

@@ -2,6 +2,7 @@
 #include <cmath>
 
 #include "gestures.h"
+#include "modellines.h"
 #include "qttharlenhapticrenderer.h"
 #include "servostate.h"
 #include "windowtest.h"
@@ -38,7 +39,7 @@ class TestBoxFlow : public QObject {
         const int before = count(wall);
         const auto outside = [this] { return bool(window->hapticBoxRenderer->m_bBrokeOutOfBox); };
         hand.pushThrough(
-            wall, window->isAnyStelmar() && !window->isCNolvaDevice(), [&] { return count(wall) > before; }, outside);
+            wall, window->modelLine().box.holdsAlongOneAxis(), [&] { return count(wall) > before; }, outside);
         return count(wall) == before + 1 && !outside();
     }
 
@@ -93,7 +94,7 @@ private slots:
             for (int wall = 0; wall < 6; ++wall)
                 QVERIFY2(pushThrough(wall), qPrintable(QString("wall %1, round %2").arg(wall).arg(round)));
             paint();
-            if (!window->isAnyStelmar() || window->isCNolvaDevice())
+            if (!window->modelLine().box.holdsAlongOneAxis())
                 QCOMPARE(bool(window->hapticBoxRenderer->m_bPassTest), round == 3);
         }
         paint();

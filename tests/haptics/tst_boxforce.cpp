@@ -30,6 +30,7 @@ const Line kLines[] = {
     {"Stelmar", 1, 1, 0, 0.25f, 0.5f, 3.6f},
     {"Stelmar high force", 1, 1, 1, 0.25f, 0.5f, 0.9f},
     {"six degrees", 4, 3, 0, 0.25f, 0.5f, 3.6f},
+    {"Corvale 1394", 3, 3, 0, 0.25f, 0.25f, 3.3f},
 };
 
 }  // namespace
@@ -153,6 +154,8 @@ private slots:
         open(kLines[5], true);
         const auto force = tickAt(29.0f, 22.0f, 0);  // -4.5 N, -1 N; limit 3.6 N
         QCOMPARE(force, (std::array<float, 3>{-3.6f, -1.0f, 0.0f}));
+        open(kLines[4], true);  // -5 N, -0.5 N; limit 3.3 N
+        QCOMPARE(tickAt(40.0f, 22.0f, 0), (std::array<float, 3>{-3.3f, -0.5f, 0.0f}));
     }
 
     // Three ticks over the limit, not in a row, within one excursion; then no force until inside again.

@@ -4,6 +4,7 @@
 #include <QTemporaryDir>
 
 #include "device/simulated/armcontrol.h"
+#include "modellines.h"
 #include "operator.h"
 #include "servostate.h"
 #include "windowtest.h"
@@ -144,7 +145,7 @@ private slots:
         DO(person->enterAdvancedMode(NOLVA_ADVANCED_WORD));
         DO(person->select(device));
         DO(person->next("Calibrate"));
-        if (window->isAnyStelmar() && !window->isCNolvaDevice()) {
+        if (window->modelLine().calibration == Calibration::ResetPose) {
             DO(person->calibrate());
             QVERIFY(!person->canGoOn());
         } else {
