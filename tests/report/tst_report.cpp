@@ -313,6 +313,9 @@ private slots:
         std::memset(memory, 0xff, sizeof memory);
         auto* data = new (memory) REPORTDATA;
         setAll(*data, true);
+        data->bOwnsSensorMemory = true;
+        data->asdData[0].psdFlagData[1] = new SENSOR_DATA{};
+        data->asdData[2].psdGapData[1] = new SENSOR_DATA{};
         data->~_REPORTDATA();
         QCOMPARE(std::count(memory, memory + sizeof memory, 0), long(sizeof memory));
     }
