@@ -12,6 +12,7 @@
 #include <cstring>
 #include <new>
 
+#include "report/items.h"
 #include "restyle.h"
 #include "standin.h"
 #include "windowtest.h"
@@ -211,6 +212,17 @@ private slots:
         }
     }
 
+    // Of no model line, and promised all the same: a heading for each axis.
+    void handleMotorsWithAutomaticInspection() {
+        const CTHARLeNDevice arm = standin::record("Arm", 4, 7);
+        report::Subject subject;
+        subject.entry = &arm;
+        subject.sixDof = subject.automatic = true;
+        const report::Items items = report::itemsOf(REPORTFIELDS{}, subject);
+        const auto isHeading = [](const report::Item& item) { return item.text == "Handle motors"; };
+        QCOMPARE(std::count_if(items.begin(), items.end(), isHeading), 3L);
+    }
+
     // The page and the earlier report stay, and the error browser says why.
     void failedWriteChangesNothing() {
         const struct {
@@ -245,19 +257,19 @@ private slots:
         }
     }
 
-    // At the end of links, and where the report may be written to and its folder not. What is no file stays itself.
+    // At the end of links; where the report may be written to and its folder takes no file, or none in the place of
+    // another's. What is no file stays itself.
     void replacesTheEarlier() {
         open();
         const QString link = home.filePath("link"), end = home.filePath("end");
         window->ui.lineEdit_name->setText(QString(500, 'x'));
         QVERIFY(window->createTestReport() == 1 && QFile::rename(path(), end));
-        QVERIFY(QFile::link(end, link) && QFile::link(link, path()));
+        QVERIFY(QFile::link(end, link) && QFile::link(link, path()) && chmod(QFile::encodeName(end), 0666) == 0);
         qint64 size = QFileInfo(end).size();
-        for (const bool shut : {false, true}) {
-            window->ui.lineEdit_name->setText(QString(shut ? 300 : 400, 'x'));
-            chmod(QFile::encodeName(end), 0666);
-            chmod(QFile::encodeName(home.path()), shut ? 0555 : 0755);
-            QCOMPARE(shut ? createWith(kNoLimit) : window->createTestReport(), 1);
+        for (const mode_t mode : {01777, 0555, 0777}) {
+            window->ui.lineEdit_name->setText(window->ui.lineEdit_name->text().mid(100));
+            chmod(QFile::encodeName(home.path()), mode);
+            QCOMPARE(createWith(kNoLimit), 1);
             QVERIFY(QFileInfo(path()).isSymLink() && QFileInfo(link).isSymLink());
             QCOMPARE(QFileInfo(end).size(), size -= 100);
             QVERIFY(contents(end).contains("TEST REPORT") && contents(end).endsWith("below\n"));
