@@ -9,18 +9,18 @@
 namespace report {
 
 // Words of a report, for those who print one and for those who read it.
-inline constexpr QLatin1String kDevice("Haptic Device TEST REPORT");
-inline constexpr QLatin1String kConfiguration("CONFIGURATION");
-inline constexpr QLatin1String kCalibration("CALIBRATION");
-inline constexpr QLatin1String kEncoders("ENCODERS");
-inline constexpr QLatin1String kSwitches("SWITCHES");
-inline constexpr QLatin1String kAmplifiers("AMPLIFIERS");
-inline constexpr QLatin1String kForces("FORCES");
-inline constexpr QLatin1String kBoxTest("BOX TEST");
-inline constexpr QLatin1String kOverallStatus("OVERALL STATUS");
+inline const QLatin1String kDevice("Haptic Device TEST REPORT");
+inline const QLatin1String kConfiguration("CONFIGURATION");
+inline const QLatin1String kCalibration("CALIBRATION");
+inline const QLatin1String kEncoders("ENCODERS");
+inline const QLatin1String kSwitches("SWITCHES");
+inline const QLatin1String kAmplifiers("AMPLIFIERS");
+inline const QLatin1String kForces("FORCES");
+inline const QLatin1String kBoxTest("BOX TEST");
+inline const QLatin1String kOverallStatus("OVERALL STATUS");
 
-inline constexpr QLatin1String kAutomatic("AUTOMATIC INSPECTION");
-inline constexpr QLatin1String kManual("MANUAL INSPECTION");
+inline const QLatin1String kAutomatic("AUTOMATIC INSPECTION");
+inline const QLatin1String kManual("MANUAL INSPECTION");
 
 /// Where an item stands. Only some sections are divided by inspections.
 struct Place {

@@ -98,14 +98,14 @@ private:
 
 report::Subject subjectOf(const qtTharlenTest& window, const QString& serial, const QString& date) {
     const Ui::qtTharlenTestClass& ui = window.ui;
-    const bool orda = window.isOrda(), typeNine = window.isCNolvaDevice();
+    const ModelLine& line = window.modelLine();
     report::Subject subject;
     subject.entry = window.selectedDevice();
     subject.gimbal = tharlen_check_for_gimbal(window.csTharlenID) != 0;
-    subject.sixDof = window.is6dof();
-    subject.automatic = orda || typeNine || window.isCorvale();
-    subject.extraSwitches = orda || typeNine;
-    subject.port = typeNine;
+    subject.sixDof = line.sixDof;
+    subject.automatic = line.automaticInspections;
+    subject.extraSwitches = window.hasInkwell();
+    subject.port = window.isCNolvaDevice();
     subject.device = ui.m_cmbTHARLeN->currentText();
     subject.serial = serial == "Unavailable" ? ui.hardwareSerial_lineedit->text() : serial;
     subject.operatorName = ui.lineEdit_name->text();

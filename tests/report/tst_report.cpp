@@ -6,11 +6,13 @@
 
 #include <QRadioButton>
 #include <QTemporaryDir>
+#include <QTextCodec>
 #include <csignal>
 #include <cstddef>
 #include <cstring>
 #include <new>
 
+#include "report/items.h"
 #include "restyle.h"
 #include "standin.h"
 #include "windowtest.h"
@@ -18,9 +20,6 @@
 using standin::device;
 
 namespace {
-
-/// A locale that cannot write the operator's name, from before the application object is made.
-[[maybe_unused]] const bool kPoorLocale = qputenv("LC_ALL", "C");
 
 constexpr rlim_t kNoLimit = RLIM_INFINITY;
 
@@ -165,17 +164,19 @@ class TestReport : public QObject {
 
 private slots:
     void initTestCase() {
+        // As in a locale that cannot write the operator's name.
+        QTextCodec::setCodecForLocale(QTextCodec::codecForName("ISO-8859-1"));
         std::signal(SIGXFSZ, SIG_IGN);
-        for (const QTemporaryDir* folder : {&home, &full}) {
-            chmod(QFile::encodeName(folder->path()), 0755);
-            QDir(folder->path()).mkpath("logs");
-        }
+        QDir(home.path()).mkpath("logs");
+        QDir(full.path()).mkpath("logs");
+        chmod(QFile::encodeName(full.path()), 0755);
         QFile::link("/dev/full", full.filePath("logs/Test_Reports"));
     }
     void init() {
         qputenv("KNDD_HOME", QFile::encodeName(home.path()));
-        QFile::remove(path());
+        chmod(QFile::encodeName(home.path()), 0755);
         chmod(logs(), 0777);
+        QFile::remove(path());
     }
     void cleanup() { window.reset(); }
 
@@ -211,6 +212,17 @@ private slots:
         }
     }
 
+    // Of no model line, and promised all the same: a heading for each axis.
+    void handleMotorsWithAutomaticInspection() {
+        const CTHARLeNDevice arm = standin::record("Arm", 4, 7);
+        report::Subject subject;
+        subject.entry = &arm;
+        subject.sixDof = subject.automatic = true;
+        const report::Items items = report::itemsOf(REPORTFIELDS{}, subject);
+        const auto isHeading = [](const report::Item& item) { return item.text == "Handle motors"; };
+        QCOMPARE(std::count_if(items.begin(), items.end(), isHeading), 3L);
+    }
+
     // The page and the earlier report stay, and the error browser says why.
     void failedWriteChangesNothing() {
         const struct {
@@ -226,8 +238,11 @@ private slots:
         for (const auto& row : rows) {
             init();
             open();
+            // Longer than what follows, whose room is there thus: it is the writing that fails, halfway.
+            window->ui.lineEdit_name->setText(QString(500, 'x'));
             QCOMPARE(window->createTestReport(), 1);
             const QByteArray earlier = contents(path());
+            window->ui.lineEdit_name->clear();
             setAll(*window->repData, false);
             window->ui.summary_text_browser->setText("as it was");
             row.folder.isNull() ? qunsetenv("KNDD_HOME") : qputenv("KNDD_HOME", QFile::encodeName(row.folder));
@@ -242,18 +257,19 @@ private slots:
         }
     }
 
-    // At the end of links, and where the report may be written to and its folder not. What is no file stays itself.
+    // At the end of links; where the report may be written to and its folder takes no file, or none in the place of
+    // another's. What is no file stays itself.
     void replacesTheEarlier() {
         open();
         const QString link = home.filePath("link"), end = home.filePath("end");
         window->ui.lineEdit_name->setText(QString(500, 'x'));
         QVERIFY(window->createTestReport() == 1 && QFile::rename(path(), end));
-        QVERIFY(QFile::link(end, link) && QFile::link(link, path()));
+        QVERIFY(QFile::link(end, link) && QFile::link(link, path()) && chmod(QFile::encodeName(end), 0666) == 0);
         qint64 size = QFileInfo(end).size();
-        for (const bool shut : {false, true}) {
-            window->ui.lineEdit_name->setText(QString(shut ? 300 : 400, 'x'));
-            chmod(QFile::encodeName(end), 0666);
-            QCOMPARE(shut ? createWith(kNoLimit) : window->createTestReport(), 1);
+        for (const mode_t mode : {01777, 0555, 0777}) {
+            window->ui.lineEdit_name->setText(window->ui.lineEdit_name->text().mid(100));
+            chmod(QFile::encodeName(home.path()), mode);
+            QCOMPARE(createWith(kNoLimit), 1);
             QVERIFY(QFileInfo(path()).isSymLink() && QFileInfo(link).isSymLink());
             QCOMPARE(QFileInfo(end).size(), size -= 100);
             QVERIFY(contents(end).contains("TEST REPORT") && contents(end).endsWith("below\n"));
@@ -309,6 +325,9 @@ private slots:
         std::memset(memory, 0xff, sizeof memory);
         auto* data = new (memory) REPORTDATA;
         setAll(*data, true);
+        data->bOwnsSensorMemory = true;
+        data->asdData[0].psdFlagData[1] = new SENSOR_DATA{};
+        data->asdData[2].psdGapData[1] = new SENSOR_DATA{};
         data->~_REPORTDATA();
         QCOMPARE(std::count(memory, memory + sizeof memory, 0), long(sizeof memory));
     }
