@@ -8,6 +8,7 @@
 #include <QSaveFile>
 #include <cerrno>
 
+#include "modellines.h"
 #include "printer.h"
 #include "qttharlentest.h"
 #include "restyle.h"
