@@ -6,6 +6,7 @@
 #include <atomic>
 
 #include "device/simulated/armcontrol.h"
+#include "motorsoff.h"
 #include "qttharlentest.h"
 
 namespace {

@@ -4,6 +4,7 @@
 #include <QProcess>
 
 #include "datetext.h"
+#include "motorsoff.h"
 #include "servostate.h"
 #include "standin.h"
 #include "windowtest.h"

@@ -2,6 +2,7 @@
 #include <cmath>
 #include <limits>
 
+#include "motorsoff.h"
 #include "qttharlenhapticrenderer.h"
 #include "servostate.h"
 #include "standin.h"

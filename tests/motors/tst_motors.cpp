@@ -2,6 +2,7 @@
 #include <QMessageBox>
 #include <limits>
 
+#include "motorsoff.h"
 #include "restyle.h"
 #include "servostate.h"
 #include "standin.h"

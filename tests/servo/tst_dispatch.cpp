@@ -1,6 +1,7 @@
 // One servo tick against the recording stand-in: what each flag sends, in which order, and what wins.
 #include <algorithm>
 
+#include "motorsoff.h"
 #include "servostate.h"
 #include "standin.h"
 #include "windowtest.h"

@@ -2,6 +2,7 @@
 #include <signal.h>
 
 #include "application.h"
+#include "motorsoff.h"
 #include "servostate.h"
 #include "standin.h"
 #include "windowtest.h"
