@@ -2,7 +2,8 @@
 #include "faults.h"
 
 #include <cmath>
-#include <cstdio>
+#include <locale>
+#include <sstream>
 
 #include "device/foreign.h"
 #include "device/simulated/armwords.h"
@@ -60,10 +61,11 @@ std::string FaultSet::check(const std::string& name, bool on, int axis, const do
     if (!on || !amount || (f.lowest == 0 && f.highest == 0))
         return amount && !std::isfinite(*amount) ? "amount: must be a number" : "";
     if (!(*amount >= f.lowest && *amount <= f.highest) || (f.whole && *amount != std::floor(*amount))) {
-        char text[120];
-        std::snprintf(text, sizeof text, "amount: must be a %snumber between %g and %g (%s)", f.whole ? "whole " : "",
-                      f.lowest, f.highest, f.unit);
-        return text;
+        std::ostringstream text;
+        text.imbue(std::locale::classic());
+        text << "amount: must be a " << (f.whole ? "whole " : "") << "number between " << f.lowest << " and "
+             << f.highest << " (" << f.unit << ")";
+        return text.str();
     }
     return "";
 }
