@@ -28,7 +28,7 @@ public:
 
     /// Shares the storage. The source gains its sharer before this loses one, so a matrix can be assigned to
     /// itself.
-    matrix& operator=(const matrix& other) noexcept {
+    matrix& operator=(const matrix& other) noexcept {  // NOLINT(bugprone-unhandled-self-assignment): by the count
         ++other._m->Refcnt;
         release();
         _m = other._m;

@@ -35,7 +35,7 @@ private:
     }
     static void read(const QJsonValue& value, std::string& field, double) { field = textOf(value); }
     static void read(const QJsonValue& value, std::vector<std::string>& field, double) {
-        for (const QJsonValue& text : value.toArray())
+        for (const QJsonValue text : value.toArray())
             field.push_back(textOf(text));
     }
     static void read(const QJsonValue& value, std::array<bool, 2>& field, double) {

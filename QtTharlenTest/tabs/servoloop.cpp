@@ -137,5 +137,6 @@ void qtTharlenTest::drawHistogramMark() {
     histogramScene->addLine(0.0, height - 100, 740.0, height - 100, pen);
     QGraphicsTextItem* text = histogramScene->addText("1000 Hz", QFont("Arial", 16));
     text->setDefaultTextColor(Qt::green);
-    text->setPos(width / 2, height - 130);
+    const int middle = width / 2;
+    text->setPos(middle, height - 130);
 }

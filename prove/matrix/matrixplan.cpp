@@ -117,7 +117,7 @@ QJsonObject toJson(const CellResult& result) {
 CellResult fromJson(const QJsonObject& object) {
     const auto texts = [&object](const char* name) {
         QStringList list;
-        for (const QJsonValue& value : object[QLatin1String(name)].toArray())
+        for (const QJsonValue value : object[QLatin1String(name)].toArray())
             list << value.toString();
         return list;
     };
