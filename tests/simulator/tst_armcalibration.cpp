@@ -320,6 +320,14 @@ void TestArmCalibration::unwritable() {
         QCOMPARE(status(id), 0);
         QVERIFY(worstError(id) < 0.2);
     }
+    // What was begun beside a name that cannot be had does not stay.
+    Bench bench;
+    bench.place(fileOf("Stelmar 1.0"), "/");
+    const int id = init_tharlen("Stelmar 1.0");
+    armcontrol::handReset();
+    armcontrol::step(1500);
+    QVERIFY(simarm::complaints([id] { tharlen_reset(id); }).contains("cannot be written"));
+    QVERIFY(!QFile::exists(bench.config(fileOf("Stelmar 1.0") + ".new")));
 }
 
 void TestArmCalibration::pinchLimits() {

@@ -433,7 +433,12 @@ void TestArmMotion::handMovements() {
     armcontrol::handRelease();
     armcontrol::handDrag({30, 20, 0}, 100);
     armcontrol::step(300);
-    const armcontrol::Vec3 half = armcontrol::state().position;
+    const armcontrol::Vec3 half = armcontrol::state().position, speed = armcontrol::state().velocity;
+    float shown[3];
+    get_tharlen_vel(id, shown);
+    QVERIFY(std::abs(std::hypot(speed[0], speed[1], speed[2]) - 100) < 3
+            && std::abs(std::hypot(shown[0], shown[1], shown[2]) - 100) < 5);
+    QVERIFY(!armcontrol::handDock().empty());  // no well
     QVERIFY2(std::abs(half[0] + 4) < 1 && std::abs(half[1] - 8.7) < 1, qPrintable(QString::number(half[0])));
     armcontrol::step(600);
     QVERIFY(std::abs(armcontrol::state().position[0] - 30) < 1);
@@ -458,6 +463,7 @@ void TestArmMotion::handMovements() {
         send_tharlen_force(id, force);
         armcontrol::step(400);
         way[strength < 20] = armcontrol::state().position[2];
+        QVERIFY(std::abs(armcontrol::state().handForce - 4) < 0.2);
         disable_tharlen_forces(id);
     }
     QVERIFY2(std::abs(way[0] - 4 / 1.5) < 0.2 && std::abs(way[1] - 8 / 1.5) < 0.3,
