@@ -126,8 +126,13 @@ void TestArmCalibration::homeSensors() {
             beyond{-edge, 0.6, 0.6, 0, 0, 0};
         hold(outside, 1000);
         QCOMPARE(image.ucMiscIn & kHomeSensor[0], 0);
+        hold({edge, 0.7195, 0.6, 0, 0, 0}, 1000);
+        QCOMPARE(image.ucMiscIn & kHomeSensorMask, int(kHomeSensor[1]));
+        hold({edge, 0.6, 0.468, 0, 0, 0}, 1000);
+        QCOMPARE(image.ucMiscIn & kHomeSensorMask, int(kHomeSensor[2]));
+        hold(outside, 1000);
         hold(within, 1000);
-        QCOMPARE(image.ucMiscIn & kHomeSensor[0], int(kHomeSensor[0]));
+        QCOMPARE(image.ucMiscIn & kHomeSensorMask, int(kHomeSensor[0]));
         hold(outside, 1000);
         QCOMPARE(axes[0].nFlags, 0);
         hold(within, 1000);
@@ -230,9 +235,18 @@ void TestArmCalibration::inkWellBySelf() {
         QCOMPARE(get_inkwell_switch(id), docked);
         QCOMPARE(int(image.usCalibSwitch), docked);
         QCOMPARE(status(id), kCalibrationNeeded);
-        armcontrol::step(40);
+        // One that the motors shake does not rest.
+        enable_tharlen_forces(id);
+        for (const long shake : {9000, -9000, 9000, -9000, 9000, -9000, 0}) {
+            const long dac[6] = {0, shake, 0, 0, 0, 0};
+            command_motor_dac_values(id, dac);
+            armcontrol::step(10);
+            QCOMPARE(status(id), kCalibrationNeeded);
+        }
+        disable_tharlen_forces(id);
+        armcontrol::step(30);
         QCOMPARE(status(id), kCalibrationNeeded);
-        armcontrol::step(40);
+        armcontrol::step(50);
         QVERIFY(!QFile::exists(bench.config(fileOf(name))));
         docked ? disable_tharlen(id) : get_inkwell_switch(id);
         QVERIFY(QFile::remove(bench.config(fileOf(name))));
@@ -266,6 +280,9 @@ void TestArmCalibration::resetPose() {
             QVERIFY2((tharlen_reset(id) == 0) == (std::abs(off) < 0.05), qPrintable(QString::number(off)));
         }
     }
+    const int other = init_tharlen("Corvale USB");
+    hold({}, 1000);
+    QVERIFY(tharlen_reset(other) != 0);
 }
 
 void TestArmCalibration::file() {

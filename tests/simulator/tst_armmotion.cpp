@@ -202,6 +202,10 @@ void TestArmMotion::stopsAndSweep() {
                  qPrintable(QString("axis %1 travelled %2").arg(axis).arg(high - low)));
         QVERIFY(std::abs(armcontrol::state().joints[static_cast<std::size_t>(axis)] - before) < 0.01);
     }
+    armcontrol::handJoints({0, 0.6, 0.6, 5, 0, -5}, 5);
+    armcontrol::step(2000);
+    QVERIFY(armcontrol::state().joints[3] < armcontrol::state().jointMax[3] + 0.01);
+    QVERIFY(armcontrol::state().joints[5] > armcontrol::state().jointMin[5] - 0.01);
     armcontrol::handRelease();
     enable_tharlen_velocity_check(id, 0);
     enable_tharlen_forces(id);
@@ -439,6 +443,11 @@ void TestArmMotion::handMovements() {
     QVERIFY(std::abs(std::hypot(speed[0], speed[1], speed[2]) - 100) < 3
             && std::abs(std::hypot(shown[0], shown[1], shown[2]) - 100) < 5);
     QVERIFY(!armcontrol::handDock().empty());  // no well
+    armcontrol::setFault("unplugged", true);   // what is not read any more does not move
+    armcontrol::step(1);
+    get_tharlen_vel(id, shown);
+    QCOMPARE(std::hypot(shown[0], shown[1], shown[2]), 0.0f);
+    armcontrol::clearFaults();
     QVERIFY2(std::abs(half[0] + 4) < 1 && std::abs(half[1] - 8.7) < 1, qPrintable(QString::number(half[0])));
     armcontrol::step(600);
     QVERIFY(std::abs(armcontrol::state().position[0] - 30) < 1);
@@ -468,11 +477,20 @@ void TestArmMotion::handMovements() {
     }
     QVERIFY2(std::abs(way[0] - 4 / 1.5) < 0.2 && std::abs(way[1] - 8 / 1.5) < 0.3,
              qPrintable(QString("%1 %2").arg(way[0]).arg(way[1])));
+    // Weaker than the motors, it gives way for good.
+    armcontrol::handStrength(5);
+    enable_tharlen_forces(id);
+    for (int i = 0; i < 300; ++i) {
+        const float most[6] = {0, 0, 7.9f, 0, 0, 0};
+        send_tharlen_force(id, most);
+        armcontrol::step(1);
+    }
+    QVERIFY(armcontrol::state().position[2] > 40);
     id = init_tharlen("Default Device");
     armcontrol::handStrength(25);
     for (int i = 0; i < 2; ++i) {  // in the well already, it stays there
         armcontrol::handDock();
-        armcontrol::step(i == 0 ? 2500 : 1);
+        armcontrol::step(i == 0 ? 2500 : 0);
         QVERIFY(armcontrol::state().docked);
     }
     armcontrol::handUndock();
