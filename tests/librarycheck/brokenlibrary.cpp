@@ -314,8 +314,7 @@ int tharlen_check_for_pinch(int id) {
 }
 int get_calibration_status(int id, int* status) {
     const int result = HEALTHY(get_calibration_status)(id, status);
-    *status += breaks("odd_status") ? 512 : 0;
-    return result;
+    return isOpen(id) && breaks("odd_status") ? -1 : result;
 }
 int is_calibration_supported(int id) {
     return isOpen(id) && breaks("no_calibration") ? 0 : HEALTHY(is_calibration_supported)(id);

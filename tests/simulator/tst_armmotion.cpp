@@ -72,6 +72,10 @@ void TestArmMotion::operationsAgree() {
             QVERIFY(std::abs(position[i] - target[i]) < 2.5);
             QVERIFY(std::abs(position[i] - s.position[i]) < 1.5);
             QCOMPARE(matrix[3][i], position[i]);
+            arm::Vector6 q;
+            q << angles[0], angles[1], angles[2], angles[3], angles[4], angles[5];
+            for (std::size_t row = 0; row < 3; ++row)
+                QVERIFY(std::abs(matrix[i][row] - arm::stylusRotation(q)(int(row), int(i))) < 1e-5);
             QCOMPARE(base[i], angles[i]);
         }
         const double gimbal[3] = {0.3, -0.2, 0.5};
