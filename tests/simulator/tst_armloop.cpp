@@ -54,7 +54,6 @@ private slots:
     void stopWaitsForCallback();
     void stopInsideCallback();
     void movesWithoutCallback();
-    void waitingForAmplifiers();
     void readersAndLoop();
     void stepped();
     void manners();
@@ -166,19 +165,6 @@ void TestArmLoop::movesWithoutCallback() {
     stopServoLoop();
     QVERIFY2(std::abs(moved - seconds) < 0.02, qPrintable(QString("%1 s in %2 s").arg(moved).arg(seconds)));
     QVERIFY(armcontrol::state().lateTicks - late > 20);
-}
-
-void TestArmLoop::waitingForAmplifiers() {
-    Bench bench(false);
-    handle = init_tharlen("Default Device");
-    for (int i = 0; i < 3; ++i) {
-        QCOMPARE(enable_tharlen_forces(handle), 0);
-        QVERIFY(armcontrol::state().amplifiers);
-        QCOMPARE(disable_tharlen_forces(handle), 0);
-        QVERIFY(!armcontrol::state().amplifiers);
-    }
-    armcontrol::setFault("no-amplifier-follow", true);
-    QCOMPARE(enable_tharlen_forces(handle), -4);
 }
 
 // Readers and commands on several threads beside a running loop: nothing torn, nothing stuck. What it proves
