@@ -249,6 +249,7 @@ private slots:
         // "off".
         axis->setValue(2);
         amount->setValue(77);
+        shown.show({{"faults", QJsonArray{"jitter"}}});
         QCOMPARE(hot->text(1) + ", " + hot->text(2), QString("2, 77 C"));
         QCOMPARE(shown.sent([&] { hot->setCheckState(0, Qt::Checked); }),
                  QStringList(R"({"amount":77,"axis":1,"command":"fault.set","name":"hot","on":true})"));
