@@ -143,13 +143,18 @@ void TestArmCalibration::homeSensors() {
         const bool comb = row.flags > 1;
         armcontrol::setFault("wide-flag", true, 0, 240);
         armcontrol::setFault("narrow-gap", true, 0, 150);
-        sweep({0});
-        const auto width = [](const SENSOR_DATA* part) { return part ? part->lWidth : 0; };
-        const long widths[] = {width(axes[0].psdFlagData[1]), width(axes[0].psdFlagData[0]),
-                               width(axes[0].psdGapData[0]), width(axes[0].psdGapData[1])};
-        const long bent[] = {840, comb ? 400 : 0, comb ? 130 : 0, comb ? 280 : 0};
-        for (int i = 0; i < 4; ++i)
-            QVERIFY2(std::labs(widths[i] - bent[i]) < 12, qPrintable(QString::number(widths[i])));
+        armcontrol::setFault("missing-flag", true, 2);
+        sweep({0, 1, 2});
+        for (int axis = 0; axis < 2; ++axis) {
+            const auto width = [](const SENSOR_DATA* part) { return part ? part->lWidth : 0; };
+            const long widths[] = {width(axes[axis].psdFlagData[1]), width(axes[axis].psdFlagData[0]),
+                                   width(axes[axis].psdGapData[0]), width(axes[axis].psdGapData[1])};
+            const long bent[] = {840, comb ? 400 : 0, comb ? 130 : 0, comb ? 280 : 0};
+            for (int i = 0; i < 4; ++i)
+                QVERIFY2((std::labs(widths[i] - bent[i]) < 12) == (axis == 0 || (i != 0 && (i == 1 || !comb))),
+                         qPrintable(QString("axis %1: %2").arg(axis).arg(widths[i])));
+        }
+        QCOMPARE(axes[2].nFlags, 0);
         armcontrol::clearFaults();
 
         sweep({0, 1, 2});

@@ -53,29 +53,6 @@ Push push(const Broken& fault, double sign = 1) {
     return result;
 }
 
-/// Starts, stops and number of what the home sensors of three axes see while all turn from stop to stop.
-std::array<std::vector<long>, 3> flagsSeen(const Broken& fault) {
-    Bench bench;
-    const int id = init_tharlen("Corvale LAN");
-    if (fault.name)
-        armcontrol::setFault(fault.name, true, fault.axis, fault.amount);
-    const State s = armcontrol::state();
-    armcontrol::handJoints({s.jointMin[0], s.jointMin[1], s.jointMin[2], 0, 0, 0}, 2);
-    armcontrol::step(1500);
-    armcontrol::handJoints({s.jointMax[0], s.jointMax[1], s.jointMax[2], 0, 0, 0}, 1);
-    armcontrol::step(3000);
-    std::array<std::vector<long>, 3> seen;
-    for (std::size_t axis = 0; axis < 3; ++axis) {
-        const AXIS_SENSOR_DATA& data = get_calibration_data(id)->GetAxisSensorData()[axis];
-        seen[axis] = {data.nFlags, data.nGaps};
-        for (int i = 0; i < 3; ++i)
-            for (const SENSOR_DATA* part : {data.psdFlagData[i], data.psdGapData[i]})
-                if (part)
-                    seen[axis].insert(seen[axis].end(), {part->lStart, part->lStop, part->lVelocity});
-    }
-    return seen;
-}
-
 }  // namespace
 
 class TestArmFaults : public QObject {
@@ -84,7 +61,6 @@ class TestArmFaults : public QObject {
 private slots:
     void status();
     void axisFaults();
-    void flagFaults();
     void otherFaults();
     void slipsAboveItsLimit();
     void loopFaults();
@@ -171,20 +147,6 @@ void TestArmFaults::axisFaults() {
                                               .arg(i)
                                               .arg(ratio)));
             }
-        }
-    }
-}
-
-void TestArmFaults::flagFaults() {
-    const auto healthy = flagsSeen({});
-    const Broken rows[] = {{"missing-flag"}, {"wide-flag", 240}, {"narrow-gap", 150}};
-    for (const Broken& row : rows) {
-        for (int axis = 0; axis < 3; ++axis) {
-            const auto broken = flagsSeen({row.name, row.amount, axis});
-            const bool oneFlag = axis == 2 && QByteArray(row.name) == "narrow-gap";
-            for (int i = 0; i < 3; ++i)
-                QVERIFY2((broken[std::size_t(i)] != healthy[std::size_t(i)]) == (i == axis && !oneFlag),
-                         qPrintable(QString("%1 on %2, axis %3").arg(row.name).arg(axis).arg(i)));
         }
     }
 }
