@@ -234,18 +234,9 @@ private slots:
     }
 
     void readsAStateOfWrongKinds() {
-        const ArmState state = readArmState({{"open", 1},
-                                             {"joints", QJsonArray{1, 2}},
-                                             {"position", "here"},
-                                             {"switches", QJsonArray{true}},
-                                             {"faults", 3},
-                                             {"handTarget", QJsonArray{4, "x", 6}},
-                                             {"jointMax", QJsonArray{1, 2, 1e300, -1e300, 3, 4}},
-                                             {"encoders", QJsonArray{1e300, 0, 0, 0, 0, 0}},
-                                             {"strength", 1e300},
-                                             {"ticks", 1e300},
-                                             {"name", "a\nb"},
-                                             {"rate", 1000.0}});
+        const ArmState state = readArmState(object(R"({"open":1,"joints":[1,2],"position":"here","switches":[true],
+            "faults":3,"handTarget":[4,"x",6],"jointMax":[1,2,1e300,-1e300,3,4],"encoders":[1e300,0,0,0,0,0],
+            "strength":1e300,"ticks":1e300,"name":"a\u0001b","rate":1000.0})"));
         QCOMPARE(state.joints[1] + state.position[0], 0.0);
         QCOMPARE(state.jointMax, (Vec6{1, 2, 0, 0, 3, 4}));
         QCOMPARE(state.encoders[0] + state.strength + static_cast<double>(state.ticks), 0.0);
@@ -259,18 +250,9 @@ private slots:
         ScriptedArm arm(path("arm-1.sock"));
         arm.answer = [](const QJsonObject& command) -> QJsonObject {
             if (command["command"] == "fault.list")
-                return {{"faults", QJsonArray{QJsonObject{{"name", "hot"},
-                                                          {"on", false},
-                                                          {"axis", -1},
-                                                          {"amount", 95},
-                                                          {"unit", "degrees"},
-                                                          {"text", "heat"}},
-                                              QJsonObject{{"name", "far\noff"},
-                                                          {"on", true},
-                                                          {"axis", 2147483647},
-                                                          {"amount", 1e300},
-                                                          {"unit", "degrees"}},
-                                              QJsonObject{{"name", "late-stop"}, {"manner", true}}}}};
+                return object(R"({"faults":[{"name":"hot","on":false,"axis":-1,"amount":95,"unit":"degrees"},
+                    {"name":"far\u0001off","on":true,"axis":2147483647,"amount":1e300,"unit":"degrees"},
+                    {"name":"late-stop","manner":true}]})");
             if (command["command"] == "fault.set" || command["command"] == "hand.dock")
                 return {{"ok", false}, {"error", "not " + command["command"].toString()}};
             return {};

@@ -20,11 +20,12 @@
 
 namespace {
 
-const QJsonObject kPosed{{"gimbal", true},
-                         {"grip", 1},
-                         {"joints", QJsonArray{0.1, 0.2, 0.3, 0.4, 0.5, 0.6}},
-                         {"jointMin", QJsonArray{-1, -0.9, -0.8, -0.7, -0.6, -0.5}},
-                         {"jointMax", QJsonArray{1.1, 1.2, 1.3, 1.4, 1.5, 1.6}}};
+const QJsonObject kPosed = object(R"({"gimbal":true,"grip":1,"joints":[0.1,0.2,0.3,0.4,0.5,0.6],
+    "jointMin":[-1,-0.9,-0.8,-0.7,-0.6,-0.5],"jointMax":[1.1,1.2,1.3,1.4,1.5,1.6]})");
+const QJsonObject kFaults = object(R"({"faults":[{"name":"jitter","amount":300,"axis":-1,"unit":"us"},
+    {"name":"hot","amount":95,"axis":-1,"unit":"C"},{"name":"dead","axis":-1,"unit":""}]})");
+const QJsonObject kHotFaults = object(R"({"faults":[{"name":"jitter","amount":300,"axis":-1,"unit":"us"},
+    {"name":"hot","on":true,"amount":77,"axis":1,"unit":"C"},{"name":"dead","axis":-1,"unit":""}]})");
 
 QStringList accessibleNames(const QWidget& of) {
     QStringList names;
@@ -42,15 +43,11 @@ class TestPanelControls : public PanelFixture {
     struct Shown {
         ScriptedArm arm;
         ArmPanel panel;
+        QJsonObject faults = kFaults;
 
         Shown(const QString& path, const QJsonObject& fields) : arm(path) {
-            arm.answer = [](const QJsonObject& command) -> QJsonObject {
-                if (command["command"] == "fault.list")
-                    return {{"faults",
-                             QJsonArray{QJsonObject{{"name", "jitter"}, {"amount", 300}, {"axis", -1}, {"unit", "us"}},
-                                        QJsonObject{{"name", "hot"}, {"amount", 95}, {"axis", -1}, {"unit", "C"}},
-                                        QJsonObject{{"name", "dead"}, {"axis", -1}, {"unit", ""}}}}};
-                return {};
+            arm.answer = [this](const QJsonObject& command) {
+                return command["command"] == "fault.list" ? faults : QJsonObject();
             };
             panel.show();
             panel.start(kRetryMs);
@@ -253,15 +250,7 @@ private slots:
         QCOMPARE(hot->text(1) + ", " + hot->text(2), QString("2, 77 C"));
         QCOMPARE(shown.sent([&] { hot->setCheckState(0, Qt::Checked); }),
                  QStringList(R"({"amount":77,"axis":1,"command":"fault.set","name":"hot","on":true})"));
-        shown.arm.answer = [](const QJsonObject& command) -> QJsonObject {
-            if (command["command"] == "fault.list")
-                return {
-                    {"faults",
-                     QJsonArray{QJsonObject{{"name", "jitter"}, {"amount", 300}, {"axis", -1}, {"unit", "us"}},
-                                QJsonObject{{"name", "hot"}, {"on", true}, {"amount", 77}, {"axis", 1}, {"unit", "C"}},
-                                QJsonObject{{"name", "dead"}, {"axis", -1}, {"unit", ""}}}}};
-            return {};
-        };
+        shown.faults = kHotFaults;
         shown.show({{"faults", QJsonArray{"hot"}}});
         QTRY_COMPARE(hot->checkState(0), Qt::Checked);
         QVERIFY(axis->value() == 2 && amount->value() == 77);
@@ -289,45 +278,20 @@ private slots:
                        : QJsonObject{};
         };
         shown.panel.findChild<HeatControls*>()->refresh();
-        shown.show({{"winding", QJsonArray{25, 80, 90, 31, 32, 33}},
-                    {"stator", QJsonArray{21, 22, 61, 23, 24, 26}},
-                    {"warmLimit", 85},
-                    {"faults", QJsonArray{"hot", "jitter"}},
-                    {"lateTicks", 3},
-                    {"ticks", 1000},
-                    {"rate", 2000},
-                    {"measuredRate", 1999.4},
-                    {"encoders", QJsonArray{101, -102, 103, 104, 105, 106}},
-                    {"dac", QJsonArray{-11, 12, 13, 14, 15, 16}},
-                    {"force", QJsonArray{0, 0, 0}},
-                    {"handForce", 3.4},
-                    {"strength", 25},
-                    {"calibrationStatus", 255},
-                    {"amplifiers", false},
-                    {"loopRunning", true}});
+        shown.show(object(R"({"winding":[25,80,90,31,32,33],"stator":[21,22,61,23,24,26],"warmLimit":85,"handForce":3.4,
+            "faults":["hot","jitter"],"lateTicks":3,"ticks":1000,"rate":2000,"measuredRate":1999.4,"strength":25,
+            "encoders":[101,-102,103,104,105,106],"dac":[-11,12,13,14,15,16],"force":[0,0,0],"calibrationStatus":255,
+            "amplifiers":false,"loopRunning":true})"));
         const QStringList names = accessibleNames(shown.panel);
-        for (const char* name : {"2  base Y, winding near 80.0",
-                                 "3  base Z, winding warm 90.0",
-                                 "6  gimbal Z, winding 33.0",
-                                 "Amplifiers OFF",
-                                 "Servo running",
-                                 "2 faults on",
-                                 "Workspace from above, X 1.0   Z 3.0 mm",
-                                 "Workspace from the front, X 1.0   Y 2.0 mm",
-                                 "Not real-time",
-                                 "Nobody holds it",
-                                 "Calibration due",
-                                 "Late ticks 3 (0.300 %)",
-                                 "Rate, set 2000 Hz",
-                                 "Rate, measured 1999.4 Hz",
-                                 "Servo callback running",
-                                 "3  base Z, winding to its warm limit 106 %",
-                                 "1  base X, angle 5.7\u00b0",
-                                 "5  gimbal Y, angle 28.6\u00b0",
-                                 "2  base Y, encoder -102",
-                                 "4  gimbal X, DAC 14",
-                                 "1  base X, between its stops 52 %"})
-            QVERIFY2(names.contains(QString::fromUtf8(name)), name);
+        const char* const wanted =
+            "2  base Y, winding near 80.0|3  base Z, winding warm 90.0|6  gimbal Z, winding 33.0|Amplifiers OFF|"
+            "Servo running|2 faults on|Workspace from above, X 1.0   Z 3.0 mm|Not real-time|Nobody holds it|"
+            "Workspace from the front, X 1.0   Y 2.0 mm|Calibration due|Late ticks 3 (0.300 %)|Rate, set 2000 Hz|"
+            "Rate, measured 1999.4 Hz|Servo callback running|3  base Z, winding to its warm limit 106 %|"
+            "1  base X, angle 5.7\u00b0|5  gimbal Y, angle 28.6\u00b0|2  base Y, encoder -102|4  gimbal X, DAC 14|"
+            "1  base X, between its stops 52 %";
+        for (const QString& name : QString::fromUtf8(wanted).split('|'))
+            QVERIFY2(names.contains(name), qPrintable(name));
         const auto heatSays = [&] {
             for (const QLabel* label : shown.panel.findChild<HeatControls*>()->findChildren<QLabel*>())
                 if (label->text().contains(" now: "))

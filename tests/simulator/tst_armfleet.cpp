@@ -74,41 +74,19 @@ void TestArmFleet::builtIn() {
                                ? "Stelmar 1.5 6DOF"
                                : QByteArray(get_tharlen_model_type(id)).replace("THARLEN ", "").constData(),
                            static_cast<int>(d.m_nCardType), d.m_nHighForce == 1);
-        const double record[] = {d.m_dL1,
-                                 d.m_dL2,
-                                 d.m_dWorkspaceOffset1,
-                                 d.m_dWorkspaceOffset2,
-                                 d.m_dR1,
-                                 d.m_dR2,
-                                 d.m_dR3,
-                                 d.m_dR4,
-                                 d.m_dR5,
-                                 d.m_dR6,
-                                 d.m_dNominalMaxStiffness,
-                                 d.m_dNominalMaxDamping,
-                                 d.m_dNominalMaxForce,
-                                 d.m_dNominalMaxContinuousForce,
-                                 d.m_dNominalMaxTorqueStiffness,
-                                 d.m_dNominalMaxTorqueForce,
-                                 d.m_dNominalMaxTorqueContinuousForce};
-        const double figures[] = {line.upperArm,
-                                  line.forearm,
-                                  line.originY,
-                                  line.originZ,
-                                  line.base[0].reduction,
-                                  line.base[1].reduction,
-                                  line.base[2].reduction,
-                                  line.gimbal[0].reduction,
-                                  line.gimbal[1].reduction,
-                                  line.gimbal[2].reduction,
-                                  line.maxStiffness,
-                                  line.maxDamping,
-                                  line.maxForce,
-                                  line.continuousForce,
-                                  line.maxTorqueStiffness,
-                                  line.maxTorque,
-                                  line.continuousTorque};
-        QVERIFY2(std::equal(std::begin(record), std::end(record), figures), d.m_szName);
+        const QVector<double> record = QVector<double>()
+                                       << d.m_dL1 << d.m_dL2 << d.m_dWorkspaceOffset1 << d.m_dWorkspaceOffset2
+                                       << d.m_dR1 << d.m_dR2 << d.m_dR3 << d.m_dR4 << d.m_dR5 << d.m_dR6
+                                       << d.m_dNominalMaxStiffness << d.m_dNominalMaxDamping << d.m_dNominalMaxForce
+                                       << d.m_dNominalMaxContinuousForce << d.m_dNominalMaxTorqueStiffness
+                                       << d.m_dNominalMaxTorqueForce << d.m_dNominalMaxTorqueContinuousForce;
+        const QVector<double> figures =
+            QVector<double>() << line.upperArm << line.forearm << line.originY << line.originZ << line.base[0].reduction
+                              << line.base[1].reduction << line.base[2].reduction << line.gimbal[0].reduction
+                              << line.gimbal[1].reduction << line.gimbal[2].reduction << line.maxStiffness
+                              << line.maxDamping << line.maxForce << line.continuousForce << line.maxTorqueStiffness
+                              << line.maxTorque << line.continuousTorque;
+        QVERIFY2(record == figures, d.m_szName);
         QVERIFY(d.m_dResetAngle0 == 0 && d.m_dResetAngle1 == 0 && d.m_dResetAngle5 == 0);
         QCOMPARE(*d.m_szTharlenHost != 0, d.m_nCardType == kCardLan);
         QVERIFY(get_tharlen_nominal_max_force(id) == static_cast<float>(line.maxForce)
@@ -121,11 +99,7 @@ void TestArmFleet::builtIn() {
     }
     for (unsigned long model : {3, 4, 5, 9})
         QVERIFY(models.count(model));
-    for (unsigned long card : {1, 2, 3, 6, 7})
-        QVERIFY(cards.count(card));
-    for (const char* text : {"THARLEN Orda", "THARLEN Corvale", "Nolva", "THARLEN Stelmar 1.0", "THARLEN Stelmar 1.5",
-                             "THARLEN Stelmar 3.0"})
-        QVERIFY2(texts.count(text), text);
+    QVERIFY(cards.size() == 5 && texts.size() == 7);
     QVERIFY(revisions == std::set<int>({1, 5, 9}) && grips.size() == 3 && bare && high);
 }
 
