@@ -277,6 +277,8 @@ int get_stylus_switch(int id, int button) {
 int get_tharlen_encoders(int id, float angles[3]) {
     const int result = HEALTHY(get_tharlen_encoders)(id, angles);
     angles[1] += isOpen(id) && breaks("other_angles") ? 0.1f : 0.0f;
+    if (breaks("fills_more"))
+        angles[3] = 0;
     return result;
 }
 int get_stylus_matrix(int id, float matrix[4][4]) {

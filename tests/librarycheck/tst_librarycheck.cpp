@@ -218,7 +218,8 @@ const Case kCases[] = {
      "it is", 30,
      "no_version speaks_unasked opens_anything closed_enables odd_serial great_force odd_grip odd_status "
      "no_calibration warm_base"},
-    {"a dead second handle", kBroken, kDevice, "life.again", "as one that is not open", 40, "dead_handle"},
+    {"a dead second handle", kBroken, kDevice, "life.again life.operations life.nohandle", "as one that is not open",
+     40, "dead_handle fills_more"},
     {"an exception", kBroken, kDevice, "life.operations", "get_tharlen_pos threw", 40, "throws"},
     {"a hang", kBroken, kDevice, "life.operations", "in get_stylus_presence", 40, "hangs"},
     {"a hang in a tick", kBroken, kDevice, "life.operations", "on the servo thread in get_tharlen_joint_vel", 45,

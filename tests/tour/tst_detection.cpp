@@ -4,6 +4,7 @@
 #include <QJsonDocument>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTimer>
 #include <map>
 #include <set>
 
@@ -221,6 +222,8 @@ private slots:
             {"Corvale LAN", "Calibrate", "missing-flag", 1, Outcome::FoundAsMeant, "not done", ""},
             {"Corvale LAN", "Calibration Details", "narrow-gap 110 counts", 0, Outcome::FoundAsMeant, "gap 1", ""},
             {"Orda LAN", "Read Encoder", "stuck-switch 0 released", 0, Outcome::FoundAsMeant, "button", "shows OFF"},
+            {"Orda LAN", "Read Encoder", "short-travel 0.12 of travel", 1, Outcome::FoundAsMeant,
+             "travel of Y does not pass", "stop to stop of Y"},
             {"Corvale USB", "Read Encoder", "dead-encoder, gimbal", 4, Outcome::FoundAsMeant, "",
              "gimbal Y does not move"},
             {"Stelmar 1.0", "Read Encoder", "drifting-encoder 60 /min", 1, Outcome::FoundAsMeant, "", "Y runs on"},
@@ -452,6 +455,15 @@ private slots:
         }
         qunsetenv("MVI_MANUFACTURING");
         QCOMPARE(Tour({"user", {}, true, "/nowhere"}).run(), -1);
+    }
+
+    // The last: what was broken off stays so in this process.
+    void brokenOff() {
+        const Cell one = cell("Default Device", "Select", "", -1);
+        std::vector<CellResult> results;
+        QTimer::singleShot(300, &FlowTime::cancel);
+        QVERIFY(!Workers("/bin/sh", {"-c", "read n; sleep 60"}, 1, 60).play({one, one}, results, [](std::size_t) {}));
+        QVERIFY(!results[0].played && !results[1].played);
     }
 };
 
