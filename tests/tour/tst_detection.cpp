@@ -296,28 +296,30 @@ private slots:
         slipped.figures = {{"slip of Z, counts", 600 * 1.04}, {"slip of X, counts", 5}};
         CellResult slippedMore = slipped;
         slippedMore.figures["slip of Z, counts"] = 300;
-        const std::vector<Cell> played{meant, meant, blind, blind, healthy, healthy, healthy,
-                                       meant, words, words, meant, slip,    slip};
-        const std::vector<CellResult> results{result(),
-                                              result({"a"}, {"b"}),
-                                              result(),
-                                              result({}, {"c"}),
-                                              result({"d"}),
-                                              crashed,
-                                              CellResult(),
-                                              low,
-                                              result({"does not pass"}),
-                                              result({"Note: the amplifiers "}),
-                                              high,
-                                              slipped,
-                                              slippedMore};
-        const Outcome expected[] = {Outcome::Missed,         Outcome::FoundAsMeant, Outcome::NotVisible,
-                                    Outcome::FoundByAnother, Outcome::FalseAlarm,   Outcome::Crashed,
-                                    Outcome::NotPlayed,      Outcome::FoundAsMeant, Outcome::Missed,
-                                    Outcome::FoundAsMeant,   Outcome::FoundAsMeant, Outcome::FoundAsMeant,
-                                    Outcome::FoundAsMeant};
-        for (std::size_t i = 0; i < played.size(); ++i)
-            QCOMPARE(outcome(played[i], results[i]), expected[i]);
+        const struct {
+            Cell cell;
+            CellResult result;
+            Outcome outcome;
+        } rows[] = {{meant, result(), Outcome::Missed},
+                    {meant, result({"a"}, {"b"}), Outcome::FoundAsMeant},
+                    {blind, result(), Outcome::NotVisible},
+                    {blind, result({}, {"c"}), Outcome::FoundByAnother},
+                    {healthy, result({"d"}), Outcome::FalseAlarm},
+                    {healthy, crashed, Outcome::Crashed},
+                    {healthy, CellResult(), Outcome::NotPlayed},
+                    {meant, low, Outcome::FoundAsMeant},
+                    {words, result({"does not pass"}), Outcome::Missed},
+                    {words, result({"Note: the amplifiers "}), Outcome::FoundAsMeant},
+                    {meant, high, Outcome::FoundAsMeant},
+                    {slip, slipped, Outcome::FoundAsMeant},
+                    {slip, slippedMore, Outcome::FoundAsMeant}};
+        std::vector<Cell> played;
+        std::vector<CellResult> results;
+        for (const auto& row : rows) {
+            QCOMPARE(outcome(row.cell, row.result), row.outcome);
+            played.push_back(row.cell);
+            results.push_back(row.result);
+        }
         const MatrixReport report(played, results, 1);
         const QStringList starts{
             "missed: ", "false alarm: ", "crashed: ", "wrong figure: ", "missed: ", "wrong figure: ", "wrong figure: "};
