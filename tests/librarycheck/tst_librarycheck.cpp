@@ -1,5 +1,5 @@
-// The program that checks device libraries: on the simulated arm it finds nothing, on a library with one broken promise
-// that promise and nothing else. All runs are started at once, a few at a time, as most of each is waiting.
+// The program that checks device libraries: on the simulated arm it finds nothing, on a library with broken promises
+// those promises and nothing else. All runs are started at once, a few at a time, as most of each is waiting.
 #include <QElapsedTimer>
 #include <QFile>
 #include <QJsonArray>
@@ -24,6 +24,8 @@ const QStringList kDevice = {"--device", "Default Device"};
 const QStringList kPerson = kDevice + QStringList{"--person"};
 
 QString brokenLibrary(const char* name) { return QString("%1/%2/libTharlenIOLib42.so").arg(BROKEN_LIBRARIES, name); }
+
+const QString kBroken = brokenLibrary("promises");
 
 /// What the program asks a person for, and the hand's commands that do it.
 struct Deed {
@@ -59,12 +61,14 @@ constexpr char kMotion[] = "Move the stylus slowly about";
 /// One run of the program, with a person at the simulated arm where it asks for one.
 class Run : public QObject {
 public:
-    Run(const QString& library, const QStringList& options, const QString& folder, const QString& name)
+    Run(const QString& library, const QStringList& options, const QString& folder, const QString& name,
+        const QString& broken)
         : m_json(folder + "/" + name + ".json"),
           m_socket(folder + "/" + name + ".sock"),
           m_arguments(QStringList{library} + options + QStringList{"--json", m_json}) {
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert("KNDD_HOME", folder);
+        environment.insert("BROKEN", broken);
         environment.insert("HANGING_SIGN", folder + "/" + name + ".hangs");
         environment.insert("NOLVA_ARM_SOCKET", options.contains("--person") ? m_socket : "off");
         m_process.setProcessEnvironment(environment);
@@ -168,50 +172,61 @@ struct Case {
     const char* name;
     QString library;
     QStringList options;
-    /// The promise that is found broken, and a part of what is seen; none where nothing is.
-    const char* promise;
+    /// The promises that are found broken, and a part of what is seen of the first; none where nothing is.
+    const char* promises;
     const char* seen;
-    int kept;  ///< promises that are kept, at least
+    int kept;            ///< promises that are kept, at least
+    const char* broken;  ///< what the library is to break
 };
 
 const Case kCases[] = {
     // Those with a person take longest, and come first.
-    {"a person at the simulated arm", SIMULATED_LIBRARY, kPerson, "", "", 60},
-    {"a wrong sign", brokenLibrary("wrong_sign"), kPerson, "motors.torque", "commands axis 1", 55},
-    {"a wrong Jacobian", brokenLibrary("wrong_jacobian"), kPerson, "sensors.jacobian", "% off", 55},
+    {"a person at the simulated arm", SIMULATED_LIBRARY, kPerson, "", "", 60, ""},
+    {"a wrong sign", kBroken, kPerson, "motors.torque", "commands axis 1", 55, "wrong_sign"},
+    {"wrong figures of a motion", kBroken, kPerson,
+     "sensors.jacobian sensors.velocities sensors.counters sensors.registers", "% off", 50,
+     "wrong_jacobian twice_as_fast still_registers"},
     {"the simulated arm",
      SIMULATED_LIBRARY,
      {"--device", "Corvale LAN", "--device", "Stelmar 6DOF Scissor"},
      "",
      "",
-     48},
-    {"the example", EXAMPLE_LIBRARY, {}, "", "", 15},
-    {"the example's arm", EXAMPLE_LIBRARY, {"--device", "Example arm"}, "", "", 45},
-    {"a callback after the stop", brokenLibrary("late_callback"), kDevice, "loop.stops", "of 1000 stops", 40},
-    {"a name without an end", brokenLibrary("unended_name"), kDevice, "store.names", "record 1 has no end", 45},
-    {"a record of another size", brokenLibrary("longer_record"), kDevice, "store.device", "record 0 was made with", 45},
-    {"an exception", brokenLibrary("throws"), kDevice, "life.operations", "get_tharlen_pos threw", 40},
-    {"a hang", brokenLibrary("hangs"), kDevice, "life.operations", "in get_stylus_presence", 40},
-    {"a hang in a tick", brokenLibrary("tick_hangs"), kDevice, "life.operations",
-     "on the servo thread in get_tharlen_joint_vel", 45},
-    {"ticks in bursts", brokenLibrary("bursts"), kDevice, "loop.rate1000 loop.rate2000 loop.rate3000 loop.rate4000",
-     "1000.", 40},
-    {"a rate that stays", brokenLibrary("rate_stays"), kDevice, "loop.change", "ticks where this machine", 45},
-    {"data of another", brokenLibrary("other_data"), kDevice, "loop.calls", "did not get the pUserData", 45},
-    {"a dead second handle", brokenLibrary("dead_handle"), kDevice, "life.again", "as one that is not open", 40},
-    {"amplifiers on after an opening", brokenLibrary("opens_on"), kDevice, "motors.opening", "the amplifiers are on",
-     45},
-    {"a switch that waits in a tick", brokenLibrary("switch_waits"), kDevice, "motors.servo", "_no_wait took 3", 45},
-    {"21 devices", brokenLibrary("long_list"), kDevice, "store.count", "the list has 21 devices", 40},
-    {"a crash", brokenLibrary("crashes"), kDevice, "life.operations", "in get_calibration_data", 40},
-    {"amplifiers on after a close", brokenLibrary("stays_on"), kDevice, "motors.closing", "stayed on", 45},
-    {"a rate off by 2 %", brokenLibrary("fast_rate"), kDevice,
-     "loop.rate1000 loop.rate2000 loop.rate3000 loop.rate4000", "1020.", 40},
-    {"no number", brokenLibrary("not_a_number"), kDevice, "sensors.range", "get_tharlen_temp_6dof gives nan at place 4",
-     45},
-    {"a status outside the table", brokenLibrary("strange_status"), kDevice, "loop.status", "it gave 7", 40},
-    {"a missing operation", brokenLibrary("missing"), kDevice, "file.operations", "missing: get_tharlen_vel", 40},
-    {"no SONAME", brokenLibrary("nosoname"), kDevice, "file.soname", "it has none", 45},
+     48,
+     ""},
+    {"the example", EXAMPLE_LIBRARY, {}, "", "", 15, ""},
+    {"the example's arm", EXAMPLE_LIBRARY, {"--device", "Example arm"}, "", "", 45, ""},
+    {"the store", kBroken, kDevice, "store.names store.device store.count store.read store.again store.fields",
+     "record 1 has no end", 38, "unended_name longer_record other_count reads_anything other_list odd_card"},
+    {"21 devices", kBroken, kDevice, "store.count", "the list has 21 devices", 40, "long_list"},
+    {"the loop", kBroken, kDevice, "loop.stops loop.calls loop.status loop.early loop.instant", "of 1000 stops", 38,
+     "late_callback other_data strange_status starts_early half_rate"},
+    {"a loop that always runs, at one rate", kBroken, kDevice, "loop.change loop.idle loop.calls",
+     "ticks where this machine", 42, "rate_stays says_running"},
+    {"ticks in bursts", kBroken, kDevice, "loop.rate1000 loop.rate2000 loop.rate3000 loop.rate4000", "1000.", 40,
+     "bursts"},
+    {"a rate off by 2 %", kBroken, kDevice, "loop.rate1000 loop.rate2000 loop.rate3000 loop.rate4000", "1020.", 40,
+     "fast_rate"},
+    {"the motors", kBroken, kDevice,
+     "motors.opening motors.servo motors.last motors.limit motors.thresholds motors.fault", "the amplifiers are on", 38,
+     "opens_on switch_waits last_of_one no_limit limits_run fault_while_on"},
+    {"the sensors", kBroken, kDevice,
+     "motors.closing sensors.pose sensors.angles sensors.registers sensors.range sensors.threads sensors.rest",
+     "stayed on", 38, "stays_on mirrors other_angles still_registers not_a_number other_thread flickers"},
+    {"the identity", kBroken, kDevice,
+     "life.version life.nohandle life.unknown life.closing identity.texts identity.limits identity.grip "
+     "calibration.status calibration.kinds sensors.temperatures",
+     "it is", 30,
+     "no_version speaks_unasked opens_anything closed_enables odd_serial great_force odd_grip odd_status "
+     "no_calibration warm_base"},
+    {"a dead second handle", kBroken, kDevice, "life.again life.operations life.nohandle", "as one that is not open",
+     40, "dead_handle fills_more"},
+    {"an exception", kBroken, kDevice, "life.operations", "get_tharlen_pos threw", 40, "throws"},
+    {"a hang", kBroken, kDevice, "life.operations", "in get_stylus_presence", 40, "hangs"},
+    {"a hang in a tick", kBroken, kDevice, "life.operations", "on the servo thread in get_tharlen_joint_vel", 45,
+     "tick_hangs"},
+    {"a crash", kBroken, kDevice, "life.operations", "in get_calibration_data", 40, "crashes"},
+    {"a missing operation", brokenLibrary("missing"), kDevice, "file.operations", "missing: get_tharlen_vel", 40, ""},
+    {"no SONAME", brokenLibrary("nosoname"), kDevice, "file.soname", "it has none", 45, ""},
 };
 
 }  // namespace
@@ -228,7 +243,7 @@ private slots:
         time.start();
         for (std::size_t i = 0; i < std::size(kCases); ++i)
             m_runs.push_back(std::make_unique<Run>(kCases[i].library, kCases[i].options, m_folder.path(),
-                                                   "run" + QString::number(i)));
+                                                   "run" + QString::number(i), kCases[i].broken));
         const auto running = [this] {
             return std::count_if(m_runs.begin(), m_runs.end(), [](const auto& run) { return run->running(); });
         };
@@ -241,33 +256,33 @@ private slots:
             run->end();
     }
 
-    void libraries_data() {
-        QTest::addColumn<int>("index");
-        for (std::size_t i = 0; i < std::size(kCases); ++i)
-            QTest::newRow(kCases[i].name) << static_cast<int>(i);
-    }
-
     void libraries() {
-        QFETCH(int, index);
-        const Case& expected = kCases[index];
-        const Run& run = *m_runs[static_cast<std::size_t>(index)];
-        const auto broken = run.promises("broken");
-        const QStringList names = lines(broken);
-        const QStringList wanted = QString(expected.promise).split(' ', Qt::SkipEmptyParts);
-        QVERIFY2(static_cast<int>(broken.size()) == wanted.size(), names.join("\n").toLocal8Bit());
-        for (const QString& promise : wanted)
-            QVERIFY2(broken.count(promise) == 1, names.join("\n").toLocal8Bit());
-        if (!wanted.isEmpty())
-            QVERIFY2(broken.at(wanted[0]).contains(expected.seen), names.join("\n").toLocal8Bit());
-        const auto kept = static_cast<int>(run.promises("kept").size());
-        QVERIFY2(kept >= expected.kept, lines(run.promises("not tried")).join("\n").toLocal8Bit());
-        QCOMPARE(run.m_process.exitStatus(), QProcess::NormalExit);
-        QCOMPARE(run.m_process.exitCode(), wanted.isEmpty() ? 0 : 1);
+        int wrong = 0;
+        for (std::size_t i = 0; i < std::size(kCases); ++i) {
+            const Case& expected = kCases[i];
+            const Run& run = *m_runs[i];
+            const auto broken = run.promises("broken");
+            QStringList names, wanted = QString(expected.promises).split(' ', Qt::SkipEmptyParts);
+            for (const auto& [promise, seen] : broken)
+                names << promise;
+            const QString first = wanted.value(0);
+            wanted.sort();
+            const bool kept = static_cast<int>(run.promises("kept").size()) >= expected.kept;
+            const bool seen = first.isEmpty() || (broken.count(first) && broken.at(first).contains(expected.seen));
+            const bool ended = run.m_process.exitStatus() == QProcess::NormalExit
+                               && run.m_process.exitCode() == (wanted.isEmpty() ? 0 : 1);
+            if (names == wanted && kept && seen && ended)
+                continue;
+            ++wrong;
+            qWarning("%s: %zu kept; broken:\n%s\nnot tried:\n%s", expected.name, run.promises("kept").size(),
+                     qPrintable(lines(broken).join("\n")), qPrintable(lines(run.promises("not tried")).join("\n")));
+        }
+        QCOMPARE(wrong, 0);
     }
 
     /// By a terminal that is closed, though a read of the library hangs.
     void interrupted() {
-        Run run(brokenLibrary("hangs"), kDevice, m_folder.path(), "interrupted");
+        Run run(kBroken, kDevice, m_folder.path(), "interrupted", "hangs");
         run.start();
         QVERIFY(run.m_process.waitForStarted());
         QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(m_folder.filePath("interrupted.hangs")), 60000);
@@ -286,7 +301,7 @@ private slots:
         for (const QString& line : QString::fromLatin1(symbols.readAll()).split('\n'))
             if (line.contains(" T ") && !line.contains(" T _"))
                 operations << line.section(" T ", 1);
-        Run empty(brokenLibrary("empty"), {}, m_folder.path(), "empty");
+        Run empty(brokenLibrary("empty"), {}, m_folder.path(), "empty", "");
         empty.startAlone();
         QVERIFY(empty.m_process.waitForFinished(60000));
         const auto broken = empty.promises("broken");
@@ -298,34 +313,30 @@ private slots:
         QCOMPARE(missing, operations);
     }
 
-    void calls_data() {
-        QTest::addColumn<QStringList>("arguments");
-        QTest::addColumn<int>("status");
-        QTest::addColumn<QString>("said");
-        const QString library = SIMULATED_LIBRARY, nowhere = m_folder.path() + "/nowhere/findings.json";
-        QTest::newRow("no library") << QStringList{} << 2 << "which library?";
-        QTest::newRow("no file") << QStringList{"/no/such/file.so"} << 2 << "cannot be read";
-        QTest::newRow("no library in the file") << QStringList{LIBRARYCHECK} << 1 << "broken";
-        QTest::newRow("rate") << QStringList{library, "--rate", "1500"} << 2 << "--rate takes";
-        QTest::newRow("value") << QStringList{library, "--device"} << 2 << "needs a value";
-        QTest::newRow("option") << QStringList{library, "--devices"} << 2 << "no option --devices";
-        QTest::newRow("two libraries") << QStringList{library, library} << 2 << "one library";
-        QTest::newRow("person without an arm") << QStringList{library, "--person"} << 2 << "--person needs";
-        QTest::newRow("findings to nowhere") << QStringList{library, "--json", nowhere} << 2 << "cannot be written";
-        QTest::newRow("no such device") << QStringList{library, "--device", "Nobody"} << 1 << "the opening was refused";
-    }
-
     void calls() {
-        QFETCH(QStringList, arguments);
-        QFETCH(int, status);
-        QFETCH(QString, said);
-        QProcess process;
-        process.setProcessChannelMode(QProcess::MergedChannels);
-        process.start(LIBRARYCHECK, arguments);
-        QVERIFY(process.waitForFinished(60000));
-        const QString output = QString::fromUtf8(process.readAll());
-        QVERIFY2(output.contains(said), qPrintable(output));
-        QCOMPARE(process.exitCode(), status);
+        const QString library = SIMULATED_LIBRARY, nowhere = m_folder.path() + "/nowhere/findings.json";
+        const struct {
+            QStringList arguments;
+            int status;
+            const char* said;
+        } rows[] = {{{}, 2, "which library?"},
+                    {{"/no/such/file.so"}, 2, "cannot be read"},
+                    {{LIBRARYCHECK}, 1, "broken"},
+                    {{library, "--rate", "1500"}, 2, "--rate takes"},
+                    {{library, "--device"}, 2, "needs a value"},
+                    {{library, "--devices"}, 2, "no option --devices"},
+                    {{library, library}, 2, "one library"},
+                    {{library, "--person"}, 2, "--person needs"},
+                    {{library, "--json", nowhere}, 2, "cannot be written"},
+                    {{library, "--device", "Nobody"}, 1, "the opening was refused"}};
+        for (const auto& row : rows) {
+            QProcess process;
+            process.setProcessChannelMode(QProcess::MergedChannels);
+            process.start(LIBRARYCHECK, row.arguments);
+            QVERIFY(process.waitForFinished(60000));
+            const QByteArray output = process.readAll();
+            QVERIFY2(output.contains(row.said) && process.exitCode() == row.status, output);
+        }
     }
 
 private:

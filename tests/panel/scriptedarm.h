@@ -28,6 +28,8 @@ inline QByteArray line(const QJsonObject& object) {
     return QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n';
 }
 
+inline QJsonObject object(const char* json) { return QJsonDocument::fromJson(json).object(); }
+
 /// An arm that keeps what it receives and answers each command, unless told otherwise.
 class ScriptedArm : public QObject {
 public:

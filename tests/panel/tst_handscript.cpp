@@ -88,43 +88,34 @@ private slots:
         QVERIFY(good > 100 && bad > 100);
     }
 
-    void namesWhatIsBad_data() {
-        QTest::addColumn<QByteArray>("text");
-        QTest::addColumn<QString>("error");  // its beginning
-        const QByteArray dock = "{\"command\":\"hand.dock\"}\n";
-        QTest::newRow("nothing") << QByteArray("\n \n") << "line 1: there is no command";
-        QTest::newRow("not JSON") << QByteArray(dock + "\n{\"command\":}") << "line 3: not JSON at column ";
-        QTest::newRow("array") << QByteArray(dock + "[1]") << "line 2: a line is one JSON object";
-        QTest::newRow("no command") << QByteArray("{\"position\":1}") << "line 1: command: ";
-        QTest::newRow("not the hand's") << QByteArray(dock + "{\"command\":\"fault.clear\"}")
-                                        << "line 2: command: \"fault.clear\" is none";
-        QTest::newRow("short") << QByteArray(dock + "{\"command\":\"hand.move\",\"position\":[1,2]}")
-                               << "line 2: position: must be an array of 3 numbers between -1000 and 1000";
-        QTest::newRow("unknown field") << QByteArray("{\"command\":\"hand.dock\",\"speed\":1}") << "line 1: speed: ";
-        QTest::newRow("negative wait") << QByteArray("{\"wait\":-1}") << "line 1: wait: must be";
-        QTest::newRow("text wait") << QByteArray("{\"wait\":\"1\"}") << "line 1: wait: must be";
-        QTest::newRow("wait and more") << QByteArray("{\"wait\":1,\"command\":\"hand.dock\"}")
-                                       << "line 1: wait: stands";
-        QTest::newRow("long waits") << QByteArray(dock + "{\"wait\":3600000}\n{\"wait\":1}")
-                                    << "line 3: wait: the waits";
-        QTest::newRow("field twice") << QByteArray(dock + "{\"wait\":1,\"wait\":2}")
-                                     << "line 2: a field is there twice";
-        QTest::newRow("deep") << QByteArray(dock + "{\"command\":\"hand.dock\",\"id\":" + QByteArray(64, '[')
-                                            + QByteArray(64, ']') + "}")
-                              << "line 2: nested deeper than 64 levels";
-        QTest::newRow("control characters")
-            << QByteArray("{\"command\":\"a\\u0000\\u001b\"}") << "line 1: command: \"a??\"";
-        QTest::newRow("long field") << QByteArray("{\"command\":\"hand.dock\",\"" + QByteArray(60000, 'x') + "\":1}")
-                                    << QString("line 1: " + QString(120, 'x') + "..." + QString(77, 'x') + ": ");
-        QTest::newRow("long line") << QByteArray(dock + "{\"wait\":" + QByteArray(70000, '1') + "}")
-                                   << "line 2: the line";
-    }
     void namesWhatIsBad() {
-        QFETCH(QByteArray, text);
-        QFETCH(QString, error);
-        const ReadScript read = readScript(text);
-        QVERIFY2(read.error.startsWith(error), qPrintable(read.error));
-        QVERIFY(read.script.isEmpty());
+        const QByteArray dock = "{\"command\":\"hand.dock\"}\n";
+        const struct {
+            QByteArray text;
+            QString error;  // its beginning
+        } rows[] = {{"\n \n", "line 1: there is no command"},
+                    {dock + "\n{\"command\":}", "line 3: not JSON at column "},
+                    {dock + "[1]", "line 2: a line is one JSON object"},
+                    {dock + "{\"command\":\"fault.clear\"}", "line 2: command: \"fault.clear\" is none"},
+                    {dock + "{\"command\":\"hand.move\",\"position\":[1,2]}",
+                     "line 2: position: must be an array of 3 numbers between -1000 and 1000"},
+                    {"{\"command\":\"hand.dock\",\"speed\":1}", "line 1: speed: "},
+                    {"{\"wait\":-1}", "line 1: wait: must be"},
+                    {"{\"wait\":\"1\"}", "line 1: wait: must be"},
+                    {"{\"wait\":1,\"command\":\"hand.dock\"}", "line 1: wait: stands"},
+                    {dock + "{\"wait\":3600000}\n{\"wait\":1}", "line 3: wait: the waits"},
+                    {dock + "{\"wait\":1,\"wait\":2}", "line 2: a field is there twice"},
+                    {dock + "{\"command\":\"hand.dock\",\"id\":" + QByteArray(64, '[') + QByteArray(64, ']') + "}",
+                     "line 2: nested deeper than 64 levels"},
+                    {"{\"command\":\"a\\u0000\\u001b\"}", "line 1: command: \"a??\""},
+                    {"{\"command\":\"hand.dock\",\"" + QByteArray(60000, 'x') + "\":1}",
+                     "line 1: " + QString(120, 'x') + "..." + QString(77, 'x') + ": "},
+                    {dock + "{\"wait\":" + QByteArray(70000, '1') + "}", "line 2: the line"}};
+        for (const auto& row : rows) {
+            const ReadScript read = readScript(row.text);
+            QVERIFY2(read.error.startsWith(row.error), qPrintable(read.error));
+            QVERIFY(read.script.isEmpty());
+        }
     }
 
     void readsWhatItWrites() {

@@ -25,6 +25,10 @@ private slots:
         QCOMPARE(writeScript(recorder.script()),
                  QByteArray("{\"command\":\"hand.dock\"}\n{\"wait\":250}\n{\"button\":0,\"command\":"
                             "\"hand.switch\",\"pressed\":true}\n{\"wait\":50}\n"));
+        recorder.start();
+        recorder.take("hand.undock", {}, 1500);
+        recorder.stopAt(1500);
+        QCOMPARE(writeScript(recorder.script()), QByteArray("{\"command\":\"hand.undock\"}\n"));
     }
 
     // From the operator's buttons to a file and back to the arm; what the arm refused is not in it.
@@ -47,7 +51,12 @@ private slots:
             QTRY_COMPARE(panel.link().commandsUnderWay(), 0);
         }
         QVERIFY(!button(panel, "Play")->isEnabled() && !button(panel, "Open...")->isEnabled());
-        press("Record");
+        arm.state["holding"] = true;
+        const int shown = arm.named("state").size();
+        QTRY_VERIFY(arm.named("state").size() > shown + 2);
+        press("Stop");  // of the recording, and of nothing else
+        QTRY_COMPARE(panel.link().commandsUnderWay(), 0);
+        QVERIFY(arm.named("hand.joints").isEmpty() && !button(panel, "Record")->isChecked());
         const QString file = folder->filePath("walk.jsonl");
 
         // A recording in no file is not closed away by one click.
@@ -106,6 +115,12 @@ private slots:
         QVERIFY(!bar->load(file));
         QVERIFY(text(panel, "script").startsWith("walk.jsonl: line 4: command: \"hand.fly\""));
         QVERIFY(!button(panel, "Play")->isEnabled());
+        QVERIFY(out.open(QIODevice::WriteOnly));
+        out.write("{\"command\":\"hand.dock\"}\n");
+        out.close();
+        QVERIFY(bar->load(file) && button(panel, "Play")->isEnabled());
+        arm.vanish();
+        QTRY_VERIFY(!button(panel, "Play")->isEnabled());
     }
 };
 

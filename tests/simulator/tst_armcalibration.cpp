@@ -23,268 +23,333 @@ double worstError(int id) {
     return worst * 180 / M_PI;
 }
 
+QString fileOf(const char* device) { return QString("THARLeN Calibration (%1)").arg(device); }
+
+/// Joint angles, held till they are reached.
+void hold(const armcontrol::Vec6& angles, int milliseconds, double speed = 2) {
+    armcontrol::handJoints(angles, speed);
+    armcontrol::step(milliseconds);
+}
+
+/// Turns base axes from stop to stop, all at once; the others stay where they are at home.
+void sweep(const std::vector<std::size_t>& axes) {
+    const armcontrol::State s = armcontrol::state();
+    armcontrol::Vec6 low{0, 0.6, 0.6, 0, 0, 0}, high = low;
+    for (const std::size_t axis : axes) {
+        low[axis] = s.jointMin[axis];
+        high[axis] = s.jointMax[axis];
+    }
+    hold(low, 1600);
+    hold(high, 5000, 0.5);
+}
+
 }  // namespace
 
 class TestArmCalibration : public QObject {
     Q_OBJECT
 
 private slots:
-    void styles_data();
     void styles();
-    void homeSensors_data();
     void homeSensors();
+    void homeNeedsAll();
     void inkWellBySelf();
-    void file_data();
+    void resetPose();
     void file();
-    void unwritable_data();
     void unwritable();
     void pinchLimits();
 };
 
-void TestArmCalibration::styles_data() {
-    QTest::addColumn<QString>("device");
-    QTest::addColumn<int>("supported");
-    QTest::newRow("ink well") << "Default Device" << 2;
-    QTest::newRow("ink well, other sense") << "Nolva USB" << 2;
-    QTest::newRow("home sensors") << "Corvale USB" << 1;
-    QTest::newRow("reset pose") << "Stelmar 1.5" << 0;
-}
-
 // Off by a few degrees until calibrated; refused in the wrong place; right afterwards, also after closing and
-// opening, and wrong again once the calibration is discarded.
+// opening, and wrong again once the calibration is discarded or its file is a bad one.
 void TestArmCalibration::styles() {
-    QFETCH(QString, device);
-    QFETCH(int, supported);
-    Bench bench;
-    int id = init_tharlen(qPrintable(device));
-    QCOMPARE(is_calibration_supported(id), supported);
-    QCOMPARE(is_tharlen_reset_supported(id), supported == 0 ? 1 : 0);
-    QCOMPARE(status(id), 0x70);
-    QVERIFY(worstError(id) > 0.5 && worstError(id) < 2.0);
+    const struct {
+        const char* device;
+        int supported;
+    } rows[] = {{"Default Device", 2}, {"Nolva USB", 2}, {"Corvale USB", 1}, {"Stelmar 1.5", 0}};
+    for (const auto& row : rows) {
+        Bench bench;
+        int id = init_tharlen(row.device);
+        QCOMPARE(is_calibration_supported(id), row.supported);
+        QCOMPARE(is_tharlen_reset_supported(id), row.supported == 0 ? 1 : 0);
+        QCOMPARE(status(id), 0x70);
+        QVERIFY(worstError(id) > 0.5 && worstError(id) < 2.0);
+        armcontrol::handMove({0, 0, 0});
+        armcontrol::step(500);
+        QVERIFY(update_calibration(id) != 0 && tharlen_reset(id) != 0);
 
-    // Nothing of it works at the origin.
-    armcontrol::handMove({0, 0, 0});
-    armcontrol::step(500);
-    QVERIFY(update_calibration(id) != 0);
-    QVERIFY(tharlen_reset(id) != 0);
-    QCOMPARE(status(id), 0x70);
+        QVERIFY(simarm::calibrate(id));
+        QVERIFY2(worstError(id) < 0.2, qPrintable(QString("off by %1 degrees").arg(worstError(id))));
+        for (int i = 0; i < 3; ++i)
+            QCOMPARE(get_calibration_data(id)->IsEncoderOffsetsIncorrect(i), UCHAR(0));
+        // Zero is where the arm knows it, and another style's way leads nowhere.
+        QVERIFY(row.supported == 0 ? update_calibration(id) != 0 : tharlen_reset(id) != 0);
+        disable_tharlen(id);
+        armcontrol::resetArm();
+        armcontrol::loopStepped(true);
+        id = init_tharlen(row.device);
+        QCOMPARE(status(id), 0);
+        QVERIFY(worstError(id) < 0.2);
 
-    QVERIFY(simarm::calibrate(id));
-    QVERIFY2(worstError(id) < 0.2, qPrintable(QString("off by %1 degrees").arg(worstError(id))));
-    for (int i = 0; i < 3; ++i)
-        QCOMPARE(get_calibration_data(id)->IsEncoderOffsetsIncorrect(i), UCHAR(0));
-    disable_tharlen(id);
-    armcontrol::resetArm();
-    armcontrol::loopStepped(true);
-    id = init_tharlen(qPrintable(device));
-    QCOMPARE(status(id), 0);
-    QVERIFY(worstError(id) < 0.2);
-
-    get_calibration_data(id)->DiscardCalibration();
-    QCOMPARE(status(id), 0x70);
-    QVERIFY(worstError(id) > 0.5);
-    long before[6], after[6];
-    get_encoder_values(id, before);
-    get_calibration_data(id)->DiscardCalibration();
-    get_encoder_values(id, after);
-    QVERIFY(before[0] != after[0]);
-}
-
-void TestArmCalibration::homeSensors_data() {
-    QTest::addColumn<QString>("device");
-    QTest::addColumn<int>("flags");
-    QTest::addColumn<int>("gaps");
-    QTest::newRow("revision 1") << "Corvale 1394" << 1 << 0;
-    QTest::newRow("revision 5") << "Corvale LAN" << 3 << 2;
-    QTest::newRow("revision 9") << "Corvale USB" << 1 << 0;
+        get_calibration_data(id)->DiscardCalibration();
+        QCOMPARE(status(id), 0x70);
+        QVERIFY(worstError(id) > 0.5);
+        long before[6], after[6];
+        get_encoder_values(id, before);
+        get_calibration_data(id)->DiscardCalibration();
+        get_encoder_values(id, after);
+        QVERIFY(before[0] != after[0] && before[1] != after[1] && before[2] != after[2]);
+        id = init_tharlen(row.device);
+        QCOMPARE(status(id), 0);
+        bench.write(fileOf(row.device), "[1]");
+        id = init_tharlen(row.device);
+        QCOMPARE(status(id), 0x70);
+    }
 }
 
 // Flags and gaps by revision and in their places; the registers show the sensor; half a passage is none; a flag
-// too wide and a gap too narrow are seen so; a missing flag keeps the axis from being found.
+// too wide and a gap too narrow are seen so.
 void TestArmCalibration::homeSensors() {
-    QFETCH(QString, device);
-    QFETCH(int, flags);
-    QFETCH(int, gaps);
-    Bench bench;
-    const int id = init_tharlen(qPrintable(device));
-    AXIS_SENSOR_DATA* axes = get_calibration_data(id)->GetAxisSensorData();
-    CIOConnection* connection = get_connection_data(id);
-    QCOMPARE(connection->m_portInput.ucSpeedErrs & 0x0F, get_hardware_rev(id));
+    const struct {
+        const char* device;
+        int flags;
+    } rows[] = {{"Corvale 1394", 1}, {"Corvale LAN", 3}, {"Corvale USB", 1}};
+    for (const auto& row : rows) {
+        Bench bench;
+        const int id = init_tharlen(row.device);
+        AXIS_SENSOR_DATA* axes = get_calibration_data(id)->GetAxisSensorData();
+        const PORT_INPUT& image = get_connection_data(id)->m_portInput;
+        QCOMPARE(image.ucSpeedErrs & kRevisionMask, get_hardware_rev(id));
 
-    // Into the middle flag of X and back out the same way.
-    const double edge = 400.0 / 10830.0;
-    armcontrol::handJoints({edge, 0.6, 0.6, 0, 0, 0}, 0.5);
-    armcontrol::step(2000);
-    QVERIFY(!(connection->m_portInput.ucMiscIn & 0x10));
-    armcontrol::handJoints({0, 0.6, 0.6, 0, 0, 0}, 0.5);
-    armcontrol::step(1000);
-    QVERIFY(connection->m_portInput.ucMiscIn & 0x10);
-    armcontrol::handJoints({edge, 0.6, 0.6, 0, 0, 0}, 0.5);
-    armcontrol::step(1000);
-    QCOMPARE(axes[0].nFlags, 0);
+        // Into the middle flag of X and back out the same way; and through it, but powered up anew within.
+        const double edge = 400.0 / 10830.0;
+        const armcontrol::Vec6 outside{edge, 0.6, 0.6, 0, 0, 0}, within{0, 0.6, 0.6, 0, 0, 0},
+            beyond{-edge, 0.6, 0.6, 0, 0, 0};
+        hold(outside, 1000);
+        QCOMPARE(image.ucMiscIn & kHomeSensor[0], 0);
+        hold({edge, 0.7195, 0.6, 0, 0, 0}, 1000);
+        QCOMPARE(image.ucMiscIn & kHomeSensorMask, int(kHomeSensor[1]));
+        hold({edge, 0.6, 0.468, 0, 0, 0}, 1000);
+        QCOMPARE(image.ucMiscIn & kHomeSensorMask, int(kHomeSensor[2]));
+        hold(outside, 1000);
+        hold(within, 1000);
+        QCOMPARE(image.ucMiscIn & kHomeSensorMask, int(kHomeSensor[0]));
+        hold(outside, 1000);
+        QCOMPARE(axes[0].nFlags, 0);
+        hold(within, 1000);
+        get_calibration_data(id)->DiscardCalibration();
+        hold(beyond, 1000);
+        QCOMPARE(axes[0].nFlags, 0);
 
-    armcontrol::setFault("wide-flag", true, 0, 240);
-    armcontrol::setFault("narrow-gap", true, 0, 150);
-    armcontrol::handSweep(0, 0.5);
-    armcontrol::step(14000);
-    QVERIFY(std::labs(axes[0].psdFlagData[1]->lWidth - 840) < 12);
-    if (gaps > 0) {
-        QVERIFY(std::labs(axes[0].psdFlagData[0]->lWidth - 400) < 12);
-        QVERIFY(std::labs(axes[0].psdGapData[0]->lWidth - 130) < 12);
-        QVERIFY(std::labs(axes[0].psdGapData[1]->lWidth - 280) < 12);
-    }
-    armcontrol::clearFaults();
-
-    armcontrol::setFault("missing-flag", true, 1);
-    for (int axis = 0; axis < 3; ++axis) {
-        armcontrol::handSweep(axis, 0.5);
-        armcontrol::step(14000);
-    }
-    QCOMPARE(axes[1].nFlags, 0);
-    QCOMPARE(status(id), 0x70);
-    QVERIFY(update_calibration(id) != 0);
-    armcontrol::clearFaults();
-    armcontrol::handSweep(1, 0.5);
-    armcontrol::step(14000);
-    QCOMPARE(status(id), kCalibrationNeeded);
-
-    for (int axis = 0; axis < 2; ++axis) {
-        QCOMPARE(axes[axis].nFlags, flags);
-        QCOMPARE(axes[axis].nGaps, gaps);
-        const int first = flags == 1 ? 1 : 0;
-        for (int i = first; i < first + flags; ++i) {
-            const SENSOR_DATA* seen = axes[axis].psdFlagData[i];
-            QVERIFY(seen);
-            QVERIFY(std::labs(seen->lWidth - (i == 1 ? 600 : 400)) < 12);
-            QCOMPARE(seen->lWidth, std::labs(seen->lStop - seen->lStart));
-            QCOMPARE(seen->lMidPoint, (seen->lStop + seen->lStart) / 2);
-            QVERIFY(std::labs(std::labs(seen->lVelocity) - (axis == 0 ? 5415 : 4795)) < 400);
+        const bool comb = row.flags > 1;
+        armcontrol::setFault("wide-flag", true, 0, 240);
+        armcontrol::setFault("narrow-gap", true, 0, 150);
+        armcontrol::setFault("missing-flag", true, 2);
+        sweep({0, 1, 2});
+        for (int axis = 0; axis < 2; ++axis) {
+            const auto width = [](const SENSOR_DATA* part) { return part ? part->lWidth : 0; };
+            const long widths[] = {width(axes[axis].psdFlagData[1]), width(axes[axis].psdFlagData[0]),
+                                   width(axes[axis].psdGapData[0]), width(axes[axis].psdGapData[1])};
+            const long bent[] = {840, comb ? 400 : 0, comb ? 130 : 0, comb ? 280 : 0};
+            for (int i = 0; i < 4; ++i)
+                QVERIFY2((std::labs(widths[i] - bent[i]) < 12) == (axis == 0 || (i != 0 && (i == 1 || !comb))),
+                         qPrintable(QString("axis %1: %2").arg(axis).arg(widths[i])));
         }
-    }
-    QCOMPARE(axes[2].nFlags, 1);
-    QVERIFY(axes[2].psdFlagData[0]);
-    QCOMPARE(update_calibration(id), 0);
-    QCOMPARE(status(id), 0);
-    QVERIFY(worstError(id) < 0.2);
+        QCOMPARE(axes[2].nFlags, 0);
+        armcontrol::clearFaults();
 
-    // A calibrated axis that the sensors contradict is told.
-    armcontrol::setFault("drifting-encoder", true, 0, 60000);
-    armcontrol::step(500);
-    armcontrol::clearFaults();
-    armcontrol::handSweep(0, 0.5);
-    armcontrol::step(14000);
-    QCOMPARE(status(id), 0x10);
+        sweep({0, 1, 2});
+        QCOMPARE(status(id), kCalibrationNeeded);
+        for (int axis = 0; axis < 3; ++axis) {
+            const bool many = comb && axis < 2;
+            QCOMPARE(axes[axis].nFlags, many ? 3 : 1);
+            QCOMPARE(axes[axis].nGaps, many ? 2 : 0);
+            for (int i = 0; i < 3; ++i) {
+                const SENSOR_DATA* seen = axes[axis].psdFlagData[i];
+                QCOMPARE(seen != nullptr, many || i == (axis < 2 ? 1 : 0));
+                if (!seen)
+                    continue;
+                QVERIFY(std::labs(seen->lWidth - (many && i != 1 ? 400 : 600)) < 12);
+                QCOMPARE(seen->lWidth, std::labs(seen->lStop - seen->lStart));
+                QCOMPARE(seen->lMidPoint, (seen->lStop + seen->lStart) / 2);
+                const long speed = axis == 0 ? 5415 : axis == 1 ? 4795 : 3205;  // half a rad/s
+                QVERIFY(std::labs(std::labs(seen->lVelocity) - speed) < 0.1 * static_cast<double>(speed));
+                QVERIFY((seen->lVelocity > 0) == (seen->lStop > seen->lStart));
+            }
+        }
+        QCOMPARE(update_calibration(id), 0);
+        QCOMPARE(status(id), 0);
+        QVERIFY(worstError(id) < 0.1);
+
+        // A calibrated axis that the sensors contradict, by more than 40 counts, is told.
+        for (const auto& [counts, told] : {std::make_pair(25, 0), {35, 0x20}}) {
+            armcontrol::setFault("drifting-encoder", true, 1, 60 * counts);
+            armcontrol::step(1000);
+            armcontrol::clearFaults();
+            sweep({1});
+            QCOMPARE(status(id), told);
+            for (int i = 0; i < 3; ++i)
+                QCOMPARE(get_calibration_data(id)->IsEncoderOffsetsIncorrect(i), UCHAR(told && i == 1));
+        }
+        get_calibration_data(id)->DiscardCalibration();
+        QVERIFY(axes[0].nFlags == 0 && axes[1].nGaps == 0 && !axes[0].psdFlagData[1] && !axes[1].psdGapData[0]);
+        QCOMPARE(status(id), 0x70);
+    }
 }
 
-// An arm that rests in the ink well takes its zero by itself, and the next look at it files that.
+// Two axes of three do not make a calibration, nor do all flags of a comb without each gap.
+void TestArmCalibration::homeNeedsAll() {
+    Bench bench;
+    const int id = init_tharlen("Corvale LAN");
+    for (std::size_t missing = 0; missing < 3; ++missing) {
+        get_calibration_data(id)->DiscardCalibration();
+        sweep({(missing + 1) % 3, (missing + 2) % 3});
+        QCOMPARE(status(id), 0x70);
+        QVERIFY(update_calibration(id) != 0);
+        sweep({missing});
+        QCOMPARE(status(id), kCalibrationNeeded);
+    }
+    // From the middle of the first flag on: all but that one are passed.
+    hold({900 / 10830.0, 0.6, 0.6, 0, 0, 0}, 2000);
+    get_calibration_data(id)->DiscardCalibration();
+    hold({-0.5, 0.6, 0.6, 0, 0, 0}, 2000);
+    const AXIS_SENSOR_DATA& x = get_calibration_data(id)->GetAxisSensorData()[0];
+    QVERIFY(x.nFlags == 2 && x.nGaps == 2);
+    armcontrol::Vec6 low{-0.5, armcontrol::state().jointMin[1], armcontrol::state().jointMin[2], 0, 0, 0}, high = low;
+    high[1] = armcontrol::state().jointMax[1];
+    high[2] = armcontrol::state().jointMax[2];
+    hold(low, 1600);
+    hold(high, 5000, 0.5);
+    QCOMPARE(status(id), 0x70);
+    QVERIFY(update_calibration(id) != 0);
+}
+
+// An arm that rests in the ink well takes its zero by itself; the next look at it, or the closing, files that once.
 void TestArmCalibration::inkWellBySelf() {
     Bench bench;
     for (const char* name : {"Default Device", "Nolva USB"}) {
         // Where the file is written before it gets its name, what is there already is not waited for.
-        bench.place(QString("THARLeN Calibration (%1).new").arg(name), "|");
+        bench.place(fileOf(name) + ".new", "|");
         const int id = init_tharlen(name);
         const int docked = QByteArray(name) == "Nolva USB" ? 1 : 0;
+        const PORT_INPUT& image = get_connection_data(id)->m_portInput;
         QCOMPARE(get_inkwell_switch(id), 1 - docked);
         armcontrol::handDock();
         while (!armcontrol::state().docked)
             armcontrol::step(1);
+        QVERIFY(!armcontrol::state().holding);
         QCOMPARE(get_inkwell_switch(id), docked);
+        QCOMPARE(int(image.usCalibSwitch), docked);
         QCOMPARE(status(id), kCalibrationNeeded);
-        armcontrol::step(80);
-        QVERIFY(!QFile::exists(bench.config(QString("THARLeN Calibration (%1)").arg(name))));
-        QCOMPARE(get_inkwell_switch(id), docked);
-        QVERIFY(QFile::exists(bench.config(QString("THARLeN Calibration (%1)").arg(name))));
+        // One that the motors shake does not rest.
+        enable_tharlen_forces(id);
+        for (const long shake : {9000, -9000, 9000, -9000, 9000, -9000, 0}) {
+            const long dac[6] = {0, shake, 0, 0, 0, 0};
+            command_motor_dac_values(id, dac);
+            armcontrol::step(10);
+            QCOMPARE(status(id), kCalibrationNeeded);
+        }
+        disable_tharlen_forces(id);
+        armcontrol::step(30);
+        QCOMPARE(status(id), kCalibrationNeeded);
+        armcontrol::step(50);
+        QVERIFY(!QFile::exists(bench.config(fileOf(name))));
+        docked ? disable_tharlen(id) : get_inkwell_switch(id);
+        QVERIFY(QFile::remove(bench.config(fileOf(name))));
+        if (docked)
+            continue;
+        get_inkwell_switch(id);
+        QVERIFY(!QFile::exists(bench.config(fileOf(name))));
         QCOMPARE(status(id), 0);
         QVERIFY(worstError(id) < 0.2);
-        armcontrol::handUndock();
-        armcontrol::step(20);
+        // The well holds 6 N and no more.
+        const long full[6] = {32767, 0, 0, 0, 0, 0};
+        enable_tharlen_forces(id);
+        command_motor_dac_values(id, full);
+        armcontrol::step(1500);
+        QVERIFY(!armcontrol::state().docked && !armcontrol::state().holding);
         QCOMPARE(get_inkwell_switch(id), 1 - docked);
+        QVERIFY(update_calibration(id) != 0);
         disable_tharlen(id);
     }
 }
 
-void TestArmCalibration::file_data() {
-    QTest::addColumn<QByteArray>("content");
-    QTest::addColumn<int>("wanted");
-    QTest::addColumn<QByteArray>("says");
-    QTest::newRow("good") << QByteArray(R"({"device":"Default Device","serial":"SIM-50701","offsets":[10,-20,30]})")
-                          << 0 << QByteArray();
-    QTest::newRow("missing") << QByteArray("-") << 0x70 << QByteArray("is not there");
-    QTest::newRow("a folder") << QByteArray("/") << 0x70 << QByteArray("is not a regular file");
-    QTest::newRow("a FIFO") << QByteArray("|") << 0x70 << QByteArray("is not a regular file");
-    QTest::newRow("a device") << QByteArray("@/dev/zero") << 0x70 << QByteArray("is not a regular file");
-    QTest::newRow("a link to nothing") << QByteArray("@nothing") << 0x70 << QByteArray("is a link to nothing");
-    QTest::newRow("deep") << R"({"device":)" + QByteArray(64, '[') + QByteArray(64, ']') + "}" << 0x70
-                          << QByteArray("nested deeper than 64 levels");
-    QTest::newRow("field twice") << QByteArray(
-        R"({"device":"Default Device","serial":"SIM-50701","offsets":[1,2,3],"offsets":[4,5,6]})")
-                                 << 0x70 << QByteArray("offsets: is there twice");
-    QTest::newRow("empty") << QByteArray() << 0x70 << QByteArray("is not a calibration");
-    QTest::newRow("half") << QByteArray(R"({"device":"Default Device","serial":"SIM-5)") << 0x70
-                          << QByteArray("is not a calibration");
-    QTest::newRow("array") << QByteArray("[1,2,3]") << 0x70 << QByteArray("is not a calibration");
-    QTest::newRow("binary") << QByteArray(300, '\xff') << 0x70 << QByteArray("is not a calibration");
-    QTest::newRow("too large") << QByteArray(100000, ' ') << 0x70 << QByteArray("is not a calibration");
-    QTest::newRow("other name") << QByteArray(R"({"device":"Orda LAN","serial":"SIM-50701","offsets":[1,2,3]})") << 0x70
-                                << QByteArray("another device");
-    QTest::newRow("other serial") << QByteArray(R"({"device":"Default Device","serial":"X","offsets":[1,2,3]})") << 0x70
-                                  << QByteArray("another device");
-    QTest::newRow("two offsets") << QByteArray(R"({"device":"Default Device","serial":"SIM-50701","offsets":[1,2]})")
-                                 << 0x70 << QByteArray("is not a calibration");
-    QTest::newRow("fraction") << QByteArray(R"({"device":"Default Device","serial":"SIM-50701","offsets":[1,2.5,3]})")
-                              << 0x70 << QByteArray("offset 1");
-    QTest::newRow("huge") << QByteArray(
-        R"({"device":"Default Device","serial":"SIM-50701","offsets":[1,2,99999999999]})")
-                          << 0x70 << QByteArray("offset 2");
-    QTest::newRow("beyond all") << QByteArray(
-        R"({"device":"Default Device","serial":"SIM-50701","offsets":[18446744073709551615,2,3]})")
-                                << 0x70 << QByteArray("offset 0");
+// Each joint within 0.05 rad of the pose, either way.
+void TestArmCalibration::resetPose() {
+    Bench bench;
+    const int id = init_tharlen("Stelmar 1.5");
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        for (const double off : {-0.06, -0.04, 0.04, 0.06}) {
+            armcontrol::Vec6 pose{};
+            pose[axis] = off;
+            hold(pose, 1000);
+            QVERIFY2((tharlen_reset(id) == 0) == (std::abs(off) < 0.05), qPrintable(QString::number(off)));
+        }
+    }
+    const int other = init_tharlen("Corvale USB");
+    hold({}, 1000);
+    QVERIFY(tharlen_reset(other) != 0);
 }
 
 void TestArmCalibration::file() {
-    QFETCH(QByteArray, content);
-    QFETCH(int, wanted);
-    QFETCH(QByteArray, says);
-    Bench bench;
-    bench.place("THARLeN Calibration (Default Device)", content);
-    int id = -1;
-    const QByteArray said = simarm::complaints([&id] { id = init_tharlen("Default Device"); });
-    QVERIFY(id >= 0);
-    QCOMPARE(status(id), wanted);
-    QCOMPARE(said.count('\n'), says.isEmpty() ? 0 : 1);
-    QVERIFY2(said.contains(says), said);
-    if (wanted == 0)
-        QCOMPARE(get_calibration_data(id)->GetEncoderOffsets(1), -20L);
-}
-
-void TestArmCalibration::unwritable_data() {
-    QTest::addColumn<QString>("folder");
-    QTest::newRow("not set") << QString();
-    QTest::newRow("not there") << "/nonexistent/place";
-    QTest::newRow("a file") << "/dev/null";
-    QTest::newRow("not writable") << "/proc";
+    const QByteArray device = R"({"device":"Default Device",)", start = device + R"("serial":"SIM-50701","offsets":)";
+    const struct {
+        QByteArray content;
+        const char* says;  // nothing where it is taken
+    } rows[] = {{start + "[1000000,-20,-1000000]}", ""},
+                {"-", "is not there"},
+                {"/", "is not a regular file"},
+                {"@nothing", "is a link to nothing"},
+                {R"({"device":)" + QByteArray(64, '[') + QByteArray(64, ']') + "}", "nested deeper than 64 levels"},
+                {start + R"([1,2,3],"offsets":[4,5,6]})", "offsets: is there twice"},
+                {start + "[1,2", "is not a calibration"},
+                {start + "[1,2]}", "is not a calibration"},
+                {start + "[1,2,3]}" + QByteArray(64 * 1024, ' '), "is not a calibration"},
+                {R"({"device":"Orda LAN","serial":"SIM-50701","offsets":[1,2,3]})", "another device"},
+                {device + R"("serial":"X","offsets":[1,2,3]})", "another device"},
+                {start + "[1,2.5,3]}", "offset 1"},
+                {start + "[1,2,1000001]}", "offset 2"},
+                {start + "[1,2,-1000001]}", "offset 2"},
+                {start + "[18446744073709551615,2,3]}", "offset 0"}};
+    for (const auto& row : rows) {
+        Bench bench;
+        bench.place(fileOf("Default Device"), row.content);
+        int id = -1;
+        const QByteArray said = simarm::complaints([&id] { id = init_tharlen("Default Device"); });
+        QVERIFY(id >= 0);
+        QVERIFY2((status(id) == 0) == !*row.says, row.content.left(200));
+        QCOMPARE(said.count('\n'), *row.says ? 1 : 0);
+        QVERIFY2(said.contains(row.says), said);
+        if (!*row.says)
+            QVERIFY(get_calibration_data(id)->GetEncoderOffsets(1) == -20
+                    && get_calibration_data(id)->GetEncoderOffsets(2) == -1000000);
+    }
 }
 
 // Without a folder the calibration holds in memory, and one line says so.
 void TestArmCalibration::unwritable() {
-    QFETCH(QString, folder);
+    for (const char* folder : {"", "/nonexistent/place", "/proc"}) {
+        Bench bench;
+        *folder ? void(qputenv("KNDD_HOME", folder)) : void(qunsetenv("KNDD_HOME"));
+        int id = init_tharlen("Stelmar 1.0");
+        armcontrol::handReset();
+        armcontrol::step(1500);
+        int result = -1;
+        const QByteArray said = simarm::complaints([&] { result = tharlen_reset(id); });
+        QCOMPARE(result, 0);
+        QCOMPARE(said.count('\n'), 1);
+        disable_tharlen(id);
+        id = init_tharlen("Stelmar 1.0");
+        QCOMPARE(status(id), 0);
+        QVERIFY(worstError(id) < 0.2);
+    }
+    // What was begun beside a name that cannot be had does not stay.
     Bench bench;
-    if (folder.isNull())
-        qunsetenv("KNDD_HOME");
-    else
-        qputenv("KNDD_HOME", folder.toUtf8());
-    int id = init_tharlen("Stelmar 1.0");
+    bench.place(fileOf("Stelmar 1.0"), "/");
+    const int id = init_tharlen("Stelmar 1.0");
     armcontrol::handReset();
     armcontrol::step(1500);
-    int result = -1;
-    const QByteArray said = simarm::complaints([&] { result = tharlen_reset(id); });
-    QCOMPARE(result, 0);
-    QCOMPARE(said.count('\n'), 1);
-    QCOMPARE(status(id), 0);
-    disable_tharlen(id);
-    id = init_tharlen("Stelmar 1.0");
-    QCOMPARE(status(id), 0);
-    QVERIFY(worstError(id) < 0.2);
+    QVERIFY(simarm::complaints([id] { tharlen_reset(id); }).contains("cannot be written"));
+    QVERIFY(!QFile::exists(bench.config(fileOf("Stelmar 1.0") + ".new")));
 }
 
 void TestArmCalibration::pinchLimits() {
@@ -293,19 +358,17 @@ void TestArmCalibration::pinchLimits() {
         const int id = init_tharlen(name);
         const int grip = tharlen_which_pinch(id);
         QCOMPARE(tharlen_check_for_pinch(id) > 0, grip > 0);
-        armcontrol::handPinch(0);
-        const double open = get_pinch_value(id);
-        armcontrol::handPinch(1);
-        const double closed = get_pinch_value(id);
-        QVERIFY(grip == 1 ? closed > open + 100 : grip == 2 ? closed < open - 100 : closed == open);
+        for (const double closed : {0.0, 0.25, 1.0}) {
+            armcontrol::handPinch(closed);
+            armcontrol::step(1);
+            const double wanted = grip == 0 ? 0 : 120 + 780 * (grip == 1 ? closed : 1 - closed);
+            QCOMPARE(get_pinch_value(id), wanted);
+            QCOMPARE(int(get_connection_data(id)->m_portInput.usPot0), int(std::lround(wanted)));
+        }
         QCOMPARE(is_pinch_calibrated(id), 0);
-        QVERIFY(set_pinch_limits(id, 500, 500) != 0);
-        QCOMPARE(
-            set_pinch_limits(id, static_cast<int>(std::min(open, closed)), static_cast<int>(std::max(open, closed)))
-                == 0,
-            grip > 0);
+        QVERIFY(set_pinch_limits(id, 500, 500) != 0 && is_pinch_calibrated(id) == 0);
+        QCOMPARE(set_pinch_limits(id, 500, 501) == 0, grip > 0);
         QCOMPARE(is_pinch_calibrated(id), grip > 0 ? 1 : 0);
-        disable_tharlen(id);
     }
 }
 

@@ -1,6 +1,8 @@
 // The built-in fleet, fleet files, and what is refused of them.
+#include <cmath>
 #include <set>
 
+#include "device/simulated/model/lines.h"
 #include "simarm.h"
 
 using simarm::Bench;
@@ -37,9 +39,8 @@ class TestArmFleet : public QObject {
 private slots:
     void builtIn();
     void goodFiles();
-    void badFiles_data();
     void badFiles();
-    void shutPlaces();
+    void eachDeviceStartsFresh();
 };
 
 // One of every line, card, revision class and grip, each one opens and says what its record says.
@@ -68,19 +69,37 @@ void TestArmFleet::builtIn() {
         QCOMPARE(tharlen_check_for_gimbal(id) != 0, d.m_nGimbal == 1);
         QCOMPARE(tharlen_which_pinch(id), static_cast<int>(d.m_nExtra6DOFOption));
         QCOMPARE(QByteArray(get_hardware_serial_number(id)), QByteArray(d.m_nDeviceSerialNumber));
-        QCOMPARE(get_tharlen_nominal_max_force(id), static_cast<float>(d.m_dNominalMaxForce));
-        QVERIFY(d.m_dR1 > 0 && d.m_dR2 > 0 && d.m_dR3 > 0 && d.m_dL1 > 0);
-        armcontrol::handMove({10, 10, 10});
+        const arm::LineFigures& line =
+            *arm::findLine(QByteArray(d.m_szName).contains("6DOF")
+                               ? "Stelmar 1.5 6DOF"
+                               : QByteArray(get_tharlen_model_type(id)).replace("THARLEN ", "").constData(),
+                           static_cast<int>(d.m_nCardType), d.m_nHighForce == 1);
+        const QVector<double> record = QVector<double>()
+                                       << d.m_dL1 << d.m_dL2 << d.m_dWorkspaceOffset1 << d.m_dWorkspaceOffset2
+                                       << d.m_dR1 << d.m_dR2 << d.m_dR3 << d.m_dR4 << d.m_dR5 << d.m_dR6
+                                       << d.m_dNominalMaxStiffness << d.m_dNominalMaxDamping << d.m_dNominalMaxForce
+                                       << d.m_dNominalMaxContinuousForce << d.m_dNominalMaxTorqueStiffness
+                                       << d.m_dNominalMaxTorqueForce << d.m_dNominalMaxTorqueContinuousForce;
+        const QVector<double> figures =
+            QVector<double>() << line.upperArm << line.forearm << line.originY << line.originZ << line.base[0].reduction
+                              << line.base[1].reduction << line.base[2].reduction << line.gimbal[0].reduction
+                              << line.gimbal[1].reduction << line.gimbal[2].reduction << line.maxStiffness
+                              << line.maxDamping << line.maxForce << line.continuousForce << line.maxTorqueStiffness
+                              << line.maxTorque << line.continuousTorque;
+        QVERIFY2(record == figures, d.m_szName);
+        QVERIFY(d.m_dResetAngle0 == 0 && d.m_dResetAngle1 == 0 && d.m_dResetAngle5 == 0);
+        QCOMPARE(*d.m_szTharlenHost != 0, d.m_nCardType == kCardLan);
+        QVERIFY(get_tharlen_nominal_max_force(id) == static_cast<float>(line.maxForce)
+                && get_tharlen_nominal_max_continuous_force(id) == static_cast<float>(line.continuousForce)
+                && get_tharlen_nominal_max_stiffness(id) == static_cast<float>(line.maxStiffness));
+        const armcontrol::Vec3 origin = armcontrol::state().position;
+        QVERIFY(std::hypot(origin[0], origin[1], origin[2]) < 2.5);  // where a fresh arm stands
         armcontrol::step(20);
         QCOMPARE(update_tharlen(id), 0);
     }
     for (unsigned long model : {3, 4, 5, 9})
         QVERIFY(models.count(model));
-    for (unsigned long card : {1, 2, 3, 6, 7})
-        QVERIFY(cards.count(card));
-    for (const char* text : {"THARLEN Orda", "THARLEN Corvale", "Nolva", "THARLEN Stelmar 1.0", "THARLEN Stelmar 1.5",
-                             "THARLEN Stelmar 3.0"})
-        QVERIFY2(texts.count(text), text);
+    QVERIFY(cards.size() == 5 && texts.size() == 7);
     QVERIFY(revisions == std::set<int>({1, 5, 9}) && grips.size() == 3 && bare && high);
 }
 
@@ -102,6 +121,10 @@ void TestArmFleet::goodFiles() {
         QVERIFY(init_tharlen("Ger\xe4t \xe9") >= 0 && init_tharlen("x y") >= 0 && init_tharlen("Default Device") < 0);
         QCOMPARE(armcontrol::fleetSource(), bench.config("devices.json").toStdString());
     }
+    QFile::remove(bench.config("devices.json"));
+    armcontrol::resetArm();
+    QCOMPARE(armcontrol::fleetNames()[0], std::string("Default Device"));
+    armcontrol::loopStepped(true);
     bench.write("devices.json", fleetOf(20));
     QCOMPARE(Records().number, 20);
     bench.write("devices.json", fleetOf(0));
@@ -109,93 +132,132 @@ void TestArmFleet::goodFiles() {
     QVERIFY(!armcontrol::handMove({0, 0, 0}).empty() || init_tharlen("x") < 0);
 }
 
-void TestArmFleet::badFiles_data() {
-    QTest::addColumn<QByteArray>("content");
-    QTest::addColumn<QByteArray>("says");
-    const auto one = [](const QByteArray& d) { return QByteArray(R"({"devices":[)") + d + "]}"; };
-    QTest::newRow("empty") << QByteArray() << QByteArray("is not JSON");
-    QTest::newRow("text") << QByteArray("devices: none") << QByteArray("line 1, column 1");
-    QTest::newRow("half") << fleetOf(3).left(60) << QByteArray("is not JSON");
-    QTest::newRow("binary") << QByteArray("{\"devices\":[{\"name\":\"\xff\xfe\"}]}") << QByteArray("is not JSON");
-    QTest::newRow("array") << QByteArray("[]") << QByteArray("\"devices\"");
-    QTest::newRow("wrong root") << QByteArray(R"({"arms":[]})") << QByteArray("\"devices\"");
-    QTest::newRow("object") << QByteArray(R"({"devices":{}})") << QByteArray("\"devices\"");
-    QTest::newRow("21 devices") << fleetOf(21) << QByteArray("more than 20");
-    QTest::newRow("no object") << one("5") << QByteArray("devices[0]");
-    QTest::newRow("no name") << one(R"({"model":"Orda","serial":"A"})") << QByteArray("\"name\"");
-    QTest::newRow("name of a number") << one(R"({"name":5,"model":"Orda","serial":"A"})")
-                                      << QByteArray("devices[0].name");
-    QTest::newRow("name of nothing") << one(device("", "A")) << QByteArray("devices[0].name");
-    QTest::newRow("name too long") << one(device(QByteArray(128, 'n'), "A")) << QByteArray("127");
-    QTest::newRow("name with a slash") << one(device("a/b", "A")) << QByteArray("devices[0].name");
-    QTest::newRow("name outside Latin-1") << one(device("\xe2\x82\xac", "A")) << QByteArray("Latin-1");
-    QTest::newRow("name with a line end") << one(device("a\\nb", "A")) << QByteArray("devices[0].name");
-    QTest::newRow("name after a blank") << one(device(" a", "A")) << QByteArray("devices[0].name");
-    QTest::newRow("name before a blank") << one(device("a ", "A")) << QByteArray("devices[0].name");
-    QTest::newRow("name before another blank") << one(device("a\xc2\xa0", "A")) << QByteArray("devices[0].name");
-    QTest::newRow("unknown model") << one(R"({"name":"a","model":"Excavator","serial":"A"})")
-                                   << QByteArray("Excavator");
-    QTest::newRow("no such high force") << one(device("a", "A", R"(,"card":6,"highForce":true)"))
-                                        << QByteArray("high force");
-    QTest::newRow("card") << one(device("a", "A", R"(,"card":4)")) << QByteArray("devices[0].card");
-    QTest::newRow("card in part") << one(device("a", "A", R"(,"card":6.5)")) << QByteArray("devices[0].card");
-    QTest::newRow("flag of a number") << one(device("a", "A", R"(,"highForce":1)"))
-                                      << QByteArray("devices[0].highForce");
-    QTest::newRow("grip") << one(device("a", "A", R"(,"grip":1)")) << QByteArray("devices[0].grip");
-    QTest::newRow("revision") << one(device("a", "A", R"(,"revision":16)")) << QByteArray("devices[0].revision");
-    QTest::newRow("no serial") << one(R"({"name":"a","model":"Orda"})") << QByteArray("\"serial\"");
-    QTest::newRow("serial too long") << one(device("a", QByteArray(65, 's'))) << QByteArray("devices[0].serial");
-    QTest::newRow("same name") << one(device("a", "A") + "," + device("a", "B")) << QByteArray("devices[1].name");
-    QTest::newRow("same serial") << one(device("a", "A") + "," + device("b", "A")) << QByteArray("devices[1].serial");
-    QTest::newRow("unknown field") << one(device("a", "A", R"(,"colour":"red")")) << QByteArray("colour");
-    QTest::newRow("field twice") << one(device("a", "A") + "," + device("b", "B", R"(,"serial":"C")"))
-                                 << QByteArray("devices[1].serial: is there twice");
-    QTest::newRow("deep") << QByteArray(65, '[') + QByteArray(65, ']') << QByteArray("nested deeper than 64 levels");
-    QTest::newRow("field of control characters")
-        << one(device("a", "A", R"(,"x\u0000y\u001b":1)")) << QByteArray("\"x?y?\"");
-    QTest::newRow("long field") << one(device("a", "A", ",\"" + QByteArray(900000, 'x') + "\":1"))
-                                << QByteArray("xxx...xxx");
-    QTest::newRow("long word") << "[\"" + QByteArray(900000, 'x') << QByteArray("is not JSON");
-    QTest::newRow("huge") << QByteArray(2000000, ' ') << QByteArray("1 MiB");
-    QTest::newRow("a folder") << QByteArray("/") << QByteArray("is not a regular file");
-    QTest::newRow("a FIFO") << QByteArray("|") << QByteArray("is not a regular file");
-    QTest::newRow("a device") << QByteArray("@/dev/zero") << QByteArray("is not a regular file");
-    QTest::newRow("a link to nothing") << QByteArray("@nothing") << QByteArray("is a link to nothing");
-    QTest::newRow("a link to itself") << QByteArray("@devices.json") << QByteArray("cannot be read");
-}
-
 // One line that names the file, the place and the reason, and the built-in fleet.
 void TestArmFleet::badFiles() {
-    QFETCH(QByteArray, content);
-    QFETCH(QByteArray, says);
-    Bench bench;
-    bench.place("devices.json", content);
-    const QByteArray said = simarm::complaints([] { QVERIFY(Records().number > 10); });
-    QVERIFY2(said.endsWith('\n') && simarm::isShort(said.chopped(1)), said);
-    QVERIFY2(said.contains(bench.config("devices.json").toUtf8()) && said.contains(says), said);
-    QCOMPARE(armcontrol::fleetSource(), std::string("built in"));
+    const auto one = [](const QByteArray& d) { return QByteArray(R"({"devices":[)") + d + "]}"; };
+    const struct {
+        QByteArray content;
+        const char* says;
+    } rows[] = {
+        {"", "is not JSON"},
+        {"devices: none", "line 1, column 1"},
+        {"{\"devices\":[{\"name\":\"\xff\xfe\"}]}", "is not JSON"},
+        {R"({"devices":{}})", "\"devices\""},
+        {R"({"devices":[],"more":1})", "\"devices\""},
+        {fleetOf(21), "more than 20"},
+        {one("5"), "devices[0]"},
+        {one(R"({"name":5,"model":"Orda","serial":"A"})"), "devices[0].name"},
+        {one(device(QByteArray(128, 'n'), "A")), "127"},
+        {one(device("a/b", "A")), "devices[0].name"},
+        {one(device("\xe2\x82\xac", "A")), "Latin-1"},
+        {one(device("\xc2\x80", "A")), "devices[0].name"},
+        {one(device(" a", "A")), "devices[0].name"},
+        {one(device("a\xc2\xa0", "A")), "devices[0].name"},
+        {one(R"({"name":"a","model":"Excavator","serial":"A"})"), "Excavator"},
+        {one(device("a", "A", R"(,"card":6,"highForce":true)")), "high force"},
+        {one(device("a", "A", R"(,"card":6.5)")), "devices[0].card"},
+        {one(device("a", "A", R"(,"highForce":1)")), "devices[0].highForce"},
+        {one(device("a", "A", R"(,"grip":1)")), "devices[0].grip"},
+        {one(R"({"name":"a","model":"Stelmar 1.5 6DOF","serial":"A","gimbal":false})"), "devices[0].gimbal"},
+        {one(device("a", "A", R"(,"revision":16)")), "devices[0].revision"},
+        {one(device("a", "\xc3\xa9")), "devices[0].serial"},
+        {one(device("a", "A") + "," + device("a", "B")), "devices[1].name"},
+        {one(device("a", "A") + "," + device("b", "A")), "devices[1].serial"},
+        {one(device("a", "A") + "," + device("b", "B", R"(,"serial":"C")")), "devices[1].serial: is there twice"},
+        {QByteArray(65, '[') + QByteArray(65, ']'), "nested deeper than 64 levels"},
+        {one(device("a", "A", R"(,"x\u0000y\u001b":1)")), "\"x?y?\""},
+        {one(device("a", "A", ",\"" + QByteArray(900000, 'x') + "\":1")), "xxx...xxx"},
+        {QByteArray(2000000, ' '), "1 MiB"},
+        {"|", "is not a regular file"},
+        {"@devices.json", "cannot be read"}};
+    for (const auto& row : rows) {
+        Bench bench;
+        bench.place("devices.json", row.content);
+        const QByteArray said = simarm::complaints([] { QVERIFY(Records().number > 10); });
+        QVERIFY2(said.endsWith('\n') && simarm::isShort(said.chopped(1)), said);
+        QVERIFY2(said.contains(bench.config("devices.json").toUtf8()) && said.contains(row.says),
+                 said + row.content.left(80));
+        QCOMPARE(armcontrol::fleetSource(), std::string("built in"));
+    }
 }
 
-// One line, too, where it cannot be told whether there is a file; none where there is none.
-void TestArmFleet::shutPlaces() {
+// Whatever was done to one device, nothing of it is seen on the next; and of no device after a reset of the arm.
+void TestArmFleet::eachDeviceStartsFresh() {
+    const auto readings = [](int id, bool ofAll) {
+        armcontrol::heatSet(-1, 60, 40);
+        armcontrol::setFault("overspeed", true);
+        armcontrol::step(400);
+        QStringList lines = QString::fromStdString(armcontrol::command(R"({"command":"state"})")).split(",\"");
+        lines << QString::number(update_tharlen(id)) << QString::number(is_pinch_calibrated(id))
+              << QString::number(unfiltered_device_fault(id));
+        for (int kind = kShutdownTemperature; kind <= kCooldownTemperature; ++kind) {
+            float limits[6];
+            get_tharlen_temp_advance(id, kind, limits);
+            for (const float limit : limits)
+                lines << QString::number(limit);
+        }
+        const AXIS_SENSOR_DATA* axes = get_calibration_data(id)->GetAxisSensorData();
+        for (int i = 0; i < 3; ++i)
+            lines << QString("%1 %2 %3")
+                         .arg(axes[i].nFlags)
+                         .arg(get_calibration_data(id)->GetEncoderOffsets(i))
+                         .arg(get_calibration_data(id)->GetEncoderOffsetsCalc(i));
+        armcontrol::clearFaults();
+        // The loop and the hand are not the device's.
+        return ofAll ? lines : lines.filter(QRegularExpression("^(?!ticks|lateTicks|measuredRate|rate|handTarget)"));
+    };
+    const auto spoil = [](const char* name) {
+        const int id = init_tharlen(name);
+        simarm::calibrate(id);
+        const float limits[6] = {300, 300, 300, 300, 300, 300};
+        set_tharlen_temp_advance(id, kShutdownTemperature, limits);
+        set_tharlen_temp_advance(id, kCooldownTemperature, limits);
+        set_pinch_limits(id, 1, 2);
+        enable_tharlen_velocity_check(id, 0);
+        armcontrol::setFault("slipping-capstan", true, 0);
+        armcontrol::setFault("drifting-encoder", true, 1, 6000);
+        armcontrol::setFault("dead-encoder", true, 2);
+        enable_tharlen_forces(id);
+        const long dac[6] = {20000, 100, 200, 300, 400, 500};
+        command_motor_dac_values(id, dac);
+        armcontrol::handJoints({0.3, 0.5, 0.4, 0.3, 0.2, 0.1}, 2);
+        armcontrol::step(500);
+        armcontrol::heatSet(-1, 350, 350);
+        armcontrol::step(2);
+        enable_tharlen_forces(id);
+    };
     Bench bench;
-    const auto list = [] { QVERIFY(Records().number > 10); };
-    QCOMPARE(simarm::complaints(list), QByteArray());
-    bench.write("devices.json", fleetOf(3));
-    QCOMPARE(::chmod(bench.home.path().toUtf8(), 0755), 0);
-    const uid_t user = ::geteuid();
-    for (const QString& shut : {bench.config("devices.json"), bench.config("")}) {
-        QCOMPARE(::chmod(shut.toUtf8(), 0), 0);
-        const QByteArray said = simarm::complaints([&] {
-            // Nothing is shut to the superuser.
-            const uid_t nobody = 65534;
-            QVERIFY(user != 0 || ::seteuid(nobody) == 0);
-            list();
-            QVERIFY(user != 0 || ::seteuid(user) == 0);
-        });
-        QVERIFY2(said.contains("devices.json: cannot be read: Permission denied") && said.count('\n') == 1, said);
+    const QStringList fresh = readings(init_tharlen("Corvale LAN"), true);
+    const QStringList ofDevice = fresh.filter(QRegularExpression("^(?!ticks|lateTicks|measuredRate|rate|handTarget)"));
+    armcontrol::resetArm();
+    armcontrol::loopStepped(true);
+    for (const char* name : {"Corvale 1394", "Stelmar 6DOF Scissor"}) {
+        spoil(name);
+        armcontrol::clearFaults();
+        QCOMPARE(readings(init_tharlen("Corvale LAN"), false), ofDevice);
     }
-    QCOMPARE(::chmod(bench.config("").toUtf8(), 0700), 0);
+    // A hand at a point stays there, as the arm is the same one that stays where it was, as warm.
+    armcontrol::handMove({20, 10, 0});
+    armcontrol::step(500);
+    const int id = init_tharlen("Corvale LAN");
+    QVERIFY(armcontrol::state().holding && armcontrol::state().position[0] > 19 && armcontrol::state().winding[0] > 50
+            && id >= 0);
+    init_tharlen("Default Device");
+    QVERIFY(armcontrol::state().holding && armcontrol::state().position[0] < 3 && armcontrol::state().winding[0] == 25);
+
+    spoil("Corvale LAN");
+    setServoLoopRate(2000);
+    armcontrol::heatPace(100);
+    armcontrol::handStrength(7);
+    armcontrol::handPinch(0.7);
+    armcontrol::handPresence(true);
+    armcontrol::handSwitch(0, true);
+    armcontrol::handSwitch(1, true);
+    QVERIFY(QFile::remove(bench.config("THARLeN Calibration (Corvale LAN)")));
+    armcontrol::resetArm();
+    armcontrol::loopStepped(true);
+    QVERIFY(startServoLoop([](void*) { return 0; }, nullptr) < 0);
+    QCOMPARE(readings(init_tharlen("Corvale LAN"), true), fresh);
 }
 
 QTEST_APPLESS_MAIN(TestArmFleet)

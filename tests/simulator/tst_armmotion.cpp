@@ -14,13 +14,12 @@ private slots:
     void jacobianIsDerivative();
     void operationsAgree();
     void sticking();
-    void motorSigns();
     void stopsAndSweep();
-    void pressIntoBox_data();
+    void stopsThrowBackHalf();
     void pressIntoBox();
     void amplifiersAndLimits();
-    void handIsLimited();
-    void heatAndShutdown();
+    void sixForces();
+    void handMovements();
 };
 
 // The Jacobian against differences of position and of stylus orientation, at poses all over the range.
@@ -50,14 +49,15 @@ void TestArmMotion::jacobianIsDerivative() {
     }
 }
 
-// Position, matrix, angles and encoders of a calibrated device tell of one and the same pose.
+// Position, matrix, angles, encoders and registers of a calibrated device tell of one and the same pose.
 void TestArmMotion::operationsAgree() {
     Bench bench;
     for (const char* name : {"Default Device", "Corvale LAN", "Stelmar 3.0", "Stelmar 6DOF Scissor"}) {
         const int id = init_tharlen(name);
         QVERIFY(simarm::calibrate(id));
-        armcontrol::handMove({20, -15, 30});
         armcontrol::handGimbal({0.3, -0.2, 0.5});
+        armcontrol::handMove({20, -15, 30});
+        armcontrol::handSwitch(1, true);
         armcontrol::step(1500);
         const armcontrol::State s = armcontrol::state();
         float position[3], matrix[4][4], angles[6], base[3];
@@ -70,6 +70,10 @@ void TestArmMotion::operationsAgree() {
             QVERIFY(std::abs(position[i] - target[i]) < 2.5);
             QVERIFY(std::abs(position[i] - s.position[i]) < 1.5);
             QCOMPARE(matrix[3][i], position[i]);
+            arm::Vector6 q;
+            q << angles[0], angles[1], angles[2], angles[3], angles[4], angles[5];
+            for (std::size_t row = 0; row < 3; ++row)
+                QVERIFY(std::abs(matrix[i][row] - arm::stylusRotation(q)(int(row), int(i))) < 1e-5);
             QCOMPARE(base[i], angles[i]);
         }
         const double gimbal[3] = {0.3, -0.2, 0.5};
@@ -77,8 +81,29 @@ void TestArmMotion::operationsAgree() {
             QVERIFY(std::abs(angles[i] - gimbal[i - 3]) < 0.02);
         for (std::size_t i = 0; i < 6; ++i)
             QVERIFY(std::abs(angles[i] - s.joints[i]) < 0.01);
+        long counts[6];
+        get_encoder_values(id, counts);
+        const PORT_INPUT& image = get_connection_data(id)->m_portInput;
+        const USHORT registers[] = {image.usQuad0, image.usQuad1, image.usQuad2};
+        for (int i = 0; i < 3; ++i)
+            QCOMPARE(registers[i], static_cast<USHORT>(counts[i] - get_calibration_data(id)->GetEncoderOffsets(i)));
+        const int second = QByteArray(name) == "Default Device" ? 1 : 0;  // a button that other lines do not have
+        QCOMPARE(get_stylus_switch(id, 1), second);
+        QVERIFY(image.usSwitch1 == 0 && image.usSwitch2 == second && get_stylus_switch(id, 2) == 0);
+        const UCHAR timer = image.ucTimerCnt, watchdog = image.ucWatchdogCntrIn;
+        armcontrol::step(3);
+        QVERIFY(UCHAR(image.ucTimerCnt - timer) == 3 && UCHAR(image.ucWatchdogCntrIn - watchdog) == 3);
         disable_tharlen(id);
     }
+    // What is not fitted reads nothing.
+    const int bare = init_tharlen("Stelmar 1.0 Thimble");
+    armcontrol::handGimbal({0.3, -0.2, 0.5});
+    armcontrol::handSwitch(0, true);
+    armcontrol::step(1000);
+    long counts[6];
+    get_encoder_values(bare, counts);
+    QVERIFY(counts[3] == 0 && counts[4] == 0 && counts[5] == 0 && get_stylus_switch(bare, 0) == 0);
+    armcontrol::handSwitch(0, false);
 }
 
 // An axis under a command that rises to below its dry friction gives way by a few counts and stands exactly still
@@ -122,43 +147,6 @@ void TestArmMotion::sticking() {
     }
 }
 
-// A positive command lowers the encoder, on the third axis of some lines it raises it; volts do as counts do.
-// The directions of the endpoint make the capstan test's velocity terms brake.
-void TestArmMotion::motorSigns() {
-    Bench bench;
-    for (const char* name : {"Default Device", "Corvale USB", "Corvale LAN"}) {
-        for (int axis = 0; axis < 3; ++axis) {
-            const int id = init_tharlen(name);
-            const int parity = axis == 2 && QByteArray(name) != "Corvale LAN" ? -1 : 1;
-            for (bool volts : {false, true}) {
-                Gestures().letGoAt({}, 800, 0);
-                enable_tharlen_forces(id);
-                long before[6], after[6], dac[6] = {};
-                float voltage[6] = {}, sent[6];
-                get_encoder_values(id, before);
-                dac[axis] = 3000;
-                voltage[axis] = 3000.0f / 32767.0f;
-                if (volts)
-                    command_motor_voltages(id, voltage, sent);
-                else
-                    command_motor_dac_values(id, dac);
-                armcontrol::step(60);
-                get_encoder_values(id, after);
-                QVERIFY((after[axis] - before[axis]) * parity < -5);
-                get_last_motor_dac_values(id, before);
-                QVERIFY(std::labs(before[axis] - 3000) <= 1);
-                float velocity[3];
-                get_tharlen_vel(id, velocity);
-                const float brakes[3] = {-velocity[0], velocity[1], velocity[2]};
-                if (QByteArray(name) == "Default Device")
-                    QVERIFY(brakes[axis] > 5.0f);
-                disable_tharlen_forces(id);
-            }
-            disable_tharlen(id);
-        }
-    }
-}
-
 // A sweep passes the whole travel and comes back; a motor at full command does not get through a stop.
 void TestArmMotion::stopsAndSweep() {
     Bench bench;
@@ -179,6 +167,10 @@ void TestArmMotion::stopsAndSweep() {
                  qPrintable(QString("axis %1 travelled %2").arg(axis).arg(high - low)));
         QVERIFY(std::abs(armcontrol::state().joints[static_cast<std::size_t>(axis)] - before) < 0.01);
     }
+    armcontrol::handJoints({0, 0.6, 0.6, 5, 0, -5}, 5);
+    armcontrol::step(2000);
+    QVERIFY(armcontrol::state().joints[3] < armcontrol::state().jointMax[3] + 0.01);
+    QVERIFY(armcontrol::state().joints[5] > armcontrol::state().jointMin[5] - 0.01);
     armcontrol::handRelease();
     enable_tharlen_velocity_check(id, 0);
     enable_tharlen_forces(id);
@@ -189,73 +181,77 @@ void TestArmMotion::stopsAndSweep() {
         QVERIFY(armcontrol::state().joints[0] < armcontrol::state().jointMax[0] + 0.1);
     }
     QVERIFY(std::abs(armcontrol::state().joints[0] - armcontrol::state().jointMax[0]) < 0.02);
-    // Torque only while the amplifiers are on: the soft stop pushes the joint out and it rests.
+}
+
+// A stop takes about half of the speed of what runs into it with its motor off: it damps the way in and never pulls.
+void TestArmMotion::stopsThrowBackHalf() {
+    Bench bench;
+    const int id = init_tharlen("Stelmar 3.0");
+    enable_tharlen_velocity_check(id, 0);
+    enable_tharlen_forces(id);
+    const long push[6] = {-20000, 0, 0, 0, 0, 0};
+    command_motor_dac_values(id, push);
+    while (armcontrol::state().joints[0] > armcontrol::state().jointMin[0] + 0.3)
+        armcontrol::step(1);
     disable_tharlen_forces(id);
-    armcontrol::step(1000);
-    const double rest = armcontrol::state().joints[0];
-    QVERIFY(rest <= armcontrol::state().jointMax[0] + 1e-3);
-    armcontrol::step(500);
-    QCOMPARE(armcontrol::state().joints[0], rest);
+    float velocity[6], into = 0, back = 0;
+    for (int i = 0; i < 1000; ++i) {
+        armcontrol::step(1);
+        get_tharlen_joint_vel(id, velocity);
+        into = std::min(into, velocity[0]);
+        back = std::max(back, velocity[0]);
+    }
+    QVERIFY2(into < -2 && back > -0.3f * into && back < -0.65f * into,
+             qPrintable(QString("%1, %2").arg(into).arg(back)));
 }
 
-void TestArmMotion::pressIntoBox_data() {
-    QTest::addColumn<QString>("device");
-    Bench bench;
-    for (const std::string& name : armcontrol::fleetNames())
-        QTest::newRow(name.c_str()) << QString::fromStdString(name);
-}
-
-// The hand presses a corner of a 20 mm box past the force limit in both directions of each axis; held there
-// under the limit, and let go, the arm comes to rest.
+// The hand presses past the force limit through a wall of a 20 mm box, either way of each axis, rests against it below
+// the limit, and let go there the arm comes to rest.
 void TestArmMotion::pressIntoBox() {
-    QFETCH(QString, device);
-    Bench bench;
-    const int id = init_tharlen(qPrintable(device));
-    QVERIFY(simarm::calibrate(id));
-    const bool orda = device.contains("Orda") || device == "Default Device";
-    const double gain = get_tharlen_nominal_max_stiffness(id) * (orda ? 0.5 : device.contains("Nolva") ? 0.8 : 1.0);
-    bool beyond = false;
-    Callback box([&] {
-        update_tharlen(id);
-        float position[3], force[6] = {};
-        get_tharlen_pos(id, position);
-        for (int i = 0; i < 3; ++i)
-            force[i] = static_cast<float>((std::min(20.0f, std::max(-20.0f, position[i])) - position[i]) * gain);
-        if (!is_tharlen_forces_enabled(id))
+    for (const std::string& name : armcontrol::fleetNames()) {
+        Bench bench;
+        const int id = init_tharlen(name.c_str());
+        QVERIFY(simarm::calibrate(id));
+        const bool orda = QByteArray(get_tharlen_model_type(id)).contains("Orda");
+        const double most = get_tharlen_nominal_max_force(id);
+        const double gain = get_tharlen_nominal_max_stiffness(id) * (orda ? 0.5 : name == "Nolva USB" ? 0.8 : 1.0);
+        const double depth = 0.5 * most / gain;
+        bool beyond = false;
+        Callback box([&] {
+            float position[3], force[6] = {};
+            get_tharlen_pos(id, position);
+            for (int i = 0; i < 3; ++i)
+                force[i] = static_cast<float>((std::min(20.0f, std::max(-20.0f, position[i])) - position[i]) * gain);
             enable_tharlen_forces(id);
-        beyond |= send_tharlen_force(id, force) == kMaxForceExceeded;
-    });
-    for (std::size_t axis = 0; axis < 3; ++axis) {
-        for (double way : {-1.0, 1.0}) {
-            armcontrol::Vec3 target{};
-            const double depth = 0.5 * get_tharlen_nominal_max_force(id) / gain;
-            target[axis] = way * (20 + depth);
-            armcontrol::handMove(target);
-            armcontrol::step(1500);
-            beyond = false;
-            double swing = 0;
+            beyond |= send_tharlen_force(id, force) == kMaxForceExceeded;
+        });
+        const auto swing = [](std::size_t axis) {
+            double fastest = 0;
             for (int i = 0; i < 300; ++i) {
                 armcontrol::step(1);
-                swing = std::max(swing, std::abs(armcontrol::state().velocity[axis]));
+                fastest = std::max(fastest, std::abs(armcontrol::state().velocity[axis]));
             }
-            QVERIFY2(swing < 1.0, qPrintable(QString("axis %1 swings with %2 mm/s").arg(axis).arg(swing)));
-            QVERIFY(!beyond);
+            return fastest;
+        };
+        for (int wall = 0; wall < 6; ++wall) {
+            const std::size_t axis = kBoxWalls[wall].axis;
+            armcontrol::handMove(towards(wall, 20 + depth));
+            armcontrol::step(1500);
+            beyond = false;
+            const double fastest = swing(axis);
+            QVERIFY2(fastest < 1 && !beyond, qPrintable(QString("%1: %2 mm/s").arg(name.c_str()).arg(fastest)));
             QVERIFY(std::abs(armcontrol::state().position[axis]) > 20 + 0.4 * depth);
             // So far past the wall that the hand's spring gives more than the nominal force there.
-            target[axis] = way * (20 + 2.4 * depth + get_tharlen_nominal_max_force(id) / 1.5);
-            armcontrol::handMove(target);
+            armcontrol::handMove(towards(wall, 20 + 2.4 * depth + most / 1.5));
             armcontrol::step(700);
-            QVERIFY2(beyond, qPrintable(QString("axis %1 does not reach the limit").arg(axis)));
-            armcontrol::handMove({0, 0, 0});
-            armcontrol::step(700);
+            QVERIFY2(beyond, name.c_str());
         }
+        armcontrol::handMove({0, 20 + depth, 0});
+        armcontrol::step(1000);
+        armcontrol::handRelease();
+        armcontrol::step(4000);
+        QVERIFY2(swing(1) < 1, name.c_str());
     }
-    armcontrol::handMove({0, 20 + 0.5 * get_tharlen_nominal_max_force(id) / gain, 0});
-    armcontrol::step(1000);
-    armcontrol::handRelease();
-    armcontrol::step(4000);
-    for (double speed : armcontrol::state().velocity)
-        QVERIFY2(std::abs(speed) < 1.0, qPrintable(QString("%1 mm/s after release").arg(speed)));
 }
 
 void TestArmMotion::amplifiersAndLimits() {
@@ -263,8 +259,9 @@ void TestArmMotion::amplifiersAndLimits() {
     const int id = init_tharlen("Default Device");
     QCOMPARE(is_tharlen_forces_enabled(id), 0);
     QCOMPARE(enable_tharlen_forces_no_wait(id), 0);
+    armcontrol::step(2);
     QVERIFY(!armcontrol::state().amplifiers);
-    armcontrol::step(3);
+    armcontrol::step(1);
     QVERIFY(armcontrol::state().amplifiers);
     QCOMPARE(disable_tharlen_forces(id), 0);
     QVERIFY(!armcontrol::state().amplifiers);
@@ -282,10 +279,14 @@ void TestArmMotion::amplifiersAndLimits() {
     force[1] = static_cast<float>(0.9 * most);
     force[2] = 0;
     QCOMPARE(send_tharlen_force(id, force), 0);
+    long last[6];
+    get_last_motor_dac_values(id, last);
+    QVERIFY(last[1] != 0 && last[2] != 0);
     force[0] = std::nanf("");
     QCOMPARE(send_tharlen_force(id, force), kMaxForceExceeded);
+    get_last_motor_dac_values(id, last);
+    QVERIFY(last[0] == 0 && last[1] == 0 && last[2] == 0);
 
-    long last[6];
     const struct {
         long command;
         int status;
@@ -295,80 +296,135 @@ void TestArmMotion::amplifiersAndLimits() {
                 {32768, kMaxForceExceeded, 32767},
                 {LONG_MIN, kMaxForceExceeded, -32767}};
     for (const auto& row : rows) {
-        const long dac[6] = {row.command, 0, 0, 99999, 0, 0};
+        const long dac[6] = {100, 0, row.command, 99999, 0, 0};
         QCOMPARE(command_motor_dac_values(id, dac), row.status);
         get_last_motor_dac_values(id, last);
-        QCOMPARE(last[0], row.sent);
-        QCOMPARE(last[3], 0L);
+        QVERIFY(last[0] == 100 && last[2] == row.sent && last[3] == 0);
+    }
+    // Off, nothing pushes, whatever the command.
+    armcontrol::handRelease();
+    disable_tharlen_forces(id);
+    const armcontrol::Vec6 before = armcontrol::state().joints;
+    armcontrol::step(200);
+    QVERIFY(std::abs(armcontrol::state().joints[2] - before[2]) < 0.01);
+    QCOMPARE(armcontrol::state().force, (armcontrol::Vec3{}));
+}
+
+// Forces and torques reach the motors by the Jacobian, each kind within its own limit; volts do as counts do.
+void TestArmMotion::sixForces() {
+    for (const char* name : {"Stelmar 6DOF Scissor", "Stelmar 1.5"}) {
+        Bench bench;
+        const int id = init_tharlen(name);
+        const bool six = get_tharlen_nominal_max_force(id) < 9 && QByteArray(name).contains("6DOF");
+        const arm::LineFigures& line = *arm::findLine(six ? "Stelmar 1.5 6DOF" : "Stelmar 1.5", kCard1394, false);
+        const struct {
+            float force, torque;
+            int status;
+        } rows[] = {{1.5f, 30, 0},
+                    {8.5f, 188, 0},
+                    {8.6f, 0, kMaxForceExceeded},
+                    {0, 189, six ? kMaxForceExceeded : 0},
+                    {20, 900, kMaxForceExceeded}};
+        double jacobian[6][6];
+        get_tharlen_jacobian(id, jacobian);
+        for (const auto& row : rows) {
+            const float sent[6] = {0.6f * row.force, 0, -0.8f * row.force, 0, 0.8f * row.torque, 0.6f * row.torque};
+            QCOMPARE(send_tharlen_force_6dof(id, sent), row.status);
+            const double force = std::min(1.0, line.maxForce / row.force),
+                         torque = six ? std::min(1.0, 188.0 / row.torque) : 0;
+            long dac[6];
+            get_last_motor_dac_values(id, dac);
+            for (int i = 0; i < 6; ++i) {
+                double newtons = 0;
+                for (int k = 0; k < 6; ++k)
+                    newtons += jacobian[i][k] * sent[k] * (k < 3 ? force : torque) / 1000;
+                const double wanted = i < line.motors() ? line.motorSign(i) * newtons / line.torquePerDac(i) : 0;
+                QVERIFY2(std::abs(static_cast<double>(dac[i]) - wanted) < 2,
+                         qPrintable(QString("%1 axis %2: %3 %4").arg(name).arg(i).arg(dac[i]).arg(wanted)));
+            }
+        }
+        const float volts[6] = {0.1f, -0.2f, 0.3f, 0.4f, 0.5f, -0.6f};
+        float given[6];
+        long dac[6];
+        QCOMPARE(command_motor_voltages(id, volts, given), 0);
+        get_last_motor_dac_values(id, dac);
+        for (int i = 0; i < 6; ++i) {
+            QVERIFY(std::abs(given[i] - (i < line.motors() ? volts[i] : 0)) < 1e-5f);
+            QVERIFY(std::abs(static_cast<float>(dac[i]) - given[i] * kDacPerVolt) < 1.5f);
+        }
     }
 }
 
-// The hand gives way to more than its strength and holds against less.
-void TestArmMotion::handIsLimited() {
+// Straight drags at their speed, sweeps that rest on each stop, a docked stylus taken out to the origin, a lighter
+// hand.
+void TestArmMotion::handMovements() {
     Bench bench;
-    const int id = init_tharlen("Default Device");
-    QVERIFY(simarm::calibrate(id));
-    const float force[6] = {0, 0, 2.5f, 0, 0, 0};
-    for (double strength : {25.0, 1.0}) {
+    int id = init_tharlen("Corvale LAN");
+    armcontrol::handMove({-30, 0, 0});
+    armcontrol::step(600);
+    armcontrol::handRelease();
+    armcontrol::handDrag({30, 20, 0}, 100);
+    armcontrol::step(300);
+    const armcontrol::Vec3 half = armcontrol::state().position, speed = armcontrol::state().velocity;
+    float shown[3];
+    get_tharlen_vel(id, shown);
+    QVERIFY(std::abs(std::hypot(speed[0], speed[1], speed[2]) - 100) < 3
+            && std::abs(std::hypot(shown[0], shown[1], shown[2]) - 100) < 5);
+    QVERIFY(!armcontrol::handDock().empty());  // no well
+    armcontrol::setFault("unplugged", true);   // what is not read any more does not move
+    armcontrol::step(1);
+    get_tharlen_vel(id, shown);
+    QCOMPARE(std::hypot(shown[0], shown[1], shown[2]), 0.0f);
+    armcontrol::clearFaults();
+    QVERIFY2(std::abs(half[0] + 4) < 1 && std::abs(half[1] - 8.7) < 1, qPrintable(QString::number(half[0])));
+    armcontrol::step(600);
+    QVERIFY(std::abs(armcontrol::state().position[0] - 30) < 1);
+    const double before = armcontrol::state().joints[1];
+    int low = 0, high = 0;
+    armcontrol::handSweep(1, 2);
+    for (int i = 0; i < 3000; ++i) {
+        armcontrol::step(1);
+        low += armcontrol::state().joints[1] < armcontrol::state().jointMin[1] ? 1 : 0;
+        high += armcontrol::state().joints[1] > armcontrol::state().jointMax[1] ? 1 : 0;
+    }
+    QVERIFY2(low > 90 && low < 130 && high > 90 && high < 130, qPrintable(QString("%1 %2").arg(low).arg(high)));
+    QVERIFY(std::abs(armcontrol::state().joints[1] - before) < 0.005);
+    // Half as strong, a hand gives way twice as far.
+    double way[2];
+    const float force[6] = {0, 0, 4, 0, 0, 0};
+    for (const double strength : {25.0, 12.5}) {
         armcontrol::handStrength(strength);
         armcontrol::handMove({0, 0, 0});
         armcontrol::step(800);
         enable_tharlen_forces(id);
-        double strongest = 0;
-        for (int i = 0; i < 400; ++i) {
-            send_tharlen_force(id, force);
-            armcontrol::step(1);
-            strongest = std::max(strongest, armcontrol::state().handForce);
-        }
-        QVERIFY(strongest <= strength + 1e-6);
-        QCOMPARE(armcontrol::state().position[2] > 20, strength < 2.5);
+        send_tharlen_force(id, force);
+        armcontrol::step(400);
+        way[strength < 20] = armcontrol::state().position[2];
+        QVERIFY(std::abs(armcontrol::state().handForce - 4) < 0.2);
         disable_tharlen_forces(id);
     }
-}
-
-// Full command warms a motor to its warning and on to the shutdown, which trips the amplifiers till it is cool.
-void TestArmMotion::heatAndShutdown() {
-    Bench bench;
-    const int id = init_tharlen("Default Device");
-    const long full[6] = {32767, 0, 0, 0, 0, 0};
-    float scale[6], celsius[6];
-    armcontrol::handMove({0, 0, 0});
-    armcontrol::heatPace(200);
+    QVERIFY2(std::abs(way[0] - 4 / 1.5) < 0.2 && std::abs(way[1] - 8 / 1.5) < 0.3,
+             qPrintable(QString("%1 %2").arg(way[0]).arg(way[1])));
+    // Weaker than the motors, it gives way for good.
+    armcontrol::handStrength(5);
     enable_tharlen_forces(id);
-    command_motor_dac_values(id, full);
-    int ticks = 0;
-    while (update_tharlen(id) == 0 && ticks++ < 5000)
+    for (int i = 0; i < 300; ++i) {
+        const float most[6] = {0, 0, 7.9f, 0, 0, 0};
+        send_tharlen_force(id, most);
         armcontrol::step(1);
-    QVERIFY2(ticks > 300 && ticks < 3000, qPrintable(QString("warm after %1 s").arg(ticks * 0.2)));
-    QCOMPARE(update_tharlen(id), -1);
-    get_tharlen_temp_normalized_6dof(id, scale);
-    QVERIFY(scale[0] >= 1.0f && scale[0] < 1.05f && scale[1] < 0.6f && scale[3] == 0.0f);
-    QCOMPARE(unfiltered_device_fault(id), 0);
-    for (ticks = 0; unfiltered_device_fault(id) == 0 && ticks < 5000; ++ticks)
-        armcontrol::step(1);
-    QVERIFY(ticks > 50 && ticks < 5000);
-    QVERIFY(!armcontrol::state().amplifiers);
-    QCOMPARE(update_tharlen(id), -1);
-    // Cooler than the shutdown is not cool enough.
-    armcontrol::step(5);
-    get_tharlen_temp(id, celsius);
-    QVERIFY(celsius[0] < 110.0f && celsius[0] > 75.0f && unfiltered_device_fault(id) != 0);
-    QVERIFY(enable_tharlen_forces(id) != 0);
-    armcontrol::step(4000);
-    QCOMPARE(unfiltered_device_fault(id), 0);
-    QCOMPARE(enable_tharlen_forces(id), 0);
-
-    float limits[6] = {160, 160, 160, 0, 0, 0};
-    QCOMPARE(set_tharlen_temp_advance(id, kShutdownTemperature, limits), 0);
-    get_tharlen_temp_advance(id, kShutdownTemperature, celsius);
-    QCOMPARE(celsius[2], 160.0f);
-    armcontrol::heatSet(-1, 150, 100);
-    armcontrol::heatPace(1);
-    armcontrol::step(2);
-    QVERIFY(armcontrol::state().amplifiers);
-    limits[1] = std::nanf("");
-    QVERIFY(set_tharlen_temp_advance(id, kShutdownTemperature, limits) != 0);
-    QVERIFY(set_tharlen_temp_advance(id, kWindingTemperature, celsius) != 0);
+    }
+    QVERIFY(armcontrol::state().position[2] > 40);
+    id = init_tharlen("Default Device");
+    armcontrol::handStrength(25);
+    for (int i = 0; i < 2; ++i) {  // in the well already, it stays there
+        armcontrol::handDock();
+        armcontrol::step(i == 0 ? 2500 : 0);
+        QVERIFY(armcontrol::state().docked);
+    }
+    armcontrol::handUndock();
+    armcontrol::step(2500);
+    QCOMPARE(armcontrol::state().handTarget, (armcontrol::Vec3{0, 0, 0}));
+    QVERIFY(armcontrol::state().holding && std::abs(armcontrol::state().position[1]) < 1);
 }
 
 QTEST_APPLESS_MAIN(TestArmMotion)

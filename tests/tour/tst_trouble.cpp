@@ -8,7 +8,6 @@
 #include "trouble.h"
 
 using Act = std::function<void(TroubleBench&)>;
-Q_DECLARE_METATYPE(Act)
 
 class TestTrouble : public QObject {
     Q_OBJECT
@@ -60,37 +59,40 @@ private slots:
     }
 
     // A window that does not do what is demanded.
-    void demands_data() {
-        QTest::addColumn<Act>("act");
-        QTest::addColumn<QString>("sentence");
-        QTest::newRow("forces stay on") << Act([](TroubleBench& bench) {
-            QTabWidget* tabs = bench.window().ui.tabWidget;
-            connect(tabs, &QTabWidget::currentChanged, [&] { enable_tharlen_forces(bench.window().csTharlenID); });
-            bench.go("Read Encoder");
-        }) << "The forces are on after the change to \"Read Encoder\"";
-        QTest::newRow("no error line") << Act([](TroubleBench& bench) {
-            bench.window().errorDisplayTimer->stop();
-            Dice dice(1, 1);
-            bench.breakArm("unplugged", dice);
-        }) << "\"Communication Error: Check the Device connection\" does not appear within 1050 ms";
-        QTest::newRow("no report") << Act([](TroubleBench& bench) {
-            qputenv("KNDD_HOME", "/nowhere");
-            bench.checkReport();
-        }) << "No whole report";
-        QTest::newRow("not open again") << Act([](TroubleBench& bench) {
-            armcontrol::setFault("init-fails", true);
-            bench.select(3);
-        }) << "does not open again";
-    }
     void demands() {
-        QFETCH(Act, act);
-        QFETCH(QString, sentence);
-        Diary diary;
-        const QString found = trouble(diary, [&](TroubleBench& bench) {
-            bench.choose(Mode::Manufacturing);
-            act(bench);
-        });
-        QVERIFY2(found.contains(sentence), qPrintable(found));
+        const struct {
+            const char* sentence;
+            Act act;
+        } rows[] = {{"The forces are on after the change to \"Read Encoder\"",
+                     [](TroubleBench& bench) {
+                         QTabWidget* tabs = bench.window().ui.tabWidget;
+                         connect(tabs, &QTabWidget::currentChanged,
+                                 [&] { enable_tharlen_forces(bench.window().csTharlenID); });
+                         bench.go("Read Encoder");
+                     }},
+                    {"\"Communication Error: Check the Device connection\" does not appear within 1050 ms",
+                     [](TroubleBench& bench) {
+                         bench.window().errorDisplayTimer->stop();
+                         Dice dice(1, 1);
+                         bench.breakArm("unplugged", dice);
+                     }},
+                    {"No whole report",
+                     [](TroubleBench& bench) {
+                         qputenv("KNDD_HOME", "/nowhere");
+                         bench.checkReport();
+                     }},
+                    {"does not open again", [](TroubleBench& bench) {
+                         armcontrol::setFault("init-fails", true);
+                         bench.select(3);
+                     }}};
+        for (const auto& row : rows) {
+            Diary diary;
+            const QString found = trouble(diary, [&](TroubleBench& bench) {
+                bench.choose(Mode::Manufacturing);
+                row.act(bench);
+            });
+            QVERIFY2(found.contains(row.sentence), qPrintable(found));
+        }
     }
 };
 
