@@ -99,6 +99,8 @@ private slots:
         QVERIFY(window->isCorvale());
     }
 
+    // An opening that fails leaves no handle on either path, a loop that does not start leaves the new one on the
+    // change path alone. The last good handle is closed a second time.
     void failedOpenOnEitherPath() {
         device().result["init_tharlen"] = -7;
         window = std::make_unique<qtTharlenTest>();
@@ -109,39 +111,24 @@ private slots:
         QCOMPARE(information(), problem);
         QCOMPARE(tabTexts(*window), (QStringList{"Mode", "Select"}));
         QVERIFY(window->ui.error_browser->toPlainText().endsWith("Selected Device cannot be initialized !"));
+        device().result = {{"startServoLoop", -3}};
+        QCOMPARE(window->OnSelChangeTHARLeN(), -3);
         QCOMPARE(window->csTharlenID.load(), -1);
-
-        // Good, then failing on the change path: the last good handle is closed a second time.
         device().result.clear();
         QCOMPARE(window->OnSelChangeTHARLeN(), 0);
         const int good = prevTharlenID;
         device().result["init_tharlen"] = -7;
         QCOMPARE(window->OnSelChangeTHARLeN(), -7);
         QCOMPARE(information(), problem);
-        QCOMPARE(prevTharlenID, good);
-        QVERIFY(window->ui.glDrawWidget1->isHidden());
-        device().calls.clear();
-        QCOMPARE(window->OnSelChangeTHARLeN(), -7);
-        QCOMPARE(device().of({"disable_tharlen"})[0].values, (std::vector<double>{double(good)}));
+        QVERIFY(prevTharlenID == good && window->ui.glDrawWidget1->isHidden());
+        device().result = {{"startServoLoop", -3}};
+        QCOMPARE(window->OnSelChangeTHARLeN(), -3);
+        QCOMPARE(device().of({"disable_tharlen"}).back().values, (std::vector<double>{double(good)}));
+        QVERIFY(window->csTharlenID > good && prevTharlenID == good);
+        QVERIFY(information().contains("Error starting ServoLoop"));
         device().result.clear();
         QCOMPARE(window->OnSelChangeTHARLeN(), 0);
         QVERIFY(!window->ui.glDrawWidget1->isHidden());
-    }
-
-    // A loop that does not start leaves the new handle on the change path and none on the first.
-    void failedLoopOnEitherPath() {
-        device().result["startServoLoop"] = -3;
-        window = std::make_unique<qtTharlenTest>();
-        QCOMPARE(window->OnSelChangeTHARLeN(), -3);
-        QCOMPARE(window->csTharlenID.load(), -1);
-        device().result.clear();
-        QCOMPARE(window->OnSelChangeTHARLeN(), 0);
-        const int good = prevTharlenID;
-        device().result["startServoLoop"] = -3;
-        QCOMPARE(window->OnSelChangeTHARLeN(), -3);
-        QVERIFY(window->csTharlenID > good);
-        QCOMPARE(prevTharlenID, good);
-        QVERIFY(information().contains("Error starting ServoLoop"));
     }
 
     // A library that opens one device at a time, and a device whose loop did not start: its handle is in nobody's hands
@@ -196,14 +183,22 @@ private slots:
         QVERIFY(window->csTharlenID > good);
     }
 
-    // The text is trimmed and the record's name is not: such a device is skipped, with no message.
+    // The text is trimmed and the record's name is not: such a device is skipped, with no message. Without any device
+    // there is one.
     void nameWithBlanksIsNeverOpened() {
         device().fleet = {record(" Blank ", 5)};
-        window = std::make_unique<qtTharlenTest>();
-        goToTab(*window, "Select");
+        window = openWindow();
         QCOMPARE(device().count("init_tharlen"), 0);
         QCOMPARE(window->csTharlenID.load(), -1);
         QCOMPARE(tabTexts(*window).size(), 8);
+        window.reset();
+        resetSharedState();
+        device().fleet.clear();
+        window = openWindow();
+        QVERIFY(information().contains("Device initialization problem...") && device().count("init_tharlen") == 0);
+        QCOMPARE(tabTexts(*window), (QStringList{"Mode", "Select"}));
+        window->displayDateTime();
+        QVERIFY(window->errorMessage.contains("Communication Error"));
     }
 
     // A record that cannot be read has no item; from then on item and record differ.
@@ -266,8 +261,10 @@ private slots:
             window->ui.xForceBar->setValue(41);
         };
         use();
+        window->keepError("an error of the device before");
         choose(1);
         QCOMPARE(state(), form);
+        QVERIFY(window->errorMessage.isEmpty() && window->ui.error_browser->toPlainText().isEmpty());
         use();
         goToTab(*window, "Test Forces");  // another visit
         QCOMPARE(window->ui.temp_X->text() + '|' + window->ui.forces_textBox->toPlainText(), "|" + form[16]);
@@ -278,72 +275,51 @@ private slots:
         QCOMPARE(state(), kept);
     }
 
-    void noDevices() {
-        device().fleet.clear();
-        window = std::make_unique<qtTharlenTest>();
-        goToTab(*window, "Select");
-        QCOMPARE(device().count("init_tharlen"), 0);
-        QVERIFY(information().contains("Device initialization problem..."));
-        QCOMPARE(tabTexts(*window), (QStringList{"Mode", "Select"}));
-        window->displayDateTime();
-        QVERIFY(window->errorMessage.contains("Communication Error"));
-    }
-
-    void predicates_data() {
-        QTest::addColumn<int>("type");
-        QTest::addColumn<QString>("yes");
-        QTest::newRow("Corvale") << 3 << "Corvale";
-        QTest::newRow("six degrees") << 4 << "6dof Stelmar";
-        QTest::newRow("Orda") << 5 << "Orda Inkwell";
-        QTest::newRow("Nolva") << 9 << "Nolva Stelmar Inkwell";
-        QTest::newRow("Stelmar") << 1 << "Stelmar";
-    }
     void predicates() {
-        QFETCH(int, type);
-        QFETCH(QString, yes);
-        device().fleet = {record("A", type), record("B", type, 7, 1), record("C", (7UL << 32) + type, 7, 2)};
-        window = openWindow();
-        for (int index = 0; index < 3; ++index) {
-            choose(index);
-            QString found;
-            const std::pair<const char*, bool> asked[] = {
-                {"Corvale", window->isCorvale()},    {"6dof", window->is6dof()},
-                {"Orda", window->isOrda()},          {"Nolva", window->isCNolvaDevice()},
-                {"Stelmar", window->isAnyStelmar()}, {"Inkwell", window->hasInkwell()}};
-            for (const auto& [name, answer] : asked)
-                found += answer ? QString(" ") + name : QString();
-            QCOMPARE(found.trimmed(), yes);
-            QCOMPARE(window->isHighForceDevice(), index == 1);
+        const std::pair<unsigned long, const char*> types[] = {
+            {3, "Corvale"}, {4, "6dof Stelmar"}, {5, "Orda Inkwell"}, {9, "Nolva Stelmar Inkwell"}, {1, "Stelmar"}};
+        for (const auto& [type, yes] : types) {
+            window.reset();
+            resetSharedState();
+            device().fleet = {record("A", type), record("B", type, 7, 1), record("C", (7UL << 32) + type, 7, 2)};
+            window = openWindow();
+            for (int index = 0; index < 3; ++index) {
+                choose(index);
+                QString found;
+                const std::pair<const char*, bool> asked[] = {
+                    {"Corvale", window->isCorvale()},    {"6dof", window->is6dof()},
+                    {"Orda", window->isOrda()},          {"Nolva", window->isCNolvaDevice()},
+                    {"Stelmar", window->isAnyStelmar()}, {"Inkwell", window->hasInkwell()}};
+                for (const auto& [name, answer] : asked)
+                    found += answer ? QString(" ") + name : QString();
+                QCOMPARE(found.trimmed(), QString(yes));
+                QCOMPARE(window->isHighForceDevice(), index == 1);
+            }
         }
     }
 
-    void identity_data() {
-        QTest::addColumn<QString>("model");
-        QTest::addColumn<bool>("highForce");
-        QTest::addColumn<QString>("shown");
-        QTest::newRow("Orda") << "THARLEN Orda" << false << "Nolva";
-        QTest::newRow("Corvale") << "THARLEN Corvale" << false << "Nolva X";
-        QTest::newRow("other") << "THARLEN Stelmar 1.5" << false << "THARLEN Stelmar 1.5";
-        QTest::newRow("high force") << "THARLEN Orda" << true << "THARLEN Orda (High Force Model)";
-        QTest::newRow("case counts") << "THARLEN orda" << false << "THARLEN orda";
-    }
     void identity() {
-        QFETCH(QString, model);
-        QFETCH(bool, highForce);
-        QFETCH(QString, shown);
-        device().fleet = {record("Arm", 5, 7, highForce ? 1 : 0)};
-        device().model = model.toStdString();
-        device().serial = "K-77";
-        device().result["get_hardware_rev"] = 6;
-        window = openWindow();
-        QCOMPARE(window->ui.tharlenModel_lineedit->text(), shown);
-        QCOMPARE(window->ui.hardwareSerial_lineedit->text(), QString("K-77"));
-        QCOMPARE(window->ui.hardwareSerial_label->text(), QString("K-77"));
-        QCOMPARE(window->ui.hardwareRev_label->text(), QString("6"));
-        QCOMPARE(window->ui.version_label->text(), QString("stand-in 1.0"));
-        for (const QLabel* label : {window->ui.version_label, window->ui.hardwareSerial_label,
-                                    window->ui.hardwareRev_label, window->ui.calibFileStatus})
-            QCOMPARE(label->textFormat(), Qt::PlainText);
+        const std::tuple<const char*, bool, const char*> models[] = {
+            {"THARLEN Orda", false, "Nolva"},
+            {"THARLEN Corvale", false, "Nolva X"},
+            {"THARLEN orda", false, "THARLEN orda"},
+            {"THARLEN Orda", true, "THARLEN Orda (High Force Model)"}};
+        for (const auto& [model, highForce, shown] : models) {
+            window.reset();
+            resetSharedState();
+            device().fleet = {record("Arm", 5, 7, highForce ? 1 : 0)};
+            device().model = model;
+            device().serial = "K-77";
+            device().result["get_hardware_rev"] = 6;
+            window = openWindow();
+            QCOMPARE(window->ui.tharlenModel_lineedit->text(), QString(shown));
+            QCOMPARE(window->ui.hardwareSerial_lineedit->text(), QString("K-77"));
+            QCOMPARE(window->ui.hardwareSerial_label->text(), QString("K-77"));
+            QCOMPARE(window->ui.hardwareRev_label->text(), QString("6"));
+            for (const QLabel* label : {window->ui.version_label, window->ui.hardwareSerial_label,
+                                        window->ui.hardwareRev_label, window->ui.calibFileStatus})
+                QCOMPARE(label->textFormat(), Qt::PlainText);
+        }
     }
 
     void backToModeStopsTheLoopAndSelectReopens() {

@@ -82,89 +82,73 @@ private slots:
 
     // Two test points with a loop between them, on every arm that has a route: no complaint, no warning, and the
     // arm ends up at the same counts both times.
-    void healthy_data() {
-        QTest::addColumn<int>("unused");
-        for (const char* device :
-             {"Default Device", "Orda LAN", "Orda High Force", "Corvale USB", "Corvale LAN", "Corvale 1394"})
-            QTest::newRow(device) << 0;
-    }
     void healthy() {
-        open(QTest::currentDataTag());
-        start();
-        runUntil(1, 30);
-        const double seconds = runUntil(2, 60);
-        QVERIFY2(seconds < longestLoop(), qPrintable(QString::number(seconds)));
-        runUntil(3, 30);
-        const auto points = testPoints();
-        QCOMPARE(points.size(), 2);
-        for (int axis = 0; axis < 3; ++axis) {
-            QVERIFY2(std::labs(points[1][axis] - points[0][axis]) <= 1, qPrintable(log().join(" | ")));
-            // A Corvale passes each home sensor on the way that is meant for it.
-            QCOMPARE(window->ZsensorOn[axis] != 0 && window->ZsensorOff[axis] != 0, window->isCorvale());
+        for (const char* device :
+             {"Default Device", "Orda LAN", "Orda High Force", "Corvale USB", "Corvale LAN", "Corvale 1394"}) {
+            open(device);
+            start();
+            runUntil(1, 30);
+            const double seconds = runUntil(2, 60);
+            QVERIFY2(seconds < longestLoop(), qPrintable(QString::number(seconds)));
+            runUntil(3, 30);
+            const auto points = testPoints();
+            QCOMPARE(points.size(), 2);
+            for (int axis = 0; axis < 3; ++axis) {
+                QVERIFY2(std::labs(points[1][axis] - points[0][axis]) <= 1, qPrintable(log().join(" | ")));
+                // A Corvale passes each home sensor on the way that is meant for it.
+                QCOMPARE(window->ZsensorOn[axis] != 0 && window->ZsensorOff[axis] != 0, window->isCorvale());
+            }
+            window->ui.stopEncoderTest_button->click();
+            QCOMPARE(log().size(), 4);  // start, two test points, end
+            armcontrol::step(20);
+            QVERIFY(!armcontrol::state().amplifiers && window->errorMessage.isEmpty());
+            start();  // a second run settles as the first did
+            runUntil(1, 30);
+            QCOMPARE(testPoints().size(), 3);
         }
-        window->ui.stopEncoderTest_button->click();
-        QCOMPARE(log().size(), 4);  // start, two test points, end
-        armcontrol::step(20);
-        QVERIFY(!armcontrol::state().amplifiers && window->errorMessage.isEmpty());
-        start();  // a second run settles as the first did
-        runUntil(1, 30);
-        QCOMPARE(testPoints().size(), 3);
     }
 
     // A fault that comes between two test points: an axis stops elsewhere at the second, the loop takes longer, the
     // run stands at a step, or a line says why the motion ended.
-    void faults_data() {
-        QTest::addColumn<QString>("device");
-        QTest::addColumn<QString>("fault");
-        QTest::addColumn<int>("axis");
-        QTest::addColumn<double>("amount");
-        QTest::addColumn<QString>("mark");
-        const auto row = [](const char* device, const char* fault, int axis, double amount, const char* mark) {
-            QTest::newRow(qPrintable(QString("%1, %2").arg(device, fault)))
-                << device << fault << axis << amount << mark;
-        };
-        for (const char* device : {"Default Device", "Corvale USB", "Corvale LAN"}) {
-            row(device, "sticky-bearing", 1, 8, "slow");
-            row(device, "dead-encoder", 0, 1, "stands");
-            row(device, "drifting-encoder", 1, 60, "elsewhere");
-        }
-        row("Default Device", "hot", 2, 165, "Temperature Error (165.000) detected at axis 2");
-        row("Orda High Force", "hot", 0, 95, "Temprature Warning (95.000) estimated on axis 0");
-        row("Orda LAN", "sticky-bearing", 0, 8, "elsewhere");
-        row("Default Device", "weak-motor", 0, 0.5, "elsewhere");
-        row("Corvale USB", "weak-motor", 1, 0.1, "slow");
-        row("Corvale LAN", "weak-motor", 2, 0, "stands");
-        row("Corvale 1394", "dead-encoder", -1, 1, "Error (");
-        row("Corvale LAN", "unplugged", -1, 1, "Error (");
-        row("Default Device", "unplugged", -1, 1, "Note: the device does not answer.");
-        row("Orda LAN", "amplifier", -1, 1, "Note: the amplifiers are not on.");
-    }
     void faults() {
-        QFETCH(QString, device);
-        QFETCH(QString, fault);
-        QFETCH(int, axis);
-        QFETCH(double, amount);
-        QFETCH(QString, mark);
-        open(device);
-        start();
-        // Set while all three axes are on their way, so that none holds the others in the band.
-        runUntil([this] { return window->m_iButtonStep == 2; }, 40);
-        armcontrol::step(200);
-        QCOMPARE(armcontrol::setFault(fault.toStdString(), true, axis, amount), std::string());
-        const double seconds = runUntil(2, 60);
-        if (mark == "slow") {
-            QVERIFY2(seconds > longestLoop(), qPrintable(QString::number(seconds)));
-        } else if (mark == "stands") {
-            QVERIFY(running() && totalLoops == 1 && log().size() == 2);
-        } else if (mark == "elsewhere") {
-            runUntil(3, 30);
-            const auto points = testPoints();
-            QVERIFY2(points.size() == 2 && std::labs(points[1][axis] - points[0][axis]) >= 5,
-                     qPrintable(log().join(" | ")));
-        } else {
-            QVERIFY2(!log().filter(mark).isEmpty(), qPrintable(log().join(" | ")));
-            QCOMPARE(running(), !mark.contains("Error"));
-            QVERIFY(log().filter("Note: ").size() <= 1);
+        const struct {
+            const char *device, *fault;
+            int axis;
+            double amount;
+            QString mark;
+        } rows[] = {{"Default Device", "sticky-bearing", 1, 8, "slow"},
+                    {"Default Device", "hot", 2, 165, "Temperature Error (165.000) detected at axis 2"},
+                    {"Default Device", "unplugged", -1, 1, "Note: the device does not answer."},
+                    {"Default Device", "weak-motor", 0, 0.5, "elsewhere"},
+                    {"Orda High Force", "hot", 0, 95, "Temprature Warning (95.000) estimated on axis 0"},
+                    {"Orda LAN", "amplifier", -1, 1, "Note: the amplifiers are not on."},
+                    {"Corvale USB", "dead-encoder", 0, 1, "stands"},
+                    {"Corvale LAN", "drifting-encoder", 1, 60, "elsewhere"},
+                    {"Corvale LAN", "weak-motor", 2, 0, "stands"},
+                    {"Corvale 1394", "dead-encoder", -1, 1, "Error ("}};
+        for (const auto& row : rows) {
+            open(row.device);
+            start();
+            // Set while all three axes are on their way, so that none holds the others in the band.
+            runUntil([this] { return window->m_iButtonStep == 2; }, 40);
+            armcontrol::step(200);
+            QCOMPARE(armcontrol::setFault(row.fault, true, row.axis, row.amount), std::string());
+            const double seconds = runUntil(2, 60);
+            const QString all = row.device + QString(": %1 s: ").arg(seconds) + log().join(" | ");
+            if (row.mark == "slow") {
+                QVERIFY2(seconds > longestLoop(), qPrintable(all));
+            } else if (row.mark == "stands") {
+                QVERIFY2(running() && totalLoops == 1 && log().size() == 2, qPrintable(all));
+            } else if (row.mark == "elsewhere") {
+                runUntil(3, 30);
+                const auto points = testPoints();
+                QVERIFY2(points.size() == 2 && std::labs(points[1][row.axis] - points[0][row.axis]) >= 5,
+                         qPrintable(all));
+            } else {
+                QVERIFY2(!log().filter(row.mark).isEmpty(), qPrintable(all));
+                QCOMPARE(running(), !row.mark.contains("Error"));
+                QVERIFY(log().filter("Note: ").size() <= 1);
+            }
         }
     }
 };

@@ -4,9 +4,9 @@
 
 #include "motorsoff.h"
 #include "qttharlenhapticrenderer.h"
+#include "restyle.h"
 #include "servostate.h"
-#include "standin.h"
-#include "windowtest.h"
+#include "standinwindow.h"
 
 using standin::device;
 using standin::record;
@@ -36,17 +36,11 @@ const Line kLines[] = {
 
 }  // namespace
 
-class TestBoxForce : public QObject {
+class TestBoxForce : public StandinWindow {
     Q_OBJECT
 
-    std::unique_ptr<qtTharlenTest> window;
-
     void open(const Line& line, bool manufacturing) {
-        window.reset();
-        standin::reset();
-        resetSharedState();
-        device().fleet = {record("Arm", line.type, line.card, line.highForce)};
-        window = openWindow();
+        openFleet({record("Arm", line.type, line.card, line.highForce)});
         window->manufMode = manufacturing;
         startBoxTest = true;
         device().forcesEnabled = true;
@@ -95,7 +89,8 @@ private slots:
             if (line.type == 3) {
                 QVERIFY2(force[1] < -line.limit, line.name);
                 QVERIFY2(device().count("disable_tharlen_forces") == 1 && !device().forcesEnabled, line.name);
-                tickAt(0, 20.5f, 0);
+                tickAt(0, 20.0f + 0.97f * line.limit / line.userGain, 0);
+                QVERIFY2(device().count("disable_tharlen_forces") == 0, line.name);
                 QVERIFY2(device().count("enable_tharlen_forces") >= 1 && device().forcesEnabled, line.name);
             } else {
                 QVERIFY2(force[1] == -line.limit, line.name);
@@ -117,19 +112,11 @@ private slots:
         QCOMPARE(window->forceProgress.copy(), (std::array<float, 3>{-1.0f, 0.0f, 0.0f}));
     }
 
-    // A nominal force of 0 leaves none to either side, one axis a tick.
-    void noNominalForceLeavesNone() {
-        open(kLines[0], false);
-        device().maxForce = 0;
-        QCOMPARE(tickAt(-30.0f, 0, 0), (std::array<float, 3>{0, 0, 0}));
-        QCOMPARE(tickAt(30.0f, 0, 0), (std::array<float, 3>{0, 0, 0}));
-    }
-
     // Whatever the library gives, no motor gets what is no finite number; the window says so once, and nothing counts
     // as a wall.
     void whatIsNoNumberDrivesNothing() {
         const float inf = std::numeric_limits<float>::infinity(), nan = std::numeric_limits<float>::quiet_NaN();
-        for (const Line& line : kLines) {
+        for (const Line& line : {kLines[0], kLines[2], kLines[5]}) {
             for (const bool manufacturing : {false, true}) {
                 open(line, manufacturing);
                 for (const float bad : {inf, -inf, nan}) {
@@ -146,17 +133,26 @@ private slots:
                 for (int wall = 0; wall < 6; ++wall)
                     QVERIFY2(count(wall) == 0, line.name);
                 QCOMPARE(window->ui.error_browser->toPlainText().count("no number"), 1);
+                window->OnSelChangeTHARLeN();  // told once of each device
+                window->m_lastSaid.clear();
+                startBoxTest = true;
+                tickAt(0, inf, 0);
+                watchLoop(*window);
+                QCOMPARE(window->ui.error_browser->toPlainText().count("no number"), 1);
             }
         }
     }
 
-    // A Stelmar's components are limited one by one, once the whole is past the limit.
+    // A Stelmar's components are limited one by one, once the whole is past the limit. Along one axis it stays exactly
+    // there and never pops through.
     void stelmarComponents() {
         open(kLines[5], true);
-        const auto force = tickAt(29.0f, 22.0f, 0);  // -4.5 N, -1 N; limit 3.6 N
-        QCOMPARE(force, (std::array<float, 3>{-3.6f, -1.0f, 0.0f}));
-        open(kLines[4], true);  // -5 N, -0.5 N; limit 3.3 N
-        QCOMPARE(tickAt(40.0f, 22.0f, 0), (std::array<float, 3>{-3.3f, -0.5f, 0.0f}));
+        for (int tick = 0; tick < 20; ++tick)
+            QCOMPARE(tickAt(60.0f, 0, 0)[0], -3.6f);
+        QCOMPARE(count(0), 0);
+        QCOMPARE(tickAt(29.0f, 22.0f, 0), (std::array<float, 3>{-3.6f, -1.0f, 0.0f}));  // -4.5 N, -1 N; limit 3.6 N
+        open(kLines[4], true);
+        QCOMPARE(tickAt(40.0f, 22.0f, 0), (std::array<float, 3>{-3.3f, -0.5f, 0.0f}));  // -5 N, -0.5 N; limit 3.3 N
     }
 
     // Three ticks over the limit, not in a row, within one excursion; then no force until inside again.
@@ -187,21 +183,22 @@ private slots:
         }
     }
 
-    // Along one axis a Stelmar stays exactly at its limit and never pops through.
-    void stelmarAlongOneAxisHolds() {
-        open(kLines[5], true);
-        for (int tick = 0; tick < 20; ++tick)
-            QCOMPARE(tickAt(60.0f, 0, 0)[0], -3.6f);
-        QCOMPARE(count(0), 0);
-    }
-
+    // And nothing counts where the tab is left in the middle of the tick.
     void aCornerCountsForAllItsWalls() {
-        open(kLines[0], true);
-        for (int tick = 0; tick < 3; ++tick)
+        for (const bool left : {false, true}) {
+            open(kLines[0], true);
             tickAt(45.0f, -45.0f, 45.0f);
-        const int expected[6] = {1, 0, 0, 1, 1, 0};
-        for (int wall = 0; wall < 6; ++wall)
-            QCOMPARE(count(wall), expected[wall]);
+            tickAt(45.0f, -45.0f, 45.0f);
+            device().onCall = [&](const standin::Call& call) {
+                if (left && call.name == "get_tharlen_pos")
+                    forcesOff(*window);
+            };
+            tickAt(45.0f, -45.0f, 45.0f);
+            device().onCall = nullptr;
+            const int expected[6] = {1, 0, 0, 1, 1, 0};
+            for (int wall = 0; wall < 6; ++wall)
+                QCOMPARE(count(wall), left ? 0 : expected[wall]);
+        }
     }
 
     void forcesAreEnabledOnlyOutsideTheBox() {
@@ -214,27 +211,6 @@ private slots:
         QCOMPARE(device().count("enable_tharlen_forces"), 1);
     }
 
-    void breakOutsWanted_data() {
-        QTest::addColumn<int>("type");
-        QTest::addColumn<bool>("manufacturing");
-        QTest::addColumn<int>("wanted");
-        QTest::newRow("Corvale") << 3 << true << 11;
-        QTest::newRow("Orda") << 5 << true << 12;
-        QTest::newRow("other") << 9 << true << 3;
-        QTest::newRow("user mode leaves it") << 5 << false << 99;
-    }
-    void breakOutsWanted() {
-        QFETCH(int, type);
-        QFETCH(bool, manufacturing);
-        QFETCH(int, wanted);
-        open({"", static_cast<unsigned long>(type), 7, 0, 0, 0, 0}, manufacturing);
-        window->m_cdCorvale.nWallTransitions = 11;
-        window->m_cdLodrin.nWallTransitions = 12;
-        window->hapticBoxRenderer->m_PopThruRequirement = 99;
-        tickAt(0, 0, 0);
-        QCOMPARE(window->hapticBoxRenderer->m_PopThruRequirement.load(), wanted);
-    }
-
     void noDeviceGivesNoForce() {
         open(kLines[0], true);
         float position[3] = {50.0f, 0, 0};
@@ -245,27 +221,22 @@ private slots:
         QCOMPARE(window->hapticBoxRenderer->pPos[0].load(), 1.0f);
     }
 
-    // An operator whose box does not pass goes on all the same, with the failure on record, and passes no wall unseen
-    // by coming back.
+    // An operator whose box does not pass goes on all the same, with the failure on record. On the last tab the timer,
+    // which is another page's too, lights nothing, and no wall is passed unseen by coming back.
     void goingOnWithoutThePass() {
         open(kLines[0], false);
         window->manufMode = true;
         startBoxTest = false;
         window->disableTestTabs();
-        window->ui.tabWidget->addTab(window->ui.tab_10, "Box Test");
-        goToTab(*window, "Box Test");
+        enter(window->ui.tab_10, "Box Test");
         QVERIFY(!window->ui.next_button->isEnabled());
         window->forceProgressUpdate();
-        QVERIFY(window->ui.next_button->isEnabled());
         window->ui.next_button->click();
         QCOMPARE(tabTexts(*window).mid(2), (QStringList{"Box Test", "Servoloop", "Summary"}));
-        QCOMPARE(window->ui.tabWidget->currentIndex(), 3);
-        QVERIFY(!window->repData->bBoxPass);
-        // On the last tab the timer, which is another page's too, does not light it.
+        QVERIFY(window->ui.tabWidget->currentIndex() == 3 && !window->repData->bBoxPass);
         goToTab(*window, "Summary");
         window->forceProgressUpdate();
         QVERIFY(!window->ui.next_button->isEnabled());
-        // A second visit passes nothing by itself.
         window->hapticBoxRenderer->m_nWallTransitions.fill(3);
         goToTab(*window, "Box Test");
         window->hapticBoxRenderer->graphicsCallback();
@@ -279,61 +250,51 @@ private slots:
     // Bars show the last motor command in percent, labels the share of the nominal force.
     void progressAndVerdict() {
         open(kLines[0], true);
-        device().lastDac[0] = -16384;
-        device().lastDac[1] = 8192;
-        device().lastDac[2] = 100;
+        const long dac[3] = {-16384, 8192, 100};
+        std::copy(dac, dac + 3, device().lastDac);
         tickAt(0, 0, 0);
         window->forceProgressUpdate();
-        QCOMPARE(window->ui.xForceBar->value(), 50);
-        QCOMPARE(window->ui.yForceBar->value(), 25);
-        QCOMPARE(window->ui.zForceBar->value(), 0);
-        QCOMPARE(window->ui.x_force->text(), QString("1.6"));
-        QCOMPARE(window->ui.z_force->text(), QString("0.01"));
-        QCOMPARE(window->ui.boxTest_status->text(), QString());
-        QCOMPARE(window->ui.boxTest_status->styleSheet(), QString("* { background-color: rgb(200,150,150) }"));
-        QVERIFY(window->ui.next_button->isEnabled());
-
+        const auto& ui = window->ui;
+        QCOMPARE((std::array<int, 3>{ui.xForceBar->value(), ui.yForceBar->value(), ui.zForceBar->value()}),
+                 (std::array<int, 3>{50, 25, 0}));
+        QCOMPARE(ui.x_force->text() + ' ' + ui.y_force->text() + ' ' + ui.z_force->text(), QString("1.6 0.82 0.01"));
+        QCOMPARE(ui.boxTest_status->text(), QString());
+        QCOMPARE(ui.boxTest_status->styleSheet(), QString(kNotYetStyle));
         window->hapticBoxRenderer->m_bPassTest = true;
         window->forceProgressUpdate();
         window->forceProgressUpdate();
         QVERIFY(window->repData->bBoxPass);
-        QCOMPARE(window->ui.boxTest_status->text(), QString("PASS"));
-        QCOMPARE(window->ui.boxTest_status->styleSheet(), QString("* { background-color: rgb(0,200,0) }"));
-        QCOMPARE(tabTexts(*window).count("Summary"), 1);
-        QCOMPARE(tabTexts(*window).count("Servoloop"), 1);
+        QCOMPARE(ui.boxTest_status->text(), QString("PASS"));
+        QCOMPARE(ui.boxTest_status->styleSheet(), QString(kPassStyle));
+        QVERIFY(tabTexts(*window).count("Summary") == 1 && tabTexts(*window).count("Servoloop") == 1);
     }
 
-    void entryTellsTheOperator_data() {
-        QTest::addColumn<int>("type");
-        QTest::addColumn<bool>("manufacturing");
-        QTest::addColumn<QString>("text");
-        QTest::newRow("user")
-            << 3 << false << "Slowly move the cursor and feel all the faces and edges of the box using the Device .";
-        QTest::newRow("Corvale") << 3 << true
-                                 << "To tension cables: break out 3 times from bottom face, then 3 times from right "
-                                    "face, then 3 times from inner face.";
-        QTest::newRow("other")
-            << 9 << true << "Breakout through each wall 3 times to pass the test. including the hidden front wall. ";
-    }
     void entryTellsTheOperator() {
-        QFETCH(int, type);
-        QFETCH(bool, manufacturing);
-        QFETCH(QString, text);
-        open({"", static_cast<unsigned long>(type), 7, 0, 0, 0, 0}, false);
-        window->manufMode = manufacturing;
-        startBoxTest = false;
-        goToTab(*window, "Box Test");
-        QCOMPARE(window->ui.textBrowser_8->toPlainText(), text);
-        QCOMPARE(window->ui.boxTest_status->isHidden(), !manufacturing);
-        QCOMPARE(window->ui.next_button->isEnabled(), !manufacturing);
-        QVERIFY(startBoxTest);
-        QCOMPARE(window->hapticBoxRenderer->manufacturingMode, manufacturing);
-        QVERIFY(window->forceProgressTimer->isActive() && window->hapticBoxRenderer->graphicTimer->isActive());
-        window->hapticBoxRenderer->m_nWallTransitions[3] = 2;
-        goToTab(*window, "Servoloop");
-        QVERIFY(!startBoxTest && !window->forceProgressTimer->isActive());
-        QVERIFY(!window->hapticBoxRenderer->graphicTimer->isActive());
-        QCOMPARE(count(3), 0);
+        const struct {
+            unsigned long type;
+            bool manufacturing;
+            const char* text;
+        } rows[] = {
+            {3, false, "Slowly move the cursor and feel all the faces and edges of the box using the Device ."},
+            {3, true,
+             "To tension cables: break out 3 times from bottom face, then 3 times from right face, then 3 "
+             "times from inner face."},
+            {9, true, "Breakout through each wall 3 times to pass the test. including the hidden front wall. "}};
+        for (const auto& row : rows) {
+            open({"", row.type, 7, 0, 0, 0, 0}, false);
+            window->manufMode = row.manufacturing;
+            startBoxTest = false;
+            goToTab(*window, "Box Test");
+            QCOMPARE(window->ui.textBrowser_8->toPlainText(), QString(row.text));
+            QCOMPARE(window->ui.boxTest_status->isHidden(), !row.manufacturing);
+            QCOMPARE(window->ui.next_button->isEnabled(), !row.manufacturing);
+            QVERIFY(startBoxTest && window->hapticBoxRenderer->graphicTimer->isActive());
+            QCOMPARE(window->hapticBoxRenderer->manufacturingMode, row.manufacturing);
+            window->hapticBoxRenderer->m_nWallTransitions[3] = 2;
+            goToTab(*window, "Servoloop");
+            QVERIFY(!startBoxTest && !window->hapticBoxRenderer->graphicTimer->isActive());
+            QCOMPARE(count(3), 0);
+        }
     }
 
     // The passivity cube: no force at 40.0 or with no gain, forces on at the first crossing.
@@ -360,15 +321,6 @@ private slots:
         window->onPassivitySliderChange(0);
         QCOMPARE(tick(90.0f, 0, 0)[1], 0.0);
         QCOMPARE(tick(std::numeric_limits<float>::infinity(), 0, 0)[1], 0.0);
-    }
-
-    void filtersSceneFollowsTheRawPosition() {
-        open(kLines[0], false);
-        startBoxTest = false;
-        startFiltersTest = true;
-        device().position[1] = 55.5f;
-        ServoLoopCallBack(window.get());
-        QCOMPARE(window->filtersRenderer->pPos[1].load(), 55.5f);
     }
 };
 

@@ -1,35 +1,25 @@
 // The "Cycle Amps" and "Test Forces" tabs tick by tick.
 #include <QMessageBox>
+#include <array>
 #include <limits>
 
 #include "motorsoff.h"
 #include "restyle.h"
 #include "servostate.h"
-#include "standin.h"
-#include "windowtest.h"
+#include "standinwindow.h"
 
 using standin::device;
 using standin::record;
 
-class TestMotors : public QObject {
+class TestMotors : public StandinWindow {
     Q_OBJECT
 
-    std::unique_ptr<qtTharlenTest> window;
-
     void open(unsigned long type, bool manufacturing, const char* tab, const char* model = "THARLEN Orda") {
-        window.reset();
-        standin::reset();
-        resetSharedState();
         CTHARLeNDevice arm = record("Arm", type, 7);
         arm.m_dR1 = arm.m_dR2 = arm.m_dR3 = arm.m_dR4 = 10;
-        device().fleet = {arm};
-        device().model = model;
-        window = openWindow();
+        openFleet({arm}, [=] { device().model = model; });
         window->manufMode = manufacturing;
-        QWidget* const page = QString(tab) == "Cycle Amps" ? window->ui.tab_6 : window->ui.tab_7;
-        if (!tabTexts(*window).contains(tab))
-            window->ui.tabWidget->addTab(page, tab);
-        goToTab(*window, tab);
+        enter(QString(tab) == "Cycle Amps" ? window->ui.tab_6 : window->ui.tab_7, tab);
         device().calls.clear();
         window->ui.next_button->setEnabled(false);
     }
@@ -44,9 +34,12 @@ class TestMotors : public QObject {
     bool opened(const char* tab) const {
         return window->ui.next_button->isEnabled() && tabTexts(*window).contains(tab);
     }
+    std::array<QSlider*, 6> allSliders() const {
+        const auto& ui = window->ui;
+        return {ui.slider_X, ui.slider_Y, ui.slider_Z, ui.slider_TX, ui.slider_TY, ui.slider_TZ};
+    }
     void setSliders(int value) {
-        for (QSlider* slider : {window->ui.slider_X, window->ui.slider_Y, window->ui.slider_Z, window->ui.slider_TX,
-                                window->ui.slider_TY, window->ui.slider_TZ})
+        for (QSlider* slider : allSliders())
             slider->setValue(value);
     }
     /// Holds the sliders there until the labels showed it and the check has seen it.
@@ -160,6 +153,9 @@ private slots:
         QVERIFY(device().calls.empty());
         shootAmplifiers(*window, window->m_deviceOpening, true);
         QVERIFY(device().forcesEnabled);
+        window->disableAmplifiers();
+        window->onCycleAmpsTab();  // the switches of a tick come by themselves: off, then on
+        QTRY_VERIFY(device().forcesEnabled);
     }
 
     // --- Forces ------------------------------------------------------------------------------------
@@ -168,56 +164,62 @@ private slots:
         const struct {
             unsigned long type;
             const char* model;
-            long counts;
-        } rows[] = {{5, "THARLEN Orda", 20000},
-                    {9, "Nolva", 20000},
-                    {3, "THARLEN Corvale", 4000},
-                    {1, "THARLEN Stelmar 1.0", 4000},
-                    {4, "THARLEN Stelmar 1.5 6DOF", 4000}};
+            long notch;  ///< counts
+        } rows[] = {{5, "THARLEN Orda", 200},
+                    {9, "Nolva", 200},
+                    {3, "THARLEN Corvale", 40},
+                    {1, "THARLEN Stelmar 1.0", 40},
+                    {4, "THARLEN Stelmar 1.5 6DOF", 40}};
         for (const auto& row : rows) {
             open(row.type, false, "Test Forces", row.model);
             QVERIFY(!window->forceCheckTimer->isActive());
             QCOMPARE(window->ui.slider_TX->isHidden(), row.type != 4);
-            setSliders(100);
-            QCOMPARE(device().count("enable_tharlen_forces"), 6);
+            const auto sliders = allSliders();
             for (int axis = 0; axis < 6; ++axis)
-                QCOMPARE(long(window->force_dac_values[axis]), axis == 0 ? -row.counts : row.counts);
+                sliders[axis]->setValue(100 - 10 * axis);
+            QCOMPARE(device().count("enable_tharlen_forces"), 6);
+            device().result["get_inkwell_switch"] = row.type == 5;  // not docked
+            for (int i = 0; i < 3; ++i) {
+                device().encoders[i] = 11 * (i + 1);
+                device().position[i] = 0.5f - float(i);
+            }
             device().singularJacobian = true;
             window->updateForceDisplay();
-            QCOMPARE(window->ui.force_y->text(), QString::number(row.counts));
+            const auto& ui = window->ui;
+            QLabel* const commands[6] = {ui.force_x, ui.force_y, ui.force_z, ui.force_gx, ui.force_gy, ui.force_gz};
+            for (int axis = 0; axis < 6; ++axis) {
+                const long counts = row.notch * (axis == 0 ? -100 : 100 - 10 * axis);
+                QCOMPARE(long(window->force_dac_values[axis]), counts);
+                QCOMPARE(commands[axis]->text(), QString::number(counts));
+            }
+            QCOMPARE(ui.label_103->text() + ' ' + ui.label_104->text() + ' ' + ui.label_105->text(),
+                     QString("11 22 33"));
+            QCOMPARE(ui.label_106->text() + ' ' + ui.label_107->text() + ' ' + ui.label_108->text(),
+                     QString("0.5 -0.5 -1.5"));
             QCOMPARE(window->m_forceSentStr[1], QString("0.00"));
             device().singularJacobian = false;
-            goToTab(*window, "Select");
+            window->ui.pushButton_16->click();
             for (int axis = 0; axis < 6; ++axis)
                 QCOMPARE(long(window->force_dac_values[axis]), 0L);
             device().calls.clear();
-            window->onClickResetForces();
+            window->ui.pushButton_16->click();
             QVERIFY(device().calls.empty());
         }
     }
 
     // With the identity as Jacobian the force is the joint torque: counts / constant / reduction.
     void forceFollowsFromTheModel() {
-        const struct {
-            unsigned long type;
-            const char* model;
-            double constant;
-            bool fourth;
-        } rows[] = {{5, "THARLEN Orda", 10 * 513.708, false},
-                    {3, "THARLEN Corvale", 2 * 340.0, true},
-                    {1, "THARLEN Stelmar 1.0", 2 * 114.3565, false},
-                    {2, "THARLEN Stelmar 1.5", 2 * 114.3565, false},
-                    {6, "THARLEN Stelmar 3.0", 2 * 41.610157, false},
-                    {9, "Nolva", 0, false},
-                    {1, "THARLEN Stelmar 2.0", 0, false}};
-        for (const auto& row : rows) {
-            open(row.type, false, "Test Forces", row.model);
+        const std::tuple<unsigned long, const char*, double> rows[] = {{5, "THARLEN Orda", 10 * 513.708},
+                                                                       {3, "THARLEN Corvale", 2 * 340.0},
+                                                                       {6, "THARLEN Stelmar 3.0", 2 * 41.610157}};
+        for (const auto& [type, model, constant] : rows) {
+            open(type, false, "Test Forces", model);
             setSliders(50);
             window->updateForceDisplay();
-            const double multiplier = row.type == 5 ? 10 : 2;
-            const double force = row.constant > 0 ? 20 * 50 * multiplier * multiplier / row.constant / 10 : 0;
-            QCOMPARE(window->m_forceSentStr[1], QString::number(float(force), 'f', 2));
-            QCOMPARE(window->m_forceSentStr[3], QString::number(row.fourth ? float(force) : 0.0f, 'f', 2));
+            const double multiplier = type == 5 ? 10 : 2;
+            const auto force = QString::number(20 * 50 * multiplier * multiplier / constant / 10, 'f', 2);
+            QCOMPARE(window->m_forceSentStr[1], force);
+            QCOMPARE(window->m_forceSentStr[3], type == 3 ? force : QString("0.00"));
         }
     }
 
@@ -225,22 +227,15 @@ private slots:
     // three; the verdict stays when the slider comes back. Answers alone open the way, whatever they are.
     void verdicts() {
         open(4, true, "Test Forces", "THARLEN Stelmar 1.5 6DOF");
-        const auto verdict = [this] {
-            QString text;
+        const std::tuple<int, int, const char*> drives[] = {{1, 1, "ffffff"},  {1, -1, "PPPfff"}, {2, -3, "PPPfff"},
+                                                            {3, -3, "PPPffP"}, {4, -5, "PPPffP"}, {5, 0, "PPPPPP"}};
+        for (const auto& [high, low, verdicts] : drives) {
+            drive(high), drive(low);
+            QString found;
             for (const bool pass : window->repData->bForcesPass)
-                text += pass ? 'P' : 'f';
-            return text;
-        };
-        drive(1);
-        QCOMPARE(verdict(), QString("ffffff"));
-        drive(-1);
-        QCOMPARE(verdict(), QString("PPPfff"));
-        drive(3), drive(-3);
-        QCOMPARE(verdict(), QString("PPPffP"));
-        drive(4), drive(-4);
-        QCOMPARE(verdict(), QString("PPPffP"));
-        drive(5), drive(-5), drive(0);
-        QCOMPARE(verdict(), QString("PPPPPP"));
+                found += pass ? 'P' : 'f';
+            QCOMPARE(found, QString(verdicts));
+        }
         QCOMPARE(window->repData->fMinForceVal[3], -200.0f);
         QCOMPARE(window->repData->fMaxForceVal[1], 200.0f);
         QCOMPARE(window->ui.slider_TZ->styleSheet(), QString(kPassStyle));
@@ -261,40 +256,42 @@ private slots:
         for (QRadioButton* answer : {window->ui.RB_FX_P, window->ui.RB_FY_F, window->ui.RB_FZ_P})
             answer->setChecked(true);
         drive(5), drive(-5);
+        // What was shown at the last visit is not judged at the next.
+        goToTab(*window, "Select");
+        goToTab(*window, "Test Forces");
+        window->m_lMinForceVal[1] = 0;
+        window->checkForcePass();
+        QCOMPARE(window->m_lMinForceVal[1], 0.0f);
         QVERIFY(opened("Box Test") && !window->repData->bForcesPass[3] && window->repData->bForcesPass[2]);
     }
 
     void temperatures() {
         open(5, false, "Test Forces");
-        const float celsius[6] = {59.94f, 60.0f, 99.96f, 30.0f, 0, 101.25f};
-        const float scale[6] = {0.5f, 1.0f, 0.999f, 0.3f, 0, 1.2f};
-        std::copy(celsius, celsius + 6, device().celsius);
-        std::copy(scale, scale + 6, device().normalizedTemperature);
-        window->ui.temp_TY->setText("kept");
-        window->ui.forces_textBox->clear();
-        startEncoderTest = true;
-        window->monitorTemperature();
-        startEncoderTest = false;
-        QCOMPARE(window->ui.temp_X->text(), QString("59.9"));
-        QCOMPARE(window->ui.temp_TZ->text(), QString("101"));
-        QCOMPARE(window->ui.temp_TY->text(), QString("kept"));
+        const float nan = std::numeric_limits<float>::quiet_NaN();
         const QString hot = "Motors are hot..Please wait until they cool down";
-        QCOMPARE(window->ui.forces_textBox->toPlainText(), hot + "\n" + hot);
-        const auto colour = [](QLCDNumber* display) { return display->palette().color(QPalette::WindowText); };
-        QCOMPARE(colour(window->ui.EncoderTestLCD_X), QColor(0, 255, 0));
-        QCOMPARE(colour(window->ui.EncoderTestLCD_Y), QColor(255, 255, 0));
-        QCOMPARE(window->ui.EncoderTestLCD_Z->value(), 100.0);
-        QCOMPARE(colour(window->ui.EncoderTestLCD_Z), QColor(255, 255, 0));
+        QLCDNumber* const displays[3] = {window->ui.EncoderTestLCD_X, window->ui.EncoderTestLCD_Y,
+                                         window->ui.EncoderTestLCD_Z};
+        const auto looks = [&](std::array<float, 6> celsius, std::array<float, 6> scale, const QString& colours) {
+            std::copy(celsius.begin(), celsius.end(), device().celsius);
+            std::copy(scale.begin(), scale.end(), device().normalizedTemperature);
+            window->ui.forces_textBox->clear();
+            startEncoderTest = true;
+            window->monitorTemperature();
+            startEncoderTest = false;
+            QCOMPARE(window->ui.forces_textBox->toPlainText(), hot + "\n" + hot);
+            for (int i = 0; i < 3; ++i) {
+                const QColor seen = displays[i]->palette().color(QPalette::WindowText);
+                QCOMPARE(seen, QColor(colours[i] == 'g' ? 0 : 255, colours[i] == 'r' ? 0 : 255, 0));
+            }
+        };
+        window->ui.temp_TY->setText("kept");
+        looks({59.94f, 60.0f, 99.96f, 30.0f, 0, 101.25f}, {0.5f, 1.0f, 0.999f, 0.3f, 0, 1.2f}, "gyy");
+        QCOMPARE(displays[2]->value(), 100.0);
+        QCOMPARE(window->ui.temp_X->text() + ' ' + window->ui.temp_Y->text(), QString("59.9 60"));
+        QCOMPARE(window->ui.temp_TY->text() + ' ' + window->ui.temp_TZ->text(), QString("kept 101"));
         // What is no number counts as too hot and is shown as such.
-        device().celsius[0] = device().normalizedTemperature[1] = std::numeric_limits<float>::quiet_NaN();
-        device().normalizedTemperature[5] = 0;
-        window->ui.forces_textBox->clear();
-        startEncoderTest = true;
-        window->monitorTemperature();
-        startEncoderTest = false;
+        looks({nan, 60.0f, 100.0f, 30.0f, 0, 20}, {0.5f, nan, 0.999f, 0.3f, 0, 0}, "ryr");
         QCOMPARE(window->ui.temp_X->text(), QString("nan"));
-        QCOMPARE(window->ui.forces_textBox->toPlainText(), hot + "\n" + hot);
-        QCOMPARE(colour(window->ui.EncoderTestLCD_X), QColor(255, 0, 0));
         window->performanceTestMode = true;
         window->monitorTemperature();
         QCOMPARE(window->ui.label_66->text(), QString("60"));
@@ -333,17 +330,6 @@ private slots:
             window->updateForceDisplay();
             QVERIFY(warning->isVisible() && !warning->isModal());
         }
-    }
-
-    // What was shown at the last visit is not judged at the next.
-    void labelsStartAsTheCommandsAre() {
-        open(5, true, "Test Forces");
-        setSliders(100);
-        window->updateForceDisplay();
-        goToTab(*window, "Select");
-        goToTab(*window, "Test Forces");
-        window->checkForcePass();
-        QCOMPARE(window->repData->fMaxForceVal[1], 0.0f);
     }
 };
 

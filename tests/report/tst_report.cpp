@@ -9,10 +9,7 @@
 #include <QTextCodec>
 #include <csignal>
 #include <cstddef>
-#include <cstring>
-#include <new>
 
-#include "report/items.h"
 #include "restyle.h"
 #include "standin.h"
 #include "windowtest.h"
@@ -212,17 +209,6 @@ private slots:
         }
     }
 
-    // Of no model line, and promised all the same: a heading for each axis.
-    void handleMotorsWithAutomaticInspection() {
-        const CTHARLeNDevice arm = standin::record("Arm", 4, 7);
-        report::Subject subject;
-        subject.entry = &arm;
-        subject.sixDof = subject.automatic = true;
-        const report::Items items = report::itemsOf(REPORTFIELDS{}, subject);
-        const auto isHeading = [](const report::Item& item) { return item.text == "Handle motors"; };
-        QCOMPARE(std::count_if(items.begin(), items.end(), isHeading), 3L);
-    }
-
     // The page and the earlier report stay, and the error browser says why.
     void failedWriteChangesNothing() {
         const struct {
@@ -310,26 +296,6 @@ private slots:
         window->ui.tabWidget->addTab(window->ui.tab_12, "Summary");
         QVERIFY(goToTab(*window, "Summary") && !QFileInfo::exists(path()));
         QVERIFY(report().contains("\tInterface:\t\t\t\t\tUnknown"));
-    }
-
-    void partsAfterTheEqualsSign() {
-        open();
-        QCOMPARE(window->splitNreturnFloat("a=-1.5=9"), -1.5f);
-        QCOMPARE(window->splitNreturnFloat("a"), 0.0f);
-        QCOMPARE(window->splitNreturnInt("=7"), 7);
-        QCOMPARE(window->splitNreturnInt("a=0x10"), 0);
-    }
-
-    void recordLeavesZero() {
-        alignas(REPORTDATA) unsigned char memory[sizeof(REPORTDATA)];
-        std::memset(memory, 0xff, sizeof memory);
-        auto* data = new (memory) REPORTDATA;
-        setAll(*data, true);
-        data->bOwnsSensorMemory = true;
-        data->asdData[0].psdFlagData[1] = new SENSOR_DATA{};
-        data->asdData[2].psdGapData[1] = new SENSOR_DATA{};
-        data->~_REPORTDATA();
-        QCOMPARE(std::count(memory, memory + sizeof memory, 0), long(sizeof memory));
     }
 
     void anotherDeviceHasNoVerdicts() {

@@ -3,8 +3,7 @@
 
 #include "motorsoff.h"
 #include "servostate.h"
-#include "standin.h"
-#include "windowtest.h"
+#include "standinwindow.h"
 
 using standin::device;
 
@@ -40,10 +39,8 @@ const std::vector<Flag> kChain = {
 
 }  // namespace
 
-class TestDispatch : public QObject {
+class TestDispatch : public StandinWindow {
     Q_OBJECT
-
-    std::unique_ptr<qtTharlenTest> window;
 
     void tick() {
         device().calls.clear();
@@ -52,10 +49,7 @@ class TestDispatch : public QObject {
 
 private slots:
     void init() {
-        standin::reset();
-        resetSharedState();
-        device().fleet = {standin::record("Arm", 5)};
-        window = openWindow();
+        openFleet();
         QVERIFY(window->csTharlenID >= 0);
     }
     void cleanup() {
@@ -102,45 +96,35 @@ private slots:
     }
 
     // -2 disables in the box branch and enables in the passivity and default branches.
-    void maximumForceExceeded_data() {
-        QTest::addColumn<int>("branch");
-        QTest::addColumn<QString>("operation");
-        QTest::addColumn<QString>("answer");
-        QTest::newRow("box") << 0 << "send_tharlen_force"
-                             << "disable_tharlen_forces_no_wait";
-        QTest::newRow("passivity") << 1 << "send_tharlen_force_6dof"
-                                   << "enable_tharlen_forces";
-        QTest::newRow("default") << -1 << "command_motor_dac_values"
-                                 << "enable_tharlen_forces";
-    }
     void maximumForceExceeded() {
-        QFETCH(int, branch);
-        QFETCH(QString, operation);
-        QFETCH(QString, answer);
-        if (branch >= 0)
-            kChain[branch].flag = true;
-        device().forcesEnabled = true;
-        tick();
-        QCOMPARE(device().count(answer.toStdString()), 0);
-        device().result[operation.toStdString()] = -2;
-        tick();
-        QCOMPARE(device().count(answer.toStdString()), 1);
-        // The box's forces come back by themselves at the next tick.
-        device().result.clear();
-        tick();
-        QVERIFY(device().forcesEnabled);
+        const std::tuple<Shared<bool>*, const char*, const char*> rows[] = {
+            {&startBoxTest, "send_tharlen_force", "disable_tharlen_forces_no_wait"},
+            {&startPassivityTest, "send_tharlen_force_6dof", "enable_tharlen_forces"},
+            {nullptr, "command_motor_dac_values", "enable_tharlen_forces"}};
+        for (const auto& [flag, operation, answer] : rows) {
+            if (flag)
+                *flag = true;
+            device().forcesEnabled = true;
+            tick();
+            QCOMPARE(device().count(answer), 0);
+            device().result[operation] = -2;
+            tick();
+            QCOMPARE(device().count(answer), 1);
+            // The box's forces come back by themselves at the next tick.
+            device().result.clear();
+            tick();
+            QVERIFY(device().forcesEnabled);
+            if (flag)
+                *flag = false;
+        }
     }
 
-    void failedEnableInTheBoxIsReported() {
+    // Forces that cannot be enabled are an error, and a tick of a loop that was stopped sends the last force again.
+    void boxBranch() {
         startBoxTest = true;
         device().result["enable_tharlen_forces"] = -4;
         tick();
-        QVERIFY(window->errorMessage.contains("Device Fault"));
-        QCOMPARE(window->numAccumErrors, 1);
-    }
-
-    void stoppedLoopSendsTheLastBoxForce() {
-        startBoxTest = true;
+        QVERIFY(window->errorMessage.contains("Device Fault") && window->numAccumErrors == 1);
         device().position[0] = 24.0f;
         tick();
         const auto running = device().of({"send_tharlen_force"});
@@ -183,6 +167,7 @@ private slots:
         long expected = 0;
         float rate = 0;
         for (int i = 0; i < 40; ++i) {
+            device().jointVelocities[1] = -1.0f;
             device().jointVelocities[2] = static_cast<float>(i);
             tick();
             rate = static_cast<float>(rate + 0.1);
@@ -222,32 +207,15 @@ private slots:
     void switchingOffInTheMiddleOfATick_data() {
         QTest::addColumn<QString>("activity");
         QTest::addColumn<QString>("way");
-        QTest::newRow("box, tab left") << "box"
-                                       << "tab";
-        QTest::newRow("passivity, tab left") << "passivity"
-                                             << "tab";
-        QTest::newRow("passivity, page left") << "passivity"
-                                              << "page";
-        QTest::newRow("sliders, tab left") << "sliders"
-                                           << "tab";
-        QTest::newRow("typed, tab left") << "typed"
-                                         << "tab";
-        QTest::newRow("typed, page left") << "typed"
-                                          << "page";
-        QTest::newRow("typed, counts cleared") << "typed"
-                                               << "clear";
-        QTest::newRow("encoder test, stopped") << "encoder"
-                                               << "stop";
-        QTest::newRow("box, an exception") << "box"
-                                           << "exception";
+        for (const char* row : {"box tab", "box exception", "passivity tab", "passivity page", "sliders tab",
+                                "typed tab", "typed page", "typed clear", "encoder stop"})
+            QTest::newRow(row) << QString(row).section(' ', 0, 0) << QString(row).section(' ', 1);
     }
     void switchingOffInTheMiddleOfATick() {
         QFETCH(QString, activity);
         QFETCH(QString, way);
         const auto& ui = window->ui;
-        const auto page = [&ui](const char* text) {
-            ui.listWidget->setCurrentItem(ui.listWidget->findItems(text, Qt::MatchExactly).at(0));
-        };
+        const auto page = [this](const char* text) { QVERIFY(goToPage(*window, text)); };
         const auto start = [&] {
             goToTab(*window, activity == "box" ? "Box Test" : activity == "sliders" ? "Test Forces" : "Select");
             if (activity == "passivity" || activity == "typed") {
@@ -313,38 +281,32 @@ private slots:
     }
 
     // What the next tab reads may hang: ticks that come meanwhile drive nothing and take the amplifiers off.
-    void ticksWhileTheNextTabReads_data() {
-        QTest::addColumn<QString>("from");
-        QTest::addColumn<QString>("to");
-        for (const char* from : {"Box Test", "Cycle Amps", "Test Forces"})
-            for (const char* to : {"Calibrate", "Read Encoder", "Mode"})
-                QTest::addRow("%s, %s", from, to) << from << to;
-    }
     void ticksWhileTheNextTabReads() {
-        QFETCH(QString, from);
-        QFETCH(QString, to);
-        goToTab(*window, from);
-        device().position[0] = 52.0f;
-        window->ui.slider_Y->setValue(from == "Test Forces" ? 50 : 0);
-        device().forcesEnabled = true;
-        int ticks = 0, left = 0;
-        bool inTick = false;
-        device().onCall = [&](const standin::Call&) {
-            if (inTick)
-                return;
-            inTick = true;
-            ServoLoopCallBack(window.get());
-            inTick = false;
-            ++ticks;
-            const auto sent = device().of({"send_tharlen_force", "command_motor_dac_values"}).back().values;
-            left +=
-                device().forcesEnabled || std::any_of(sent.begin() + 1, sent.end(), [](double v) { return v != 0; });
-        };
-        goToTab(*window, to);
-        device().onCall = nullptr;
-        QVERIFY(ticks > 2);
-        QCOMPARE(left, 0);
-        QVERIFY(!device().forcesEnabled);
+        for (const char* from : {"Box Test", "Cycle Amps", "Test Forces"}) {
+            for (const char* to : {"Calibrate", "Read Encoder", "Mode"}) {
+                goToTab(*window, "Select");
+                goToTab(*window, from);
+                device().position[0] = 52.0f;
+                window->ui.slider_Y->setValue(QByteArray(from) == "Test Forces" ? 50 : 0);
+                device().forcesEnabled = true;
+                int ticks = 0, left = 0;
+                bool inTick = false;
+                device().onCall = [&](const standin::Call&) {
+                    if (inTick)
+                        return;
+                    inTick = true;
+                    ServoLoopCallBack(window.get());
+                    inTick = false;
+                    ++ticks;
+                    const auto sent = device().of({"send_tharlen_force", "command_motor_dac_values"}).back().values;
+                    left += device().forcesEnabled
+                            || std::any_of(sent.begin() + 1, sent.end(), [](double v) { return v != 0; });
+                };
+                goToTab(*window, to);
+                device().onCall = nullptr;
+                QVERIFY2(ticks > 2 && left == 0 && !device().forcesEnabled, from);
+            }
+        }
     }
 
     void noWindowIsHarmless() {

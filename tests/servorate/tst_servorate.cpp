@@ -70,6 +70,17 @@ private slots:
         }
     }
 
+    // The rate in Hz is also the period in ms.
+    void aPeriodLastsAsItsRate() {
+        for (const int rate : {1000, 2000, 4000}) {
+            window->servoRate = rate;
+            window->ui.hapticRate_startButton->click();
+            QCOMPARE(window->servoRateGraphicTimer->interval(), rate);
+            window->ui.hapticRate_stoptButton->click();
+            QVERIFY(!startServoTest && !window->servoRateGraphicTimer->isActive());
+        }
+    }
+
     // Eleven lines, and the run has ended; the next one starts anew, in strip and numbers.
     void aRunEndsByItself() {
         for (int run = 0; run < 2; ++run) {

@@ -1,6 +1,4 @@
 // Start-up, closing and teardown of the window.
-#include <QCloseEvent>
-#include <QGraphicsLineItem>
 #include <QMessageBox>
 #include <limits>
 
@@ -39,69 +37,60 @@ private slots:
         QCOMPARE(window.m_lMaxForceVal[0], -200.0f);
         QCOMPARE(window.m_nUnit, ~0UL);
         QVERIFY(window.cycleAmpsTimer && !window.histoGramTimer && window.repData);
-        const QList<QGraphicsItem*> mark = window.histogramScene->items();
-        QCOMPARE(mark.size(), 2);
+        QCOMPARE(window.histogramScene->items().size(), 2);
     }
 
-    // The slots that act already, by what firing it does to the window or the device.
+    // Those of the window itself; the others are fired in the flows.
     void builtTimersReachTheirSlots() {
         const auto window = openWindow();
-        const auto fires = [&](QTimer* timer, const auto& seen) {
-            device().calls.clear();
-            timer->start(0);
-            const bool reached = QTest::qWaitFor(seen, 2000);
-            timer->stop();
-            return reached;
-        };
         window->numAccumErrors = 2000;
-        QVERIFY(fires(window->errorDisplayTimer, [&] { return window->numAccumErrors == 0; }));
+        window->errorDisplayTimer->start(0);
+        QTRY_COMPARE(window->numAccumErrors, 0);
+        window->errorDisplayTimer->stop();
         window->csTharlenID = -1;
-        QVERIFY(fires(window->dateTimeTimer, [&] { return window->numAccumErrors > 0; }));
+        window->dateTimeTimer->start(0);
+        QTRY_VERIFY(window->numAccumErrors > 0);
         window->csTharlenID = 1;
-        QVERIFY(fires(window->selectionTimer, [&] { return window->tharlenRenderer->cs_DeviceID == 1; }));
-        window->lastDacValue[1] = 40.0f;
-        QVERIFY(fires(window->forceProgressTimer, [&] { return window->ui.yForceBar->value() == 40; }));
+        QTRY_COMPARE(window->tharlenRenderer->cs_DeviceID, 1);
     }
 
-    void closingAsksInManufacturingBeforeTheSummary_data() {
-        QTest::addColumn<bool>("manufacturing");
-        QTest::addColumn<QString>("tab");
-        QTest::addColumn<int>("answer");  // -1: no question
-        QTest::addColumn<bool>("closes");
-        QTest::newRow("user") << false << "Box Test" << -1 << true;
-        QTest::newRow("no") << true << "Calibrate" << int(QMessageBox::No) << false;
-        QTest::newRow("yes") << true << "Calibrate" << int(QMessageBox::Yes) << true;
-        QTest::newRow("summary") << true << "Summary" << -1 << true;
-    }
+    // By the button; the frame's own way out asks the same.
     void closingAsksInManufacturingBeforeTheSummary() {
-        QFETCH(bool, manufacturing);
-        QFETCH(QString, tab);
-        QFETCH(int, answer);
-        QFETCH(bool, closes);
-        const auto window = openWindow();
-        window->manufMode = manufacturing;
-        window->ui.tabWidget->addTab(window->ui.tab_12, "Summary");
-        QVERIFY(goToTab(*window, tab));
-        bool asked = false;
-        QTimer::singleShot(0, window.get(), [&] {
-            auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
-            if (!box)
-                return;
-            asked = box->windowTitle() == "Testing Interrupted"
-                    && box->text() == "Are you sure ? Closing the app now will not save the Test Reports.\nPress YES "
-                                      "to close and NO to continue testing. ";
-            if (answer == QMessageBox::No)
-                QTest::keyClick(box, Qt::Key_Return);  // the answer that loses nothing
-            else
-                box->button(QMessageBox::StandardButton(answer))->click();
-        });
-        QCloseEvent event;
-        event.ignore();
-        QCoreApplication::sendEvent(window.get(), &event);
-        QCoreApplication::processEvents();
-        QCOMPARE(asked, answer >= 0);
-        QCOMPARE(event.isAccepted(), closes);
-        QVERIFY(window->errorDisplayTimer->isActive() && window->dateTimeTimer->isActive());
+        const struct {
+            bool manufacturing;
+            const char* tab;
+            int answer;  ///< -1: no question
+            bool closes;
+        } rows[] = {{false, "Box Test", -1, true},
+                    {true, "Calibrate", QMessageBox::No, false},
+                    {true, "Calibrate", QMessageBox::Yes, true},
+                    {true, "Summary", -1, true}};
+        for (const auto& row : rows) {
+            resetSharedState();
+            const auto window = openWindow();
+            window->manufMode = row.manufacturing;
+            window->ui.tabWidget->addTab(window->ui.tab_12, "Summary");
+            QVERIFY(goToTab(*window, row.tab));
+            window->show();
+            bool asked = false;
+            QTimer::singleShot(0, window.get(), [&] {
+                auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+                if (!box)
+                    return;
+                asked = box->windowTitle() == "Testing Interrupted"
+                        && box->text() == "Are you sure ? Closing the app now will not save the Test Reports.\nPress "
+                                          "YES to close and NO to continue testing. ";
+                if (row.answer == QMessageBox::No)
+                    QTest::keyClick(box, Qt::Key_Return);  // the answer that loses nothing
+                else
+                    box->button(QMessageBox::StandardButton(row.answer))->click();
+            });
+            window->ui.pushButton->click();
+            QCoreApplication::processEvents();
+            QCOMPARE(asked, row.answer >= 0);
+            QCOMPARE(window->isHidden(), row.closes);
+            QVERIFY(window->errorDisplayTimer->isActive() && window->dateTimeTimer->isActive());
+        }
     }
 
     void summaryLocksTheWay() {
@@ -114,44 +103,42 @@ private slots:
         QVERIFY(!window->ui.next_button->isEnabled() && !window->ui.back_button->isEnabled());
     }
 
-    // Forces off, loop stopped, device closed, in this order; and nothing of it without a device.
+    // Forces off, loop stopped, device closed, in this order; and nothing of it without a device. A library may finish
+    // one more tick after it was asked to stop: no amplifiers are on as it is closed. A loop that would not stop leaves
+    // the device enabled.
     void teardownOrder() {
+        using Names = std::vector<std::string>;
         const std::set<std::string> ending{"disable_tharlen_forces_no_wait", "stopServoLoop", "disable_tharlen"};
         auto window = openWindow();
         device().calls.clear();
         window.reset();
         QCOMPARE(device().namesOf(ending),
-                 (std::vector<std::string>{"disable_tharlen_forces_no_wait", "stopServoLoop", "disable_tharlen"}));
-
-        // A library may finish one more tick after it was asked to stop.
+                 (Names{"disable_tharlen_forces_no_wait", "stopServoLoop", "disable_tharlen"}));
         for (Shared<bool>* flag : {&startBoxTest, &startPerformanceForceTest}) {
             resetSharedState();
             window = openWindow();
             *flag = true;
             device().forcesEnabled = true;
-            bool onAtClosing = true;
+            bool onAtStop = true, onAtClosing = true;
             device().onCall = [&](const standin::Call& call) {
-                if (call.name == "stopServoLoop")
+                if (call.name == "stopServoLoop") {
+                    onAtStop = device().forcesEnabled;
                     ServoLoopCallBack(window.get());
+                    device().forcesEnabled = true;  // by a tick that had been under way
+                }
                 if (call.name == "disable_tharlen")
                     onAtClosing = device().forcesEnabled;
             };
             window.reset();
             device().onCall = nullptr;
-            QVERIFY(!onAtClosing && !device().forcesEnabled);
+            QVERIFY(!onAtStop && !onAtClosing && !device().forcesEnabled);
         }
-
-        // A loop that would not stop leaves the device enabled.
         resetSharedState();
         window = openWindow();
-        device().onCall = [](const standin::Call& call) {
-            if (call.name == "stopServoLoop")
-                device().loopRunning = true;
-        };
+        device().onCall = [](const standin::Call& call) { device().loopRunning |= call.name == "stopServoLoop"; };
         device().calls.clear();
         window.reset();
         QCOMPARE(device().count("disable_tharlen"), 0);
-
         standin::reset();
         resetSharedState();
         window = std::make_unique<qtTharlenTest>();

@@ -1,9 +1,8 @@
 // The wizard: tabs of each mode, the gate, the buttons, and what every change of tab starts and stops.
-#include <QSignalSpy>
-
 #include "qttharlenhapticrenderer.h"
 #include "servostate.h"
 #include "standin.h"
+#include "tabs.h"
 #include "windowtest.h"
 
 using standin::device;
@@ -33,7 +32,8 @@ class TestWizard : public QObject {
             qputenv("MVI_ENCODER_CHECK", "1");
         window->ui.manuf_radioButton->setChecked(true);
         window->ui.manuf_password->setText(word);
-        window->onTestModeSelection();
+        window->ui.manuf_password->setEnabled(true);
+        QTest::keyClick(window->ui.manuf_password, Qt::Key_Return);
     }
 
 private slots:
@@ -46,52 +46,45 @@ private slots:
     void cleanup() { window.reset(); }
 
     // What the gate lets in, and the tabs that remain before and after a device is selected.
-    void modes_data() {
-        QTest::addColumn<QString>("word");
-        QTest::addColumn<bool>("manufacturing");
-        QTest::addColumn<bool>("encoderCheck");
-        QTest::addColumn<QString>("modes");  // m, e, p
-        QTest::addColumn<QString>("status");
-        QTest::addColumn<QStringList>("tabs");
-        const QStringList performance{"Mode", "Select", "Calibrate", "Performance Testing"};
-        const QStringList manufacturing{"Mode", "Select", "Calibrate"};
-        QTest::newRow("both") << NOLVA_ADVANCED_WORD << true << true << "me-"
-                              << "Manufacturing & Encoder test mode initialized" << manufacturing;
-        QTest::newRow("manufacturing") << NOLVA_ADVANCED_WORD << true << false << "m--"
-                                       << "Manufacturing mode initialized\nEntering Manufacturing mode!"
-                                       << manufacturing;
-        QTest::newRow("performance") << NOLVA_ADVANCED_WORD << false << false << "m-p"
-                                     << "Performance mode: commands on these pages go to the motors unchecked."
-                                     << performance;
-        QTest::newRow("wrong") << "calibrate " << true << true << "---"
-                               << "Wrong password. Advanced mode was not entered." << kUserTabs;
-        QTest::newRow("none") << "" << true << true << "---"
-                              << "Enter the password for advanced mode and press Return." << kUserTabs;
-    }
     void modes() {
-        QFETCH(QString, word);
-        QFETCH(bool, manufacturing);
-        QFETCH(bool, encoderCheck);
-        QFETCH(QString, modes);
-        QFETCH(QString, status);
-        QFETCH(QStringList, tabs);
-        enterMode(word, manufacturing, encoderCheck);
-        QCOMPARE(bool(window->manufMode), modes.contains('m'));
-        QCOMPARE(window->encoderTestMode, modes.contains('e'));
-        QCOMPARE(window->performanceTestMode, modes.contains('p'));
-        QCOMPARE(window->ui.mode_status->toPlainText(), status);
-        QCOMPARE(window->ui.next_button->isEnabled(), modes.contains('m'));
-        QVERIFY(window->ui.manuf_radioButton->isHidden() && window->ui.manuf_password->isHidden());
-        QCOMPARE(window->ui.servolooprateGroup->isHidden(), !modes.contains('p'));
-        goToTab(*window, "Select");
-        QCOMPARE(tabTexts(*window), tabs);
-        // The way back: the user mode again.
-        goToTab(*window, "Mode");
-        window->ui.user_radioButton->setChecked(true);
-        window->onTestModeSelection();
-        QVERIFY(!window->manufMode && !window->encoderTestMode && !window->performanceTestMode);
-        QCOMPARE(tabTexts(*window), (QStringList{"Mode", "Select"}));
-        QVERIFY(window->ui.next_button->isEnabled());
+        const QStringList manufacturing{"Mode", "Select", "Calibrate"};
+        const struct {
+            const char* word;
+            bool manufacturing, encoderCheck;
+            QString modes;  ///< m, e, p
+            const char* status;
+            QStringList tabs;
+        } rows[] = {
+            {NOLVA_ADVANCED_WORD, true, true, "me-", "Manufacturing & Encoder test mode initialized", manufacturing},
+            {NOLVA_ADVANCED_WORD, true, false, "m--", "Manufacturing mode initialized\nEntering Manufacturing mode!",
+             manufacturing},
+            {NOLVA_ADVANCED_WORD,
+             false,
+             false,
+             "m-p",
+             "Performance mode: commands on these pages go to the motors unchecked.",
+             {"Mode", "Select", "Calibrate", "Performance Testing"}},
+            {"calibrate ", true, true, "---", "Wrong password. Advanced mode was not entered.", kUserTabs},
+            {"", true, true, "---", "Enter the password for advanced mode and press Return.", kUserTabs}};
+        for (const auto& row : rows) {
+            enterMode(row.word, row.manufacturing, row.encoderCheck);
+            QCOMPARE(bool(window->manufMode), row.modes.contains('m'));
+            QCOMPARE(window->encoderTestMode, row.modes.contains('e'));
+            QCOMPARE(window->performanceTestMode, row.modes.contains('p'));
+            QCOMPARE(window->ui.mode_status->toPlainText(), QString(row.status));
+            QCOMPARE(window->ui.next_button->isEnabled(), row.modes.contains('m'));
+            QVERIFY(window->ui.manuf_radioButton->isHidden() && window->ui.manuf_password->isHidden());
+            QCOMPARE(window->ui.servolooprateGroup->isHidden(), !row.modes.contains('p'));
+            goToTab(*window, "Select");
+            QCOMPARE(tabTexts(*window), row.tabs);
+            // The way back: the user mode again.
+            goToTab(*window, "Mode");
+            window->ui.tabWidget->setTabEnabled(0, true);
+            window->ui.user_radioButton->click();
+            QVERIFY(!window->manufMode && !window->encoderTestMode && !window->performanceTestMode);
+            QCOMPARE(tabTexts(*window), (QStringList{"Mode", "Select"}));
+            QVERIFY(window->ui.next_button->isEnabled());
+        }
     }
 
     void corvaleWithEncoderModeHasItsTab() {
@@ -126,62 +119,57 @@ private slots:
         QVERIFY(window->ui.next_button->isEnabled());
     }
 
+    // Each entry disables a tab by its literal number, the one before it where no optional tab is missing.
     void manufacturingGoesForwardOnly() {
         enterMode(NOLVA_ADVANCED_WORD, true, false);
         goToTab(*window, "Select");
-        QVERIFY(!window->ui.back_button->isEnabled());
-        QVERIFY(!window->ui.tabWidget->isTabEnabled(0));
-        goToTab(*window, "Calibrate");
-        QVERIFY(!window->ui.tabWidget->isTabEnabled(1));
-        QVERIFY(!window->ui.back_button->isEnabled());
-    }
-
-    // Every change of tab runs the leaving actions of all others: the calls an open device sees.
-    void eachTabStopsAllOthers_data() {
-        QTest::addColumn<QString>("tab");
-        QTest::addColumn<int>("disables");
-        QTest::addColumn<int>("velocityCheck");
-        QTest::newRow("calibrate") << "Calibrate" << 3 << 0;
-        QTest::newRow("encoders") << "Read Encoder" << 3 << 1;
-        QTest::newRow("amplifiers") << "Cycle Amps" << 2 << 1;
-        QTest::newRow("forces") << "Test Forces" << 3 << 1;
-        QTest::newRow("box") << "Box Test" << 2 << 1;
-        QTest::newRow("rate") << "Servoloop" << 3 << 1;
-    }
-    void eachTabStopsAllOthers() {
-        QFETCH(QString, tab);
-        QFETCH(int, disables);
-        QFETCH(int, velocityCheck);
-        goToTab(*window, "Select");
-        startCalibTest = startEncoderTest = startServoTest = true;
-        window->ui.slider_TZ->setValue(4);
-        window->m_forceToSend[5] = 1;
-        window->ui.gain_slider->setValue(30);
-        for (QTimer* timer : {window->checkCalibTimer, window->encoderGuiUpdateTimer, window->calibDetailTimer,
-                              window->forceCheckTimer, window->servoRateGraphicTimer})
-            timer->start(100000);
-        device().calls.clear();
-        goToTab(*window, tab);
-        QCOMPARE(device().count("disable_tharlen_forces"), disables);
-        QCOMPARE(device().of({"enable_tharlen_velocity_check"}).back().values[1], double(velocityCheck));
-        QVERIFY(!startCalibTest || tab == "Calibrate");
-        QVERIFY(!startEncoderTest && !startServoTest);
-        QCOMPARE(bool(startBoxTest), tab == "Box Test");
-        QVERIFY(!window->selectionTimer->isActive());
-        QVERIFY(!window->calibDetailTimer->isActive());
-        QCOMPARE(window->forceCheckTimer->isActive(), tab == "Test Forces");
-        QCOMPARE(window->servoRateGraphicTimer->isActive(), tab == "Servoloop");
-        QCOMPARE(window->checkCalibTimer->isActive(), tab == "Calibrate");
-        QCOMPARE(window->encoderGuiUpdateTimer->isActive(), tab == "Read Encoder");
-        QCOMPARE(window->ui.gain_slider->value(), 0);
-        if (tab != "Test Forces") {
-            QCOMPARE(window->ui.slider_TZ->value(), 0);
-            QCOMPARE(window->m_forceToSend[5], 0.0f);
+        QTabWidget& tabs = *window->ui.tabWidget;
+        QVERIFY(!tabs.isTabEnabled(0) && !window->ui.back_button->isEnabled());
+        for (const char* title : {"Read Encoder", "Cycle Amps", "Test Forces", "Box Test", "Servoloop", "Summary"})
+            placeTab(*window, title);
+        for (int tab = 2; tab < tabs.count() - 1; ++tab) {
+            tabs.setTabEnabled(tab - 2, true);
+            tabs.setCurrentIndex(tab);
+            for (int i = 0; i < tabs.count(); ++i)
+                QVERIFY2(tabs.isTabEnabled(i) == (i != tab - 1), qPrintable(tabs.tabText(tab)));
+            QVERIFY(!window->ui.back_button->isEnabled());
         }
     }
 
-    // A test that was on is stopped once more: forces go off for each timer that ran.
-    void runningMotorTestsCutForcesTwice() {
+    // Every change of tab runs the leaving actions of all others: the calls an open device sees.
+    void eachTabStopsAllOthers() {
+        const struct {
+            const char* tab;
+            int disables, velocityCheck;
+        } rows[] = {{"Calibrate", 3, 0},   {"Read Encoder", 3, 1}, {"Cycle Amps", 2, 1},
+                    {"Test Forces", 3, 1}, {"Box Test", 2, 1},     {"Servoloop", 3, 1}};
+        for (const auto& row : rows) {
+            const QString tab = row.tab;
+            goToTab(*window, "Select");
+            startCalibTest = startEncoderTest = startServoTest = true;
+            window->ui.slider_TZ->setValue(4);
+            window->m_forceToSend[5] = 1;
+            window->ui.gain_slider->setValue(30);
+            for (QTimer* timer : {window->checkCalibTimer, window->encoderGuiUpdateTimer, window->calibDetailTimer,
+                                  window->forceCheckTimer, window->servoRateGraphicTimer})
+                timer->start(100000);
+            device().calls.clear();
+            goToTab(*window, tab);
+            QCOMPARE(device().count("disable_tharlen_forces"), row.disables);
+            QCOMPARE(device().of({"enable_tharlen_velocity_check"}).back().values[1], double(row.velocityCheck));
+            QVERIFY(!startCalibTest || tab == "Calibrate");
+            QVERIFY(!startEncoderTest && !startServoTest);
+            QCOMPARE(bool(startBoxTest), tab == "Box Test");
+            QVERIFY(!window->selectionTimer->isActive() && !window->calibDetailTimer->isActive());
+            QCOMPARE(window->forceCheckTimer->isActive(), tab == "Test Forces");
+            QCOMPARE(window->servoRateGraphicTimer->isActive(), tab == "Servoloop");
+            QCOMPARE(window->checkCalibTimer->isActive(), tab == "Calibrate");
+            QCOMPARE(window->encoderGuiUpdateTimer->isActive(), tab == "Read Encoder");
+            QCOMPARE(window->forceProgressTimer->isActive(), tab == "Box Test");
+            QCOMPARE(window->ui.gain_slider->value(), 0);
+            QVERIFY(tab == "Test Forces" || (window->ui.slider_TZ->value() == 0 && window->m_forceToSend[5] == 0.0f));
+        }
+        // A test that was on is stopped once more: forces go off for each timer that ran.
         goToTab(*window, "Select");
         window->ampsGuiUpdateTimer->start(100000);
         window->tempGuiUpdateTimer->start(100000);
@@ -192,35 +180,33 @@ private slots:
     }
 
     // The space key: one tab, and not on types 3 and 5.
-    void spaceKeyResets_data() {
-        QTest::addColumn<int>("device");
-        QTest::addColumn<QString>("tab");
-        QTest::addColumn<bool>("resets");
-        QTest::newRow("Stelmar") << 1 << "Calibrate" << true;
-        QTest::newRow("Nolva") << 3 << "Calibrate" << true;
-        QTest::newRow("Orda") << 0 << "Calibrate" << false;
-        QTest::newRow("Corvale") << 2 << "Calibrate" << false;
-        QTest::newRow("other tab") << 1 << "Read Encoder" << false;
-    }
     void spaceKeyResets() {
-        QFETCH(int, device);
-        QFETCH(QString, tab);
-        QFETCH(bool, resets);
-        goToTab(*window, "Select");
-        window->ui.m_cmbTHARLeN->setCurrentIndex(device);
-        goToTab(*window, tab);
-        window->setFocusProxy(nullptr);
+        const struct {
+            int device;  ///< a Stelmar, a Nolva, an Orda, a Corvale
+            const char* tab;
+            bool resets;
+        } rows[] = {{1, "Calibrate", true},
+                    {3, "Calibrate", true},
+                    {0, "Calibrate", false},
+                    {2, "Calibrate", false},
+                    {1, "Read Encoder", false}};
         const QString good = "Tharlen successfully underwent RESET calibration.\n";
         const QString bad = "Error encountered during RESET calibration procedure.\n ";
-        for (const int status : {0, -6}) {
-            standin::device().calls.clear();
-            standin::device().result["tharlen_reset"] = status;
-            window->ui.calibrate_textbrowser2->clear();
-            QTest::keyClick(window.get(), Qt::Key_Return);
-            QTest::keyClick(window.get(), Qt::Key_Space);
-            QCOMPARE(standin::device().count("tharlen_reset"), resets ? 1 : 0);
-            const QString text = window->ui.calibrate_textbrowser2->toPlainText();
-            QCOMPARE(text, resets ? (status == 0 ? good : bad) : QString());
+        for (const auto& row : rows) {
+            goToTab(*window, "Select");
+            window->ui.m_cmbTHARLeN->setCurrentIndex(row.device);
+            goToTab(*window, row.tab);
+            window->setFocusProxy(nullptr);
+            for (const int status : {0, -6}) {
+                device().calls.clear();
+                device().result["tharlen_reset"] = status;
+                window->ui.calibrate_textbrowser2->clear();
+                QTest::keyClick(window.get(), Qt::Key_Return);
+                QTest::keyClick(window.get(), Qt::Key_Space);
+                QCOMPARE(device().count("tharlen_reset"), row.resets ? 1 : 0);
+                const QString text = window->ui.calibrate_textbrowser2->toPlainText();
+                QCOMPARE(text, row.resets ? (status == 0 ? good : bad) : QString());
+            }
         }
     }
 
@@ -249,9 +235,7 @@ private slots:
         enterMode(NOLVA_ADVANCED_WORD, false, false);
         goToTab(*window, "Select");
         goToTab(*window, "Performance Testing");
-        const auto page = [this](const char* text) {
-            window->ui.listWidget->setCurrentItem(window->ui.listWidget->findItems(text, Qt::MatchExactly).at(0));
-        };
+        const auto page = [this](const char* text) { QVERIFY(goToPage(*window, text)); };
         page("Passivity Test");
         QVERIFY(startPassivityTest && !startFiltersTest);
         QVERIFY(window->passivityBoxRenderer->graphicTimer->isActive());
@@ -260,6 +244,8 @@ private slots:
         QVERIFY(!startPassivityTest && startFiltersTest);
         QCOMPARE(window->filtersRenderer->m_renderType, 1);
         QCOMPARE(window->forceProgressTimer->interval(), 5);
+        page("Resolution Test");
+        QVERIFY(!startFiltersTest && !window->forceProgressTimer->isActive());
         page("Force Test");
         QVERIFY(!startFiltersTest && !window->forceProgressTimer->isActive());
         QCOMPARE(window->tempGuiUpdateTimer->interval(), 1000);

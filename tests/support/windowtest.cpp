@@ -22,6 +22,14 @@ bool goToTab(qtTharlenTest& window, const QString& text) {
     return true;
 }
 
+bool goToPage(qtTharlenTest& window, const QString& text) {
+    const auto found = window.ui.listWidget->findItems(text, Qt::MatchExactly);
+    if (found.isEmpty())
+        return false;
+    window.ui.listWidget->setCurrentItem(found.first());
+    return true;
+}
+
 std::unique_ptr<qtTharlenTest> openWindow() {
     auto window = std::make_unique<qtTharlenTest>();
     goToTab(*window, "Select");

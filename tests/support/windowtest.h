@@ -14,5 +14,7 @@ void resetSharedState();
 QStringList tabTexts(const qtTharlenTest& window);
 /// Goes to the tab of that text; fails the test's check when there is none.
 bool goToTab(qtTharlenTest& window, const QString& text);
+/// The same of a page of "Performance Testing".
+bool goToPage(qtTharlenTest& window, const QString& text);
 /// A new window that has gone to "Select", so that the first device of the fleet is open and its loop runs.
 std::unique_ptr<qtTharlenTest> openWindow();

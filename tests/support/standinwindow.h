@@ -1,0 +1,31 @@
+// A window of its own on a fresh stand-in for the device library, for tests that open one after the other.
+#pragma once
+
+#include "standin.h"
+#include "windowtest.h"
+
+class StandinWindow : public QObject {
+protected:
+    /// With these devices, the first of them open and its loop running. `answers` says what else the library gives.
+    template <class Answers>
+    void openFleet(std::vector<CTHARLeNDevice> fleet, Answers answers) {
+        window.reset();
+        standin::reset();
+        resetSharedState();
+        standin::device().fleet = std::move(fleet);
+        answers();
+        window = openWindow();
+    }
+    void openFleet(std::vector<CTHARLeNDevice> fleet = {standin::record("Arm", 5)}) {
+        openFleet(std::move(fleet), [] {});
+    }
+    /// Goes to the tab of that text, which comes last where the mode or the line has none.
+    void enter(QWidget* page, const char* title) {
+        if (window->ui.tabWidget->indexOf(page) < 0)
+            window->ui.tabWidget->addTab(page, title);
+        goToTab(*window, title);
+    }
+    void tick() { ServoLoopCallBack(window.get()); }
+
+    std::unique_ptr<qtTharlenTest> window;
+};
