@@ -6,24 +6,18 @@
 #include "datetext.h"
 #include "motorsoff.h"
 #include "servostate.h"
-#include "standin.h"
-#include "windowtest.h"
+#include "standinwindow.h"
 
 using standin::device;
 
-class TestErrors : public QObject {
+class TestErrors : public StandinWindow {
     Q_OBJECT
-
-    std::unique_ptr<qtTharlenTest> window;
 
     QString browser() const { return window->ui.error_browser->toPlainText(); }
 
 private slots:
     void init() {
-        standin::reset();
-        resetSharedState();
-        device().fleet = {standin::record("Arm", 5)};
-        window = openWindow();
+        openFleet();
         window->errorDisplayTimer->stop();
         window->dateTimeTimer->stop();
         window->clearErrorBrowser();

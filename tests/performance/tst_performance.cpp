@@ -4,11 +4,9 @@
 #include <QSignalSpy>
 
 #include "servostate.h"
-#include "standin.h"
-#include "windowtest.h"
+#include "standinwindow.h"
 
 using standin::device;
-using standin::record;
 
 namespace {
 
@@ -23,13 +21,10 @@ QList<Item*> itemsOf(const QGraphicsScene* scene) {
 
 }  // namespace
 
-class TestPerformance : public QObject {
+class TestPerformance : public StandinWindow {
     Q_OBJECT
 
-    std::unique_ptr<qtTharlenTest> window;
-
     void page(const char* text) { QVERIFY(goToPage(*window, text)); }
-    void tick() { ServoLoopCallBack(window.get()); }
     int loadsRunning() const {
         return int(std::count_if(std::begin(loadTimer), std::end(loadTimer),
                                  [](const QPointer<QTimer>& timer) { return timer && timer->isActive(); }));
@@ -38,13 +33,9 @@ class TestPerformance : public QObject {
 
 private slots:
     void init() {
-        standin::reset();
-        resetSharedState();
-        device().fleet = {record("Arm", 5)};
-        window = std::make_unique<qtTharlenTest>();
+        openFleet();
         window->performanceTestMode = window->manufMode = true;
         window->onInitTabItems();
-        goToTab(*window, "Select");
         QVERIFY(goToTab(*window, "Performance Testing"));
     }
     void cleanup() { window.reset(); }

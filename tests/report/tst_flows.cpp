@@ -194,8 +194,7 @@ private slots:
     }
 
     // A light hand rests on a soft wall. Far above the bound of sampling and damping (about 7 N/mm at 1000 Hz) it is
-    // shaken, and not where it grips firmly or the loop runs faster. The gain is shown with the scene's frames. And the
-    // ramp passes the dry friction of the third joint and moves it; before that it stays at rest.
+    // shaken, and not where it grips firmly or the loop runs faster. The gain is shown with the scene's frames.
     void performance() {
         const struct {
             int rate, slider;
@@ -227,19 +226,6 @@ private slots:
             QVERIFY2(wall.shaken ? width > 0.2 : width < 0.07, qPrintable(QString("%1 mm").arg(width)));
             QMetaObject::invokeMethod(window->passivityBoxRenderer->graphicTimer, "timeout");
             QCOMPARE(window->ui.gain_label->text(), QString(wall.gain));
-            goToPage(*window, "Friction Test");
-            hand.letGoAt({}, 1000, 1000);
-            jointVelocityIndex = -1;
-            window->startFrictionPerformanceTest();
-            armcontrol::step(240);
-            window->stopFrictionPerformanceTest();
-            // At rest it gives way by a few counts; 2035 counts are a radian.
-            double early = 0, all = 0;
-            for (std::size_t i = 0; i < 230; ++i) {
-                all += std::fabs(jointVelocity[i]) / wall.rate * 2035.0;
-                early = i < 110 ? all : early;
-            }
-            QVERIFY2(early < 8.0 && all > 10.0, qPrintable(QString("%1, %2 counts").arg(early).arg(all)));
         }
     }
 };

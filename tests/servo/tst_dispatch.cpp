@@ -146,19 +146,6 @@ private slots:
         QVERIFY(window->errorMessage.contains("max velocity"));
     }
 
-    void performanceBranchSendsForcesWhereABoxIsChecked() {
-        startPerformanceForceTest = true;
-        cForce[1] = 2.5f;
-        for (QCheckBox* box : {window->ui.sendForce_checkBox, window->ui.sendForce_checkBox_2}) {
-            box->setChecked(true);
-            tick();
-            QCOMPARE(device().of({"send_tharlen_force_6dof"}).at(0).values[2], 2.5);
-            box->setChecked(false);
-            tick();
-            QCOMPARE(device().count("send_tharlen_force_6dof"), 0);
-        }
-    }
-
     // DAC of the third axis: the sum of the truncated rates 0.1, 0.2 ...; samples from the second tick on.
     void frictionRampAndItsSamples() {
         bFrictionPerformance = true;
@@ -282,10 +269,18 @@ private slots:
 
     // What the next tab reads may hang: ticks that come meanwhile drive nothing and take the amplifiers off.
     void ticksWhileTheNextTabReads() {
-        for (const char* from : {"Box Test", "Cycle Amps", "Test Forces"}) {
+        for (const char* from : {"Box Test", "Cycle Amps", "Test Forces", "Performance Testing"}) {
             for (const char* to : {"Calibrate", "Read Encoder", "Mode"}) {
                 goToTab(*window, "Select");
+                if (QByteArray(from) == "Performance Testing") {
+                    enter(window->ui.tab_15, from);
+                    goToPage(*window, "Workspace Test");
+                    goToPage(*window, "Force Test");
+                    window->ui.cforce_1->setText("700");
+                    window->ui.pushButton_5->click();
+                }
                 goToTab(*window, from);
+                device().calls.clear();
                 device().position[0] = 52.0f;
                 window->ui.slider_Y->setValue(QByteArray(from) == "Test Forces" ? 50 : 0);
                 device().forcesEnabled = true;
@@ -305,6 +300,7 @@ private slots:
                 goToTab(*window, to);
                 device().onCall = nullptr;
                 QVERIFY2(ticks > 2 && left == 0 && !device().forcesEnabled, from);
+                QCOMPARE(device().count("enable_tharlen_forces_no_wait"), 0);
             }
         }
     }

@@ -2,15 +2,12 @@
 #include <QGraphicsRectItem>
 
 #include "servostate.h"
-#include "standin.h"
-#include "windowtest.h"
+#include "standinwindow.h"
 
 using standin::device;
 
-class TestServoRate : public QObject {
+class TestServoRate : public StandinWindow {
     Q_OBJECT
-
-    std::unique_ptr<qtTharlenTest> window;
 
     QString text() const { return window->ui.servoLoopUpdate_box->toPlainText(); }
     void start() {
@@ -31,10 +28,7 @@ class TestServoRate : public QObject {
 
 private slots:
     void init() {
-        standin::reset();
-        resetSharedState();
-        device().fleet = {standin::record("Arm", 5)};
-        window = openWindow();
+        openFleet();
         goToTab(*window, "Servoloop");
     }
     void cleanup() { window.reset(); }
