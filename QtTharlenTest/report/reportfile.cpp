@@ -6,6 +6,7 @@
 #include <QDateTime>
 #include <QFileInfo>
 #include <QSaveFile>
+#include <QScopeGuard>
 #include <cerrno>
 
 #include "modellines.h"
@@ -118,10 +119,11 @@ report::Subject subjectOf(const qtTharlenTest& window, const QString& serial, co
 QByteArray asText(QTextStream& stream, const report::Items& items) {
     QBuffer text;
     text.open(QIODevice::WriteOnly);
+    const auto apart = qScopeGuard([&stream] { stream.setDevice(nullptr); });  // whatever is thrown, before `text` goes
     stream.setDevice(&text);
     stream.setCodec("UTF-8");  // the operator's name as typed, whatever the locale
     report::printText(stream, items);
-    stream.setDevice(nullptr);
+    stream.flush();
     return text.data();
 }
 

@@ -146,7 +146,6 @@ int ServoLoopCallBack(void* pUserData) {
     return 0;
 }
 
-/// Turns the amplifiers on, unless the window has switched off since the tick began. 0, or an error code. [S]
 int tickEnablesForces(qtTharlenTest& window, int id) {
     return window.m_forceGate.shut() ? 0 : enable_tharlen_forces(id);
 }
