@@ -65,7 +65,7 @@ static void performanceForceBranch(qtTharlenTest& window, int id) {
 
 // The command of the third axis climbs along a parabola in ticks. The first sample has the index -1, and
 // samples ahead of the array or past its end are not stored, while the counter goes on.
-static void frictionPerformanceBranch(qtTharlenTest& window, int id) {
+static void frictionPerformanceBranch(int id) {
     long currentPosition[6] = {};
     float currentAngle[6] = {};
     float currentJVel[6] = {};
@@ -96,7 +96,7 @@ static void watchRuns(qtTharlenTest& window, int id, int status) {
 
 /// The window has switched off in the middle of a tick: what this one may have turned on or sent since does not
 /// stay. [S]
-static void dropForces(qtTharlenTest& window, int id) {
+static void dropForces(int id) {
     const long none[6] = {};
     command_motor_dac_values(id, none);
     disable_tharlen_forces_no_wait(id);
@@ -136,13 +136,13 @@ int ServoLoopCallBack(void* pUserData) {
     else if (startPerformanceForceTest)
         performanceForceBranch(*window, id);
     else if (bFrictionPerformance)
-        frictionPerformanceBranch(*window, id);
+        frictionPerformanceBranch(id);
     else
         defaultBranch(*window, id);
 
     watchRuns(*window, id, status);
     if (window->m_forceGate.endTick())
-        dropForces(*window, id);
+        dropForces(id);
     return 0;
 }
 

@@ -9,4 +9,4 @@ void preparePinchCalibration(qtTharlenTest& window);
 /// Alt+P: takes an end of a grip's travel, where a grip waits for it.
 void pressPinchByKey(qtTharlenTest& window);
 /// The next press takes the first end again.
-void forgetPinchPresses(qtTharlenTest& window);
+void forgetPinchPresses();

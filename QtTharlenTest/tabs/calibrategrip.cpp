@@ -73,7 +73,7 @@ void pressPinchByKey(qtTharlenTest& window) {
 }
 
 /// Another device's grip has both of its ends before it.
-void forgetPinchPresses(qtTharlenTest& window) {
+void forgetPinchPresses() {
     pinchPresses = 0;
     startPinchCalibration = false;
 }

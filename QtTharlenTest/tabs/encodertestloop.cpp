@@ -108,7 +108,7 @@ static void runTestPoint(qtTharlenTest& window, long* encoders) {
     watchSettling(window, encoders);
 }
 
-static void startTestPoint(qtTharlenTest& window) {
+static void startTestPoint() {
     seekingTestPoint = true;
     testPointTimer.restart();
 }
@@ -121,7 +121,7 @@ static void checkTimeLimit(qtTharlenTest& window, std::int64_t elapsed) {
         if (tellWindow(window, EncoderTestEvent::Stop, 0, 0))
             startEncoderTest = false;
     } else if (window.m_iButtonStep == 0 && window.m_bServoControl) {
-        startTestPoint(window);
+        startTestPoint();
     }
 }
 
@@ -215,7 +215,7 @@ static void nextStep(qtTharlenTest& window, long* encoders) {
         totalLoops = totalLoops + 1;
         const int every = encoderTestLoops;
         if (every > 0 && totalLoops % every == 0 && encoderTestPeriodic)
-            startTestPoint(window);
+            startTestPoint();
         triggerConnectionError(window);
     }
     window.m_bReached = false;
@@ -231,7 +231,7 @@ static void followRoute(qtTharlenTest& window, long* encoders) {
     const auto left = window.m_iReachDestination.copy();
     if (std::all_of(left.begin(), left.end(), [](int ticks) { return ticks < 1; })) {
         if (totalLoops == 0 && window.m_iButtonStep == 0) {
-            startTestPoint(window);
+            startTestPoint();
             return;
         }
         nextStep(window, encoders);

@@ -141,7 +141,7 @@ static void clearReadOuts(qtTharlenTest& window) {
     if (window.histogramScene)
         window.clearHistogram();
     window.m_shownDevice = window.selectedDevice();
-    forgetPinchPresses(window);
+    forgetPinchPresses();
 }
 
 // No callback runs on a closed handle: the loop stops first. After a failed open this closes the last good
