@@ -1,5 +1,5 @@
-// What the tests of the simulated arm share: a stepped arm opened by name, a scratch data folder, and the
-// lines that the library writes on standard error.
+// What the tests of the simulated arm share: a stepped arm, a scratch data folder, short ways to command and to read,
+// and the lines that the library writes on standard error.
 #pragma once
 
 #include <sys/stat.h>
@@ -8,8 +8,10 @@
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTemporaryFile>
+#include <QTextStream>
 #include <QtTest>
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <functional>
 #include <string>
@@ -19,6 +21,12 @@
 #include "gestures.h"
 
 namespace simarm {
+
+/// As in a fresh process that steps its loop; files stay.
+inline void restart() {
+    armcontrol::resetArm();
+    armcontrol::loopStepped(true);
+}
 
 /// A fresh stepped library with the built-in fleet of a scratch KNDD_HOME.
 class Bench {
@@ -56,6 +64,46 @@ public:
 
     QTemporaryDir home;
 };
+
+/// The records of the fleet, as the library enumerates them.
+struct Records {
+    Records() { number = CTHARLeNMgr().EnumerateTHARLeNs(devices); }
+    ~Records() {
+        for (CTHARLeNDevice* device : devices)
+            delete device;
+    }
+    CTHARLeNDevice* devices[20] = {};
+    int number = 0;
+};
+
+/// What is told of a check that does not hold.
+template <class... Parts>
+QByteArray about(const Parts&... parts) {
+    QString text;
+    QTextStream stream(&text);
+    ((stream << parts << ' '), ...);
+    return text.toUtf8();
+}
+
+/// This fault and no other.
+inline void setOnly(const char* fault, double amount = 1, int axis = -1) {
+    armcontrol::clearFaults();
+    QCOMPARE(armcontrol::setFault(fault, true, axis, amount), std::string());
+}
+
+/// A command to one motor and none to the others, counts.
+inline int drive(int id, std::size_t axis, long counts) {
+    long dac[6] = {};
+    dac[axis] = counts;
+    return command_motor_dac_values(id, dac);
+}
+
+using Counts = std::array<long, 6>;
+inline Counts encoders(int id) {
+    Counts counts;
+    get_encoder_values(id, counts.data());
+    return counts;
+}
 
 /// Nothing in it that does something to a terminal, and no longer than a message with a foreign part is.
 inline bool isShort(const QByteArray& message) {
