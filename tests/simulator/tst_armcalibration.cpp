@@ -1,9 +1,11 @@
 // Calibration of every style, what the home sensors find, and the calibration file.
-#include <cmath>
-
 #include "simarm.h"
 
-using simarm::Bench;
+using armcontrol::setFault;
+using armcontrol::state;
+using armcontrol::step;
+using armcontrol::Vec6;
+using namespace simarm;
 
 namespace {
 
@@ -16,28 +18,26 @@ int status(int id) {
 double worstError(int id) {
     float angles[6];
     get_tharlen_joint_angles(id, angles);
-    const armcontrol::State s = armcontrol::state();
     double worst = 0;
     for (std::size_t i = 0; i < 3; ++i)
-        worst = std::max(worst, std::abs(angles[i] - s.joints[i]));
+        worst = std::max(worst, std::abs(angles[i] - state().joints[i]));
     return worst * 180 / M_PI;
 }
 
 QString fileOf(const char* device) { return QString("THARLeN Calibration (%1)").arg(device); }
 
 /// Joint angles, held till they are reached.
-void hold(const armcontrol::Vec6& angles, int milliseconds, double speed = 2) {
+void hold(const Vec6& angles, int milliseconds, double speed = 2) {
     armcontrol::handJoints(angles, speed);
-    armcontrol::step(milliseconds);
+    step(milliseconds);
 }
 
 /// Turns base axes from stop to stop, all at once; the others stay where they are at home.
-void sweep(const std::vector<std::size_t>& axes) {
-    const armcontrol::State s = armcontrol::state();
-    armcontrol::Vec6 low{0, 0.6, 0.6, 0, 0, 0}, high = low;
+void sweep(const std::vector<std::size_t>& axes, double yaw = 0) {
+    Vec6 low{yaw, 0.6, 0.6, 0, 0, 0}, high = low;
     for (const std::size_t axis : axes) {
-        low[axis] = s.jointMin[axis];
-        high[axis] = s.jointMax[axis];
+        low[axis] = state().jointMin[axis];
+        high[axis] = state().jointMax[axis];
     }
     hold(low, 1600);
     hold(high, 5000, 0.5);
@@ -50,6 +50,7 @@ class TestArmCalibration : public QObject {
 
 private slots:
     void styles();
+    void passages();
     void homeSensors();
     void homeNeedsAll();
     void inkWellBySelf();
@@ -59,7 +60,7 @@ private slots:
     void pinchLimits();
 };
 
-// Off by a few degrees until calibrated; refused in the wrong place; right afterwards, also after closing and
+// Off by about a degree until calibrated; refused in the wrong place; right afterwards, also after closing and
 // opening, and wrong again once the calibration is discarded or its file is a bad one.
 void TestArmCalibration::styles() {
     const struct {
@@ -73,31 +74,26 @@ void TestArmCalibration::styles() {
         QCOMPARE(is_tharlen_reset_supported(id), row.supported == 0 ? 1 : 0);
         QCOMPARE(status(id), 0x70);
         QVERIFY(worstError(id) > 0.5 && worstError(id) < 2.0);
-        armcontrol::handMove({0, 0, 0});
-        armcontrol::step(500);
+        Gestures().hold({0, 0, 0}, 500);
         QVERIFY(update_calibration(id) != 0 && tharlen_reset(id) != 0);
 
-        QVERIFY(simarm::calibrate(id));
-        QVERIFY2(worstError(id) < 0.2, qPrintable(QString("off by %1 degrees").arg(worstError(id))));
+        QVERIFY(calibrate(id));
+        QVERIFY2(worstError(id) < 0.2, about(row.device, "is off by", worstError(id)));
         for (int i = 0; i < 3; ++i)
             QCOMPARE(get_calibration_data(id)->IsEncoderOffsetsIncorrect(i), UCHAR(0));
         // Zero is where the arm knows it, and another style's way leads nowhere.
         QVERIFY(row.supported == 0 ? update_calibration(id) != 0 : tharlen_reset(id) != 0);
         disable_tharlen(id);
-        armcontrol::resetArm();
-        armcontrol::loopStepped(true);
+        restart();
         id = init_tharlen(row.device);
-        QCOMPARE(status(id), 0);
-        QVERIFY(worstError(id) < 0.2);
+        QVERIFY(status(id) == 0 && worstError(id) < 0.2);
 
         get_calibration_data(id)->DiscardCalibration();
-        QCOMPARE(status(id), 0x70);
-        QVERIFY(worstError(id) > 0.5);
-        long before[6], after[6];
-        get_encoder_values(id, before);
+        QVERIFY(status(id) == 0x70 && worstError(id) > 0.5);
+        const Counts before = encoders(id);
         get_calibration_data(id)->DiscardCalibration();
-        get_encoder_values(id, after);
-        QVERIFY(before[0] != after[0] && before[1] != after[1] && before[2] != after[2]);
+        for (std::size_t i = 0; i < 3; ++i)
+            QVERIFY(encoders(id)[i] != before[i]);
         id = init_tharlen(row.device);
         QCOMPARE(status(id), 0);
         bench.write(fileOf(row.device), "[1]");
@@ -106,44 +102,46 @@ void TestArmCalibration::styles() {
     }
 }
 
-// Flags and gaps by revision and in their places; the registers show the sensor; half a passage is none; a flag
-// too wide and a gap too narrow are seen so.
-void TestArmCalibration::homeSensors() {
+// Into the middle flag of X and back out the same way, and through it, but powered up anew within: no flag is passed.
+// The registers show the sensor of each axis.
+void TestArmCalibration::passages() {
+    Bench bench;
+    const int id = init_tharlen("Corvale LAN");
+    const double edge = 400.0 / 10830.0;
     const struct {
-        const char* device;
-        int flags;
-    } rows[] = {{"Corvale 1394", 1}, {"Corvale LAN", 3}, {"Corvale USB", 1}};
+        double x, y, z;
+        int seen;
+        bool powersUp;
+    } rows[] = {{edge, 0.6, 0.6, 0, false},
+                {edge, 0.7195, 0.6, kHomeSensor[1], false},
+                {edge, 0.6, 0.468, kHomeSensor[2], false},
+                {edge, 0.6, 0.6, 0, false},
+                {0, 0.6, 0.6, kHomeSensor[0], false},
+                {edge, 0.6, 0.6, 0, false},
+                {0, 0.6, 0.6, kHomeSensor[0], true},
+                {-edge, 0.6, 0.6, 0, false}};
+    const PORT_INPUT& image = get_connection_data(id)->m_portInput;
+    QCOMPARE(image.ucSpeedErrs & kRevisionMask, get_hardware_rev(id));
     for (const auto& row : rows) {
+        hold({row.x, row.y, row.z, 0, 0, 0}, 1000);
+        QVERIFY2((image.ucMiscIn & kHomeSensorMask) == row.seen, about(row.x, row.y, row.z, image.ucMiscIn));
+        QCOMPARE(get_calibration_data(id)->GetAxisSensorData()[0].nFlags, 0);
+        if (row.powersUp)
+            get_calibration_data(id)->DiscardCalibration();
+    }
+}
+
+// Flags and gaps by revision and in their places; a flag too wide and a gap too narrow are seen so; a calibrated axis
+// that the sensors contradict is told.
+void TestArmCalibration::homeSensors() {
+    for (const bool comb : {false, true}) {
         Bench bench;
-        const int id = init_tharlen(row.device);
-        AXIS_SENSOR_DATA* axes = get_calibration_data(id)->GetAxisSensorData();
-        const PORT_INPUT& image = get_connection_data(id)->m_portInput;
-        QCOMPARE(image.ucSpeedErrs & kRevisionMask, get_hardware_rev(id));
-
-        // Into the middle flag of X and back out the same way; and through it, but powered up anew within.
-        const double edge = 400.0 / 10830.0;
-        const armcontrol::Vec6 outside{edge, 0.6, 0.6, 0, 0, 0}, within{0, 0.6, 0.6, 0, 0, 0},
-            beyond{-edge, 0.6, 0.6, 0, 0, 0};
-        hold(outside, 1000);
-        QCOMPARE(image.ucMiscIn & kHomeSensor[0], 0);
-        hold({edge, 0.7195, 0.6, 0, 0, 0}, 1000);
-        QCOMPARE(image.ucMiscIn & kHomeSensorMask, int(kHomeSensor[1]));
-        hold({edge, 0.6, 0.468, 0, 0, 0}, 1000);
-        QCOMPARE(image.ucMiscIn & kHomeSensorMask, int(kHomeSensor[2]));
-        hold(outside, 1000);
-        hold(within, 1000);
-        QCOMPARE(image.ucMiscIn & kHomeSensorMask, int(kHomeSensor[0]));
-        hold(outside, 1000);
-        QCOMPARE(axes[0].nFlags, 0);
-        hold(within, 1000);
-        get_calibration_data(id)->DiscardCalibration();
-        hold(beyond, 1000);
-        QCOMPARE(axes[0].nFlags, 0);
-
-        const bool comb = row.flags > 1;
-        armcontrol::setFault("wide-flag", true, 0, 240);
-        armcontrol::setFault("narrow-gap", true, 0, 150);
-        armcontrol::setFault("missing-flag", true, 2);
+        const int id = init_tharlen(comb ? "Corvale LAN" : "Corvale 1394");
+        CTHARLeNAutoCalibration* calibration = get_calibration_data(id);
+        AXIS_SENSOR_DATA* axes = calibration->GetAxisSensorData();
+        setFault("wide-flag", true, 0, 240);
+        setFault("narrow-gap", true, 0, 150);
+        setFault("missing-flag", true, 2);
         sweep({0, 1, 2});
         for (int axis = 0; axis < 2; ++axis) {
             const auto width = [](const SENSOR_DATA* part) { return part ? part->lWidth : 0; };
@@ -152,17 +150,17 @@ void TestArmCalibration::homeSensors() {
             const long bent[] = {840, comb ? 400 : 0, comb ? 130 : 0, comb ? 280 : 0};
             for (int i = 0; i < 4; ++i)
                 QVERIFY2((std::labs(widths[i] - bent[i]) < 12) == (axis == 0 || (i != 0 && (i == 1 || !comb))),
-                         qPrintable(QString("axis %1: %2").arg(axis).arg(widths[i])));
+                         about("axis", axis, ":", widths[i]));
         }
         QCOMPARE(axes[2].nFlags, 0);
         armcontrol::clearFaults();
 
         sweep({0, 1, 2});
         QCOMPARE(status(id), kCalibrationNeeded);
+        const double halfRadian[] = {5415, 4795, 3205};  // which is the speed
         for (int axis = 0; axis < 3; ++axis) {
             const bool many = comb && axis < 2;
-            QCOMPARE(axes[axis].nFlags, many ? 3 : 1);
-            QCOMPARE(axes[axis].nGaps, many ? 2 : 0);
+            QVERIFY(axes[axis].nFlags == (many ? 3 : 1) && axes[axis].nGaps == (many ? 2 : 0));
             for (int i = 0; i < 3; ++i) {
                 const SENSOR_DATA* seen = axes[axis].psdFlagData[i];
                 QCOMPARE(seen != nullptr, many || i == (axis < 2 ? 1 : 0));
@@ -171,26 +169,24 @@ void TestArmCalibration::homeSensors() {
                 QVERIFY(std::labs(seen->lWidth - (many && i != 1 ? 400 : 600)) < 12);
                 QCOMPARE(seen->lWidth, std::labs(seen->lStop - seen->lStart));
                 QCOMPARE(seen->lMidPoint, (seen->lStop + seen->lStart) / 2);
-                const long speed = axis == 0 ? 5415 : axis == 1 ? 4795 : 3205;  // half a rad/s
-                QVERIFY(std::labs(std::labs(seen->lVelocity) - speed) < 0.1 * static_cast<double>(speed));
+                QVERIFY(std::abs(std::labs(seen->lVelocity) / halfRadian[axis] - 1) < 0.1);
                 QVERIFY((seen->lVelocity > 0) == (seen->lStop > seen->lStart));
             }
         }
         QCOMPARE(update_calibration(id), 0);
-        QCOMPARE(status(id), 0);
-        QVERIFY(worstError(id) < 0.1);
+        QVERIFY(status(id) == 0 && worstError(id) < 0.1);
 
-        // A calibrated axis that the sensors contradict, by more than 40 counts, is told.
+        // By more than 40 counts.
         for (const auto& [counts, told] : {std::make_pair(25, 0), {35, 0x20}}) {
-            armcontrol::setFault("drifting-encoder", true, 1, 60 * counts);
-            armcontrol::step(1000);
+            setOnly("drifting-encoder", 60 * counts, 1);
+            step(1000);
             armcontrol::clearFaults();
             sweep({1});
             QCOMPARE(status(id), told);
             for (int i = 0; i < 3; ++i)
-                QCOMPARE(get_calibration_data(id)->IsEncoderOffsetsIncorrect(i), UCHAR(told && i == 1));
+                QCOMPARE(calibration->IsEncoderOffsetsIncorrect(i), UCHAR(told && i == 1));
         }
-        get_calibration_data(id)->DiscardCalibration();
+        calibration->DiscardCalibration();
         QVERIFY(axes[0].nFlags == 0 && axes[1].nGaps == 0 && !axes[0].psdFlagData[1] && !axes[1].psdGapData[0]);
         QCOMPARE(status(id), 0x70);
     }
@@ -203,8 +199,7 @@ void TestArmCalibration::homeNeedsAll() {
     for (std::size_t missing = 0; missing < 3; ++missing) {
         get_calibration_data(id)->DiscardCalibration();
         sweep({(missing + 1) % 3, (missing + 2) % 3});
-        QCOMPARE(status(id), 0x70);
-        QVERIFY(update_calibration(id) != 0);
+        QVERIFY(status(id) == 0x70 && update_calibration(id) != 0);
         sweep({missing});
         QCOMPARE(status(id), kCalibrationNeeded);
     }
@@ -214,13 +209,8 @@ void TestArmCalibration::homeNeedsAll() {
     hold({-0.5, 0.6, 0.6, 0, 0, 0}, 2000);
     const AXIS_SENSOR_DATA& x = get_calibration_data(id)->GetAxisSensorData()[0];
     QVERIFY(x.nFlags == 2 && x.nGaps == 2);
-    armcontrol::Vec6 low{-0.5, armcontrol::state().jointMin[1], armcontrol::state().jointMin[2], 0, 0, 0}, high = low;
-    high[1] = armcontrol::state().jointMax[1];
-    high[2] = armcontrol::state().jointMax[2];
-    hold(low, 1600);
-    hold(high, 5000, 0.5);
-    QCOMPARE(status(id), 0x70);
-    QVERIFY(update_calibration(id) != 0);
+    sweep({1, 2}, -0.5);
+    QVERIFY(status(id) == 0x70 && update_calibration(id) != 0);
 }
 
 // An arm that rests in the ink well takes its zero by itself; the next look at it, or the closing, files that once.
@@ -234,24 +224,22 @@ void TestArmCalibration::inkWellBySelf() {
         const PORT_INPUT& image = get_connection_data(id)->m_portInput;
         QCOMPARE(get_inkwell_switch(id), 1 - docked);
         armcontrol::handDock();
-        while (!armcontrol::state().docked)
-            armcontrol::step(1);
-        QVERIFY(!armcontrol::state().holding);
-        QCOMPARE(get_inkwell_switch(id), docked);
-        QCOMPARE(int(image.usCalibSwitch), docked);
+        while (!state().docked)
+            step(1);
+        QVERIFY(!state().holding);
+        QVERIFY(get_inkwell_switch(id) == docked && image.usCalibSwitch == docked);
         QCOMPARE(status(id), kCalibrationNeeded);
         // One that the motors shake does not rest.
         enable_tharlen_forces(id);
         for (const long shake : {9000, -9000, 9000, -9000, 9000, -9000, 0}) {
-            const long dac[6] = {0, shake, 0, 0, 0, 0};
-            command_motor_dac_values(id, dac);
-            armcontrol::step(10);
+            drive(id, 1, shake);
+            step(10);
             QCOMPARE(status(id), kCalibrationNeeded);
         }
         disable_tharlen_forces(id);
-        armcontrol::step(30);
+        step(30);
         QCOMPARE(status(id), kCalibrationNeeded);
-        armcontrol::step(50);
+        step(50);
         QVERIFY(!QFile::exists(bench.config(fileOf(name))));
         docked ? disable_tharlen(id) : get_inkwell_switch(id);
         QVERIFY(QFile::remove(bench.config(fileOf(name))));
@@ -259,14 +247,12 @@ void TestArmCalibration::inkWellBySelf() {
             continue;
         get_inkwell_switch(id);
         QVERIFY(!QFile::exists(bench.config(fileOf(name))));
-        QCOMPARE(status(id), 0);
-        QVERIFY(worstError(id) < 0.2);
+        QVERIFY(status(id) == 0 && worstError(id) < 0.2);
         // The well holds 6 N and no more.
-        const long full[6] = {32767, 0, 0, 0, 0, 0};
         enable_tharlen_forces(id);
-        command_motor_dac_values(id, full);
-        armcontrol::step(1500);
-        QVERIFY(!armcontrol::state().docked && !armcontrol::state().holding);
+        drive(id, 0, 32767);
+        step(1500);
+        QVERIFY(!state().docked && !state().holding);
         QCOMPARE(get_inkwell_switch(id), 1 - docked);
         QVERIFY(update_calibration(id) != 0);
         disable_tharlen(id);
@@ -279,10 +265,10 @@ void TestArmCalibration::resetPose() {
     const int id = init_tharlen("Stelmar 1.5");
     for (std::size_t axis = 0; axis < 3; ++axis) {
         for (const double off : {-0.06, -0.04, 0.04, 0.06}) {
-            armcontrol::Vec6 pose{};
+            Vec6 pose{};
             pose[axis] = off;
             hold(pose, 1000);
-            QVERIFY2((tharlen_reset(id) == 0) == (std::abs(off) < 0.05), qPrintable(QString::number(off)));
+            QVERIFY2((tharlen_reset(id) == 0) == (std::abs(off) < 0.05), about(axis, off));
         }
     }
     const int other = init_tharlen("Corvale USB");
@@ -301,7 +287,6 @@ void TestArmCalibration::file() {
                 {"@nothing", "is a link to nothing"},
                 {R"({"device":)" + QByteArray(64, '[') + QByteArray(64, ']') + "}", "nested deeper than 64 levels"},
                 {start + R"([1,2,3],"offsets":[4,5,6]})", "offsets: is there twice"},
-                {start + "[1,2", "is not a calibration"},
                 {start + "[1,2]}", "is not a calibration"},
                 {start + "[1,2,3]}" + QByteArray(64 * 1024, ' '), "is not a calibration"},
                 {R"({"device":"Orda LAN","serial":"SIM-50701","offsets":[1,2,3]})", "another device"},
@@ -314,58 +299,49 @@ void TestArmCalibration::file() {
         Bench bench;
         bench.place(fileOf("Default Device"), row.content);
         int id = -1;
-        const QByteArray said = simarm::complaints([&id] { id = init_tharlen("Default Device"); });
-        QVERIFY(id >= 0);
-        QVERIFY2((status(id) == 0) == !*row.says, row.content.left(200));
-        QCOMPARE(said.count('\n'), *row.says ? 1 : 0);
-        QVERIFY2(said.contains(row.says), said);
-        if (!*row.says)
-            QVERIFY(get_calibration_data(id)->GetEncoderOffsets(1) == -20
-                    && get_calibration_data(id)->GetEncoderOffsets(2) == -1000000);
+        const QByteArray said = complaints([&id] { id = init_tharlen("Default Device"); });
+        const bool good = !*row.says;
+        QVERIFY2(id >= 0 && (status(id) == 0) == good, row.content.left(200));
+        QVERIFY2(said.contains(row.says) && said.count('\n') == (good ? 0 : 1), said);
+        const CTHARLeNAutoCalibration* calibration = get_calibration_data(id);
+        QVERIFY(!good || (calibration->GetEncoderOffsets(1) == -20 && calibration->GetEncoderOffsets(2) == -1000000));
     }
 }
 
-// Without a folder the calibration holds in memory, and one line says so.
+// Without a folder the calibration holds in memory, and one line says so; what was begun beside a name that cannot be
+// had does not stay.
 void TestArmCalibration::unwritable() {
-    for (const char* folder : {"", "/nonexistent/place", "/proc"}) {
+    for (const char* folder : {"", "/nonexistent/place", "in the way"}) {
         Bench bench;
-        *folder ? void(qputenv("KNDD_HOME", folder)) : void(qunsetenv("KNDD_HOME"));
+        const bool inTheWay = *folder == 'i';
+        if (inTheWay)
+            bench.place(fileOf("Stelmar 1.0"), "/");
+        else
+            *folder ? void(qputenv("KNDD_HOME", folder)) : void(qunsetenv("KNDD_HOME"));
         int id = init_tharlen("Stelmar 1.0");
         armcontrol::handReset();
-        armcontrol::step(1500);
-        int result = -1;
-        const QByteArray said = simarm::complaints([&] { result = tharlen_reset(id); });
-        QCOMPARE(result, 0);
-        QCOMPARE(said.count('\n'), 1);
+        step(1500);
+        const QByteArray said = complaints([id] { tharlen_reset(id); });
+        QVERIFY2(said.count('\n') == 1 && said.contains("holds until the program ends"), said);
+        QVERIFY(!QFile::exists(bench.config(fileOf("Stelmar 1.0") + ".new")));
         disable_tharlen(id);
         id = init_tharlen("Stelmar 1.0");
-        QCOMPARE(status(id), 0);
-        QVERIFY(worstError(id) < 0.2);
+        QVERIFY(inTheWay || (status(id) == 0 && worstError(id) < 0.2));
     }
-    // What was begun beside a name that cannot be had does not stay.
-    Bench bench;
-    bench.place(fileOf("Stelmar 1.0"), "/");
-    const int id = init_tharlen("Stelmar 1.0");
-    armcontrol::handReset();
-    armcontrol::step(1500);
-    QVERIFY(simarm::complaints([id] { tharlen_reset(id); }).contains("cannot be written"));
-    QVERIFY(!QFile::exists(bench.config(fileOf("Stelmar 1.0") + ".new")));
 }
 
 void TestArmCalibration::pinchLimits() {
     Bench bench;
     for (const char* name : {"Stelmar 6DOF Thumbpad", "Stelmar 6DOF Scissor", "Default Device"}) {
-        const int id = init_tharlen(name);
-        const int grip = tharlen_which_pinch(id);
+        const int id = init_tharlen(name), grip = tharlen_which_pinch(id);
         QCOMPARE(tharlen_check_for_pinch(id) > 0, grip > 0);
         for (const double closed : {0.0, 0.25, 1.0}) {
             armcontrol::handPinch(closed);
-            armcontrol::step(1);
+            step(1);
             const double wanted = grip == 0 ? 0 : 120 + 780 * (grip == 1 ? closed : 1 - closed);
             QCOMPARE(get_pinch_value(id), wanted);
             QCOMPARE(int(get_connection_data(id)->m_portInput.usPot0), int(std::lround(wanted)));
         }
-        QCOMPARE(is_pinch_calibrated(id), 0);
         QVERIFY(set_pinch_limits(id, 500, 500) != 0 && is_pinch_calibrated(id) == 0);
         QCOMPARE(set_pinch_limits(id, 500, 501) == 0, grip > 0);
         QCOMPARE(is_pinch_calibrated(id), grip > 0 ? 1 : 0);
