@@ -1,4 +1,4 @@
-// The moving arm: kinematics, friction, stops, motors, the hand and the box it presses into.
+// The moving arm: kinematics, friction, stops, motors and the hand.
 #include <climits>
 
 #include "device/simulated/model/kinematics.h"
@@ -28,10 +28,8 @@ private slots:
     void jacobianIsDerivative();
     void operationsAgree();
     void sticking();
-    void frictionBackwards();
     void stopsAndSweep();
     void stopsThrowBackHalf();
-    void pressIntoBox();
     void amplifiers();
     void forcesAndLimits();
     void handAtPoints();
@@ -114,64 +112,42 @@ void TestArmMotion::operationsAgree() {
     QVERIFY(counts[3] == 0 && counts[4] == 0 && counts[5] == 0 && get_stylus_switch(bare, 0) == 0);
 }
 
-// An axis under a command that rises to below its dry friction gives way by a few counts and stands exactly still
-// for seconds; it springs back when let go, and a little more than the friction moves it.
+// An axis under a command that rises to just below its dry friction, which differs by direction, gives way by a few counts
+// and stands exactly still for seconds; it springs back when let go, and a little more than the friction moves it.
 void TestArmMotion::sticking() {
     Bench bench;
     for (const char* name : {"Default Device", "Corvale USB", "Nolva USB", "Stelmar 1.5"}) {
         const int id = init_tharlen(name);
         const QByteArray word = QByteArray(get_tharlen_model_type(id)).replace("THARLEN ", "");
         const arm::LineFigures& line = *arm::findLine(word.toStdString(), kCardUsb, false);
-        for (std::size_t axis = 0; axis < 3; ++axis) {
+        for (std::size_t turn = 0; turn < 6; ++turn) {
+            const std::size_t axis = turn / 2;
             const auto joint = [axis] { return state().joints[axis]; };
-            const double friction = line.base[axis].dryFriction, count = 1.0 / line.base[axis].countsPerRad;
+            const arm::AxisFigures& figures = line.base[axis];
+            const double friction = figures.dryFriction * (turn % 2 == 0 ? 1 : -figures.backFriction);
+            const double count = 1.0 / figures.countsPerRad;
             Gestures().letGoAt({}, 800, 500);
             enable_tharlen_forces(id);
             const double before = joint();
-            for (int percent = 1; percent <= 90; ++percent) {
-                drive(id, axis, static_cast<long>(0.01 * percent * friction));
+            for (int percent = 1; percent <= 98; ++percent) {
+                drive(id, axis, std::lround(0.01 * percent * friction));
                 step(5);
             }
             step(5000);
             const double held = joint(), gave = std::abs(held - before) / count;
-            QVERIFY2(gave > 3 && gave < 7, about(name, axis, gave));
+            QVERIFY2(gave > 6 && gave < 14, about(name, axis, friction, gave));
             step(2000);
             QCOMPARE(joint(), held);
             disable_tharlen_forces(id);
             step(500);
             QVERIFY(std::abs(joint() - held) > count);
             enable_tharlen_forces(id);
-            drive(id, axis, static_cast<long>(1.2 * friction));
-            step(300);
-            QVERIFY(std::abs(joint() - before) > 0.01);
+            drive(id, axis, std::lround(1.03 * friction));
+            step(800);
+            QVERIFY2(std::abs(joint() - before) > 0.01, about(name, axis, friction, joint() - before));
             disable_tharlen_forces(id);
         }
         disable_tharlen(id);
-    }
-}
-
-// Under a ramp of 0.1 V/s backwards an axis is seen to move where the table has its friction. What the window's tests
-// measure is driven forwards.
-void TestArmMotion::frictionBackwards() {
-    Bench bench;
-    const int id = init_tharlen("Default Device");
-    for (const double factor : {1.0, 8.0}) {
-        armcontrol::setFault("sticky-bearing", factor > 1, -1, 8);
-        for (std::size_t axis = 0; axis < 3; ++axis) {
-            Gestures().letGoAt({}, 1000, 500);
-            enable_tharlen_forces(id);
-            const long start = encoders(id)[axis];
-            double dac = 0;
-            while (std::labs(encoders(id)[axis] - start) < (axis == 0 ? 7 : 6) && dac > -0.4 * arm::kFullDac) {
-                dac -= 1e-4 * arm::kFullDac;
-                drive(id, axis, std::lround(dac));
-                step(1);
-            }
-            const arm::AxisFigures& figures = arm::findLine("Orda", kCardUsb, false)->base[axis];
-            const double wanted = -factor * figures.backFriction * figures.dryFriction;
-            QVERIFY2(std::abs(dac / wanted - 1.0) < 0.05, about("axis", axis, "moved at", dac, "not at", wanted));
-            disable_tharlen_forces(id);
-        }
     }
 }
 
@@ -231,41 +207,6 @@ void TestArmMotion::stopsThrowBackHalf() {
         back = std::max(back, velocity[0]);
     }
     QVERIFY2(into < -2 && back > -0.3f * into && back < -0.65f * into, about(into, back));
-}
-
-// Against a wall of a 20 mm box, either way of each axis, the hand rests below the force limit and presses past it.
-void TestArmMotion::pressIntoBox() {
-    Bench bench;
-    for (const std::string& name : armcontrol::fleetNames()) {
-        const int id = init_tharlen(name.c_str());
-        QVERIFY(calibrate(id));
-        const double most = get_tharlen_nominal_max_force(id);
-        const double gain = 0.5 * get_tharlen_nominal_max_stiffness(id), depth = 0.5 * most / gain;
-        bool beyond = false;
-        Callback box([&] {
-            float position[3], force[6] = {};
-            get_tharlen_pos(id, position);
-            for (int i = 0; i < 3; ++i)
-                force[i] = static_cast<float>((std::min(20.0f, std::max(-20.0f, position[i])) - position[i]) * gain);
-            enable_tharlen_forces(id);
-            beyond |= send_tharlen_force(id, force) == kMaxForceExceeded;
-        });
-        for (int wall = 0; wall < kWalls; ++wall) {
-            const std::size_t axis = kBoxWalls[wall].axis;
-            Gestures().hold(towards(wall, 20 + depth), 1500);
-            beyond = false;
-            double fastest = 0;
-            for (int i = 0; i < 300; ++i) {
-                step(1);
-                fastest = std::max(fastest, std::abs(state().velocity[axis]));
-            }
-            QVERIFY2(fastest < 1 && !beyond, about(name.c_str(), kBoxWalls[wall].name, fastest, "mm/s"));
-            QVERIFY(std::abs(state().position[axis]) > 20 + 0.4 * depth);
-            // So far past the wall that the hand's spring gives more than the nominal force there.
-            Gestures().hold(towards(wall, 20 + 2.4 * depth + most / 1.5), 700);
-            QVERIFY2(beyond, about(name.c_str(), kBoxWalls[wall].name));
-        }
-    }
 }
 
 // They follow within milliseconds or are waited for; full command is told and cut to; off, nothing pushes.
