@@ -74,171 +74,168 @@ class TestArmFleet : public QObject {
     Q_OBJECT
 
 private slots:
-    void builtIn();
-    void goodFiles();
-    void badFiles();
-    void eachDeviceStartsFresh();
-};
-
-// One of every line, card, revision class and grip, each one opens and says what its record says.
-void TestArmFleet::builtIn() {
-    Bench bench;
-    Records records;
-    std::set<unsigned long> cards, grips;
-    std::set<QByteArray> texts;
-    std::set<int> revisions;
-    bool bare = false, high = false;
-    QCOMPARE(QByteArray(records.devices[0]->m_szName), QByteArray("Default Device"));
-    QVERIFY(records.devices[0]->m_nModelType == 5 && records.devices[0]->m_nCardType == 7);
-    for (int i = 0; i < records.number; ++i) {
-        CTHARLeNDevice& d = *records.devices[i];
-        QVERIFY(d.Read() && d.m_nIndex == i);
-        const int id = init_tharlen(d.m_szName);
-        QVERIFY2(id >= 0, d.m_szName);
-        cards.insert(d.m_nCardType);
-        grips.insert(d.m_nExtra6DOFOption);
-        texts.insert(get_tharlen_model_type(id));
-        bare |= d.m_nGimbal == 0;
-        high |= d.m_nHighForce == 1;
-        if (d.m_nModelType == 3)
-            revisions.insert(get_hardware_rev(id));
-        QCOMPARE(tharlen_check_for_gimbal(id) != 0, d.m_nGimbal == 1);
-        QCOMPARE(tharlen_which_pinch(id), static_cast<int>(d.m_nExtra6DOFOption));
-        QCOMPARE(QByteArray(get_hardware_serial_number(id)), QByteArray(d.m_nDeviceSerialNumber));
-        const arm::LineFigures& line =
-            *arm::findLine(QByteArray(d.m_szName).contains("6DOF")
-                               ? "Stelmar 1.5 6DOF"
-                               : QByteArray(get_tharlen_model_type(id)).replace("THARLEN ", "").constData(),
-                           static_cast<int>(d.m_nCardType), d.m_nHighForce == 1);
-        const QVector<double> record = QVector<double>()
-                                       << d.m_dL1 << d.m_dL2 << d.m_dWorkspaceOffset1 << d.m_dWorkspaceOffset2
-                                       << d.m_dR1 << d.m_dR2 << d.m_dR3 << d.m_dR4 << d.m_dR5 << d.m_dR6
-                                       << d.m_dNominalMaxStiffness << d.m_dNominalMaxDamping << d.m_dNominalMaxForce
-                                       << d.m_dNominalMaxContinuousForce << d.m_dNominalMaxTorqueStiffness
-                                       << d.m_dNominalMaxTorqueForce << d.m_dNominalMaxTorqueContinuousForce;
-        const QVector<double> figures =
-            QVector<double>() << line.upperArm << line.forearm << line.originY << line.originZ << line.base[0].reduction
-                              << line.base[1].reduction << line.base[2].reduction << line.gimbal[0].reduction
-                              << line.gimbal[1].reduction << line.gimbal[2].reduction << line.maxStiffness
-                              << line.maxDamping << line.maxForce << line.continuousForce << line.maxTorqueStiffness
-                              << line.maxTorque << line.continuousTorque;
-        QVERIFY2(record == figures, d.m_szName);
-        QVERIFY(d.m_dResetAngle0 == 0 && d.m_dResetAngle1 == 0 && d.m_dResetAngle5 == 0);
-        QCOMPARE(*d.m_szTharlenHost != 0, d.m_nCardType == kCardLan);
-        QCOMPARE(get_tharlen_nominal_max_force(id), static_cast<float>(line.maxForce));
-        QCOMPARE(get_tharlen_nominal_max_continuous_force(id), static_cast<float>(line.continuousForce));
-        QCOMPARE(get_tharlen_nominal_max_stiffness(id), static_cast<float>(line.maxStiffness));
-        const armcontrol::Vec3 origin = state().position;
-        QVERIFY(std::hypot(origin[0], origin[1], origin[2]) < 2.5);  // where a fresh arm stands
-        step(20);
-        QCOMPARE(update_tharlen(id), 0);
-    }
-    QVERIFY(cards.size() == 5 && texts.size() == 7);
-    QVERIFY(revisions == std::set<int>({1, 5, 9}) && grips.size() == 3 && bare && high);
-}
-
-void TestArmFleet::goodFiles() {
-    Bench bench;
-    const QByteArray longest(127, 'n');
-    bench.write(
-        "devices.json",
-        R"({"devices":[)" + device("Gerät é", "A1") + "," + device(longest, "A2", R"(,"card":6,"revision":15)")
-            + R"(,{"name":"x y","model":"Stelmar 1.5","serial":"A3","card":3,"highForce":true,"grip":2,"gimbal":false}]})");
-    {
-        Records records;
-        QCOMPARE(records.number, 3);
-        QCOMPARE(QByteArray(records.devices[0]->m_szName), QByteArray("Ger\xe4t \xe9"));
-        QCOMPARE(armcontrol::fleetNames()[0], std::string("Gerät é"));
-        QCOMPARE(QByteArray(records.devices[1]->m_szName), longest);
-        const CTHARLeNDevice& last = *records.devices[2];
-        QVERIFY(last.m_nHighForce == 1 && last.m_nExtra6DOFOption == 2 && last.m_nGimbal == 0);
-        QVERIFY(init_tharlen("Ger\xe4t \xe9") >= 0 && init_tharlen("x y") >= 0 && init_tharlen("Default Device") < 0);
-        QCOMPARE(armcontrol::fleetSource(), bench.config("devices.json").toStdString());
-    }
-    QFile::remove(bench.config("devices.json"));
-    restart();
-    QCOMPARE(armcontrol::fleetNames()[0], std::string("Default Device"));
-    for (const int number : {20, 0}) {
-        bench.write("devices.json", fleetOf(number));
-        QCOMPARE(Records().number, number);
-    }
-    QVERIFY(init_tharlen("x") < 0 && !armcontrol::handRelease().empty());
-}
-
-// One line that names the file, the place and the reason, and the built-in fleet.
-void TestArmFleet::badFiles() {
-    const auto one = [](const QByteArray& d) { return QByteArray(R"({"devices":[)") + d + "]}"; };
-    const struct {
-        QByteArray content;
-        const char* says;
-    } rows[] = {{"", "is not JSON"},
-                {"devices: none", "line 1, column 1"},
-                {R"({"devices":{}})", "\"devices\""},
-                {R"({"devices":[],"more":1})", "\"devices\""},
-                {fleetOf(21), "more than 20"},
-                {one("5"), "devices[0]"},
-                {one(R"({"name":5,"model":"Orda","serial":"A"})"), "devices[0].name"},
-                {one(device(QByteArray(128, 'n'), "A")), "127"},
-                {one(device("a/b", "A")), "devices[0].name"},
-                {one(device("\xe2\x82\xac", "A")), "Latin-1"},
-                {one(device("\xc2\x80", "A")), "devices[0].name"},
-                {one(device(" a", "A")), "devices[0].name"},
-                {one(device("a\xc2\xa0", "A")), "devices[0].name"},
-                {one(device("a", "A", R"(,"card":6,"highForce":true)")), "high force"},
-                {one(device("a", "A", R"(,"card":6.5)")), "devices[0].card"},
-                {one(device("a", "A", R"(,"highForce":1)")), "devices[0].highForce"},
-                {one(device("a", "A", R"(,"grip":1)")), "devices[0].grip"},
-                {one(R"({"name":"a","model":"Stelmar 1.5 6DOF","serial":"A","gimbal":false})"), "devices[0].gimbal"},
-                {one(device("a", "A", R"(,"revision":16)")), "devices[0].revision"},
-                {one(device("a", "\xc3\xa9")), "devices[0].serial"},
-                {one(device("a", "A") + "," + device("a", "B")), "devices[1].name"},
-                {one(device("a", "A") + "," + device("b", "A")), "devices[1].serial"},
-                {one(device("a", "A", R"(,"serial":"C")")), "devices[0].serial: is there twice"},
-                {QByteArray(65, '[') + QByteArray(65, ']'), "nested deeper than 64 levels"},
-                {one(device("a", "A", R"(,"x\u0000y\u001b":1)")), "\"x?y?\""},
-                {one(device("a", "A", ",\"" + QByteArray(900000, 'x') + "\":1")), "xxx...xxx"},
-                {QByteArray(2000000, ' '), "1 MiB"},
-                {"|", "is not a regular file"},
-                {"@devices.json", "cannot be read"}};
-    for (const auto& row : rows) {
+    // One of every line, card, revision class and grip, each one opens and says what its record says.
+    void builtIn() {
         Bench bench;
-        bench.place("devices.json", row.content);
-        const QByteArray said = complaints([] { QVERIFY(Records().number > 10); });
-        QVERIFY2(said.endsWith('\n') && isShort(said.chopped(1)), said);
-        QVERIFY2(said.contains(bench.config("devices.json").toUtf8()) && said.contains(row.says), row.says + said);
-        QCOMPARE(armcontrol::fleetSource(), std::string("built in"));
+        Records records;
+        std::set<unsigned long> cards, grips;
+        std::set<QByteArray> texts;
+        std::set<int> revisions;
+        bool bare = false, high = false;
+        QCOMPARE(QByteArray(records.devices[0]->m_szName), QByteArray("Default Device"));
+        QVERIFY(records.devices[0]->m_nModelType == 5 && records.devices[0]->m_nCardType == 7);
+        for (int i = 0; i < records.number; ++i) {
+            CTHARLeNDevice& d = *records.devices[i];
+            QVERIFY(d.Read() && d.m_nIndex == i);
+            const int id = init_tharlen(d.m_szName);
+            QVERIFY2(id >= 0, d.m_szName);
+            cards.insert(d.m_nCardType);
+            grips.insert(d.m_nExtra6DOFOption);
+            texts.insert(get_tharlen_model_type(id));
+            bare |= d.m_nGimbal == 0;
+            high |= d.m_nHighForce == 1;
+            if (d.m_nModelType == 3)
+                revisions.insert(get_hardware_rev(id));
+            QCOMPARE(tharlen_check_for_gimbal(id) != 0, d.m_nGimbal == 1);
+            QCOMPARE(tharlen_which_pinch(id), static_cast<int>(d.m_nExtra6DOFOption));
+            QCOMPARE(QByteArray(get_hardware_serial_number(id)), QByteArray(d.m_nDeviceSerialNumber));
+            const arm::LineFigures& line =
+                *arm::findLine(QByteArray(d.m_szName).contains("6DOF")
+                                   ? "Stelmar 1.5 6DOF"
+                                   : QByteArray(get_tharlen_model_type(id)).replace("THARLEN ", "").constData(),
+                               static_cast<int>(d.m_nCardType), d.m_nHighForce == 1);
+            const QVector<double> record = QVector<double>()
+                                           << d.m_dL1 << d.m_dL2 << d.m_dWorkspaceOffset1 << d.m_dWorkspaceOffset2
+                                           << d.m_dR1 << d.m_dR2 << d.m_dR3 << d.m_dR4 << d.m_dR5 << d.m_dR6
+                                           << d.m_dNominalMaxStiffness << d.m_dNominalMaxDamping << d.m_dNominalMaxForce
+                                           << d.m_dNominalMaxContinuousForce << d.m_dNominalMaxTorqueStiffness
+                                           << d.m_dNominalMaxTorqueForce << d.m_dNominalMaxTorqueContinuousForce;
+            const QVector<double> figures =
+                QVector<double>() << line.upperArm << line.forearm << line.originY << line.originZ
+                                  << line.base[0].reduction << line.base[1].reduction << line.base[2].reduction
+                                  << line.gimbal[0].reduction << line.gimbal[1].reduction << line.gimbal[2].reduction
+                                  << line.maxStiffness << line.maxDamping << line.maxForce << line.continuousForce
+                                  << line.maxTorqueStiffness << line.maxTorque << line.continuousTorque;
+            QVERIFY2(record == figures, d.m_szName);
+            QVERIFY(d.m_dResetAngle0 == 0 && d.m_dResetAngle1 == 0 && d.m_dResetAngle5 == 0);
+            QCOMPARE(*d.m_szTharlenHost != 0, d.m_nCardType == kCardLan);
+            QCOMPARE(get_tharlen_nominal_max_force(id), static_cast<float>(line.maxForce));
+            QCOMPARE(get_tharlen_nominal_max_continuous_force(id), static_cast<float>(line.continuousForce));
+            QCOMPARE(get_tharlen_nominal_max_stiffness(id), static_cast<float>(line.maxStiffness));
+            const armcontrol::Vec3 origin = state().position;
+            QVERIFY(std::hypot(origin[0], origin[1], origin[2]) < 2.5);  // where a fresh arm stands
+            step(20);
+            QCOMPARE(update_tharlen(id), 0);
+        }
+        QVERIFY(cards.size() == 5 && texts.size() == 7);
+        QVERIFY(revisions == std::set<int>({1, 5, 9}) && grips.size() == 3 && bare && high);
     }
-}
 
-// Whatever was done to one device, nothing of it is seen on the next; and of no device after a reset of the arm.
-void TestArmFleet::eachDeviceStartsFresh() {
-    Bench bench;
-    const QStringList fresh = readings(init_tharlen("Corvale LAN"));
-    restart();
-    for (const char* name : {"Corvale 1394", "Stelmar 6DOF Scissor"}) {
-        spoil(name);
-        armcontrol::clearFaults();
-        QCOMPARE(ofDevice(readings(init_tharlen("Corvale LAN"))), ofDevice(fresh));
+    void goodFiles() {
+        Bench bench;
+        const QByteArray longest(127, 'n');
+        bench.write(
+            "devices.json",
+            R"({"devices":[)" + device("Gerät é", "A1") + "," + device(longest, "A2", R"(,"card":6,"revision":15)")
+                + R"(,{"name":"x y","model":"Stelmar 1.5","serial":"A3","card":3,"highForce":true,"grip":2,"gimbal":false}]})");
+        {
+            Records records;
+            QCOMPARE(records.number, 3);
+            QCOMPARE(QByteArray(records.devices[0]->m_szName), QByteArray("Ger\xe4t \xe9"));
+            QCOMPARE(armcontrol::fleetNames()[0], std::string("Gerät é"));
+            QCOMPARE(QByteArray(records.devices[1]->m_szName), longest);
+            const CTHARLeNDevice& last = *records.devices[2];
+            QVERIFY(last.m_nHighForce == 1 && last.m_nExtra6DOFOption == 2 && last.m_nGimbal == 0);
+            QVERIFY(init_tharlen("Ger\xe4t \xe9") >= 0 && init_tharlen("x y") >= 0
+                    && init_tharlen("Default Device") < 0);
+            QCOMPARE(armcontrol::fleetSource(), bench.config("devices.json").toStdString());
+        }
+        QFile::remove(bench.config("devices.json"));
+        restart();
+        QCOMPARE(armcontrol::fleetNames()[0], std::string("Default Device"));
+        for (const int number : {20, 0}) {
+            bench.write("devices.json", fleetOf(number));
+            QCOMPARE(Records().number, number);
+        }
+        QVERIFY(init_tharlen("x") < 0 && !armcontrol::handRelease().empty());
     }
-    // A hand at a point stays there, as the arm is the same one that stays where it was, as warm.
-    Gestures().hold({20, 10, 0}, 500);
-    const int id = init_tharlen("Corvale LAN");
-    QVERIFY(id >= 0 && state().holding && state().position[0] > 19 && state().winding[0] > 50);
-    init_tharlen("Default Device");
-    QVERIFY(state().holding && state().position[0] < 3 && state().winding[0] == 25);
 
-    spoil("Corvale LAN");
-    setServoLoopRate(2000);
-    armcontrol::heatPace(100);
-    armcontrol::handStrength(7);
-    armcontrol::handPinch(0.7);
-    armcontrol::handPresence(true);
-    Gestures().press(true);
-    QVERIFY(QFile::remove(bench.config("THARLeN Calibration (Corvale LAN)")));
-    restart();
-    QVERIFY(startServoLoop([](void*) { return 0; }, nullptr) < 0);
-    QCOMPARE(readings(init_tharlen("Corvale LAN")), fresh);
-}
+    // One line that names the file, the place and the reason, and the built-in fleet.
+    void badFiles() {
+        const auto one = [](const QByteArray& d) { return QByteArray(R"({"devices":[)") + d + "]}"; };
+        const struct {
+            QByteArray content;
+            const char* says;
+        } rows[] = {
+            {"", "is not JSON"},
+            {"devices: none", "line 1, column 1"},
+            {R"({"devices":{}})", "\"devices\""},
+            {R"({"devices":[],"more":1})", "\"devices\""},
+            {fleetOf(21), "more than 20"},
+            {one("5"), "devices[0]"},
+            {one(R"({"name":5,"model":"Orda","serial":"A"})"), "devices[0].name"},
+            {one(device(QByteArray(128, 'n'), "A")), "127"},
+            {one(device("a/b", "A")), "devices[0].name"},
+            {one(device("\xe2\x82\xac", "A")), "Latin-1"},
+            {one(device("\xc2\x80", "A")), "devices[0].name"},
+            {one(device(" a", "A")), "devices[0].name"},
+            {one(device("a\xc2\xa0", "A")), "devices[0].name"},
+            {one(device("a", "A", R"(,"card":6,"highForce":true)")), "high force"},
+            {one(device("a", "A", R"(,"card":6.5)")), "devices[0].card"},
+            {one(device("a", "A", R"(,"highForce":1)")), "devices[0].highForce"},
+            {one(device("a", "A", R"(,"grip":1)")), "devices[0].grip"},
+            {one(R"({"name":"a","model":"Stelmar 1.5 6DOF","serial":"A","gimbal":false})"), "devices[0].gimbal"},
+            {one(device("a", "A", R"(,"revision":16)")), "devices[0].revision"},
+            {one(device("a", "\xc3\xa9")), "devices[0].serial"},
+            {one(device("a", "A") + "," + device("a", "B")), "devices[1].name"},
+            {one(device("a", "A") + "," + device("b", "A")), "devices[1].serial"},
+            {one(device("a", "A", R"(,"serial":"C")")), "devices[0].serial: is there twice"},
+            {QByteArray(65, '[') + QByteArray(65, ']'), "nested deeper than 64 levels"},
+            {one(device("a", "A", R"(,"x\u0000y\u001b":1)")), "\"x?y?\""},
+            {one(device("a", "A", ",\"" + QByteArray(900000, 'x') + "\":1")), "xxx...xxx"},
+            {QByteArray(2000000, ' '), "1 MiB"},
+            {"|", "is not a regular file"},
+            {"@devices.json", "cannot be read"}};
+        for (const auto& row : rows) {
+            Bench bench;
+            bench.place("devices.json", row.content);
+            const QByteArray said = complaints([] { QVERIFY(Records().number > 10); });
+            QVERIFY2(said.endsWith('\n') && isShort(said.chopped(1)), said);
+            QVERIFY2(said.contains(bench.config("devices.json").toUtf8()) && said.contains(row.says), row.says + said);
+            QCOMPARE(armcontrol::fleetSource(), std::string("built in"));
+        }
+    }
+
+    // Whatever was done to one device, nothing of it is seen on the next; and of no device after a reset of the arm.
+    void eachDeviceStartsFresh() {
+        Bench bench;
+        const QStringList fresh = readings(init_tharlen("Corvale LAN"));
+        restart();
+        for (const char* name : {"Corvale 1394", "Stelmar 6DOF Scissor"}) {
+            spoil(name);
+            armcontrol::clearFaults();
+            QCOMPARE(ofDevice(readings(init_tharlen("Corvale LAN"))), ofDevice(fresh));
+        }
+        // A hand at a point stays there, as the arm is the same one that stays where it was, as warm.
+        Gestures().hold({20, 10, 0}, 500);
+        const int id = init_tharlen("Corvale LAN");
+        QVERIFY(id >= 0 && state().holding && state().position[0] > 19 && state().winding[0] > 50);
+        init_tharlen("Default Device");
+        QVERIFY(state().holding && state().position[0] < 3 && state().winding[0] == 25);
+
+        spoil("Corvale LAN");
+        setServoLoopRate(2000);
+        armcontrol::heatPace(100);
+        armcontrol::handStrength(7);
+        armcontrol::handPinch(0.7);
+        armcontrol::handPresence(true);
+        Gestures().press(true);
+        QVERIFY(QFile::remove(bench.config("THARLeN Calibration (Corvale LAN)")));
+        restart();
+        QVERIFY(startServoLoop([](void*) { return 0; }, nullptr) < 0);
+        QCOMPARE(readings(init_tharlen("Corvale LAN")), fresh);
+    }
+};
 
 QTEST_APPLESS_MAIN(TestArmFleet)
 #include "tst_armfleet.moc"

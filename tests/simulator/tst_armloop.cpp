@@ -58,222 +58,215 @@ private slots:
         calls = 0;
         linger = false;
     }
-    void refusals();
-    void runsAndStops();
-    void stopWaitsForCallback();
-    void movesWithoutCallback();
-    void readersAndLoop();
-    void stepped();
-    void manners();
-};
-
-void TestArmLoop::refusals() {
-    qputenv("NOLVA_ARM_SOCKET", "off");
-    armcontrol::resetArm();
-    QVERIFY(startServoLoop(&count, nullptr) < 0 && !isServoLoopRunning());
-    createServoLoop();
-    QVERIFY(startServoLoop(nullptr, nullptr) < 0);
-    for (const int rate : {0, 999, 1500, 5000})
-        QVERIFY(setServoLoopRate(rate) < 0);
-    for (const int rate : {4000, 3000, 2000, 1000})
-        QCOMPARE(setServoLoopRate(rate), 0);
-    QCOMPARE(stopServoLoop(), 0);
-    QCOMPARE(step(5), 0L);
-    const int id = init_tharlen("Default Device");
-    QVERIFY(!armcontrol::loopStepped(true).empty());
-    disable_tharlen(id);
-    QVERIFY(armcontrol::loopStepped(true).empty());
-}
-
-// Again and again: the callback comes at about the rate, and not once more after the stop has returned; nor where it
-// stops its own loop.
-void TestArmLoop::runsAndStops() {
-    Bench bench(false);
-    handle = init_tharlen("Default Device");
-    for (const int rate : {1000, 2000}) {
-        setServoLoopRate(rate);
-        const int before = calls;
-        const double since = seconds();
-        QCOMPARE(startServoLoop(&count, nullptr), 0);
-        QVERIFY(isServoLoopRunning());
-        pause(60);
-        stopServoLoop();
-        const double most = rate * (seconds() - since);
-        const int after = calls;
-        QVERIFY(!inside && !isServoLoopRunning());
-        pause(5);
-        QCOMPARE(calls.load(), after);
-        // Never more than the rate, which a burst after a late tick would be.
-        QVERIFY2(after - before <= most + 3 && after - before > 0.2 * most, simarm::about(after - before, most));
+    void refusals() {
+        qputenv("NOLVA_ARM_SOCKET", "off");
+        armcontrol::resetArm();
+        QVERIFY(startServoLoop(&count, nullptr) < 0 && !isServoLoopRunning());
+        createServoLoop();
+        QVERIFY(startServoLoop(nullptr, nullptr) < 0);
+        for (const int rate : {0, 999, 1500, 5000})
+            QVERIFY(setServoLoopRate(rate) < 0);
+        for (const int rate : {4000, 3000, 2000, 1000})
+            QCOMPARE(setServoLoopRate(rate), 0);
+        QCOMPARE(stopServoLoop(), 0);
+        QCOMPARE(step(5), 0L);
+        const int id = init_tharlen("Default Device");
+        QVERIFY(!armcontrol::loopStepped(true).empty());
+        disable_tharlen(id);
+        QVERIFY(armcontrol::loopStepped(true).empty());
     }
-    QVERIFY(state().measuredRate > 200 && state().measuredRate < 2100 && state().ticks > 50);
-    calls = 0;
-    Callback once([] {
-        ++calls;
-        stopServoLoop();
-    });
-    QVERIFY(becomes([] { return calls > 0; }));
-    pause(5);
-    QVERIFY(calls == 1 && !isServoLoopRunning());
-}
 
-void TestArmLoop::stopWaitsForCallback() {
-    Bench bench(false);
-    handle = init_tharlen("Default Device");
-    linger = true;
-    startServoLoop(&count, nullptr);
-    QVERIFY(becomes([] { return inside.load(); }));
-    // Reads do not wait for a callback that lingers; the stop does.
-    std::atomic<bool> haveRead{false};
-    std::thread release([&haveRead] {
-        becomes([&haveRead] { return haveRead.load(); });
-        pause(20);
-        linger = false;
-    });
-    float position[3];
-    get_tharlen_pos(handle, position);
-    const bool readPassed = linger;
-    haveRead = true;
-    stopServoLoop();
-    const bool stillInside = inside;
-    release.join();
-    QVERIFY(readPassed && !stillInside);
-}
-
-// The arm's time is the clock's, beside no callback and beside one that takes longer than its period.
-void TestArmLoop::movesWithoutCallback() {
-    Bench bench(false);
-    handle = init_tharlen("Default Device");
-    armcontrol::handMove({30, 0, 0});
-    QVERIFY(becomes([] { return state().position[0] > 25; }));
-    QVERIFY(!state().loopRunning);
-    const double before = armcontrol::armTime(), since = seconds();
-    const std::uint64_t late = state().lateTicks;
-    {
-        Callback slow([] { pause(++calls % 3 == 0 ? 4 : 0); });
-        pause(90);
-    }
-    const double moved = armcontrol::armTime() - before, passed = seconds() - since;
-    QVERIFY2(std::abs(moved - passed) < 0.02, simarm::about(moved, "s in", passed));
-    QVERIFY(state().lateTicks - late > 20);
-}
-
-// Readers and commands on several threads beside a running loop: nothing torn, nothing stuck. What it proves
-// it proves under a thread sanitizer.
-void TestArmLoop::readersAndLoop() {
-    Bench bench(false);
-    handle = init_tharlen("Corvale LAN");
-    setServoLoopRate(4000);
-    startServoLoop(&count, nullptr);
-    std::atomic<bool> ended{false};
-    std::atomic<int> torn{0};
-    const auto reader = [&] {
-        const CIOConnection* connection = get_connection_data(handle);
-        const AXIS_SENSOR_DATA* sensors = get_calibration_data(handle)->GetAxisSensorData();
-        while (!ended) {
-            float matrix[4][4];
-            get_stylus_matrix(handle, matrix);
-            simarm::encoders(handle);
-            const float size = matrix[0][0] * matrix[0][0] + matrix[0][1] * matrix[0][1] + matrix[0][2] * matrix[0][2];
-            torn += std::abs(size - 1.0f) > 1e-4f ? 1 : 0;
-            __atomic_load_n(&connection->m_portInput.usQuad0, __ATOMIC_RELAXED);
-            const SENSOR_DATA* flag = __atomic_load_n(&sensors[0].psdFlagData[1], __ATOMIC_RELAXED);
-            torn += flag && __atomic_load_n(&flag->lWidth, __ATOMIC_RELAXED) < 0 ? 1 : 0;
-            state();
-        }
-    };
-    std::thread one(reader), two(reader);
-    for (int i = 0; i < 10; ++i) {
-        armcontrol::handSweep(0, 30);
-        armcontrol::setFault("jitter", i % 2 == 0, -1, 50);
-        get_calibration_data(handle)->DiscardCalibration();
-        pause(10);
-        stopServoLoop();
-        startServoLoop(&count, nullptr);
-    }
-    ended = true;
-    one.join();
-    two.join();
-    stopServoLoop();
-    QVERIFY(torn == 0 && calls > 0);
-}
-
-// Two stepped runs of the same commands end in the very same state, and step tells what it did.
-void TestArmLoop::stepped() {
-    armcontrol::State ends[2];
-    for (armcontrol::State& end : ends) {
-        Bench bench;
-        handle = init_tharlen("Stelmar 3.0");
-        calls = 0;
-        QVERIFY(step(10) == 10 && calls == 0);
-        startServoLoop(&count, nullptr);
-        armcontrol::handMove({25, -10, 15});
-        QVERIFY(step(500) == 500 && calls == 500 && step(-3) == 0);
-        setServoLoopRate(4000);
-        step(100);
-        QVERIFY(std::abs(get_tharlen_inst_rate(handle) - 4000) < 2);
-        stopServoLoop();
-        armcontrol::handRelease();
-        step(100);
-        QCOMPARE(calls.load(), 600);
-        long within = 9;
-        {
-            Callback inner([&within] { within = step(1); });
-            step(1);
-        }
-        QCOMPARE(within, 0L);
-        end = state();
-    }
-    QVERIFY(ends[0].joints == ends[1].joints && ends[0].velocity == ends[1].velocity);
-    QVERIFY(std::abs(armcontrol::armTime()) < 1e-9);
-}
-
-// What a library may do to whoever starts and stops its loop, and reads beside it.
-void TestArmLoop::manners() {
-    for (const bool stepped : {true, false}) {
-        Bench bench;
-        armcontrol::resetArm();  // no loop is created
-        armcontrol::loopStepped(stepped);
+    // Again and again: the callback comes at about the rate, and not once more after the stop has returned; nor where
+    // it stops its own loop.
+    void runsAndStops() {
+        Bench bench(false);
         handle = init_tharlen("Default Device");
+        for (const int rate : {1000, 2000}) {
+            setServoLoopRate(rate);
+            const int before = calls;
+            const double since = seconds();
+            QCOMPARE(startServoLoop(&count, nullptr), 0);
+            QVERIFY(isServoLoopRunning());
+            pause(60);
+            stopServoLoop();
+            const double most = rate * (seconds() - since);
+            const int after = calls;
+            QVERIFY(!inside && !isServoLoopRunning());
+            pause(5);
+            QCOMPARE(calls.load(), after);
+            // Never more than the rate, which a burst after a late tick would be.
+            QVERIFY2(after - before <= most + 3 && after - before > 0.2 * most, simarm::about(after - before, most));
+        }
+        QVERIFY(state().measuredRate > 200 && state().measuredRate < 2100 && state().ticks > 50);
         calls = 0;
-        setOnly("eager-loop");
-        QCOMPARE(startServoLoop(&count, nullptr), 0);
-        QVERIFY(stepped ? calls == 3 : calls >= 3);
-
-        setOnly("late-stop", 30);
-        int before = calls;
-        stopServoLoop();
-        QVERIFY(!inside && !isServoLoopRunning());
-        int after = calls;
-        QVERIFY2(stepped ? after == before + 30 : after >= before + 30, simarm::about(after - before));
+        Callback once([] {
+            ++calls;
+            stopServoLoop();
+        });
+        QVERIFY(becomes([] { return calls > 0; }));
         pause(5);
-        QCOMPARE(step(5), stepped ? 5L : 0L);
-        QCOMPARE(calls.load(), after);
-        stopServoLoop();  // where none runs there is nothing to be late with
-
-        // Ticks go on beside a read that hangs, the servo thread's own reads too.
-        startServoLoop(&count, nullptr);
-        setOnly("hanging-reads", 300);
-        const auto read = [] {
-            const double since = armcontrol::armTime();
-            get_stylus_presence(handle);
-            return armcontrol::armTime() - since;
-        };
-        before = calls;
-        QVERIFY(read() > 0.25 && calls > before + 30);
-        QVERIFY(read() < 0.25);
-        stepped ? void(step(300)) : pause(330);
-        QVERIFY(read() > 0.25);
-
-        setOnly("slow-ticks", 40);
-        const double since = seconds();
-        after = calls + 6;
-        step(6);
-        QVERIFY(becomes([&] { return calls >= after; }));
-        QCOMPARE(seconds() - since > 0.19, !stepped);
-        stopServoLoop();
+        QVERIFY(calls == 1 && !isServoLoopRunning());
     }
-}
+
+    void stopWaitsForCallback() {
+        Bench bench(false);
+        handle = init_tharlen("Default Device");
+        linger = true;
+        startServoLoop(&count, nullptr);
+        QVERIFY(becomes([] { return inside.load(); }));
+        // Reads do not wait for a callback that lingers; the stop does.
+        std::atomic<bool> haveRead{false};
+        std::thread release([&haveRead] {
+            becomes([&haveRead] { return haveRead.load(); });
+            pause(20);
+            linger = false;
+        });
+        float position[3];
+        get_tharlen_pos(handle, position);
+        const bool readPassed = linger;
+        haveRead = true;
+        stopServoLoop();
+        const bool stillInside = inside;
+        release.join();
+        QVERIFY(readPassed && !stillInside);
+    }
+
+    // The arm's time is the clock's, beside no callback and beside one that takes longer than its period.
+    void movesWithoutCallback() {
+        Bench bench(false);
+        handle = init_tharlen("Default Device");
+        armcontrol::handMove({30, 0, 0});
+        QVERIFY(becomes([] { return state().position[0] > 25; }));
+        QVERIFY(!state().loopRunning);
+        const double before = armcontrol::armTime(), since = seconds();
+        const std::uint64_t late = state().lateTicks;
+        {
+            Callback slow([] { pause(++calls % 3 == 0 ? 4 : 0); });
+            pause(90);
+        }
+        const double moved = armcontrol::armTime() - before, passed = seconds() - since;
+        QVERIFY2(std::abs(moved - passed) < 0.02, simarm::about(moved, "s in", passed));
+        QVERIFY(state().lateTicks - late > 20);
+    }
+
+    // Readers and commands on several threads beside a running loop: nothing torn, nothing stuck. What it proves
+    // it proves under a thread sanitizer.
+    void readersAndLoop() {
+        Bench bench(false);
+        handle = init_tharlen("Corvale LAN");
+        setServoLoopRate(4000);
+        startServoLoop(&count, nullptr);
+        std::atomic<bool> ended{false};
+        std::atomic<int> torn{0};
+        const auto reader = [&] {
+            const CIOConnection* connection = get_connection_data(handle);
+            const AXIS_SENSOR_DATA* sensors = get_calibration_data(handle)->GetAxisSensorData();
+            while (!ended) {
+                float matrix[4][4];
+                get_stylus_matrix(handle, matrix);
+                simarm::encoders(handle);
+                const float size =
+                    matrix[0][0] * matrix[0][0] + matrix[0][1] * matrix[0][1] + matrix[0][2] * matrix[0][2];
+                torn += std::abs(size - 1.0f) > 1e-4f ? 1 : 0;
+                __atomic_load_n(&connection->m_portInput.usQuad0, __ATOMIC_RELAXED);
+                const SENSOR_DATA* flag = __atomic_load_n(&sensors[0].psdFlagData[1], __ATOMIC_RELAXED);
+                torn += flag && __atomic_load_n(&flag->lWidth, __ATOMIC_RELAXED) < 0 ? 1 : 0;
+                state();
+            }
+        };
+        std::thread one(reader), two(reader);
+        for (int i = 0; i < 10; ++i) {
+            armcontrol::handSweep(0, 30);
+            armcontrol::setFault("jitter", i % 2 == 0, -1, 50);
+            get_calibration_data(handle)->DiscardCalibration();
+            pause(10);
+            stopServoLoop();
+            startServoLoop(&count, nullptr);
+        }
+        ended = true;
+        one.join();
+        two.join();
+        stopServoLoop();
+        QVERIFY(torn == 0 && calls > 0);
+    }
+
+    // Two stepped runs of the same commands end in the very same state, and step tells what it did.
+    void stepped() {
+        armcontrol::State ends[2];
+        for (armcontrol::State& end : ends) {
+            Bench bench;
+            handle = init_tharlen("Stelmar 3.0");
+            calls = 0;
+            QVERIFY(step(10) == 10 && calls == 0);
+            startServoLoop(&count, nullptr);
+            armcontrol::handMove({25, -10, 15});
+            QVERIFY(step(500) == 500 && calls == 500 && step(-3) == 0);
+            setServoLoopRate(4000);
+            step(100);
+            QVERIFY(std::abs(get_tharlen_inst_rate(handle) - 4000) < 2);
+            stopServoLoop();
+            armcontrol::handRelease();
+            step(100);
+            QCOMPARE(calls.load(), 600);
+            long within = 9;
+            {
+                Callback inner([&within] { within = step(1); });
+                step(1);
+            }
+            QCOMPARE(within, 0L);
+            end = state();
+        }
+        QVERIFY(ends[0].joints == ends[1].joints && ends[0].velocity == ends[1].velocity);
+        QVERIFY(std::abs(armcontrol::armTime()) < 1e-9);
+    }
+
+    // What a library may do to whoever starts and stops its loop, and reads beside it.
+    void manners() {
+        for (const bool stepped : {true, false}) {
+            Bench bench;
+            armcontrol::resetArm();  // no loop is created
+            armcontrol::loopStepped(stepped);
+            handle = init_tharlen("Default Device");
+            calls = 0;
+            setOnly("eager-loop");
+            QCOMPARE(startServoLoop(&count, nullptr), 0);
+            QVERIFY(stepped ? calls == 3 : calls >= 3);
+
+            setOnly("late-stop", 30);
+            int before = calls;
+            stopServoLoop();
+            QVERIFY(!inside && !isServoLoopRunning());
+            int after = calls;
+            QVERIFY2(stepped ? after == before + 30 : after >= before + 30, simarm::about(after - before));
+            pause(5);
+            QCOMPARE(step(5), stepped ? 5L : 0L);
+            QCOMPARE(calls.load(), after);
+            stopServoLoop();  // where none runs there is nothing to be late with
+
+            // Ticks go on beside a read that hangs, the servo thread's own reads too.
+            startServoLoop(&count, nullptr);
+            setOnly("hanging-reads", 300);
+            const auto read = [] {
+                const double since = armcontrol::armTime();
+                get_stylus_presence(handle);
+                return armcontrol::armTime() - since;
+            };
+            before = calls;
+            QVERIFY(read() > 0.25 && calls > before + 30);
+            QVERIFY(read() < 0.25);
+            stepped ? void(step(300)) : pause(330);
+            QVERIFY(read() > 0.25);
+
+            setOnly("slow-ticks", 40);
+            const double since = seconds();
+            after = calls + 6;
+            step(6);
+            QVERIFY(becomes([&] { return calls >= after; }));
+            QCOMPARE(seconds() - since > 0.19, !stepped);
+            stopServoLoop();
+        }
+    }
+};
 
 QTEST_APPLESS_MAIN(TestArmLoop)
 #include "tst_armloop.moc"
