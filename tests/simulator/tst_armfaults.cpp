@@ -136,18 +136,14 @@ private slots:
         }
         step(100);
         setOnly("bouncing-switch", 40, 1);
-        int changes = 0, lastChange = 0, last = get_stylus_switch(id, 1);
         hand.press(true);
+        int early = 0, late = 0;  // ms that it reads released
         for (int i = 1; i <= 100; ++i) {
             step(1);
             QCOMPARE(get_stylus_switch(id, 0), 1);
-            if (get_stylus_switch(id, 1) != last) {
-                last = 1 - last;
-                lastChange = i;
-                ++changes;
-            }
+            (i <= 42 ? early : late) += 1 - get_stylus_switch(id, 1);
         }
-        QVERIFY(changes > 4 && last == 1 && lastChange > 30 && lastChange <= 42);
+        QVERIFY2(early > 5 && early < 37 && late == 0, about(early, late));
 
         id = init_tharlen("Stelmar 1.0");
         setOnly("refused-reset");
@@ -242,7 +238,6 @@ private slots:
                     {"stuck-switch", 2, 1, "axis"},
                     {"hot", -2, 90, "axis"},
                     {"unplugged", 6, 1, "axis"},
-                    {"read-fails", 19, 1, ""},
                     {"read-fails", 20, 1, "axis"},
                     {"hot", 0, 24.9, "amount"},
                     {"hot", 0, 300, ""},
@@ -381,14 +376,6 @@ private slots:
                     QVERIFY(fast && slow && (check || axisFast));
                 }
             }
-        }
-        // The fault trips at any speed, told by its own bit.
-        const int id = init_tharlen("Corvale USB");
-        for (int axis = 0; axis < 3; ++axis) {
-            setOnly("overspeed", 1, axis);
-            step(1);
-            QCOMPARE(update_tharlen(id), kMaxVelocityExceeded);
-            QCOMPARE(get_connection_data(id)->m_portInput.ucSpeedErrs & kOverspeedMask, int(kOverspeed[axis]));
         }
     }
 };

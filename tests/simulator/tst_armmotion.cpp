@@ -141,8 +141,7 @@ private slots:
         }
     }
 
-    // A sweep passes the whole travel, rests on each stop and comes back; neither a hand nor a motor at full command
-    // gets through a stop.
+    // A sweep passes the whole travel, rests on each stop and comes back; a hand does not get through a stop.
     void stopsAndSweep() {
         Bench bench;
         const int id = init_tharlen("Corvale LAN");
@@ -168,19 +167,10 @@ private slots:
         armcontrol::handJoints({0, 0.6, 0.6, 5, 0, -5}, 5);
         step(2000);
         QVERIFY(state().joints[3] < state().jointMax[3] + 0.01 && state().joints[5] > state().jointMin[5] - 0.01);
-        armcontrol::handRelease();
-        enable_tharlen_velocity_check(id, 0);
-        enable_tharlen_forces(id);
-        drive(id, 0, 32767);
-        for (int i = 0; i < 1000; ++i) {
-            step(1);
-            QVERIFY(state().joints[0] < state().jointMax[0] + 0.1);
-        }
-        QVERIFY(std::abs(state().joints[0] - state().jointMax[0]) < 0.02);
     }
 
     // A stop takes about half of the speed of what runs into it with its motor off: it damps the way in and never
-    // pulls.
+    // pulls. A motor at full command does not get through.
     void stopsThrowBackHalf() {
         Bench bench;
         const int id = init_tharlen("Stelmar 3.0");
@@ -198,6 +188,13 @@ private slots:
             back = std::max(back, velocity[0]);
         }
         QVERIFY2(into < -2 && back > -0.3f * into && back < -0.65f * into, about(into, back));
+        enable_tharlen_forces(id);
+        drive(id, 0, 32767);
+        for (int i = 0; i < 1000; ++i) {
+            step(1);
+            QVERIFY(state().joints[0] < state().jointMax[0] + 0.1);
+        }
+        QVERIFY(std::abs(state().joints[0] - state().jointMax[0]) < 0.02);
     }
 
     // They follow within milliseconds or are waited for; full command is told and cut to; off, nothing pushes.
@@ -225,9 +222,6 @@ private slots:
         }
         QVERIFY(size(state().force) > 1);
         disable_tharlen_forces(id);
-        const armcontrol::Vec6 before = state().joints;
-        step(200);
-        QVERIFY(std::abs(state().joints[2] - before[2]) < 0.01);
         QCOMPARE(state().force, (Vec3{}));
     }
 
