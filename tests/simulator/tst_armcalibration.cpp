@@ -66,7 +66,9 @@ private slots:
             Gestures().hold({0, 0, 0}, 500);
             QVERIFY(update_calibration(id) != 0 && tharlen_reset(id) != 0);
 
+            QCOMPARE(armcontrol::handDock().empty(), row.supported == 2);  // only where there is a well
             QVERIFY(calibrate(id));
+            QVERIFY(state().holding && state().handTarget == armcontrol::Vec3{});
             QVERIFY2(worstError(id) < 0.2, about(row.device, "is off by", worstError(id)));
             for (int i = 0; i < 3; ++i)
                 QCOMPARE(get_calibration_data(id)->IsEncoderOffsetsIncorrect(i), UCHAR(0));
@@ -215,7 +217,8 @@ private slots:
             armcontrol::handDock();
             while (!state().docked)
                 step(1);
-            QVERIFY(!state().holding);
+            armcontrol::handDock();
+            QVERIFY(state().docked && !state().holding);
             QVERIFY(get_inkwell_switch(id) == docked && image.usCalibSwitch == docked);
             QCOMPARE(status(id), kCalibrationNeeded);
             // One that the motors shake does not rest.
@@ -274,8 +277,6 @@ private slots:
         } rows[] = {{start + "[1000000,-20,-1000000]}", ""},
                     {"-", "is not there"},
                     {"/", "is not a regular file"},
-                    {"@nothing", "is a link to nothing"},
-                    {R"({"device":)" + QByteArray(64, '[') + QByteArray(64, ']') + "}", "nested deeper than 64 levels"},
                     {start + R"([1,2,3],"offsets":[4,5,6]})", "offsets: is there twice"},
                     {start + "[1,2]}", "is not a calibration"},
                     {start + "[1,2,3]}" + QByteArray(64 * 1024, ' '), "is not a calibration"},

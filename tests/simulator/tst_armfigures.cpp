@@ -1,4 +1,5 @@
 // The ties between the figures of each model line: what the tests of the application need of them.
+#include <Eigen/LU>
 #include <algorithm>
 
 #include "QtTharlenTest/models/modellines.h"
@@ -17,16 +18,12 @@ const ModelLine& asked(const LineFigures& l) {
     return findModelLine(l.modelType, l.cardType != 0 ? static_cast<ULONG>(l.cardType) : kCardLan);
 }
 
-/// Joint angles of a point, mm from the origin: the elbow above.
+/// Joint angles of a point, mm from the origin, by steps from the rest pose.
 Vector6 reach(const LineFigures& l, const Vector3& p) {
-    const double z = p.z() + l.originZ, y = p.y() + l.originY;
-    const double across = std::hypot(p.x(), z), far = std::hypot(across, y), up = std::atan2(y, across);
-    const double a = std::acos((l.upperArm * l.upperArm + far * far - l.forearm * l.forearm) / (2 * l.upperArm * far));
-    const double b = std::acos((l.forearm * l.forearm + far * far - l.upperArm * l.upperArm) / (2 * l.forearm * far));
     Vector6 q = Vector6::Zero();
-    q[0] = std::atan2(-p.x(), z);
-    q[1] = up + a;
-    q[2] = M_PI / 2 + up - b;
+    std::copy_n(l.restPose, 3, q.data());
+    for (int i = 0; i < 20; ++i)
+        q.head<3>() += baseJacobian(l, q).inverse() * (p - endpoint(l, q)) / 1000.0;
     return q;
 }
 
@@ -105,9 +102,9 @@ void cube(const LineFigures& l) {
 }
 
 void box(const LineFigures& l) {
-    Vector6 rest = Vector6::Zero();
-    std::copy_n(l.restPose, 3, rest.data());
-    check(endpoint(l, rest).norm() < 1.0, "the rest pose is not the origin");
+    const Vector6 rest = reach(l, {0, 0, 0});
+    for (int i = 0; i < 3; ++i)
+        check(std::abs(rest[i] - l.restPose[i]) < 0.005, "the rest pose is not the origin, by axis", i);
     check(boxLimit(l) <= l.maxForce, "the limit of the box is above the nominal force");
     for (ULONG card : {kCardLan, kCardUsb}) {
         const BoxRule& rule = findModelLine(l.modelType, card).box;

@@ -315,22 +315,6 @@ private slots:
             QVERIFY(std::abs(state().handForce - std::min<double>(row.pull, row.strength)) < 0.2);
         }
     }
-
-    // Only where there is a well; in it already, the stylus stays there; taken out, it goes to the origin.
-    void handAndWell() {
-        Bench bench;
-        init_tharlen("Corvale LAN");
-        QVERIFY(!armcontrol::handDock().empty());
-        init_tharlen("Default Device");
-        Gestures hand;
-        for (const int milliseconds : {2500, 0}) {
-            hand.dock(milliseconds);
-            QVERIFY(state().docked);
-        }
-        hand.undock(2500);
-        QCOMPARE(state().handTarget, (Vec3{0, 0, 0}));
-        QVERIFY(state().holding && std::abs(state().position[1]) < 1);
-    }
 };
 
 QTEST_APPLESS_MAIN(TestArmMotion)
