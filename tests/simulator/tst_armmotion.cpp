@@ -197,35 +197,8 @@ private slots:
         QVERIFY(std::abs(state().joints[0] - state().jointMax[0]) < 0.02);
     }
 
-    // They follow within milliseconds or are waited for; full command is told and cut to; off, nothing pushes.
-    void amplifiers() {
-        Bench bench;
-        const int id = init_tharlen("Default Device");
-        QCOMPARE(is_tharlen_forces_enabled(id), 0);
-        QCOMPARE(enable_tharlen_forces_no_wait(id), 0);
-        step(2);
-        QVERIFY(!state().amplifiers);
-        step(1);
-        QVERIFY(state().amplifiers);
-        QCOMPARE(disable_tharlen_forces(id), 0);
-        QVERIFY(!state().amplifiers);
-        enable_tharlen_forces(id);
-        const struct {
-            long command;
-            int status;
-            long sent;
-        } rows[] = {{-32768, 0, -32767}, {32768, kMaxForceExceeded, 32767}, {LONG_MIN, kMaxForceExceeded, -32767}};
-        for (const auto& row : rows) {
-            const long dac[6] = {100, 0, row.command, 99999, 0, 0};
-            QCOMPARE(command_motor_dac_values(id, dac), row.status);
-            QCOMPARE(lastDac(id), (Counts{100, 0, row.sent, 0, 0, 0}));
-        }
-        QVERIFY(size(state().force) > 1);
-        disable_tharlen_forces(id);
-        QCOMPARE(state().force, (Vec3{}));
-    }
-
-    // Forces and torques reach the motors by the Jacobian, each kind within its own limit; volts do as counts do.
+    // Forces and torques reach the motors by the Jacobian, each kind within its own limit; volts do as counts do, and
+    // past full command is full command.
     void forcesAndLimits() {
         for (const bool six : {true, false}) {
             Bench bench;
@@ -269,6 +242,11 @@ private slots:
             const float wrong[6] = {1, 1, std::nanf(""), 0, 0, 0};
             QCOMPARE(send_tharlen_force(id, wrong), kMaxForceExceeded);
             QCOMPARE(lastDac(id), Counts{});
+            const long beyond[6] = {100, LONG_MIN, -32768, 0, 0, 0};
+            QCOMPARE(command_motor_dac_values(id, beyond), int(kMaxForceExceeded));
+            QCOMPARE(lastDac(id), (Counts{100, -32767, -32767, 0, 0, 0}));
+            disable_tharlen_forces(id);
+            QCOMPARE(state().force, (Vec3{}));
         }
     }
 
