@@ -189,7 +189,6 @@ void TestArmControl::bad() {
                 {R"({"command":"hand.drag","position":[0,0,0],"speed":0})", "speed"},
                 {R"({"command":"hand.drag","position":[0,0,0],"speed":5001})", "speed"},
                 {R"({"command":"hand.joints","angles":[0,0,0,0,0,6.2833],"speed":1})", "angles"},
-                {R"({"command":"hand.joints","angles":[0,0,0,0,0,0],"speed":51})", "speed"},
                 {R"({"command":"hand.gimbal","angles":[0,-6.2833,0]})", "angles"},
                 {R"({"command":"hand.sweep","axis":18446744073709551615,"speed":1})", "axis"},
                 {R"({"command":"hand.release","id":{"a":[0,{"b":1,"b":1}]}})", "id.a[1].b: is there twice"},
@@ -201,7 +200,6 @@ void TestArmControl::bad() {
                 {R"({"command":"heat.set","motor":0,"winding":401,"stator":30})", "winding"},
                 {R"({"command":"heat.set","motor":0,"winding":30,"stator":-41})", "stator"},
                 {R"({"command":"heat.pace","factor":0.9})", "factor"},
-                {R"({"command":"loop.step","ticks":0})", "ticks"},
                 {R"({"command":"loop.step","ticks":1000001})", "ticks"},
                 {nested(65), "nested deeper than 64 levels"},
                 {R"({"command":"state",")" + QByteArray(60000, 'x') + "\":1}", "xxx...xxx"}};

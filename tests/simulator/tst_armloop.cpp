@@ -58,6 +58,7 @@ private slots:
         calls = 0;
         linger = false;
     }
+
     void refusals() {
         qputenv("NOLVA_ARM_SOCKET", "off");
         armcontrol::resetArm();
@@ -127,40 +128,6 @@ private slots:
         const double moved = armcontrol::armTime() - before, passed = seconds() - since;
         QVERIFY2(std::abs(moved - passed) < 0.02, simarm::about(moved, "s in", passed));
         QVERIFY(state().lateTicks - late > 20);
-    }
-
-    // A reader and commands beside a loop that starts and stops: nothing torn, nothing stuck. What it proves it proves
-    // under a thread sanitizer.
-    void readersAndLoop() {
-        Bench bench(false);
-        handle = init_tharlen("Corvale LAN");
-        setServoLoopRate(4000);
-        std::atomic<bool> ended{false};
-        std::atomic<int> torn{0};
-        std::thread reader([&] {
-            const CIOConnection* connection = get_connection_data(handle);
-            const AXIS_SENSOR_DATA* sensors = get_calibration_data(handle)->GetAxisSensorData();
-            while (!ended) {
-                float matrix[4][4];
-                get_stylus_matrix(handle, matrix);
-                torn += std::abs(std::hypot(matrix[0][0], matrix[0][1], matrix[0][2]) - 1.0f) > 1e-4f ? 1 : 0;
-                __atomic_load_n(&connection->m_portInput.usQuad0, __ATOMIC_RELAXED);
-                const SENSOR_DATA* flag = __atomic_load_n(&sensors[0].psdFlagData[1], __ATOMIC_RELAXED);
-                torn += flag && __atomic_load_n(&flag->lWidth, __ATOMIC_RELAXED) < 0 ? 1 : 0;
-                state();
-            }
-        });
-        for (int i = 0; i < 10; ++i) {
-            startServoLoop(&count, nullptr);
-            armcontrol::handSweep(0, 30);
-            armcontrol::setFault("jitter", i % 2 == 0, -1, 50);
-            get_calibration_data(handle)->DiscardCalibration();
-            pause(10);
-            stopServoLoop();
-        }
-        ended = true;
-        reader.join();
-        QVERIFY(torn == 0 && calls > 0);
     }
 
     // Two stepped runs of the same commands end in the very same state, and step tells what it did.
