@@ -319,24 +319,24 @@ private slots:
                 }
             }
             // Limits of its own; none at all where they are 0.
-            float limits[6] = {203, 202, 203, 204, 205, 206}, lower[6] = {202, 202, 203, 204, 205, 207}, read[6];
-            QCOMPARE(set_tharlen_temp_advance(id, kShutdownTemperature, limits), 0);
+            const float own[6] = {201, 202, 203, 204, 205, 206}, lower[6] = {201, 201, 201, 201, 201, 207},
+                        none[6] = {};
+            QCOMPARE(set_tharlen_temp_advance(id, kShutdownTemperature, own), 0);
             QCOMPARE(set_tharlen_temp_advance(id, kCooldownTemperature, lower), 0);
-            QVERIFY(set_tharlen_temp_advance(id, kWindingTemperature, lower) != 0);
-            get_tharlen_temp_advance(id, kShutdownTemperature, read);
-            QVERIFY(std::equal(limits, limits + 6, read));
-            get_tharlen_temp_advance(id, kCooldownTemperature, read);
-            QVERIFY(std::equal(lower, lower + 6, read));
-            for (const float celsius : {200.0f, 390.0f}) {
+            QVERIFY(set_tharlen_temp_advance(id, kWindingTemperature, own) != 0);
+            for (const float wrong : {std::nanf(""), -1.0f, 1001.0f}) {
+                const float bad[6] = {0, 0, 0, 0, 0, wrong};
+                QVERIFY(set_tharlen_temp_advance(id, kShutdownTemperature, bad) != 0);
+            }
+            float reads[6], readLower[6];
+            get_tharlen_temp_advance(id, kShutdownTemperature, reads);
+            get_tharlen_temp_advance(id, kCooldownTemperature, readLower);
+            QVERIFY(std::equal(own, own + 6, reads) && std::equal(lower, lower + 6, readLower));
+            for (const double celsius : {200, 390}) {
                 armcontrol::heatSet(-1, celsius, celsius);
                 step(2);
                 QVERIFY(state().amplifiers);
-                std::fill(limits, limits + 6, 0.0f);
-                set_tharlen_temp_advance(id, kShutdownTemperature, limits);
-            }
-            for (const float bad : {std::nanf(""), -1.0f, 1001.0f}) {
-                limits[5] = bad;
-                QVERIFY(set_tharlen_temp_advance(id, kShutdownTemperature, limits) != 0);
+                set_tharlen_temp_advance(id, kShutdownTemperature, none);
             }
         }
     }

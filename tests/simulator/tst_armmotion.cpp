@@ -205,7 +205,10 @@ private slots:
             const int id = init_tharlen(six ? "Stelmar 6DOF Scissor" : "Stelmar 1.5");
             const arm::LineFigures& line = *arm::findLine(six ? "Stelmar 1.5 6DOF" : "Stelmar 1.5", kCard1394, false);
             QVERIFY(calibrate(id));
-            enable_tharlen_forces(id);
+            QCOMPARE(enable_tharlen_forces_no_wait(id), 0);
+            step(2);
+            QVERIFY(!state().amplifiers);
+            step(1);
             const struct {
                 float force, torque;
                 int status;
