@@ -1,16 +1,13 @@
-// What the panel's tests share: an arm that speaks the line protocol by script, and a folder of its own for its
-// socket.
+// What the panel's tests share: an arm that speaks the line protocol by script, a panel that shows it, and a folder of
+// its own for its socket.
 #pragma once
 
-#include <fcntl.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QJsonObject>
 #include <QLabel>
 #include <QLocalServer>
 #include <QLocalSocket>
@@ -18,15 +15,14 @@
 #include <QTemporaryDir>
 #include <QtTest>
 #include <functional>
+#include <map>
 #include <memory>
 
 #include "armpanel.h"
 
 constexpr int kRetryMs = 15;
 
-inline QByteArray line(const QJsonObject& object) {
-    return QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n';
-}
+inline QByteArray line(const QJsonObject& object) { return QJsonDocument(object).toJson(QJsonDocument::Compact); }
 
 inline QJsonObject object(const char* json) { return QJsonDocument::fromJson(json).object(); }
 
@@ -37,7 +33,7 @@ public:
     QLocalSocket* client = nullptr;
     QList<QJsonObject> received;
     bool answers = true;
-    std::function<QJsonObject(const QJsonObject&)> answer;  // fields beside ok and id
+    std::map<QString, QJsonObject> more;  // fields beside ok and id, by the command that is answered
     QJsonObject state{
         {"open", true}, {"name", "Arm 7"}, {"position", QJsonArray{1, 2, 3}}, {"strength", 25}, {"holding", false}};
 
@@ -45,8 +41,11 @@ public:
         connect(&server, &QLocalServer::newConnection, this, [this] {
             client = server.nextPendingConnection();
             connect(client, &QLocalSocket::readyRead, this, [this] {
-                while (client->canReadLine())
-                    take(QJsonDocument::fromJson(client->readLine()).object());
+                while (client->canReadLine()) {
+                    received << object(client->readLine());
+                    if (answers)
+                        reply(received.last());
+                }
             });
         });
         if (!server.listen(path))
@@ -64,16 +63,10 @@ public:
         QJsonObject out{{"ok", true}, {"id", command["id"]}};
         if (command["command"] == "state")
             out["state"] = state;
-        if (answer) {
-            const QJsonObject more = answer(command);
-            for (auto it = more.begin(); it != more.end(); ++it)
-                out[it.key()] = it.value();
-        }
-        client->write(line(out));
-    }
-    void replyToAll(int from) {
-        for (int i = from; i < received.size(); ++i)
-            reply(received[i]);
+        const QJsonObject& fields = more[command["command"].toString()];
+        for (auto it = fields.begin(); it != fields.end(); ++it)
+            out[it.key()] = it.value();
+        client->write(line(out) + '\n');
     }
     QList<QJsonObject> named(const QString& name) const {
         QList<QJsonObject> out;
@@ -82,13 +75,6 @@ public:
                 out << command;
         }
         return out;
-    }
-
-private:
-    void take(const QJsonObject& command) {
-        received << command;
-        if (answers)
-            reply(command);
     }
 };
 
@@ -116,12 +102,6 @@ private:
 /// A socket file whose owner is gone.
 inline void leaveStale(const QString& path) { StillArm gone(path); }
 
-inline void setAge(const QString& path, int seconds) {
-    const timespec then{::time(nullptr) - seconds, 0};
-    const timespec times[2] = {then, then};
-    QCOMPARE(::utimensat(AT_FDCWD, path.toLocal8Bit().constData(), times, 0), 0);
-}
-
 inline QList<double> numbers(const QJsonValue& value) {
     QList<double> out;
     for (const QJsonValue& number : value.toArray())
@@ -129,19 +109,61 @@ inline QList<double> numbers(const QJsonValue& value) {
     return out;
 }
 
+/// A panel that shows an arm.
+struct Shown {
+    ScriptedArm arm;
+    ArmPanel panel;
+
+    explicit Shown(const QString& path, const QJsonObject& fields = {}, const QJsonObject& faults = {}) : arm(path) {
+        arm.more["fault.list"] = faults;
+        panel.show();
+        panel.start(kRetryMs);
+        show(fields);
+    }
+    QString text(const char* label) const { return panel.findChild<QLabel*>(label)->text(); }
+    /// Lets the panel show the arm's state with these fields in it.
+    void show(const QJsonObject& fields) {
+        for (auto it = fields.begin(); it != fields.end(); ++it)
+            arm.state[it.key()] = it.value();
+        settle();
+    }
+    /// The lines that `act` leads to, those that ask aside.
+    QString sent(const std::function<void()>& act) {
+        const int before = arm.received.size();
+        act();
+        settle();
+        QStringList lines;
+        for (QJsonObject command : arm.received.mid(before)) {
+            command.remove("id");
+            if (command["command"] != "state" && command["command"] != "fault.list")
+                lines << line(command);
+        }
+        return lines.join('\n');
+    }
+
+private:
+    /// Until all is answered, and a state after it.
+    void settle() {
+        const int states = arm.named("state").size();
+        QTRY_VERIFY(panel.link().commandsUnderWay() == 0 && arm.named("state").size() > states + 1);
+    }
+};
+
 /// Each test has a runtime folder of its own, so that it finds no arm but its own.
 class PanelFixture : public QObject {
 protected:
     std::unique_ptr<QTemporaryDir> folder;
     QString path(const QString& name) const { return folder->filePath("nolva-diagnostic/" + name); }
-    static QString text(const ArmPanel& panel, const char* name) { return panel.findChild<QLabel*>(name)->text(); }
-
     static QPushButton* button(const QWidget& in, const QString& text) {
         for (QPushButton* it : in.findChildren<QPushButton*>()) {
             if (it->text().remove('&') == text)
                 return it;
         }
         return nullptr;
+    }
+    template <typename T>
+    static T* in(const QWidget* page, int number = 0) {
+        return page->findChildren<T*>().value(number);
     }
 
     void prepare() {
