@@ -43,38 +43,29 @@ private slots:
     void cleanupTestCase() { armcontrol::resetArm(); }
 
     void agreesWithTheArm() {
-        const QJsonArray commands{
-            QJsonObject{{"command", "hand.move"}, {"position", QJsonArray{1, 2, 3}}},
-            QJsonObject{{"command", "hand.drag"}, {"position", QJsonArray{1, 2, 3}}, {"speed", 9}},
-            QJsonObject{{"command", "hand.joints"}, {"angles", QJsonArray{0, 0, 0, 0, 0, 0}}, {"speed", 1}},
-            QJsonObject{{"command", "hand.sweep"}, {"axis", 5}, {"speed", 1}},
-            QJsonObject{{"command", "hand.gimbal"}, {"angles", QJsonArray{0, 0, 0}}},
-            QJsonObject{{"command", "hand.release"}},
-            QJsonObject{{"command", "hand.dock"}},
-            QJsonObject{{"command", "hand.undock"}},
-            QJsonObject{{"command", "hand.reset"}},
-            QJsonObject{{"command", "hand.strength"}, {"newtons", 25}},
-            QJsonObject{{"command", "hand.switch"}, {"button", 1}, {"pressed", true}},
-            QJsonObject{{"command", "hand.presence"}, {"present", false}},
-            QJsonObject{{"command", "hand.pinch"}, {"closed", 0.5}}};
+        const QJsonDocument commands = QJsonDocument::fromJson(R"([
+            {"command":"hand.move","position":[1,2,3]}, {"command":"hand.drag","position":[1,2,3],"speed":9},
+            {"command":"hand.joints","angles":[0,0,0,0,0,0],"speed":1}, {"command":"hand.sweep","axis":5,"speed":1},
+            {"command":"hand.gimbal","angles":[0,0,0]}, {"command":"hand.strength","newtons":25},
+            {"command":"hand.switch","button":1,"pressed":true}, {"command":"hand.presence","present":false},
+            {"command":"hand.pinch","closed":0.5}, {"command":"hand.release"}, {"command":"hand.dock"},
+            {"command":"hand.undock"}, {"command":"hand.reset"}])");
         int good = 0, bad = 0;
         const auto compare = [&](const QJsonObject& object) {
             const std::string answer = armcontrol::command(line(object).toStdString());
             const bool taken = QJsonDocument::fromJson(QByteArray::fromStdString(answer))["ok"].toBool();
             const QString error = readScript(line(object)).error;
-            QVERIFY2(taken == error.isEmpty(), qPrintable(line(object) + "  " + error + "  " + answer.c_str()));
             ++(taken ? good : bad);
+            QVERIFY2(taken == error.isEmpty(), qPrintable(line(object) + "  " + error + "  " + answer.c_str()));
         };
-        for (const QJsonValue& command : commands) {
+        for (const QJsonValue command : commands.array()) {
             QJsonObject object = command.toObject();
             compare(object);
             for (const QString& name : object.keys()) {
                 QJsonObject other = object;
                 other.remove(name);
                 compare(other);
-                for (const QJsonValue& value : candidates(object[name].toArray().size())) {
-                    if (name == "command")
-                        break;
+                for (const QJsonValue value : candidates(object[name].toArray().size())) {
                     other[name] = value;
                     compare(other);
                 }
