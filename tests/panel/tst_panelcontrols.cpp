@@ -155,6 +155,12 @@ private slots:
         shown.show({{"holding", false}, {"gimbal", false}});
         QVERIFY(isAt(joint(0)->value(), 0.5));
         QVERIFY(joint(2)->isEnabled() && !joint(3)->isEnabled() && !button(*joints, "4 Gimbal X")->isEnabled());
+        shown.show({{"jointMax", shown.arm.state["jointMin"]}});  // a short way
+        const QString sweeps = shown.sent([&] {
+            button(*joints, "Sweep all in turn")->click();
+            QTRY_VERIFY(!shown.text("script").contains("stop to stop"));
+        });
+        QCOMPARE(sweeps.count("hand.sweep"), 3);
 
         // The state that comes ahead of a command's answer is older than the command.
         shown.arm.answers = false;

@@ -44,11 +44,14 @@ private slots:
         QVERIFY(!key("Play")->isEnabled() && !key("Save...")->isEnabled());
         shown.arm.more["hand.dock"] = {{"ok", false}, {"error", "no well"}};
         key("Record")->click();
+        shown.sent([&] { key("-Z  rear")->click(); });
+        key("Stop")->click();  // of the pushes, and of nothing else
+        QVERIFY(key("Record")->isChecked());
         for (const char* name : {"Reset pose", "Dock in ink well", "Hold at origin", "Undock and hold"})
             shown.sent([&] { key(name)->click(); });
         QVERIFY(!key("Play")->isEnabled() && !key("Open...")->isEnabled());
         shown.show({{"holding", true}});
-        QCOMPARE(shown.sent([&] { key("Stop")->click(); }), QString());  // of the recording, and of nothing else
+        QCOMPARE(shown.sent([&] { key("Stop")->click(); }), QString());  // of the recording now
         QVERIFY(!key("Record")->isChecked());
 
         // A recording in no file is not closed away by one click.
@@ -67,7 +70,8 @@ private slots:
             key("Play")->click();
             QTRY_COMPARE(shown.text("script"), QString("Played walk.jsonl to its end"));
         });
-        QCOMPARE(played, QString("{\"command\":\"hand.reset\"}\n{\"command\":\"hand.move\",\"position\":[0,0,0]}\n"
+        QCOMPARE(played, QString("{\"command\":\"hand.drag\",\"position\":[0,0,0],\"speed\":220}\n"
+                                 "{\"command\":\"hand.reset\"}\n{\"command\":\"hand.move\",\"position\":[0,0,0]}\n"
                                  "{\"command\":\"hand.undock\"}"));
 
         // Stopped in the middle, the stylus is held where it is; a refused step ends the playing.
@@ -85,9 +89,11 @@ private slots:
         QVERIFY(!loads("{\"command\":\"hand.dock\"}\n{\"command\":\"hand.fly\"}\n"));
         QVERIFY(shown.text("script").startsWith("walk.jsonl: line 2: command: \"hand.fly\""));
         QVERIFY(!key("Play")->isEnabled());
-        QVERIFY(loads("{\"command\":\"hand.dock\"}\n") && key("Play")->isEnabled());
+        QVERIFY(loads("{\"command\":\"hand.reset\"}\n{\"wait\":60000}\n") && key("Play")->isEnabled());
+        key("Play")->click();
         shown.arm.vanish();
-        QTRY_VERIFY(!key("Play")->isEnabled());
+        QTRY_VERIFY(shown.text("script").contains("Ended"));
+        QVERIFY(!key("Play")->isEnabled());
     }
 };
 
