@@ -1,8 +1,9 @@
-// The panel against a small arm that speaks the line protocol by script: finding it, losing it, what is sent
-// for a hand's wishes, and answers that are wrong.
+// The panel against a small arm that speaks the line protocol by script: finding it, losing it, what is sent for a
+// hand's wishes, answers that are wrong, and scripts of the hand: recorded, saved, loaded, played, stopped and refused.
 #include <QAbstractButton>
 #include <QAbstractSpinBox>
 #include <QComboBox>
+#include <QMessageBox>
 #include <QSlider>
 #include <QTabWidget>
 #include <QTreeWidget>
@@ -11,7 +12,9 @@
 #include <filesystem>
 
 #include "faultlist.h"
+#include "handrecorder.h"
 #include "handwishes.h"
+#include "scriptbar.h"
 #include "scriptedarm.h"
 #include "scriptfile.h"
 
@@ -78,8 +81,15 @@ private slots:
         for (int round = 0; round < 2; ++round) {
             ScriptedArm arm(path(QString("arm-%1.sock").arg(round)));
             QVERIFY(shows("Arm 7", true));
-            // A command that the arm takes with it is answered as lost, once, and does not stall the next arm.
+            // One that answers is never silent, however long it does so.
+            QSignalSpy conditions(&panel.link(), &ArmLink::conditionChanged);
+            QTest::qWait(400);
+            QCOMPARE(conditions.size(), 0);
             arm.answers = false;
+            QVERIFY(shows("does not answer", false));
+            arm.reply(arm.received.last());
+            QVERIFY(shows("Arm 7", true));
+            // A command that the arm takes with it is answered as lost, once, and does not stall the next arm.
             QStringList lost;
             panel.link().send("hand.dock", {}, [&lost](const QJsonObject& a) { lost << a["error"].toString(); });
             panel.link().sendLatest("hand.move", {});
@@ -88,19 +98,6 @@ private slots:
             QVERIFY(shows("No arm is running.", false));
             QCOMPARE(lost, QStringList("the arm is gone"));
             QCOMPARE(panel.link().commandsUnderWay(), 0);
-        }
-        {
-            ScriptedArm arm(path("arm-1.sock"));
-            QVERIFY(shows("Arm 7", true));
-            // One that answers is never silent, however long it does so.
-            QSignalSpy conditions(&panel.link(), &ArmLink::conditionChanged);
-            QTest::qWait(400);
-            QCOMPARE(conditions.size(), 0);
-            arm.answers = false;
-            QVERIFY(shows("does not answer", false));
-            arm.answers = true;
-            arm.reply(arm.received.last());
-            QVERIFY(shows("Arm 7", true));
         }
         qputenv("NOLVA_ARM_SOCKET", "off");
         QVERIFY(shows("off", false));
@@ -342,6 +339,90 @@ private slots:
         shown.arm.more["hand.drag"] = {{"ok", false}, {"error", "no"}};
         hand.play(script);
         QTRY_VERIFY(!hand.isPlaying());
+    }
+
+    void recordsWithItsTimes() {
+        ArmLink link;
+        HandRecorder recorder(link);
+        recorder.take("hand.dock", {}, 5);  // before the start
+        recorder.start();
+        recorder.take("fault.clear", {}, 900);
+        recorder.take("hand.dock", {}, 1000);
+        recorder.take("hand.switch", {{"button", 0}, {"pressed", true}}, 1250);
+        recorder.stopAt(1300);
+        recorder.take("hand.undock", {}, 1400);
+        QCOMPARE(writeScript(recorder.script()),
+                 QByteArray("{\"command\":\"hand.dock\"}\n{\"wait\":250}\n{\"button\":0,\"command\":"
+                            "\"hand.switch\",\"pressed\":true}\n{\"wait\":50}\n"));
+        recorder.start();
+        recorder.take("hand.undock", {}, 1500);
+        recorder.stopAt(1500);
+        QCOMPARE(writeScript(recorder.script()), QByteArray("{\"command\":\"hand.undock\"}\n"));
+    }
+
+    // From the operator's buttons to a file and back to the arm; what the arm refused is not in it.
+    void recordsAndPlays() {
+        Shown shown(path("arm-1.sock"));
+        auto* bar = shown.panel.findChild<ScriptBar*>();
+        const auto key = [&shown](const char* name) { return button(shown.panel, name); };
+        const QString file = folder->filePath("walk.jsonl");
+        const auto loads = [&](const QByteArray& text) {
+            QFile out(file);
+            return out.open(QIODevice::WriteOnly) && out.write(text) == text.size() && out.flush() && bar->load(file);
+        };
+        QVERIFY(!key("Play")->isEnabled() && !key("Save...")->isEnabled());
+        shown.arm.more["hand.dock"] = {{"ok", false}, {"error", "no well"}};
+        key("Record")->click();
+        shown.sent([&] { key("-Z  rear")->click(); });
+        key("Stop")->click();  // of the pushes, and of nothing else
+        QVERIFY(key("Record")->isChecked());
+        for (const char* name : {"Reset pose", "Dock in ink well", "Hold at origin", "Undock and hold"})
+            shown.sent([&] { key(name)->click(); });
+        QVERIFY(!key("Play")->isEnabled() && !key("Open...")->isEnabled());
+        shown.show({{"holding", true}});
+        QCOMPARE(shown.sent([&] { key("Stop")->click(); }), QString());  // of the recording now
+        QVERIFY(!key("Record")->isChecked());
+
+        // A recording in no file is not closed away by one click.
+        QTimer::singleShot(0, &shown.panel, [] {
+            qobject_cast<QMessageBox*>(QApplication::activeModalWidget())->button(QMessageBox::Cancel)->click();
+        });
+        QVERIFY(!shown.panel.close());
+        QVERIFY(bar->save(file));
+        QVERIFY(shown.panel.close());
+        QVERIFY(!bar->save("/nowhere/walk.jsonl"));
+        QVERIFY(shown.text("status").contains("walk.jsonl: "));
+
+        shown.arm.more.clear();
+        QVERIFY(bar->load(file));
+        const QString played = shown.sent([&] {
+            key("Play")->click();
+            QTRY_COMPARE(shown.text("script"), QString("Played walk.jsonl to its end"));
+        });
+        QCOMPARE(played, QString("{\"command\":\"hand.drag\",\"position\":[0,0,0],\"speed\":220}\n"
+                                 "{\"command\":\"hand.reset\"}\n{\"command\":\"hand.move\",\"position\":[0,0,0]}\n"
+                                 "{\"command\":\"hand.undock\"}"));
+
+        // Stopped in the middle, the stylus is held where it is; a refused step ends the playing.
+        QVERIFY(loads("{\"command\":\"hand.reset\"}\n{\"wait\":60000}\n{\"command\":\"hand.dock\"}\n"));
+        QCOMPARE(shown.sent([&] { key("Play")->click(); }), QString(R"({"command":"hand.reset"})"));
+        QVERIFY(shown.sent([&] { key("Stop")->click(); }).startsWith(R"({"angles":[0,0,0,0,0,0],"command":)"));
+        QVERIFY(shown.text("script").contains("step 1 of 2, hand.reset"));
+        shown.arm.more["hand.dock"] = {{"ok", false}, {"error", "no well"}};
+        QVERIFY(loads("{\"command\":\"hand.dock\"}\n{\"wait\":60000}\n{\"command\":\"hand.release\"}\n"));
+        key("Play")->click();
+        QTRY_VERIFY(shown.text("script").contains("Ended"));
+        QVERIFY(shown.text("status").contains("no well"));
+
+        // Nothing is left to be played of a bad file, which is named with line and reason.
+        QVERIFY(!loads("{\"command\":\"hand.dock\"}\n{\"command\":\"hand.fly\"}\n"));
+        QVERIFY(shown.text("script").startsWith("walk.jsonl: line 2: command: \"hand.fly\""));
+        QVERIFY(!key("Play")->isEnabled());
+        QVERIFY(loads("{\"command\":\"hand.reset\"}\n{\"wait\":60000}\n") && key("Play")->isEnabled());
+        key("Play")->click();
+        shown.arm.vanish();
+        QTRY_VERIFY(shown.text("script").contains("Ended"));
+        QVERIFY(!key("Play")->isEnabled());
     }
 
     void everyControlHasKeyAndName() {
