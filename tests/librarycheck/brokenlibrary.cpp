@@ -2,14 +2,13 @@
 // is not defined here is the simulated library's own, behind this one in the search.
 #include <dlfcn.h>
 #include <pthread.h>
-#include <time.h>
 
 #include <atomic>
+#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <limits>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -20,11 +19,7 @@ namespace {
 
 bool breaks(const char* promise) {
     static const std::string all = ' ' + std::string(std::getenv("BROKEN") ? std::getenv("BROKEN") : "") + ' ';
-    const std::size_t length = std::strlen(promise);
-    for (std::size_t at = all.find(promise); at != std::string::npos; at = all.find(promise, at + 1))
-        if (all[at - 1] == ' ' && all[at + length] == ' ')
-            return true;
-    return false;
+    return all.find(' ' + std::string(promise) + ' ') != std::string::npos;
 }
 
 /// The simulated library's operation of this name.
@@ -36,10 +31,18 @@ F* healthy(F*, const char* symbol) {
 
 /// A handle that the simulated library gives, and not one that was made up.
 bool isOpen(int id) { return id >= 0 && id < 1000; }
+bool breaks(const char* promise, int id) { return isOpen(id) && breaks(promise); }
+
+/// What an operation returned, and what it filled spoiled where it breaks this promise.
+template <typename Spoil>
+int spoiled(const char* promise, int id, int result, Spoil spoil) {
+    if (breaks(promise, id))
+        spoil();
+    return result;
+}
 
 void pause(double milliseconds) {
-    const timespec t{0, static_cast<long>(milliseconds * 1e6)};
-    nanosleep(&t, nullptr);
+    std::this_thread::sleep_for(std::chrono::duration<double, std::milli>(milliseconds));
 }
 
 bool onServoThread() {
@@ -96,11 +99,9 @@ int init_tharlen(const char* name) {
     last = id;
     return id >= 0 && openings++ == 1 && breaks("dead_handle") ? id + 100 : id;
 }
-
 int disable_tharlen(int id) {
     return breaks("stays_on") && HEALTHY(is_tharlen_forces_enabled)(id) ? 0 : HEALTHY(disable_tharlen)(id);
 }
-
 const char* get_library_version() { return breaks("no_version") ? "" : HEALTHY(get_library_version)(); }
 
 // --- Loop --------------------------------------------------------------------------------------
@@ -128,18 +129,11 @@ thread_local bool ticking = false;
 
 void tickTooFast() {
     ticking = true;
-    timespec t{};
-    clock_gettime(CLOCK_MONOTONIC, &t);
-    sched_param priority{};
-    priority.sched_priority = 60;
+    const sched_param priority{60};
     pthread_setschedparam(pthread_self(), SCHED_FIFO, &priority);
-    while (wanted) {
-        t.tv_nsec += static_cast<long>(1e9 / (1.02 * hertz));
-        t.tv_sec += t.tv_nsec / 1000000000L;
-        t.tv_nsec %= 1000000000L;
-        clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &t, nullptr);
-        if (wanted)
-            ofUser(dataOfUser);
+    for (auto next = std::chrono::steady_clock::now(); wanted; std::this_thread::sleep_until(next)) {
+        ofUser(dataOfUser);
+        next += std::chrono::nanoseconds(static_cast<long>(1e9 / (1.02 * hertz)));
     }
 }
 
@@ -151,7 +145,6 @@ int setServoLoopRate(int rate) {
 }
 
 int startServoLoop(ServoCallback callback, void* pUserData) {
-    static std::atomic<int> silent{0};
     ofUser = callback;
     dataOfUser = pUserData;
     if (breaks("starts_early"))
@@ -160,7 +153,7 @@ int startServoLoop(ServoCallback callback, void* pUserData) {
         return HEALTHY(startServoLoop)(&asBroken, nullptr);
     if (!breaks("fast_rate"))
         return HEALTHY(startServoLoop)(callback, pUserData);
-    const int status = HEALTHY(startServoLoop)([](void*) { return ++silent, 0; }, nullptr);
+    const int status = HEALTHY(startServoLoop)([](void*) { return 0; }, nullptr);
     if (status >= 0 && !wanted.exchange(true))
         ticker = std::thread(&tickTooFast);
     return status;
@@ -180,27 +173,27 @@ int stopServoLoop() {
 }
 
 bool isServoLoopRunning() { return breaks("says_running") || HEALTHY(isServoLoopRunning)(); }
-int update_tharlen(int id) { return breaks("strange_status") && isOpen(id) ? 7 : HEALTHY(update_tharlen)(id); }
+int update_tharlen(int id) { return breaks("strange_status", id) ? 7 : HEALTHY(update_tharlen)(id); }
 float get_tharlen_inst_rate(int id) { return HEALTHY(get_tharlen_inst_rate)(id) * (breaks("half_rate") ? 0.5f : 1.0f); }
 
 // --- Motors ------------------------------------------------------------------------------------
 
 int enable_tharlen_forces_no_wait(int id) {
-    if (breaks("switch_waits") && isOpen(id))
+    if (breaks("switch_waits", id))
         pause(3);
     return HEALTHY(enable_tharlen_forces_no_wait)(id);
 }
 // The simulated library knows its own servo thread only, where it does not wait.
 int enable_tharlen_forces(int id) {
     const int status = ticking ? HEALTHY(enable_tharlen_forces_no_wait)(id) : HEALTHY(enable_tharlen_forces)(id);
-    return breaks("closed_enables") && isOpen(id) ? 0 : status;
+    return breaks("closed_enables", id) ? 0 : status;
 }
 int disable_tharlen_forces(int id) {
     return ticking ? HEALTHY(disable_tharlen_forces_no_wait)(id) : HEALTHY(disable_tharlen_forces)(id);
 }
 int unfiltered_device_fault(int id) {
-    return breaks("fault_while_on") && HEALTHY(is_tharlen_forces_enabled)(id) ? 1
-                                                                              : HEALTHY(unfiltered_device_fault)(id);
+    const bool lies = breaks("fault_while_on") && HEALTHY(is_tharlen_forces_enabled)(id);
+    return lies ? 1 : HEALTHY(unfiltered_device_fault)(id);
 }
 
 // A motor that is wired the wrong way round: forces do not know of it, nor does what reads a command back.
@@ -228,30 +221,26 @@ int get_last_motor_dac_values(int id, long dac[6]) {
     const int result = HEALTHY(get_last_motor_dac_values)(id, dac);
     if (byCounts && breaks("wrong_sign"))
         dac[1] = -dac[1];
-    if (breaks("last_of_one"))
-        dac[1] = 0;
-    return result;
+    return spoiled("last_of_one", id, result, [&] { dac[1] = 0; });
 }
 int get_tharlen_temp_advance(int id, int kind, float celsius[6]) {
     static float more = 0;
-    const int result = HEALTHY(get_tharlen_temp_advance)(id, kind, celsius);
-    if (breaks("limits_run") && kind == kShutdownTemperature && isOpen(id))
-        celsius[0] += ++more;
-    return result;
+    return spoiled("limits_run", id, HEALTHY(get_tharlen_temp_advance)(id, kind, celsius),
+                   [&] { celsius[0] += kind == kShutdownTemperature ? ++more : 0; });
 }
 
 // --- Sensors and identity ----------------------------------------------------------------------
 
 int get_tharlen_joint_vel(int id, float velocities[6]) {
-    while (breaks("tick_hangs") && isOpen(id))
+    while (breaks("tick_hangs", id))
         pause(100);
-    const int result = HEALTHY(get_tharlen_joint_vel)(id, velocities);
-    for (int i = 0; i < 6 && breaks("twice_as_fast"); ++i)
-        velocities[i] *= 2;
-    return result;
+    return spoiled("twice_as_fast", id, HEALTHY(get_tharlen_joint_vel)(id, velocities), [&] {
+        for (int i = 0; i < 6; ++i)
+            velocities[i] *= 2;
+    });
 }
 int get_tharlen_pos(int id, float position[3]) {
-    if (breaks("throws") && isOpen(id))
+    if (breaks("throws", id))
         throw std::runtime_error("no position today");
     const int result = HEALTHY(get_tharlen_pos)(id, position);
     if (isOpen(id) ? breaks("other_thread") && onServoThread() : breaks("speaks_unasked"))
@@ -260,7 +249,7 @@ int get_tharlen_pos(int id, float position[3]) {
 }
 // It says so where it is asked to, for the test that interrupts it.
 int get_stylus_presence(int id) {
-    const bool hangs = breaks("hangs") && isOpen(id);
+    const bool hangs = breaks("hangs", id);
     if (const char* const sign = hangs ? std::getenv("HANGING_SIGN") : nullptr)
         std::fclose(std::fopen(sign, "w"));
     while (hangs)
@@ -268,9 +257,7 @@ int get_stylus_presence(int id) {
     return HEALTHY(get_stylus_presence)(id);
 }
 CTHARLeNAutoCalibration* get_calibration_data(int id) {
-    if (breaks("crashes") && isOpen(id))
-        std::abort();
-    return HEALTHY(get_calibration_data)(id);
+    return breaks("crashes", id) ? (std::abort(), nullptr) : HEALTHY(get_calibration_data)(id);
 }
 CIOConnection* get_connection_data(int id) {
     static CIOConnection still;
@@ -279,52 +266,44 @@ CIOConnection* get_connection_data(int id) {
 }
 int get_stylus_switch(int id, int button) {
     static int looks = 0;
-    return isOpen(id) && breaks("flickers") ? ++looks % 2 : HEALTHY(get_stylus_switch)(id, button);
+    return breaks("flickers", id) ? ++looks % 2 : HEALTHY(get_stylus_switch)(id, button);
 }
 int get_tharlen_encoders(int id, float angles[3]) {
     const int result = HEALTHY(get_tharlen_encoders)(id, angles);
-    angles[1] += isOpen(id) && breaks("other_angles") ? 0.1f : 0.0f;
     if (breaks("fills_more"))
         angles[3] = 0;
-    return result;
+    return spoiled("other_angles", id, result, [&] { angles[1] += 0.1f; });
 }
 int get_stylus_matrix(int id, float matrix[4][4]) {
-    const int result = HEALTHY(get_stylus_matrix)(id, matrix);
-    for (int i = 0; i < 3 && breaks("mirrors"); ++i)
-        matrix[0][i] = -matrix[0][i];
-    return result;
+    return spoiled("mirrors", id, HEALTHY(get_stylus_matrix)(id, matrix), [&] {
+        for (int i = 0; i < 3; ++i)
+            matrix[0][i] = -matrix[0][i];
+    });
 }
 int get_tharlen_jacobian(int id, double jacobian[6][6]) {
-    const int result = HEALTHY(get_tharlen_jacobian)(id, jacobian);
-    for (int row = 0; row < 6 && breaks("wrong_jacobian"); ++row)
-        for (int column = row + 1; column < 6; ++column)
-            std::swap(jacobian[row][column], jacobian[column][row]);
-    return result;
+    return spoiled("wrong_jacobian", id, HEALTHY(get_tharlen_jacobian)(id, jacobian), [&] {
+        for (int i = 0; i < 36; ++i)
+            if (i % 6 > i / 6)
+                std::swap(jacobian[i / 6][i % 6], jacobian[i % 6][i / 6]);
+    });
 }
 int get_tharlen_temp(int id, float celsius[6]) {
-    const int result = HEALTHY(get_tharlen_temp)(id, celsius);
-    celsius[1] += isOpen(id) && breaks("warm_base") ? 10.0f : 0.0f;
-    return result;
+    return spoiled("warm_base", id, HEALTHY(get_tharlen_temp)(id, celsius), [&] { celsius[1] += 10; });
 }
 int get_tharlen_temp_6dof(int id, float celsius[6]) {
-    const int result = HEALTHY(get_tharlen_temp_6dof)(id, celsius);
-    if (breaks("not_a_number") && isOpen(id))
-        celsius[4] = std::numeric_limits<float>::quiet_NaN();
-    return result;
+    return spoiled("not_a_number", id, HEALTHY(get_tharlen_temp_6dof)(id, celsius), [&] { celsius[4] = NAN; });
 }
 const char* get_hardware_serial_number(int id) {
-    return isOpen(id) && breaks("odd_serial") ? "A\a7" : HEALTHY(get_hardware_serial_number)(id);
+    return breaks("odd_serial", id) ? "A\a7" : HEALTHY(get_hardware_serial_number)(id);
 }
 float get_tharlen_nominal_max_continuous_force(int id) {
     return HEALTHY(get_tharlen_nominal_max_continuous_force)(id) * (breaks("great_force") ? 20.0f : 1.0f);
 }
-int tharlen_check_for_pinch(int id) {
-    return breaks("odd_grip") && isOpen(id) ? 1 : HEALTHY(tharlen_check_for_pinch)(id);
-}
+int tharlen_check_for_pinch(int id) { return breaks("odd_grip", id) ? 1 : HEALTHY(tharlen_check_for_pinch)(id); }
 int get_calibration_status(int id, int* status) {
     const int result = HEALTHY(get_calibration_status)(id, status);
-    return isOpen(id) && breaks("odd_status") ? -1 : result;
+    return breaks("odd_status", id) ? -1 : result;
 }
 int is_calibration_supported(int id) {
-    return isOpen(id) && breaks("no_calibration") ? 0 : HEALTHY(is_calibration_supported)(id);
+    return breaks("no_calibration", id) ? 0 : HEALTHY(is_calibration_supported)(id);
 }
