@@ -148,29 +148,24 @@ private slots:
         free.handTarget = held.handTarget = {5, 6, 7};
         held.holding = true;
         held.joints = {1, 2, 3, 4, 5, 6};
-        const QJsonObject turn{{"speed", 1}};
+        const HandScript push = wallScript(0, 1, false);
+        const auto nothing = [] {};
+        const auto move = [&] { hand.moveTo({9, 9, 9}); };
+        const auto turn = [&] { hand.turnTo({{"speed", 1}}); };
+        const auto halt = [&] { hand.halt(); };
         const struct {
             const ArmState& state;
-            std::function<void()> act;
+            std::function<void()> first, then;  // within a frame
             const char* line;
-        } rows[] = {
-            {free, [&] { hand.turnTo(turn), hand.nudge(0, 2); }, R"({"command":"hand.move","position":[3,2,3]})"},
-            {free,
-             [&] {
-                 hand.moveTo({9, 9, 9}), hand.turnTo(turn);
-             },
-             R"({"command":"hand.joints","speed":1})"},
-            {free,
-             [&] {
-                 hand.moveTo({9, 9, 9}), hand.play(wallScript(0, 1, false));
-             },
-             R"({"command":"hand.drag","position":[0,0,0],"speed":220})"},
-            {free, [&] { hand.halt(); }, ""},
-            {held, [&] { hand.nudge(1, -2); }, R"({"command":"hand.move","position":[5,4,7]})"},
-            {held, [&] { hand.halt(); }, R"({"angles":[1,2,3,4,5,6],"command":"hand.joints","speed":1.5})"}};
+        } rows[] = {{free, turn, [&] { hand.nudge(0, 2); }, R"({"command":"hand.move","position":[3,2,3]})"},
+                    {free, move, turn, R"({"command":"hand.joints","speed":1})"},
+                    {free, move, [&] { hand.play(push); }, R"({"command":"hand.drag","position":[0,0,0],"speed":220})"},
+                    {free, nothing, halt, ""},
+                    {held, nothing, [&] { hand.nudge(1, -2); }, R"({"command":"hand.move","position":[5,4,7]})"},
+                    {held, nothing, halt, R"({"angles":[1,2,3,4,5,6],"command":"hand.joints","speed":1.5})"}};
         for (const auto& row : rows) {
             hand.takeState(row.state);
-            QCOMPARE(shown.sent(row.act), QString(row.line));
+            QCOMPARE(shown.sent([&] { row.first(), row.then(); }), QString(row.line));
         }
     }
 
