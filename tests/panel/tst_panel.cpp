@@ -148,7 +148,7 @@ private slots:
         free.handTarget = held.handTarget = {5, 6, 7};
         held.holding = true;
         held.joints = {1, 2, 3, 4, 5, 6};
-        const HandScript push = wallScript(0, 1, false);
+        const HandScript push = wallScript(0, 1, false).mid(0, 1);
         const auto nothing = [] {};
         const auto move = [&] { hand.moveTo({9, 9, 9}); };
         const auto turn = [&] { hand.turnTo({{"speed", 1}}); };
@@ -368,8 +368,10 @@ private slots:
         QVERIFY(!key("Play")->isEnabled() && !key("Save...")->isEnabled());
         shown.arm.more["hand.dock"] = {{"ok", false}, {"error", "no well"}};
         key("Record")->click();
-        shown.sent([&] { key("-Z  rear")->click(); });
-        key("Stop")->click();  // of the pushes, and of nothing else
+        shown.sent([&] {
+            key("-Z  rear")->click();
+            key("Stop")->click();  // of the pushes, and of nothing else
+        });
         QVERIFY(key("Record")->isChecked());
         for (const char* name : {"Reset pose", "Dock in ink well", "Hold at origin", "Undock and hold"})
             shown.sent([&] { key(name)->click(); });
