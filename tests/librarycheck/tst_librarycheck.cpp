@@ -4,7 +4,6 @@
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QJsonObject>
 #include <QLocalSocket>
 #include <QProcess>
 #include <QTemporaryDir>
@@ -14,7 +13,6 @@
 
 #include <map>
 #include <memory>
-#include <utility>
 
 namespace {
 
