@@ -416,7 +416,7 @@ private slots:
         QVERIFY(shown.text("script").startsWith("walk.jsonl: line 2: command: \"hand.fly\""));
         QVERIFY(!key("Play")->isEnabled());
         QVERIFY(loads("{\"command\":\"hand.reset\"}\n{\"wait\":60000}\n") && key("Play")->isEnabled());
-        key("Play")->click();
+        shown.sent([&] { key("Play")->click(); });
         shown.arm.vanish();
         QTRY_VERIFY(shown.text("script").contains("Ended"));
         QVERIFY(!key("Play")->isEnabled());
