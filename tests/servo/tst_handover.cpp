@@ -31,17 +31,6 @@ private slots:
         QVERIFY(!queue.pop(item));
     }
 
-    void fullQueueRefuses() {
-        BoundedQueue<int, 4> queue;
-        for (int i = 0; i < 4; ++i)
-            QVERIFY(queue.push(i));
-        QVERIFY(!queue.push(4));
-        int item = -1;
-        QVERIFY(queue.pop(item));
-        QCOMPARE(item, 0);
-        QVERIFY(queue.push(4));
-    }
-
     // What was written before a flag was raised is there for the thread that sees the flag; of the orders weaker
     // than that it is the thread sanitizer that tells on this machine.
     void flagPublishesWhatCameBefore() {

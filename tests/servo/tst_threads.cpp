@@ -19,24 +19,19 @@ private slots:
     }
     void cleanup() { armcontrol::resetArm(); }
 
-    void everyTabBesideTheRunningLoop_data() {
-        QTest::addColumn<bool>("manufacturing");
-        QTest::newRow("user") << false;
-        QTest::newRow("manufacturing") << true;
-    }
     void everyTabBesideTheRunningLoop() {
-        QFETCH(bool, manufacturing);
         qtTharlenTest window;
         window.show();
         goToTab(window, "Select");
         QVERIFY(window.csTharlenID >= 0);
         QTRY_VERIFY(armcontrol::state().ticks > 100);
-        window.manufMode = manufacturing;
         armcontrol::handMove({26, 0, 0});
-        const QStringList tabs = tabTexts(window);
-        for (const QString& tab : tabs.mid(2)) {
-            QVERIFY(goToTab(window, tab));
-            QTest::qWait(tab == "Box Test" ? 600 : 60);
+        for (const bool manufacturing : {false, true}) {
+            window.manufMode = manufacturing;
+            for (const QString& tab : tabTexts(window).mid(2)) {
+                QVERIFY(goToTab(window, tab));
+                QTest::qWait(tab == "Box Test" ? 600 : 60);
+            }
         }
         goToTab(window, "Box Test");
         QTRY_COMPARE(double(window.hapticBoxRenderer->pPos[0]), 20.0);
