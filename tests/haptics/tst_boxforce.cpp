@@ -13,8 +13,10 @@ using standin::record;
 
 namespace {
 
-/// A line of the table: its record and the walls it should have. Stiffness of the stand-in is 0.5 N/mm, its
-/// nominal force 3.3 N, its continuous force 0.9 N.
+using Force = std::array<float, 3>;
+
+/// A line's record and the walls it should have. Stiffness of the stand-in is 0.5 N/mm, its nominal force 3.3 N, its
+/// continuous force 0.9 N.
 struct Line {
     const char* name;
     unsigned long type, card, highForce;
@@ -46,13 +48,13 @@ class TestBoxForce : public StandinWindow {
         device().forcesEnabled = true;
     }
 
-    /// One tick at a position; the force that was sent.
+    /// One tick at a position; the force that was sent, by the scene that is on.
     std::array<float, 3> tickAt(float x, float y, float z) {
         const float position[3] = {x, y, z};
         std::copy(position, position + 3, device().position);
         device().calls.clear();
-        ServoLoopCallBack(window.get());
-        const auto sent = device().of({"send_tharlen_force"}).at(0).values;
+        tick();
+        const auto sent = device().of({"send_tharlen_force", "send_tharlen_force_6dof"}).at(0).values;
         return {float(sent[1]), float(sent[2]), float(sent[3])};
     }
     int count(int wall) const { return window->hapticBoxRenderer->m_nWallTransitions[wall]; }
@@ -68,14 +70,11 @@ private slots:
             for (const bool manufacturing : {false, true}) {
                 open(line, manufacturing);
                 const float gain = manufacturing ? line.manufacturingGain : line.userGain;
-                const auto inside = tickAt(20.0f, -20.0f, 3.0f);
-                QVERIFY2(inside == (std::array<float, 3>{0, 0, 0}), line.name);
-                const auto force = tickAt(21.0f, -19.0f, -21.5f);
-                QVERIFY2(std::fabs(force[0] + gain) < 1e-6f, line.name);
-                QVERIFY2(force[1] == 0, line.name);
+                QVERIFY2(tickAt(20.0f, -20.0f, 3.0f) == Force{}, line.name);
+                const Force force = tickAt(21.0f, -19.0f, -21.5f);
+                QVERIFY2(std::fabs(force[0] + gain) < 1e-6f && force[1] == 0, line.name);
                 QVERIFY2(std::fabs(force[2] - 1.5f * gain) < 1e-6f, line.name);
-                const auto cursor = window->hapticBoxRenderer->pPos.copy();
-                QVERIFY2(cursor == (std::array<float, 3>{20.0f, -19.0f, -20.0f}), line.name);
+                QCOMPARE(window->hapticBoxRenderer->pPos.copy(), (Force{20.0f, -19.0f, -20.0f}));
             }
         }
     }
@@ -85,55 +84,47 @@ private slots:
         for (const Line& line : kLines) {
             open(line, false);
             const float deep = 21.0f + 2 * line.limit / line.userGain;
-            const auto force = tickAt(0, deep, 0);
-            if (line.type == 3) {
-                QVERIFY2(force[1] < -line.limit, line.name);
-                QVERIFY2(device().count("disable_tharlen_forces") == 1 && !device().forcesEnabled, line.name);
-                tickAt(0, 20.0f + 0.97f * line.limit / line.userGain, 0);
-                QVERIFY2(device().count("disable_tharlen_forces") == 0, line.name);
-                QVERIFY2(device().count("enable_tharlen_forces") >= 1 && device().forcesEnabled, line.name);
-            } else {
-                QVERIFY2(force[1] == -line.limit, line.name);
-                QVERIFY2(device().count("disable_tharlen_forces") == 0, line.name);
-            }
+            const bool switches = line.type == 3;
+            const Force force = tickAt(0, deep, 0);
+            QVERIFY2(switches ? force[1] < -line.limit : force[1] == -line.limit, line.name);
+            QVERIFY2(device().count("disable_tharlen_forces") == switches && device().forcesEnabled != switches,
+                     line.name);
+            tickAt(0, 20.0f + 0.97f * line.limit / line.userGain, 0);
+            QVERIFY2(device().count("disable_tharlen_forces") == 0 && device().forcesEnabled, line.name);
         }
     }
 
     // Of two axes over the limit only one is limited a tick, the positive side first.
     void oneAxisIsLimitedATick() {
         open(kLines[0], false);
-        auto force = tickAt(40.0f, -40.0f, -50.0f);  // -5 N, 5 N, 7.5 N
-        QCOMPARE(force, (std::array<float, 3>{-5.0f, 3.3f, 7.5f}));
-        QCOMPARE(window->forceProgress[1].load(), 3.3f);
-        QCOMPARE(window->forceProgress[2].load(), 0.0f);
-        force = tickAt(40.0f, 0, 60.0f);
-        QCOMPARE(force, (std::array<float, 3>{-3.3f, 0.0f, -10.0f}));
+        QCOMPARE(tickAt(40.0f, -40.0f, -50.0f), (Force{-5.0f, 3.3f, 7.5f}));  // -5 N, 5 N, 7.5 N
+        QCOMPARE(window->forceProgress.copy(), (Force{0, 3.3f, 0}));
+        QCOMPARE(tickAt(40.0f, 0, 60.0f), (Force{-3.3f, 0, -10.0f}));
         tickAt(24.0f, 0, 0);
-        QCOMPARE(window->forceProgress.copy(), (std::array<float, 3>{-1.0f, 0.0f, 0.0f}));
+        QCOMPARE(window->forceProgress.copy(), (Force{-1.0f, 0, 0}));
     }
 
-    // Whatever the library gives, no motor gets what is no finite number; the window says so once, and nothing counts
-    // as a wall.
+    // Whatever the library gives, no motor gets what is no finite number; the window says so once of a device, and
+    // nothing counts as a wall.
     void whatIsNoNumberDrivesNothing() {
         const float inf = std::numeric_limits<float>::infinity(), nan = std::numeric_limits<float>::quiet_NaN();
         for (const Line& line : {kLines[0], kLines[2], kLines[5]}) {
             for (const bool manufacturing : {false, true}) {
                 open(line, manufacturing);
                 for (const float bad : {inf, -inf, nan}) {
-                    for (int tick = 0; tick < 5; ++tick)
-                        QVERIFY2(tickAt(0, bad, 0) == (std::array<float, 3>{0, 0, 0}), line.name);
+                    for (int ticks = 0; ticks < 5; ++ticks)
+                        QVERIFY2(tickAt(0, bad, 0) == Force{}, line.name);
                     device().maxForce = device().maxContinuousForce = bad;
-                    QVERIFY2(tickAt(25.0f, 0, 0) == (std::array<float, 3>{0, 0, 0}), line.name);
+                    QVERIFY2(tickAt(25.0f, 0, 0) == Force{}, line.name);
                     device().maxForce = device().maxContinuousForce = 3.3f;
                     device().maxStiffness = bad;
-                    QVERIFY2(tickAt(25.0f, 0, 0) == (std::array<float, 3>{0, 0, 0}), line.name);
+                    QVERIFY2(tickAt(25.0f, 0, 0) == Force{}, line.name);
                     device().maxStiffness = 0.5f;
                     watchLoop(*window);
                 }
-                for (int wall = 0; wall < 6; ++wall)
-                    QVERIFY2(count(wall) == 0, line.name);
+                QCOMPARE(window->hapticBoxRenderer->m_nWallTransitions.copy(), (std::array<int, 6>{}));
                 QCOMPARE(window->ui.error_browser->toPlainText().count("no number"), 1);
-                window->OnSelChangeTHARLeN();  // told once of each device
+                window->OnSelChangeTHARLeN();
                 window->m_lastSaid.clear();
                 startBoxTest = true;
                 tickAt(0, inf, 0);
@@ -147,12 +138,12 @@ private slots:
     // there and never pops through.
     void stelmarComponents() {
         open(kLines[5], true);
-        for (int tick = 0; tick < 20; ++tick)
+        for (int ticks = 0; ticks < 20; ++ticks)
             QCOMPARE(tickAt(60.0f, 0, 0)[0], -3.6f);
         QCOMPARE(count(0), 0);
-        QCOMPARE(tickAt(29.0f, 22.0f, 0), (std::array<float, 3>{-3.6f, -1.0f, 0.0f}));  // -4.5 N, -1 N; limit 3.6 N
+        QCOMPARE(tickAt(29.0f, 22.0f, 0), (Force{-3.6f, -1.0f, 0.0f}));  // -4.5 N, -1 N; limit 3.6 N
         open(kLines[4], true);
-        QCOMPARE(tickAt(40.0f, 22.0f, 0), (std::array<float, 3>{-3.3f, -0.5f, 0.0f}));  // -5 N, -0.5 N; limit 3.3 N
+        QCOMPARE(tickAt(40.0f, 22.0f, 0), (Force{-3.3f, -0.5f, 0.0f}));  // -5 N, -0.5 N; limit 3.3 N
     }
 
     // Three ticks over the limit, not in a row, within one excursion; then no force until inside again.
@@ -169,14 +160,11 @@ private slots:
                 tickAt(-under, beside, 0);
                 tickAt(-over, beside, 0);
                 QVERIFY2(count(1) == excursion - 1, line.name);
-                const auto third = tickAt(-over, beside, 0);
-                QVERIFY2(third[0] > 0, line.name);
-                QVERIFY2(count(1) == excursion, line.name);
-                QVERIFY2(count(2) == (stelmar ? excursion : 0), line.name);
-                for (int tick = 0; tick < 5; ++tick)
-                    QVERIFY2(tickAt(-over, beside, 0) == (std::array<float, 3>{0, 0, 0}), line.name);
-                QVERIFY2(tickAt(-under, 0, 0) == (std::array<float, 3>{0, 0, 0}), line.name);
-                QVERIFY2(count(1) == excursion, line.name);
+                QVERIFY2(tickAt(-over, beside, 0)[0] > 0, line.name);
+                QVERIFY2(count(1) == excursion && count(2) == (stelmar ? excursion : 0), line.name);
+                for (int ticks = 0; ticks < 5; ++ticks)
+                    QVERIFY2(tickAt(-over, beside, 0) == Force{}, line.name);
+                QVERIFY2(tickAt(-under, 0, 0) == Force{} && count(1) == excursion, line.name);
                 tickAt(0, 0, 0);
                 QVERIFY2(!window->hapticBoxRenderer->m_bBrokeOutOfBox, line.name);
             }
@@ -195,9 +183,8 @@ private slots:
             };
             tickAt(45.0f, -45.0f, 45.0f);
             device().onCall = nullptr;
-            const int expected[6] = {1, 0, 0, 1, 1, 0};
-            for (int wall = 0; wall < 6; ++wall)
-                QCOMPARE(count(wall), left ? 0 : expected[wall]);
+            const auto counted = left ? std::array<int, 6>{} : std::array<int, 6>{1, 0, 0, 1, 1, 0};
+            QCOMPARE(window->hapticBoxRenderer->m_nWallTransitions.copy(), counted);
         }
     }
 
@@ -209,16 +196,6 @@ private slots:
         QCOMPARE(device().count("enable_tharlen_forces"), 3);  // two walls, and the dispatcher's own check
         tickAt(20.0f, 0, -20.0f);
         QCOMPARE(device().count("enable_tharlen_forces"), 1);
-    }
-
-    void noDeviceGivesNoForce() {
-        open(kLines[0], true);
-        float position[3] = {50.0f, 0, 0};
-        long dac[3] = {};
-        window->hapticBoxRenderer->pPos[0] = 1.0f;
-        const float* force = window->calcForce(-1, position, dac);
-        QVERIFY(force[0] == 0 && force[1] == 0 && force[2] == 0);
-        QCOMPARE(window->hapticBoxRenderer->pPos[0].load(), 1.0f);
     }
 
     // An operator whose box does not pass goes on all the same, with the failure on record. On the last tab the timer,
@@ -250,8 +227,9 @@ private slots:
     // Bars show the last motor command in percent, labels the share of the nominal force.
     void progressAndVerdict() {
         open(kLines[0], true);
-        const long dac[3] = {-16384, 8192, 100};
-        std::copy(dac, dac + 3, device().lastDac);
+        device().lastDac[0] = -16384;
+        device().lastDac[1] = 8192;
+        device().lastDac[2] = 100;
         tickAt(0, 0, 0);
         window->forceProgressUpdate();
         const auto& ui = window->ui;
@@ -288,12 +266,11 @@ private slots:
             QCOMPARE(window->ui.textBrowser_8->toPlainText(), QString(row.text));
             QCOMPARE(window->ui.boxTest_status->isHidden(), !row.manufacturing);
             QCOMPARE(window->ui.next_button->isEnabled(), !row.manufacturing);
-            QVERIFY(startBoxTest && window->hapticBoxRenderer->graphicTimer->isActive());
-            QCOMPARE(window->hapticBoxRenderer->manufacturingMode, row.manufacturing);
+            const auto& scene = *window->hapticBoxRenderer;
+            QVERIFY(startBoxTest && scene.graphicTimer->isActive() && scene.manufacturingMode == row.manufacturing);
             window->hapticBoxRenderer->m_nWallTransitions[3] = 2;
             goToTab(*window, "Servoloop");
-            QVERIFY(!startBoxTest && !window->hapticBoxRenderer->graphicTimer->isActive());
-            QCOMPARE(count(3), 0);
+            QVERIFY(!startBoxTest && !scene.graphicTimer->isActive() && count(3) == 0);
         }
     }
 
@@ -303,24 +280,16 @@ private slots:
         startBoxTest = false;
         startPassivityTest = true;
         device().forcesEnabled = false;
-        const auto tick = [this](float x, float y, float z) {
-            const float position[3] = {x, y, z};
-            std::copy(position, position + 3, device().position);
-            device().calls.clear();
-            ServoLoopCallBack(window.get());
-            return device().of({"send_tharlen_force_6dof"}).at(0).values;
-        };
-        const double id = window->csTharlenID;
         window->onPassivitySliderChange(25);  // 2.5 N/mm
-        QCOMPARE(tick(40.0f, -40.0f, 0), (std::vector<double>{id, 0, 0, 0, 0, 0, 0}));
+        QCOMPARE(tickAt(40.0f, -40.0f, 0), Force{});
         QVERIFY(!device().forcesEnabled);
-        QCOMPARE(tick(42.0f, 0, -41.0f), (std::vector<double>{id, -5.0, 0, 2.5, 0, 0, 0}));
+        QCOMPARE(tickAt(42.0f, 0, -41.0f), (Force{-5.0f, 0, 2.5f}));
         QCOMPARE(device().count("enable_tharlen_forces"), 1);
         QCOMPARE(passivityTestForce[2].load(), 2.5f);
-        QCOMPARE(window->passivityBoxRenderer->pPos.copy(), (std::array<float, 3>{40.0f, 0, -40.0f}));
+        QCOMPARE(window->passivityBoxRenderer->pPos.copy(), (Force{40.0f, 0, -40.0f}));
         window->onPassivitySliderChange(0);
-        QCOMPARE(tick(90.0f, 0, 0)[1], 0.0);
-        QCOMPARE(tick(std::numeric_limits<float>::infinity(), 0, 0)[1], 0.0);
+        QCOMPARE(tickAt(90.0f, 0, 0), Force{});
+        QCOMPARE(tickAt(std::numeric_limits<float>::infinity(), 0, 0), Force{});
     }
 };
 
