@@ -89,22 +89,17 @@ private slots:
 
     // The ticks in the well add up, over visits to it and to the tab, and begin anew once they have made a calibration.
     void inkwellCountsInTotal() {
-        const struct {
-            unsigned long type;
-            int docked, needed;
-        } rows[] = {{5, 0, 50}, {9, 1, 5}};
-        for (const auto& row : rows) {
-            open(row.type, 7, 2);
+        for (const auto& [type, docked, needed] : {std::tuple{5UL, 0, 50}, {9UL, 1, 5}}) {
+            open(type, 7, 2);
             window->manufMode = true;
             for (int calibration = 0; calibration < 2; ++calibration) {
                 window->repData->bCalibrationPass = false;
-                device().result["get_inkwell_switch"] = row.docked;
-                ticks(row.needed - 2);
-                device().result["get_inkwell_switch"] = !row.docked;
+                device().result["get_inkwell_switch"] = docked;
+                ticks(needed - 2);
+                device().result["get_inkwell_switch"] = !docked;
                 ticks(100);
-                goToTab(*window, "Select");
-                goToTab(*window, "Calibrate");
-                device().result["get_inkwell_switch"] = row.docked;
+                choose(0);
+                device().result["get_inkwell_switch"] = docked;
                 ticks(1);
                 QVERIFY(!window->repData->bCalibrationPass);
                 ticks(1);
@@ -112,7 +107,7 @@ private slots:
                 QCOMPARE(window->ui.calibrate_button->text(), QString("CALIBRATION DONE !"));
                 QVERIFY(prompts().endsWith("Nolva calibration successfully updated."));
                 QVERIFY(tabTexts(*window).contains("Read Encoder") && window->ui.next_button->isEnabled());
-                QCOMPARE(bool(startCalibTest), row.type == 5);
+                QCOMPARE(bool(startCalibTest), type == 5);
             }
         }
     }
@@ -122,9 +117,9 @@ private slots:
         const struct {
             int revision, flagsX, gapsX, flagsZ, status;
             bool foundX, foundZ;
-        } rows[] = {{1, 1, 0, 1, 0, true, true},    {8, 1, 0, 2, 0, true, true},   {8, 0, 2, 1, 0, false, true},
-                    {2, 3, 2, 1, 0x0F, true, true}, {7, 3, 1, 1, 0, false, true},  {7, 2, 2, 1, 0, false, true},
-                    {7, 3, 2, 2, 0, true, false},   {2, 3, 2, 1, 0x10, true, true}};
+        } rows[] = {{1, 1, 0, 1, 0, true, true},  {8, 1, 0, 2, 0, true, true},   {8, 0, 2, 1, 0, false, true},
+                    {7, 3, 1, 1, 0, false, true}, {7, 2, 2, 1, 0, false, true},  {2, 3, 2, 1, 0x0F, true, true},
+                    {7, 3, 2, 2, 0, true, false}, {2, 3, 2, 1, 0x10, true, true}};
         for (const auto& row : rows) {
             const bool pass = row.foundX && row.foundZ && row.status != 0x10;
             open(3, 7, 1);
@@ -199,14 +194,13 @@ private slots:
             choose(0);
             ticks(1);
             auto& ui = window->ui;
-            QCOMPARE(ui.calibrate_button->styleSheet(), QString(kPassStyle));
-            QCOMPARE(ui.pinch_calibrate_button->styleSheet(), QString(kPassStyle));
+            QCOMPARE(ui.calibrate_button->styleSheet() + ui.pinch_calibrate_button->styleSheet(),
+                     QString(kPassStyle) + kPassStyle);
             device().result["is_calibration_supported"] = supported;
             device().result["is_pinch_calibrated"] = 0;
             device().model = "<i>M";
             choose(1);
-            for (const QWidget* hidden : std::initializer_list<QWidget*>{ui.frame11, ui.X_HOME, ui.Y_HOME, ui.Z_HOME})
-                QVERIFY(hidden->isHidden());
+            QVERIFY(ui.frame11->isHidden() && ui.X_HOME->isHidden() && ui.Y_HOME->isHidden() && ui.Z_HOME->isHidden());
             QVERIFY(ui.calibrate_button->isEnabled());
             QCOMPARE(ui.calibrate_button->text(), QString("&CALIBRATE "));
             QCOMPARE(ui.calibrate_button->styleSheet(), QString(kNotYetStyle));
@@ -215,58 +209,51 @@ private slots:
         }
     }
 
-    // Two presses by name: kind 1 reads high when closed, any other low.
-    void pinchLimits() {
-        for (const int kind : {1, 2}) {
-            open(4, 7, 0, kind);
-            QVERIFY(startPinchCalibration);
-            QCOMPARE(window->ui.pinch_calibrate_button->text(),
-                     QString(kind == 1 ? "CLOSE THUMBPAD AND CLICK" : "CLOSE SCISSOR AND CLICK"));
-            for (const double reading : {kind == 1 ? 900.7 : 100.2, kind == 1 ? 100.2 : 900.7}) {
-                window->m_pinchValue = reading;
-                QVERIFY(QMetaObject::invokeMethod(window.get(), "onClickCalibratePinch"));
-            }
-            const double id = window->csTharlenID;
-            QCOMPARE(device().of({"set_pinch_limits"}).at(0).values, (std::vector<double>{id, 100, 900}));
-            QVERIFY(
-                prompts().endsWith(kind == 1 ? "Thumbpad successfully calibrated" : "Scissor successfully calibrated"));
-        }
-    }
-
-    // The key of the prompts: where a grip waits for it, and another device's grip from its first end on.
-    void altP() {
+    // Two presses of the key of the prompts: kind 1 reads high when closed, any other low. Where a grip waits for it,
+    // and another device's grip from its first end on.
+    void grips() {
         open(4, 7, 0, 1);
         window->show();
         window->activateWindow();
         QVERIFY(QTest::qWaitForWindowActive(window.get()));
         const QPushButton& button = *window->ui.pinch_calibrate_button;
-        const auto press = [this] { QTest::keyClick(window.get(), Qt::Key_P, Qt::AltModifier); };
-        press();
+        const auto press = [this](double reading) {
+            window->m_pinchValue = reading;
+            QTest::keyClick(window.get(), Qt::Key_P, Qt::AltModifier);
+        };
+        QVERIFY(startPinchCalibration && button.text() == "CLOSE THUMBPAD AND CLICK");
+        press(900.7);
         QKeyEvent held(QEvent::KeyPress, Qt::Key_P, Qt::AltModifier, "p", true);
         QCoreApplication::sendEvent(window.get(), &held);
         QCOMPARE(button.text(), QString("OPEN THUMBPAD AND CLICK"));
         goToTab(*window, "Read Encoder");
-        press();
+        press(0);
+        goToTab(*window, "Calibrate");
+        press(100.2);
+        QVERIFY(prompts().endsWith("Thumbpad successfully calibrated"));
+        device().result["tharlen_which_pinch"] = 2;
         choose(1);
-        press();
+        QCOMPARE(button.text(), QString("CLOSE SCISSOR AND CLICK"));
+        press(100.2);
         QCOMPARE(button.text(), QString("OPEN SCISSOR AND CLICK"));
-        QCOMPARE(device().count("set_pinch_limits"), 0);
-        press();
+        press(900.7);
+        QVERIFY(prompts().endsWith("Scissor successfully calibrated"));
         device().result["is_pinch_calibrated"] = 1;
-        press();
+        press(0);
         QCOMPARE(button.text(), QString("SCISSOR IS CALIBRATED"));
-        QCOMPARE(device().count("set_pinch_limits"), 1);
+        const auto set = device().of({"set_pinch_limits"});
+        QCOMPARE(set.size(), std::size_t(2));
+        for (const standin::Call& limits : set)
+            QVERIFY(limits.values[1] == 100 && limits.values[2] == 900);
     }
 
     // The file goes where it is there; the stored calibration is discarded in either case.
     void losingTheCalibration() {
         open(5, 7, 2);
-        const QString path = home.filePath("config/THARLeN Calibration (Arm)");
-        QFile file(path);
+        QFile file(home.filePath("config/THARLeN Calibration (Arm)"));
         QVERIFY(file.open(QIODevice::WriteOnly));
-        file.close();
         window->ui.loseCalib_button->click();
-        QVERIFY(!QFile::exists(path));
+        QVERIFY(!file.exists());
         QCOMPARE(window->ui.calibFileStatus->text(), QString("Successfully deleted file :"));
         window->onClickLoseCalibration();
         QCOMPARE(window->ui.calibFileStatus->text(), QString("Could not delete calibration file :"));
@@ -281,12 +268,11 @@ private slots:
 
     void updateButtonReadsItsResultTheOtherWay() {
         open(3, 7, 1);
-        for (const auto& [status, text] : {std::pair{0, "Error encountered when updating calibration for Arm"},
-                                           std::pair{1, "Updated the calibration."}}) {
-            device().result["update_calibration"] = status;
-            window->ui.updateCalib_button->click();
-            QCOMPARE(window->ui.calibFileStatus->text(), QString(text));
-        }
+        window->ui.updateCalib_button->click();
+        QCOMPARE(window->ui.calibFileStatus->text(), QString("Error encountered when updating calibration for Arm"));
+        device().result["update_calibration"] = 1;
+        window->ui.updateCalib_button->click();
+        QCOMPARE(window->ui.calibFileStatus->text(), QString("Updated the calibration."));
         QVERIFY(device().loopRunning);
     }
 
@@ -304,16 +290,15 @@ private slots:
         SENSOR_DATA gap{0, 9999, 9999, 4999, 3};
         AXIS_SENSOR_DATA* axes = device().calibration.GetAxisSensorData();
         axes[0] = {3, 2, {&flag, nullptr, &wide}, {nullptr, &gap, nullptr}};
-        device().connection.m_portInput.ucMiscIn = 0x10 | 0x40;
-        device().connection.m_portInput.usQuad0 = 77;
-        device().connection.m_portInput.usQuad1 = 88;
-        device().connection.m_portInput.usQuad2 = 99;
-        device().connection.m_portInput.ucSpeedErrs = 0x25;
-        window->ui.tabWidget->addTab(window->ui.tab_4, "Calibration Details");
-        goToTab(*window, "Calibration Details");
+        auto& port = device().connection.m_portInput;
+        port.ucMiscIn = 0x10 | 0x40;
+        port.usQuad0 = 77;
+        port.usQuad1 = 88;
+        port.usQuad2 = 99;
+        port.ucSpeedErrs = 0x25;
+        enter(window->ui.tab_4, "Calibration Details");
         window->calibDetailTimer->setInterval(1000000);
         window->updateCalibrationData();
-        const QString first = window->ui.calibDetails_textBox1->toPlainText();
         const QString expected = QString(
                                      "Counter:\t\t0.02 seconds\nKnown calibration:\t10\t11\t12\t\n"
                                      "New calibration:\t\t-20\t-21\t-22\t\nIncorrect offsets:\tNo\tYes\tNo\t\n"
@@ -326,7 +311,7 @@ private slots:
                                      .arg(100 + limit.lMinWidth)
                                      .arg(limit.lMinWidth)
                                      .arg(limit.lMaxWidth + 1);
-        QCOMPARE(first, expected);
+        QCOMPARE(window->ui.calibDetails_textBox1->toPlainText(), expected);
         const QString second = window->ui.calibDetails_textBox2->toPlainText();
         QVERIFY(
             second.startsWith("X axis home sensor: ON 77\nY axis home sensor: OFF 88\nZ axis home sensor: OFF 99\n"));
@@ -355,8 +340,7 @@ private slots:
     void detailsOfOtherModels() {
         open(5, 7, 2);
         window->manufMode = true;
-        window->ui.tabWidget->addTab(window->ui.tab_4, "Calibration Details");
-        goToTab(*window, "Calibration Details");
+        enter(window->ui.tab_4, "Calibration Details");
         QCOMPARE(window->ui.calibDetails_textBox1->toPlainText(),
                  QString("This test is not valid for the device selected.\nPlease move on to the next test."));
         QVERIFY(!window->ui.loseCalib_button->isEnabled() && !window->calibDetailTimer->isActive());
