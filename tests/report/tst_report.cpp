@@ -10,6 +10,7 @@
 #include <csignal>
 #include <cstddef>
 
+#include "qttharlenhapticrenderer.h"
 #include "restyle.h"
 #include "standinwindow.h"
 
@@ -292,7 +293,7 @@ private slots:
         QVERIFY(report().contains("\tInterface:\t\t\t\t\tUnknown"));
     }
 
-    void anotherDeviceHasNoVerdicts() {
+    void anotherDeviceStartsFromNothing() {
         open();
         const auto buttons = window->findChildren<QRadioButton*>(QRegularExpression("^RB_.*_[PF]$"));
         for (const char* choice : {"_P", "_F"}) {
@@ -300,9 +301,15 @@ private slots:
                 if (button->objectName().endsWith(choice))
                     button->setChecked(true);
             }
-            window->resetReportData();
+            window->m_lMaxEncoderVal[2] = window->stylusSwitchCounterOff = 5;
+            window->hapticBoxRenderer->m_nWallTransitions[4] = 3;
+            goToTab(*window, "Servoloop");
+            window->onClickTestAnotherDevice();
+            QCOMPARE(window->ui.tabWidget->currentIndex(), 1);
             for (const QRadioButton* button : buttons)
                 QVERIFY2(button->isCheckable() && !button->isChecked(), qPrintable(button->objectName()));
+            QVERIFY(window->m_lMaxEncoderVal[2] < 0 && window->stylusSwitchCounterOff == 0);
+            QCOMPARE(window->hapticBoxRenderer->m_nWallTransitions[4].load(), 0);
         }
         for (const Item& item : kItems) {
             const bool* first = verdicts(*window->repData, item.field);

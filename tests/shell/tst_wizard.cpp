@@ -77,6 +77,9 @@ private slots:
             QCOMPARE(window->ui.servolooprateGroup->isHidden(), !row.modes.contains('p'));
             goToTab(*window, "Select");
             QCOMPARE(tabTexts(*window), row.tabs);
+            window->ui.m_cmbTHARLeN->setCurrentIndex(2);  // a Corvale has the encoder mode's tab
+            QCOMPARE(tabTexts(*window).contains("Encoder Test"), row.modes.contains('e'));
+            window->ui.m_cmbTHARLeN->setCurrentIndex(0);
             // The way back: the user mode again.
             goToTab(*window, "Mode");
             window->ui.tabWidget->setTabEnabled(0, true);
@@ -85,13 +88,6 @@ private slots:
             QCOMPARE(tabTexts(*window), (QStringList{"Mode", "Select"}));
             QVERIFY(window->ui.next_button->isEnabled());
         }
-    }
-
-    void corvaleWithEncoderModeHasItsTab() {
-        enterMode(NOLVA_ADVANCED_WORD, true, true);
-        goToTab(*window, "Select");
-        window->ui.m_cmbTHARLeN->setCurrentIndex(2);
-        QCOMPARE(tabTexts(*window), (QStringList{"Mode", "Select", "Calibrate", "Encoder Test"}));
     }
 
     void buttonsWalkTheUserFlow() {
@@ -158,14 +154,16 @@ private slots:
             QCOMPARE(device().count("disable_tharlen_forces"), row.disables);
             QCOMPARE(device().of({"enable_tharlen_velocity_check"}).back().values[1], double(row.velocityCheck));
             QVERIFY(!startCalibTest || tab == "Calibrate");
-            QVERIFY(!startEncoderTest && !startServoTest);
-            QCOMPARE(bool(startBoxTest), tab == "Box Test");
-            QVERIFY(!window->selectionTimer->isActive() && !window->calibDetailTimer->isActive());
-            QCOMPARE(window->forceCheckTimer->isActive(), tab == "Test Forces");
-            QCOMPARE(window->servoRateGraphicTimer->isActive(), tab == "Servoloop");
-            QCOMPARE(window->checkCalibTimer->isActive(), tab == "Calibrate");
-            QCOMPARE(window->encoderGuiUpdateTimer->isActive(), tab == "Read Encoder");
-            QCOMPARE(window->forceProgressTimer->isActive(), tab == "Box Test");
+            QVERIFY(!startEncoderTest && !startServoTest && startBoxTest == (tab == "Box Test"));
+            const std::pair<const QTimer*, QString> timers[] = {{window->selectionTimer, "Select"},
+                                                                {window->checkCalibTimer, "Calibrate"},
+                                                                {window->calibDetailTimer, "Calibration Details"},
+                                                                {window->encoderGuiUpdateTimer, "Read Encoder"},
+                                                                {window->forceCheckTimer, "Test Forces"},
+                                                                {window->forceProgressTimer, "Box Test"},
+                                                                {window->servoRateGraphicTimer, "Servoloop"}};
+            for (const auto& [timer, of] : timers)
+                QVERIFY2(timer->isActive() == (tab == of), qPrintable(of));
             QCOMPARE(window->ui.gain_slider->value(), 0);
             QVERIFY(tab == "Test Forces" || (window->ui.slider_TZ->value() == 0 && window->m_forceToSend[5] == 0.0f));
         }
@@ -179,54 +177,27 @@ private slots:
         QVERIFY(!window->ampsGuiUpdateTimer->isActive() && !window->tempGuiUpdateTimer->isActive());
     }
 
-    // The space key: one tab, and not on types 3 and 5.
-    void spaceKeyResets() {
-        const struct {
-            int device;  ///< a Stelmar, a Nolva, an Orda, a Corvale
-            const char* tab;
-            bool resets;
-        } rows[] = {{1, "Calibrate", true},
-                    {3, "Calibrate", true},
-                    {0, "Calibrate", false},
-                    {2, "Calibrate", false},
-                    {1, "Read Encoder", false}};
-        const QString good = "Tharlen successfully underwent RESET calibration.\n";
-        const QString bad = "Error encountered during RESET calibration procedure.\n ";
-        for (const auto& row : rows) {
-            goToTab(*window, "Select");
-            window->ui.m_cmbTHARLeN->setCurrentIndex(row.device);
-            goToTab(*window, row.tab);
-            window->setFocusProxy(nullptr);
-            for (const int status : {0, -6}) {
-                device().calls.clear();
-                device().result["tharlen_reset"] = status;
-                window->ui.calibrate_textbrowser2->clear();
-                QTest::keyClick(window.get(), Qt::Key_Return);
-                QTest::keyClick(window.get(), Qt::Key_Space);
-                QCOMPARE(device().count("tharlen_reset"), row.resets ? 1 : 0);
-                const QString text = window->ui.calibrate_textbrowser2->toPlainText();
-                QCOMPARE(text, row.resets ? (status == 0 ? good : bad) : QString());
-            }
-        }
-    }
-
-    // After a click on Next it resets where it has that meaning, and presses Next once more elsewhere.
-    void spaceAfterNext() {
+    // The space key resets on "Calibrate" where the line has that, though Next was clicked last; else it presses Next.
+    void spaceKey() {
         window->show();
         window->activateWindow();
         QVERIFY(QTest::qWaitForWindowActive(window.get()));
         goToTab(*window, "Select");
-        for (const int device : {1, 3, 0, 2}) {
-            const bool resets = device == 1 || device == 3;
-            window->ui.m_cmbTHARLeN->setCurrentIndex(device);
-            standin::device().calls.clear();
+        for (const int index : {1, 3, 0, 2}) {  // a Stelmar, a Nolva, an Orda, a Corvale
+            const bool resets = index % 2;
+            window->ui.m_cmbTHARLeN->setCurrentIndex(index);
+            device().calls.clear();
             QTest::mouseClick(window->ui.next_button, Qt::LeftButton);
+            QTest::keyClick(window.get(), Qt::Key_Return);
             QTest::keyClick(QApplication::focusWidget(), Qt::Key_Space);
-            QCOMPARE(standin::device().count("tharlen_reset"), resets ? 1 : 0);
             QCOMPARE(tabTexts(*window)[window->ui.tabWidget->currentIndex()],
                      QString(resets ? "Calibrate" : "Read Encoder"));
             QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
             QVERIFY(!resets || window->ui.tab_2->isAncestorOf(QApplication::focusWidget()));
+            goToTab(*window, resets ? "Read Encoder" : "Calibrate");
+            window->setFocusProxy(nullptr);
+            QTest::keyClick(window.get(), Qt::Key_Space);
+            QCOMPARE(device().count("tharlen_reset"), resets ? 1 : 0);
             goToTab(*window, "Select");
         }
     }
@@ -256,23 +227,6 @@ private slots:
         QCOMPARE(device().count("disable_tharlen_forces"), 2);
         window->changePage(nullptr, window->ui.listWidget->item(4));
         QVERIFY(startPassivityTest);
-    }
-
-    void anotherDeviceStartsFromNothing() {
-        goToTab(*window, "Select");
-        window->repData->bBoxPass = window->repData->bManualPinchPass = true;
-        window->m_lMaxEncoderVal[2] = 5;
-        window->stylusSwitchCounterOff = 3;
-        window->ui.RB_FX_P->setChecked(true);
-        window->hapticBoxRenderer->m_nWallTransitions[4] = 3;
-        goToTab(*window, "Servoloop");
-        window->onClickTestAnotherDevice();
-        QCOMPARE(window->ui.tabWidget->currentIndex(), 1);
-        QVERIFY(!window->repData->bBoxPass && !window->repData->bManualPinchPass);
-        QCOMPARE(window->m_lMaxEncoderVal[2], std::numeric_limits<long>::min());
-        QCOMPARE(window->stylusSwitchCounterOff, 0);
-        QVERIFY(!window->ui.RB_FX_P->isChecked());
-        QCOMPARE(window->hapticBoxRenderer->m_nWallTransitions[4].load(), 0);
     }
 };
 
