@@ -8,18 +8,14 @@
 
 using standin::device;
 
-namespace {
-
 template <class Item>
-QList<Item*> itemsOf(const QGraphicsScene* scene) {
+static QList<Item*> itemsOf(const QGraphicsScene* scene) {
     QList<Item*> found;
     for (QGraphicsItem* item : scene->items(Qt::AscendingOrder))
         if (auto* wanted = qgraphicsitem_cast<Item*>(item))
             found << wanted;
     return found;
 }
-
-}  // namespace
 
 class TestPerformance : public StandinWindow {
     Q_OBJECT
@@ -111,35 +107,35 @@ private slots:
         auto& ui = window->ui;
         for (const QString shown :
              {"Force Test", "Motor Temp. Test", "Passivity Test", "Filters Test", "Friction Test"}) {
+            const bool scene = shown == "Passivity Test" || shown == "Filters Test";
             for (const bool otherDevice : {false, true}) {
                 page("Workspace Test");
                 page(qPrintable(shown));
-                if (shown == "Friction Test")
-                    window->startFrictionPerformanceTest();
                 ui.cforce_1->setText("900");
                 ui.motor_dac_1->setText("900");
-                if (shown == "Force Test" || shown == "Motor Temp. Test")
+                if (shown == "Friction Test")
+                    window->startFrictionPerformanceTest();
+                else if (!scene)
                     window->command_motor_dac();
                 window->force_dac_values[2] = window->m_fVoltsToSend[1] = 50;
-                if (shown == "Passivity Test" || shown == "Filters Test")
+                if (scene)
                     ui.listWidget->setCurrentRow(-1);  // the page stays
                 tick();
                 if (otherDevice)
                     window->OnSelChangeTHARLeN();
                 else
                     goToTab(*window, "Calibrate");
-                QVERIFY(otherDevice || !device().forcesEnabled);
-                QVERIFY(!otherDevice || (window->m_fVoltsToSend[1] == 0.0f && ui.cforce_1->text() == "0.0"));
-                device().forcesEnabled = false;
+                QVERIFY(otherDevice ? window->m_fVoltsToSend[1] == 0.0f && ui.cforce_1->text() == "0.0"
+                                    : !device().forcesEnabled);
+                device().forcesEnabled = startCalibTest = false;
                 device().calls.clear();
-                startCalibTest = false;
                 tick();
                 QVERIFY2(!device().forcesEnabled, qPrintable(shown));
                 const auto sent =
                     device().of({"command_motor_dac_values", "send_tharlen_force_6dof", "command_motor_voltages"});
-                QCOMPARE(sent.size(), 1u);
-                QCOMPARE(sent[0].values[1], 0.0);
-                QCOMPARE(sent[0].values[3], otherDevice ? 0.0 : 50.0);  // the sliders' command goes with its own tab
+                // The sliders' command goes with its own tab.
+                QCOMPARE(sent.at(0).values,
+                         (std::vector<double>{double(window->csTharlenID), 0, 0, otherDevice ? 0.0 : 50.0, 0, 0, 0}));
                 // A scene goes on as the operator comes back.
                 goToTab(*window, "Performance Testing");
                 QCOMPARE(startPassivityTest.load(), shown == "Passivity Test" && !otherDevice);
@@ -172,38 +168,38 @@ private slots:
         const float position[3] = {-40.5f, 7, 0.25f};
         std::copy(encoders, encoders + 3, device().encoders);
         std::copy(position, position + 3, device().position);
-        const auto shown = [this] {
-            const auto& ui = window->ui;
-            return QStringList{ui.label_74->text(), ui.label_75->text(), ui.label_76->text(),
-                               ui.label_81->text(), ui.label_83->text(), ui.label_85->text()}
-                .join(' ');
+        const auto& ui = window->ui;
+        const auto shown = [&ui] {
+            QString all;
+            for (const QLabel* label : {ui.label_74, ui.label_75, ui.label_76, ui.label_81, ui.label_83, ui.label_85})
+                all += label->text() + ' ';
+            return all;
         };
-        window->ui.pushButton_13->click();
+        ui.pushButton_13->click();
         const QPointer<QTimer> first = resolutionTestTimer;
         window->updatePositionForResolutionTest();
-        QCOMPARE(shown(), QString("1 20 -4321 -40.5 7 0.25"));
+        QCOMPARE(shown(), QString("1 20 -4321 -40.5 7 0.25 "));
         window->startResolutionTest();
         QVERIFY(resolutionTestTimer->isActive() && resolutionTestTimer->interval() == 10 && !first->isActive());
-        window->ui.startRecord->click();
+        ui.startRecord->click();
         QCOMPARE(posRecordTimer->interval(), 1);
         page("Workspace Test");
-        QVERIFY(!resolutionTestTimer->isActive() && window->ui.pushButton_13->isEnabled());
-        QCOMPARE(shown(), QString("0 0 0 0 0 0"));
-        window->ui.pushButton_13->click();
-        window->ui.pushButton_14->click();
+        QVERIFY(!resolutionTestTimer->isActive() && ui.pushButton_13->isEnabled());
+        QCOMPARE(shown(), QString("0 0 0 0 0 0 "));
+        ui.pushButton_13->click();
+        ui.pushButton_14->click();
         QVERIFY(!resolutionTestTimer->isActive());
         goToTab(*window, "Calibrate");
-        QVERIFY(posRecordTimer->isActive() && window->ui.stopRecord->isEnabled());
+        QVERIFY(posRecordTimer->isActive() && ui.stopRecord->isEnabled());
         int painted = 0;  // some lines at a time, and all of them when the record ends
         for (int i = 0; i < 100; ++i) {
             window->recordWorkspace();
-            painted += window->ui.textBrowser_2->updatesEnabled();
+            painted += ui.textBrowser_2->updatesEnabled();
         }
         QVERIFY2(painted >= 1 && painted <= 10, qPrintable(QString::number(painted)));
-        window->ui.stopRecord->click();
-        QVERIFY(!posRecordTimer->isActive() && window->ui.startRecord->isEnabled());
-        QVERIFY(window->ui.textBrowser_2->updatesEnabled());
-        QVERIFY(window->ui.textBrowser_2->toPlainText().endsWith("-40.500000 \t7.000000 \t0.250000"));
+        ui.stopRecord->click();
+        QVERIFY(!posRecordTimer->isActive() && ui.startRecord->isEnabled() && ui.textBrowser_2->updatesEnabled());
+        QVERIFY(ui.textBrowser_2->toPlainText().endsWith("-40.500000 \t7.000000 \t0.250000"));
         window.reset();
         QVERIFY(!resolutionTestTimer && !posRecordTimer);
     }
@@ -237,8 +233,7 @@ private slots:
     // Ten blocks, or a line that says why not; nothing is released twice, and a processor load leaves them alone.
     void memoryLoad() {
         window->releaseMemory();
-        for (const auto& [typed, loads] :
-             {std::pair<const char*, bool>{"8000", true}, {"8 MB", true}, {"-800", false}, {"8000", true}}) {
+        for (const auto& [typed, loads] : {std::pair{"8 MB", true}, {"-800", false}, {"8000", true}}) {
             window->ui.servoloopText->clear();
             window->ui.lineEdit_6->setText(typed);
             window->ui.pushButton_8->setEnabled(true);
@@ -284,9 +279,9 @@ private slots:
         window->ui.pushButton_18->click();
         QCOMPARE(window->motorTempTimer->interval(), 1000);
         const float celsius[2][3] = {{25, 30, 110}, {25, 40, 90}};
+        device().temperatures[1][1] = 22.5f;
         for (const auto& row : celsius) {
             std::copy(row, row + 3, device().temperatures[0]);
-            device().temperatures[1][1] = 22.5f;
             window->getMotorTemperature();
         }
         const auto ticks = itemsOf<QGraphicsLineItem>(window->linePlotScene).mid(grid);
@@ -294,10 +289,8 @@ private slots:
                                  {2, 225, 2, 225}, {2, 210, 2, 180}, {2, -30, 2, 30}};
         const Qt::GlobalColor colours[3] = {Qt::red, Qt::green, Qt::cyan};
         QCOMPARE(ticks.size(), 6);
-        for (int i = 0; i < 6; ++i) {
-            QCOMPARE(ticks[i]->line(), lines[i]);
-            QCOMPARE(ticks[i]->pen().color(), QColor(colours[i % 3]));
-        }
+        for (int i = 0; i < 6; ++i)
+            QVERIFY(ticks[i]->line() == lines[i] && ticks[i]->pen().color() == QColor(colours[i % 3]));
         QVERIFY(window->ui.textBrowser_5->toPlainText().endsWith("25.0  40.0  90.0  0.0  22.5  0.0  "));
         page("Force Test");
         QVERIFY(!window->motorTempTimer->isActive() && window->linePlotScene->items().isEmpty());
