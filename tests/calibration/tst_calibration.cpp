@@ -228,9 +228,6 @@ private slots:
         QCOMPARE(button.text(), QString("OPEN THUMBPAD AND CLICK"));
         goToTab(*window, "Read Encoder");
         press(0);
-        goToTab(*window, "Calibrate");
-        press(100.2);
-        QVERIFY(prompts().endsWith("Thumbpad successfully calibrated"));
         device().result["tharlen_which_pinch"] = 2;
         choose(1);
         QCOMPARE(button.text(), QString("CLOSE SCISSOR AND CLICK"));
@@ -241,6 +238,12 @@ private slots:
         device().result["is_pinch_calibrated"] = 1;
         press(0);
         QCOMPARE(button.text(), QString("SCISSOR IS CALIBRATED"));
+        device().result["is_pinch_calibrated"] = 0;
+        device().result["tharlen_which_pinch"] = 1;
+        choose(0);
+        press(900.7);
+        press(100.2);
+        QVERIFY(prompts().endsWith("Thumbpad successfully calibrated"));
         const auto set = device().of({"set_pinch_limits"});
         QCOMPARE(set.size(), std::size_t(2));
         for (const standin::Call& limits : set)

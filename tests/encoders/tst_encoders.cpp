@@ -59,32 +59,25 @@ private slots:
         }
     }
 
-    // A base axis is judged by the sum of magnitudes, so one that never moved counts twice its reading; once
-    // passed it stays so.
-    void magnitudesAndHeldVerdicts() {
+    // A base axis is judged by the sum of magnitudes, so one that never moved counts twice its reading; once passed it
+    // stays so. Unknown cards and other models are not judged; the figures for a Nolva are there for whoever asks: the
+    // third axis by the difference of magnitudes, the fourth by their sum.
+    void magnitudes() {
         open(5, 7, true);
+        const auto& passes = window->repData->bEncoderPass;
         tickAt({2250, 0, 0, 2250, 0, 0});
-        QVERIFY(window->repData->bEncoderPass[0] && !window->repData->bEncoderPass[3]);
+        QVERIFY(passes[0] && !passes[3]);
         QCOMPARE(window->ui.encoder_X->styleSheet(), QString(kPassStyle));
         QCOMPARE(window->ui.gimbal_X->styleSheet(), QString(kNotYetStyle));
         window->m_lMinEncoderVal[0] = window->m_lMaxEncoderVal[0] = 0;
-        std::fill(device().encoders, device().encoders + 6, 0L);
-        window->updateReadEncoderTab();
-        QVERIFY(window->repData->bEncoderPass[0]);
-    }
-
-    void unknownCardsAndOtherModelsAreNotJudged() {
-        for (const auto& [type, card] : {std::pair<int, int>{5, 3}, {9, 7}, {1, 1}}) {
+        tickAt({});
+        QVERIFY(passes[0]);
+        for (const auto& [type, card] : {std::pair{5UL, 3UL}, {1, 1}, {9, 7}}) {
             open(type, card, true);
-            tickAt({-9000, -9000, -9000, -9000, -9000, -9000});
-            tickAt({9000, 9000, 9000, 9000, 9000, 9000});
+            tickAt({-2500, -1300, -100, 1750, 0, 0});
+            tickAt({2500, 1300, 2299, 1750, 2245, 3500});
             QVERIFY(!window->repData->bEncoderPass[0] && window->repData->lMaxEncoderVal[0] == 0);
         }
-        // The figures for a Nolva are there for whoever asks: the third axis by the difference of magnitudes, the
-        // fourth by their sum.
-        open(9, 7, true);
-        tickAt({-2500, -1300, -100, 1750, 0, 0});
-        tickAt({2500, 1300, 2299, 1750, 2245, 3500});
         window->checkEncoderPass();
         QVERIFY(!window->repData->bEncoderPass[2]);
         tickAt({0, 0, 2300, 1750, 0, 0});
@@ -112,7 +105,8 @@ private slots:
         QVERIFY(window->ui.encoderStatus_help_textBox->toPlainText().isEmpty());
     }
 
-    // Three transitions each way leave a switch rose, the fourth of the second direction turns it green.
+    // Three transitions each way leave a switch rose, the fourth of the second direction turns it green. The sliders go
+    // back as the ink well's switch rises.
     void switchTransitions() {
         const struct {
             unsigned long type;
@@ -120,45 +114,40 @@ private slots:
         } rows[] = {{5, "sei", "sei"}, {9, "sei", "s"}, {3, "sp", "sp"}, {1, "s", "s"}};
         for (const auto& row : rows) {
             open(row.type, 7, true);
+            auto& ui = window->ui;
             const auto level = [this](int on) {
                 device().switches[0] = device().switches[1] = on;
                 device().result["get_inkwell_switch"] = device().result["get_stylus_presence"] = on;
                 window->updateReadEncoderTab();
             };
             const REPORTDATA& data = *window->repData;
+            const auto passed = [&data] {
+                return QString(data.bSwitchPass ? "s" : "") + (data.bExtraSwitchPass ? "e" : "")
+                       + (data.bInkwellPass ? "i" : "") + (data.bPresencePass ? "p" : "");
+            };
+            ui.slider_Y->setValue(7);
             for (int round = 1; round <= 4; ++round) {
                 level(1);
                 level(1);
-                QCOMPARE(window->stylusSwitchCounterOn, round);
-                QVERIFY(!data.bSwitchPass && !data.bExtraSwitchPass && !data.bInkwellPass && !data.bPresencePass);
-                QCOMPARE(window->ui.stylusButton_1->text(), QString("ON"));
-                QCOMPARE(window->ui.stylusButton_1->styleSheet(), QString(kNotYetStyle));
+                QVERIFY(window->stylusSwitchCounterOn == round && passed().isEmpty());
+                QCOMPARE(ui.stylusButton_1->text(), QString("ON"));
+                QCOMPARE(ui.stylusButton_1->styleSheet(), QString(kNotYetStyle));
                 level(0);
             }
-            QCOMPARE(data.bSwitchPass, true);
-            QCOMPARE(window->ui.stylusButton_1->styleSheet(), QString(kPassStyle));
-            QCOMPARE(data.bExtraSwitchPass, row.judged.contains('e'));
-            QCOMPARE(data.bInkwellPass, row.judged.contains('i'));
-            QCOMPARE(data.bPresencePass, row.judged.contains('p'));
+            QCOMPARE(ui.slider_Y->value(), row.counted.contains('i') ? 0 : 7);
+            QCOMPARE(passed(), row.judged);
+            QCOMPARE(ui.stylusButton_1->styleSheet(), QString(kPassStyle));
             QCOMPARE(window->extraSwitchCounterOff, row.counted.contains('e') ? 4 : 0);
             QCOMPARE(window->inkwellSwitchCounterOff, row.counted.contains('i') ? 4 : 0);
             QCOMPARE(window->presenceSwitchCounterOff, row.counted.contains('p') ? 4 : 0);
             // Switches held on over a second visit count once more.
             level(1);
             goToTab(*window, "Select");
-            enter(window->ui.tab_3, "Read Encoder");
+            enter(ui.tab_3, "Read Encoder");
             level(1);
             QCOMPARE(window->stylusSwitchCounterOn, 6);
             QCOMPARE(window->presenceSwitchCounterOn, row.counted.contains('p') ? 6 : 0);
         }
-    }
-
-    void inkwellRiseResetsTheSliders() {
-        open(5, 7, true);
-        window->ui.slider_Y->setValue(7);
-        device().result["get_inkwell_switch"] = 1;
-        window->updateReadEncoderTab();
-        QCOMPARE(window->ui.slider_Y->value(), 0);
     }
 
     // The choices open the way, whatever they are; each one that the model asks for is needed.
@@ -212,77 +201,63 @@ private slots:
                                     ui.position_X, ui.position_Y, ui.position_Z})
             shown << label->text();
         QCOMPARE(shown.join(' '), QString("-1 22 3 4 5 6 -1.5 40 12.35"));
-        window->ui.showDeg_check->setCheckState(Qt::Checked);
+        ui.showDeg_check->setCheckState(Qt::Checked);
         window->updateReadEncoderTab();
-        QCOMPARE(window->ui.encoder_Y->text(), QString("28.65"));
-        QCOMPARE(window->ui.gimbal_Z->text(), QString("-57.3"));
-        window->ui.showDeg_check->setCheckState(Qt::PartiallyChecked);
+        QCOMPARE(ui.encoder_Y->text() + ' ' + ui.gimbal_Z->text(), QString("28.65 -57.3"));
+        ui.showDeg_check->setCheckState(Qt::PartiallyChecked);
         tickAt({9, 9, 9, 9, 9, 9});
-        QCOMPARE(window->ui.encoder_Y->text(), QString("28.65"));
+        QCOMPARE(ui.encoder_Y->text(), QString("28.65"));
         // User mode gathers nothing.
-        QCOMPARE(window->stylusSwitchCounterOn, 0);
-        QCOMPARE(window->m_lMaxEncoderVal[0], std::numeric_limits<long>::min());
+        QVERIFY(window->stylusSwitchCounterOn == 0 && window->m_lMaxEncoderVal[0] < 0);
     }
 
     // The ink well reads the other way round on a Nolva device.
     void inkwellDisplay() {
-        for (const auto& [type, reading, text] :
-             {std::tuple<int, int, const char*>{5, 0, "ON"}, {5, 1, "OFF"}, {9, 0, "OFF"}, {9, 1, "ON"}}) {
+        for (const auto& [type, reading, on] : {std::tuple{5UL, 0, true}, {5, 1, false}, {9, 0, false}, {9, 1, true}}) {
             open(type, 7, false);
             device().result["get_inkwell_switch"] = reading;
             window->updateReadEncoderTab();
-            QCOMPARE(window->ui.inkwellSwitch->text(), QString(text));
-            QCOMPARE(window->ui.inkwellSwitch->styleSheet(),
-                     QString(QByteArray(text) == "ON" ? kPassStyle : kNotYetStyle));
+            QCOMPARE(window->ui.inkwellSwitch->text(), QString(on ? "ON" : "OFF"));
+            QCOMPARE(window->ui.inkwellSwitch->styleSheet(), QString(on ? kPassStyle : kNotYetStyle));
         }
     }
 
+    // What a device without a gimbal hides is back for the next; axes without a verdict cannot turn green.
     void visibility() {
         const struct {
             unsigned long type, card;
             int gimbal;
             QString shown;
-        } rows[] = {{5, 7, 1, "extra inkwell stylus help"},
-                    {5, 3, 1, "extra inkwell stylus help"},
-                    {9, 7, 1, "extra inkwell stylus help"},
-                    {3, 7, 1, "stylus help"},
-                    {1, 7, 1, "stylus"},
-                    {1, 7, 0, ""}};
+            const char* style;
+        } rows[] = {{5, 3, 1, "extra inkwell stylus help", kNotYetStyle},
+                    {9, 7, 1, "extra inkwell stylus help", ""},
+                    {3, 7, 1, "stylus help", kNotYetStyle},
+                    {1, 7, 1, "stylus", ""},
+                    {1, 7, 0, "", ""}};
         for (const auto& row : rows) {
             open(row.type, row.card, true, 0);
             auto& ui = window->ui;
-            const auto choose = [this](int index) {
+            for (const int index : {1, 0}) {
                 goToTab(*window, "Select");
-                window->ui.m_cmbTHARLeN->setCurrentIndex(index);
-                enter(window->ui.tab_3, "Read Encoder");
-            };
-            choose(1);  // what a device without a gimbal hides is back for the next
-            device().result["tharlen_check_for_gimbal"] = row.gimbal;
-            choose(0);
-            const auto styled = [&](const char* style) {
-                for (QLabel* label : {ui.encoder_X, ui.encoder_Y, ui.encoder_Z, ui.gimbal_X, ui.gimbal_Y, ui.gimbal_Z})
-                    QCOMPARE(label->styleSheet(), QString(style));
-            };
-            styled(row.type == 5 || row.type == 3 ? kNotYetStyle : "");  // without a verdict they cannot turn green
-            const bool gimbals = row.shown.contains("stylus");
-            const std::pair<const QWidget*, bool> widgets[] = {
-                {ui.stylusButton_2, row.shown.contains("extra")},
-                {ui.inkwellSwitch, row.shown.contains("inkwell")},
-                {ui.RB_INKWELL_F, row.shown.contains("inkwell")},
-                {ui.stylusButton_1, gimbals},
-                {ui.RB_STYLUS_P, gimbals},
-                {ui.encoderStatus_help_textBox, row.shown.contains("help")},
-                {ui.safetySwitch, false},
-                {ui.RB_SAFETY_P, false},
-                {ui.encoderStatus_select, true},
-                {ui.gimbalStatus_select, gimbals},
-                {ui.groupBox_3, gimbals},
-                {ui.groupBox_4, gimbals}};
-            for (const auto& [widget, shown] : widgets)
-                QVERIFY2(widget->isHidden() != shown, qPrintable(widget->objectName()));
-            window->manufMode = false;
-            window->onEncoderTab();
-            styled("");
+                device().result["tharlen_check_for_gimbal"] = index == 0 && row.gimbal;
+                ui.m_cmbTHARLeN->setCurrentIndex(index);
+                enter(ui.tab_3, "Read Encoder");
+            }
+            const std::pair<const QWidget*, const char*> widgets[] = {
+                {ui.stylusButton_2, "extra"},  {ui.inkwellSwitch, "inkwell"},
+                {ui.RB_INKWELL_F, "inkwell"},  {ui.stylusButton_1, "stylus"},
+                {ui.RB_STYLUS_P, "stylus"},    {ui.gimbalStatus_select, "stylus"},
+                {ui.groupBox_3, "stylus"},     {ui.groupBox_4, "stylus"},
+                {ui.encoderStatus_select, ""}, {ui.encoderStatus_help_textBox, "help"},
+                {ui.safetySwitch, "never"},    {ui.RB_SAFETY_P, "never"}};
+            for (const auto& [widget, of] : widgets)
+                QVERIFY2(widget->isHidden() != row.shown.contains(of), qPrintable(widget->objectName()));
+            for (const bool manufacturing : {true, false}) {
+                window->manufMode = manufacturing;
+                window->onEncoderTab();
+                for (QLabel* axis : {ui.encoder_X, ui.encoder_Y, ui.encoder_Z, ui.gimbal_X, ui.gimbal_Y, ui.gimbal_Z})
+                    QCOMPARE(axis->styleSheet(), QString(manufacturing ? row.style : ""));
+            }
         }
     }
 
