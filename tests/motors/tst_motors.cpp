@@ -48,58 +48,49 @@ class TestMotors : public StandinWindow {
         window->updateForceDisplay();
         window->checkForcePass();
     }
+    void answer(std::initializer_list<QRadioButton*> buttons) {
+        for (QRadioButton* button : buttons)
+            button->setChecked(true);
+        window->checkForcePass();
+    }
 
 private slots:
     void cleanup() { window.reset(); }
 
     // --- Amplifiers --------------------------------------------------------------------------------
 
-    // Five switches on and four off come before the sixth tick passes; cycling goes on and says nothing more.
+    // Five switches on and four off come before the sixth tick passes; cycling goes on and says nothing more. The fault
+    // line of amplifiers that stay off, or of a device that does not answer, may be clean: then a line stands beside
+    // it.
     void passComesWithTheSixthTick() {
-        for (const bool manufacturing : {false, true}) {
-            open(5, manufacturing, "Cycle Amps");
-            QCOMPARE(window->ampsGuiUpdateTimer->interval(), 2000);
-            QCOMPARE(window->ui.amp_status_button->text(), QString("NULL"));
-            QVERIFY(window->ui.amp_status_button->styleSheet().isEmpty());
-            for (int tick = 1; tick <= 5; ++tick) {
-                cycle();
-                QCOMPARE(window->ui.device_fault_button->text(), QString("NO"));
-                QCOMPARE(box(), QString());
-            }
-            QVERIFY(!window->repData->bAmplifierPass);
-            cycle();
-            QCOMPARE(box(),
-                     QString(manufacturing ? "The device amplifiers are OK\nPASS" : "The device amplifiers are OK"));
-            QCOMPARE(window->repData->bAmplifierPass, manufacturing);
-            QCOMPARE(window->ui.next_button->isEnabled(), manufacturing);
-            const QString text = box();
-            cycle();
-            QCOMPARE(box(), text);
-            QCOMPARE(device().count("enable_tharlen_forces_no_wait"), 7);
-            QCOMPARE(device().count("disable_tharlen_forces_no_wait"), 6);
-            QCOMPARE(window->ui.amp_status_button->styleSheet(), QString(kPassStyle));
-        }
-    }
-
-    // The fault line of amplifiers that stay off, or of a device that does not answer, may be clean: the verdict
-    // comes, and a line beside it.
-    void passOnNothing() {
         const struct {
+            bool manufacturing;
             int answer, enabling;
-            const char* note;
-        } rows[] = {{0, 0, ""},
-                    {0, -4, "\nNote: the amplifiers never came on while they were to be cycled."},
-                    {-5, 0, "\nNote: the device did not answer while its amplifiers were to be cycled."}};
+            const char* text;
+        } rows[] = {{false, 0, 0, ""},
+                    {true, 0, 0, "\nPASS"},
+                    {true, 0, -4, "\nPASS\nNote: the amplifiers never came on while they were to be cycled."},
+                    {true, -5, 0, "\nPASS\nNote: the device did not answer while its amplifiers were to be cycled."}};
         for (const auto& row : rows) {
-            open(5, true, "Cycle Amps");
+            open(5, row.manufacturing, "Cycle Amps");
+            const auto& ui = window->ui;
             device().result["enable_tharlen_forces_no_wait"] = row.enabling;
             device().result["update_tharlen"] = row.answer;
-            for (int tick = 1; tick <= 6; ++tick) {
+            QCOMPARE(window->ampsGuiUpdateTimer->interval(), 2000);
+            QCOMPARE(ui.amp_status_button->text() + ui.amp_status_button->styleSheet(), QString("NULL"));
+            for (int pair = 1; pair <= 7; ++pair) {
+                QVERIFY(pair == 7 || (box().isEmpty() && !window->repData->bAmplifierPass));
                 cycle();
                 for (int i = 0; i < 100; ++i)
-                    ServoLoopCallBack(window.get());
+                    tick();
             }
-            QCOMPARE(box(), QString("The device amplifiers are OK\nPASS") + row.note);
+            QCOMPARE(box(), QString("The device amplifiers are OK") + row.text);
+            QCOMPARE(ui.device_fault_button->text(), QString("NO"));
+            QVERIFY(window->repData->bAmplifierPass == row.manufacturing
+                    && ui.next_button->isEnabled() == row.manufacturing);
+            QCOMPARE(device().count("enable_tharlen_forces_no_wait"), 7);
+            QCOMPARE(device().count("disable_tharlen_forces_no_wait"), 6);
+            QCOMPARE(ui.amp_status_button->styleSheet(), QString(kPassStyle));
         }
     }
 
@@ -110,7 +101,7 @@ private slots:
         QVERIFY(opened("Test Forces") && !window->repData->bAmplifierPass);
         QCOMPARE(window->ui.device_fault_button->text(), QString("YES"));
         QCOMPARE(window->ui.device_fault_button->styleSheet(), QString(kFailStyle));
-        for (int tick = 0; tick < 5; ++tick)
+        for (int pair = 0; pair < 5; ++pair)
             cycle();
         QVERIFY(window->repData->bAmplifierPass);
         cycle(-4);
@@ -122,15 +113,14 @@ private slots:
     // Leaving disables twice and cancels no pending shot; coming back counts from nothing.
     void leavingAndComingBack() {
         open(5, false, "Cycle Amps");
-        for (int tick = 0; tick < 5; ++tick)
+        for (int pair = 0; pair < 5; ++pair)
             cycle();
-        device().calls.clear();
+        const int before = device().count("disable_tharlen_forces");
         goToTab(*window, "Select");
-        const int leaving = device().count("disable_tharlen_forces");
+        const int left = device().count("disable_tharlen_forces");
         QVERIFY(!window->ampsGuiUpdateTimer->isActive());
-        device().calls.clear();
         goToTab(*window, "Read Encoder");
-        QCOMPARE(leaving, device().count("disable_tharlen_forces") + 1);
+        QCOMPARE(left - before, device().count("disable_tharlen_forces") - left + 1);
         goToTab(*window, "Cycle Amps");
         device().calls.clear();
         window->enableAmplifiers();
@@ -160,66 +150,56 @@ private slots:
 
     // --- Forces ------------------------------------------------------------------------------------
 
+    // With the identity as Jacobian the force is the joint torque: counts / constant / reduction.
     void slidersCommandTheMotors() {
         const struct {
             unsigned long type;
             const char* model;
-            long notch;  ///< counts
-        } rows[] = {{5, "THARLEN Orda", 200},
-                    {9, "Nolva", 200},
-                    {3, "THARLEN Corvale", 40},
-                    {1, "THARLEN Stelmar 1.0", 40},
-                    {4, "THARLEN Stelmar 1.5 6DOF", 40}};
+            double multiplier, constant;  ///< counts a twentieth of a notch, and counts a N mm
+        } rows[] = {{5, "THARLEN Orda", 10, 10 * 513.708},
+                    {9, "Nolva", 10, 0},
+                    {3, "THARLEN Corvale", 2, 2 * 340.0},
+                    {6, "THARLEN Stelmar 3.0", 2, 2 * 41.610157},
+                    {4, "THARLEN Stelmar 1.5 6DOF", 2, 0}};
         for (const auto& row : rows) {
             open(row.type, false, "Test Forces", row.model);
-            QVERIFY(!window->forceCheckTimer->isActive());
-            QCOMPARE(window->ui.slider_TX->isHidden(), row.type != 4);
-            const auto sliders = allSliders();
+            const auto& ui = window->ui;
+            QVERIFY(!window->forceCheckTimer->isActive() && ui.slider_TX->isHidden() == (row.type != 4));
             for (int axis = 0; axis < 6; ++axis)
-                sliders[axis]->setValue(100 - 10 * axis);
+                allSliders()[axis]->setValue(100 - 10 * axis);
             QCOMPARE(device().count("enable_tharlen_forces"), 6);
             device().result["get_inkwell_switch"] = row.type == 5;  // not docked
             for (int i = 0; i < 3; ++i) {
                 device().encoders[i] = 11 * (i + 1);
                 device().position[i] = 0.5f - float(i);
             }
-            device().singularJacobian = true;
             window->updateForceDisplay();
-            const auto& ui = window->ui;
             QLabel* const commands[6] = {ui.force_x, ui.force_y, ui.force_z, ui.force_gx, ui.force_gy, ui.force_gz};
             for (int axis = 0; axis < 6; ++axis) {
-                const long counts = row.notch * (axis == 0 ? -100 : 100 - 10 * axis);
+                const long counts = long(20 * row.multiplier) * (axis == 0 ? -100 : 100 - 10 * axis);
                 QCOMPARE(long(window->force_dac_values[axis]), counts);
                 QCOMPARE(commands[axis]->text(), QString::number(counts));
             }
-            QCOMPARE(ui.label_103->text() + ' ' + ui.label_104->text() + ' ' + ui.label_105->text(),
-                     QString("11 22 33"));
-            QCOMPARE(ui.label_106->text() + ' ' + ui.label_107->text() + ' ' + ui.label_108->text(),
-                     QString("0.5 -0.5 -1.5"));
-            QCOMPARE(window->m_forceSentStr[1], QString("0.00"));
-            device().singularJacobian = false;
-            window->ui.pushButton_16->click();
-            for (int axis = 0; axis < 6; ++axis)
-                QCOMPARE(long(window->force_dac_values[axis]), 0L);
-            device().calls.clear();
-            window->ui.pushButton_16->click();
-            QVERIFY(device().calls.empty());
-        }
-    }
-
-    // With the identity as Jacobian the force is the joint torque: counts / constant / reduction.
-    void forceFollowsFromTheModel() {
-        const std::tuple<unsigned long, const char*, double> rows[] = {{5, "THARLEN Orda", 10 * 513.708},
-                                                                       {3, "THARLEN Corvale", 2 * 340.0},
-                                                                       {6, "THARLEN Stelmar 3.0", 2 * 41.610157}};
-        for (const auto& [type, model, constant] : rows) {
-            open(type, false, "Test Forces", model);
-            setSliders(50);
+            QString shown;
+            for (const QLabel* label :
+                 {ui.label_103, ui.label_104, ui.label_105, ui.label_106, ui.label_107, ui.label_108})
+                shown += label->text() + ' ';
+            QCOMPARE(shown, QString("11 22 33 0.5 -0.5 -1.5 "));
+            const auto force = [&row](int percent) {
+                return QString::number(20 * percent * row.multiplier * row.multiplier / row.constant / 10, 'f', 2);
+            };
+            if (row.constant > 0)
+                QCOMPARE(window->m_forceSentStr[1], force(90));
+            if (row.constant > 0)
+                QCOMPARE(window->m_forceSentStr[3], row.type == 3 ? force(70) : QString("0.00"));
+            device().singularJacobian = true;
             window->updateForceDisplay();
-            const double multiplier = type == 5 ? 10 : 2;
-            const auto force = QString::number(20 * 50 * multiplier * multiplier / constant / 10, 'f', 2);
-            QCOMPARE(window->m_forceSentStr[1], force);
-            QCOMPARE(window->m_forceSentStr[3], type == 3 ? force : QString("0.00"));
+            QCOMPARE(window->m_forceSentStr[1], QString("0.00"));
+            ui.pushButton_16->click();
+            QVERIFY(window->force_dac_values.copy() == (std::array<long, 6>{}));
+            device().calls.clear();
+            ui.pushButton_16->click();
+            QVERIFY(device().calls.empty());
         }
     }
 
@@ -227,36 +207,31 @@ private slots:
     // three; the verdict stays when the slider comes back. Answers alone open the way, whatever they are.
     void verdicts() {
         open(4, true, "Test Forces", "THARLEN Stelmar 1.5 6DOF");
+        auto& ui = window->ui;
         const std::tuple<int, int, const char*> drives[] = {{1, 1, "ffffff"},  {1, -1, "PPPfff"}, {2, -3, "PPPfff"},
                                                             {3, -3, "PPPffP"}, {4, -5, "PPPffP"}, {5, 0, "PPPPPP"}};
+        const REPORTDATA& data = *window->repData;
         for (const auto& [high, low, verdicts] : drives) {
             drive(high), drive(low);
             QString found;
-            for (const bool pass : window->repData->bForcesPass)
+            for (const bool pass : data.bForcesPass)
                 found += pass ? 'P' : 'f';
             QCOMPARE(found, QString(verdicts));
         }
-        QCOMPARE(window->repData->fMinForceVal[3], -200.0f);
-        QCOMPARE(window->repData->fMaxForceVal[1], 200.0f);
-        QCOMPARE(window->ui.slider_TZ->styleSheet(), QString(kPassStyle));
+        QVERIFY(data.fMinForceVal[3] == -200.0f && data.fMaxForceVal[1] == 200.0f);
+        QCOMPARE(ui.slider_TZ->styleSheet(), QString(kPassStyle));
+        answer({ui.RB_FX_F, ui.RB_FY_F, ui.RB_FZ_F, ui.RB_FGX_F, ui.RB_FGY_F});
         QVERIFY(!opened("Box Test"));
-        for (QRadioButton* fail :
-             {window->ui.RB_FX_F, window->ui.RB_FY_F, window->ui.RB_FZ_F, window->ui.RB_FGX_F, window->ui.RB_FGY_F})
-            fail->setChecked(true);
-        window->checkForcePass();
-        QVERIFY(!opened("Box Test"));
-        window->ui.RB_FGZ_P->setChecked(true);
-        window->checkForcePass();
-        QVERIFY(opened("Box Test") && window->repData->bManualForcesPass[5] && !window->repData->bManualForcesPass[0]);
+        answer({ui.RB_FGZ_P});
+        QVERIFY(opened("Box Test") && data.bManualForcesPass[5] && !data.bManualForcesPass[0]);
     }
 
-    void threeAnswersAreEnoughForThreeAxes() {
+    // Three answers are enough for three axes. What was shown at the last visit is not judged at the next.
+    void threeAxes() {
         open(3, true, "Test Forces", "THARLEN Corvale");
         QCOMPARE(window->forceCheckTimer->interval(), 100);
-        for (QRadioButton* answer : {window->ui.RB_FX_P, window->ui.RB_FY_F, window->ui.RB_FZ_P})
-            answer->setChecked(true);
+        answer({window->ui.RB_FX_P, window->ui.RB_FY_F, window->ui.RB_FZ_P});
         drive(5), drive(-5);
-        // What was shown at the last visit is not judged at the next.
         goToTab(*window, "Select");
         goToTab(*window, "Test Forces");
         window->m_lMinForceVal[1] = 0;
