@@ -4,12 +4,11 @@
 #include "application.h"
 #include "motorsoff.h"
 #include "servostate.h"
-#include "standin.h"
-#include "windowtest.h"
+#include "standinwindow.h"
 
 using standin::device;
 
-class TestApplication : public QObject {
+class TestApplication : public StandinWindow {
     Q_OBJECT
 
     /// An exception that unwinds through the toolkit comes from an event, as a person makes it.
@@ -19,31 +18,30 @@ class TestApplication : public QObject {
     }
 
 private slots:
-    void init() {
-        standin::reset();
-        resetSharedState();
-        device().fleet = {standin::record("Arm", 5)};
-    }
+    void init() { openFleet(); }
+    void cleanup() { window.reset(); }
 
     // Opening for the first time throws: the text is told, and the window is good for another try.
     void openingThrowsAndIsTriedAgain() {
-        device().result["init_tharlen"] = -7;
-        qtTharlenTest window;
+        openFleet({standin::record("Arm", 5)}, [] { device().result["init_tharlen"] = -7; });
+        goToTab(*window, "Mode");
         device().result.clear();
         device().initThrows = "no such port";
-        byEvent(&window, [&] { goToTab(window, "Select"); });
-        QVERIFY(window.ui.error_browser->toPlainText().contains("no such port"));
-        QCOMPARE(window.csTharlenID.load(), -1);
-        QCOMPARE(tabTexts(window), (QStringList{"Mode", "Select"}));
+        byEvent(window.get(), [&] { goToTab(*window, "Select"); });
+        QVERIFY(window->ui.error_browser->toPlainText().contains("no such port"));
+        QCOMPARE(window->csTharlenID.load(), -1);
+        QCOMPARE(tabTexts(*window), (QStringList{"Mode", "Select"}));
         device().initThrows.clear();
-        goToTab(window, "Mode");
-        goToTab(window, "Select");
-        QVERIFY(window.csTharlenID >= 0);
+        goToTab(*window, "Mode");
+        goToTab(*window, "Select");
+        QVERIFY(window->csTharlenID >= 0);
     }
 
-    // Any call of the graphical thread throws, while a motor is driven: forces off, and the window goes on.
+    // Any call of the graphical thread throws, while a motor is driven: forces off, and the window goes on. Switches
+    // that are pending, and a ramp that was under way, end with it.
     void anyCallThrowsBesideADrivenMotor() {
-        const auto window = openWindow();
+        const int pending = window->m_deviceOpening;
+        window->m_vvMoveIncr.afVoltages[0] = 0.4f;
         goToTab(*window, "Test Forces");
         window->ui.slider_Y->setValue(60);
         QVERIFY(device().forcesEnabled);
@@ -57,26 +55,17 @@ private slots:
         QCOMPARE(window->force_dac_values[1].load(), 0L);
         QCOMPARE(window->ui.slider_Y->value(), 0);
         QVERIFY(window->ui.error_browser->toPlainText().contains("an exception without a text"));
-    }
-
-    // Switches that are pending, and a ramp that was under way, end with it.
-    void nothingComesBackAfterIt() {
-        const auto window = openWindow();
+        QCOMPARE(window->m_vvMoveIncr.afVoltages[0], 0.0f);
         goToTab(*window, "Cycle Amps");
         window->enableAmplifiers();
-        const int pending = window->m_deviceOpening;
         surviveException(*window, "");
         QCOMPARE(window->ui.amp_status_button->text(), QString("OFF"));
         shootAmplifiers(*window, pending, true);
         QVERIFY(!device().forcesEnabled && !window->ampsGuiUpdateTimer->isActive());
-        window->m_vvMoveIncr.afVoltages[0] = 0.4f;
-        surviveException(*window, "");
-        QCOMPARE(window->m_vvMoveIncr.afVoltages[0], 0.0f);
     }
 
-    // Neither does a library that throws at every call of the window's end keep the others from being made.
+    // A library that throws at every call of the window's end does not keep the others from being made.
     void theEndIsWholeWhateverThrows() {
-        auto window = openWindow();
         device().onCall = [](const standin::Call& call) {
             if (call.name != "isServoLoopRunning")
                 throw std::runtime_error(call.name);
@@ -87,8 +76,7 @@ private slots:
         QCOMPARE(device().count("stopServoLoop"), 1);
         QCOMPARE(device().count("disable_tharlen"), 1);
         // The same of a loop that runs without a device.
-        resetSharedState();
-        window = openWindow();
+        openFleet();
         window->csTharlenID = -1;
         device().onCall = [](const standin::Call& call) {
             if (call.name == "stopServoLoop")
@@ -100,9 +88,8 @@ private slots:
 
     void signalsCloseWithoutAQuestion() {
         for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
-            resetSharedState();
             const QuitOnSignals ending;
-            auto window = openWindow();
+            openFleet();
             window->manufMode = true;
             QTimer::singleShot(0, window.get(), [number] { raise(number); });
             QTimer tooLong;

@@ -5,44 +5,34 @@
 #include "qttharlendraw.h"
 #include "qttharlenhapticrenderer.h"
 #include "servostate.h"
-#include "standin.h"
-#include "windowtest.h"
+#include "standinwindow.h"
 
 using standin::device;
 using standin::record;
 
-class TestShell : public QObject {
+class TestShell : public StandinWindow {
     Q_OBJECT
 
 private slots:
-    void init() {
-        standin::reset();
-        resetSharedState();
-        device().fleet = {record("Arm", 5)};
-    }
+    void init() { openFleet(); }
+    void cleanup() { window.reset(); }
 
     void aWindowWithoutDevicesIsWhole() {
-        device().fleet.clear();
-        qtTharlenTest window;
-        QCOMPARE(window.windowTitle(), QString("Nolva Diagnostic"));
-        QCOMPARE(tabTexts(window), (QStringList{"Mode", "Select"}));
-        QVERIFY(window.dateTimeTimer->isActive() && window.dateTimeTimer->interval() == 1000);
-        QVERIFY(window.errorDisplayTimer->isActive() && window.errorDisplayTimer->interval() == 500);
-        QVERIFY(device().loopCreated && !device().loopRunning);
-        QCOMPARE(device().of({"setServoLoopRate"})[0].values, (std::vector<double>{1000}));
-        QVERIFY(window.ui.frame11->isHidden());
-        QCOMPARE(window.m_lMinEncoderVal[3], std::numeric_limits<long>::max());
-        QCOMPARE(window.m_lMaxEncoderVal[3], std::numeric_limits<long>::min());
-        QCOMPARE(window.m_lMinForceVal[0], 200.0f);
-        QCOMPARE(window.m_lMaxForceVal[0], -200.0f);
-        QCOMPARE(window.m_nUnit, ~0UL);
-        QVERIFY(window.cycleAmpsTimer && !window.histoGramTimer && window.repData);
-        QCOMPARE(window.histogramScene->items().size(), 2);
+        openFleet({});
+        QCOMPARE(window->windowTitle(), QString("Nolva Diagnostic"));
+        QCOMPARE(tabTexts(*window), (QStringList{"Mode", "Select"}));
+        QVERIFY(window->dateTimeTimer->isActive() && window->dateTimeTimer->interval() == 1000);
+        QVERIFY(window->errorDisplayTimer->isActive() && window->errorDisplayTimer->interval() == 500);
+        QVERIFY(device().loopCreated && !device().loopRunning && window->ui.frame11->isHidden());
+        QVERIFY(window->m_lMinEncoderVal[3] == std::numeric_limits<long>::max() && window->m_lMinForceVal[0] == 200.0f);
+        QVERIFY(window->m_lMaxEncoderVal[3] == std::numeric_limits<long>::min()
+                && window->m_lMaxForceVal[0] == -200.0f);
+        QVERIFY(window->m_nUnit == ~0UL && window->cycleAmpsTimer && !window->histoGramTimer && window->repData);
+        QCOMPARE(window->histogramScene->items().size(), 2);
     }
 
     // Those of the window itself; the others are fired in the flows.
     void builtTimersReachTheirSlots() {
-        const auto window = openWindow();
         window->numAccumErrors = 2000;
         window->errorDisplayTimer->start(0);
         QTRY_COMPARE(window->numAccumErrors, 0);
@@ -66,8 +56,7 @@ private slots:
                     {true, "Calibrate", QMessageBox::Yes, true},
                     {true, "Summary", -1, true}};
         for (const auto& row : rows) {
-            resetSharedState();
-            const auto window = openWindow();
+            openFleet();
             window->manufMode = row.manufacturing;
             window->ui.tabWidget->addTab(window->ui.tab_12, "Summary");
             QVERIFY(goToTab(*window, row.tab));
@@ -94,7 +83,6 @@ private slots:
     }
 
     void summaryLocksTheWay() {
-        const auto window = openWindow();
         window->ui.tabWidget->addTab(window->ui.tab_12, "Summary");
         window->ui.tabWidget->addTab(window->ui.tab_13, "Download");  // neither last nor in manufacturing
         goToTab(*window, "Summary");
@@ -107,23 +95,20 @@ private slots:
     // one more tick after it was asked to stop: no amplifiers are on as it is closed. A loop that would not stop leaves
     // the device enabled.
     void teardownOrder() {
-        using Names = std::vector<std::string>;
         const std::set<std::string> ending{"disable_tharlen_forces_no_wait", "stopServoLoop", "disable_tharlen"};
-        auto window = openWindow();
         device().calls.clear();
         window.reset();
         QCOMPARE(device().namesOf(ending),
-                 (Names{"disable_tharlen_forces_no_wait", "stopServoLoop", "disable_tharlen"}));
+                 (std::vector<std::string>{"disable_tharlen_forces_no_wait", "stopServoLoop", "disable_tharlen"}));
         for (Shared<bool>* flag : {&startBoxTest, &startPerformanceForceTest}) {
-            resetSharedState();
-            window = openWindow();
+            openFleet();
             *flag = true;
             device().forcesEnabled = true;
             bool onAtStop = true, onAtClosing = true;
             device().onCall = [&](const standin::Call& call) {
                 if (call.name == "stopServoLoop") {
                     onAtStop = device().forcesEnabled;
-                    ServoLoopCallBack(window.get());
+                    tick();
                     device().forcesEnabled = true;  // by a tick that had been under way
                 }
                 if (call.name == "disable_tharlen")
@@ -133,31 +118,26 @@ private slots:
             device().onCall = nullptr;
             QVERIFY(!onAtStop && !onAtClosing && !device().forcesEnabled);
         }
-        resetSharedState();
-        window = openWindow();
+        openFleet();
         device().onCall = [](const standin::Call& call) { device().loopRunning |= call.name == "stopServoLoop"; };
         device().calls.clear();
         window.reset();
         QCOMPARE(device().count("disable_tharlen"), 0);
-        standin::reset();
-        resetSharedState();
-        window = std::make_unique<qtTharlenTest>();
+        openFleet({});
         device().calls.clear();
         window.reset();
         QVERIFY(device().of(ending).empty());
     }
 
     void rateButtonsSetTheRate() {
-        qtTharlenTest window;
-        const std::pair<QRadioButton*, double> rates[] = {{window.ui.servo2000, 2000},
-                                                          {window.ui.servo4000, 4000},
-                                                          {window.ui.servo3000, 3000},
-                                                          {window.ui.servo1000, 1000}};
+        auto& ui = window->ui;
+        const std::pair<QRadioButton*, double> rates[] = {
+            {ui.servo2000, 2000}, {ui.servo4000, 4000}, {ui.servo3000, 3000}, {ui.servo1000, 1000}};
         for (const auto& [button, rate] : rates) {
             button->setChecked(true);
-            window.ui.setServoLoopRate->click();
+            ui.setServoLoopRate->click();
             QCOMPARE(device().of({"setServoLoopRate"}).back().values, (std::vector<double>{rate}));
-            QCOMPARE(double(window.servoRate), rate);
+            QCOMPARE(double(window->servoRate), rate);
         }
     }
 };
