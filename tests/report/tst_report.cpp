@@ -18,8 +18,6 @@ using standin::device;
 
 namespace {
 
-constexpr rlim_t kNoLimit = RLIM_INFINITY;
-
 /// One verdict of the record, or one an axis.
 struct Field {
     std::size_t offset, count;
@@ -212,10 +210,10 @@ private slots:
             mode_t mode;
             rlim_t room;
             const char* reason;
-        } rows[] = {{"/nowhere", 0777, kNoLimit, "No such file or directory"},
+        } rows[] = {{"/nowhere", 0777, RLIM_INFINITY, "No such file or directory"},
                     {home.path(), 0777, 1000, "File too large"},
                     {home.path(), 0555, 1000, "File too large"},
-                    {full.path(), 0777, kNoLimit, "No space left on device"}};
+                    {full.path(), 0777, RLIM_INFINITY, "No space left on device"}};
         for (const auto& row : rows) {
             init();
             open();
@@ -250,7 +248,7 @@ private slots:
         for (const mode_t mode : {01777, 0555, 0777}) {
             window->ui.lineEdit_name->setText(window->ui.lineEdit_name->text().mid(100));
             chmod(QFile::encodeName(home.path()), mode);
-            QCOMPARE(createWith(kNoLimit), 1);
+            QCOMPARE(createWith(RLIM_INFINITY), 1);
             QVERIFY(QFileInfo(path()).isSymLink() && QFileInfo(link).isSymLink());
             QCOMPARE(QFileInfo(end).size(), size -= 100);
             QVERIFY(contents(end).contains("TEST REPORT") && contents(end).endsWith("below\n"));
