@@ -94,14 +94,23 @@ private slots:
         }
     }
 
-    // Of two axes over the limit only one is limited a tick, the positive side first.
-    void oneAxisIsLimitedATick() {
+    // Of two axes over the limit only one is limited a tick, the positive side first. A Stelmar's components are
+    // limited one by one, once the whole is past the limit; along one axis it stays exactly there and never pops
+    // through.
+    void whichAxesAreLimited() {
         open(kLines[0], false);
         QCOMPARE(tickAt(40.0f, -40.0f, -50.0f), (Force{-5.0f, 3.3f, 7.5f}));  // -5 N, 5 N, 7.5 N
         QCOMPARE(window->forceProgress.copy(), (Force{0, 3.3f, 0}));
         QCOMPARE(tickAt(40.0f, 0, 60.0f), (Force{-3.3f, 0, -10.0f}));
         tickAt(24.0f, 0, 0);
         QCOMPARE(window->forceProgress.copy(), (Force{-1.0f, 0, 0}));
+        open(kLines[5], true);
+        for (int ticks = 0; ticks < 20; ++ticks)
+            QCOMPARE(tickAt(60.0f, 0, 0), (Force{-3.6f, 0, 0}));
+        QCOMPARE(count(0), 0);
+        QCOMPARE(tickAt(29.0f, 22.0f, 0), (Force{-3.6f, -1.0f, 0.0f}));  // -4.5 N, -1 N; limit 3.6 N
+        open(kLines[4], true);
+        QCOMPARE(tickAt(40.0f, 22.0f, 0), (Force{-3.3f, -0.5f, 0.0f}));  // -5 N, -0.5 N; limit 3.3 N
     }
 
     // Whatever the library gives, no motor gets what is no finite number; the window says so once of a device, and
@@ -114,12 +123,13 @@ private slots:
                 for (const float bad : {inf, -inf, nan}) {
                     for (int ticks = 0; ticks < 5; ++ticks)
                         QVERIFY2(tickAt(0, bad, 0) == Force{}, line.name);
-                    device().maxForce = device().maxContinuousForce = bad;
-                    QVERIFY2(tickAt(25.0f, 0, 0) == Force{}, line.name);
-                    device().maxForce = device().maxContinuousForce = 3.3f;
-                    device().maxStiffness = bad;
-                    QVERIFY2(tickAt(25.0f, 0, 0) == Force{}, line.name);
-                    device().maxStiffness = 0.5f;
+                    for (float* figure : {&device().maxForce, &device().maxStiffness}) {
+                        const float before = *figure;
+                        *figure = device().maxContinuousForce = bad;
+                        QVERIFY2(tickAt(25.0f, 0, 0) == Force{}, line.name);
+                        *figure = before;
+                        device().maxContinuousForce = 3.3f;
+                    }
                     watchLoop(*window);
                 }
                 QCOMPARE(window->hapticBoxRenderer->m_nWallTransitions.copy(), (std::array<int, 6>{}));
@@ -132,18 +142,6 @@ private slots:
                 QCOMPARE(window->ui.error_browser->toPlainText().count("no number"), 1);
             }
         }
-    }
-
-    // A Stelmar's components are limited one by one, once the whole is past the limit. Along one axis it stays exactly
-    // there and never pops through.
-    void stelmarComponents() {
-        open(kLines[5], true);
-        for (int ticks = 0; ticks < 20; ++ticks)
-            QCOMPARE(tickAt(60.0f, 0, 0)[0], -3.6f);
-        QCOMPARE(count(0), 0);
-        QCOMPARE(tickAt(29.0f, 22.0f, 0), (Force{-3.6f, -1.0f, 0.0f}));  // -4.5 N, -1 N; limit 3.6 N
-        open(kLines[4], true);
-        QCOMPARE(tickAt(40.0f, 22.0f, 0), (Force{-3.3f, -0.5f, 0.0f}));  // -5 N, -0.5 N; limit 3.3 N
     }
 
     // Three ticks over the limit, not in a row, within one excursion; then no force until inside again.
@@ -186,16 +184,6 @@ private slots:
             const auto counted = left ? std::array<int, 6>{} : std::array<int, 6>{1, 0, 0, 1, 1, 0};
             QCOMPARE(window->hapticBoxRenderer->m_nWallTransitions.copy(), counted);
         }
-    }
-
-    void forcesAreEnabledOnlyOutsideTheBox() {
-        open(kLines[0], false);
-        device().result["enable_tharlen_forces"] = -4;  // they do not come
-        device().forcesEnabled = false;
-        tickAt(25.0f, 0, -25.0f);
-        QCOMPARE(device().count("enable_tharlen_forces"), 3);  // two walls, and the dispatcher's own check
-        tickAt(20.0f, 0, -20.0f);
-        QCOMPARE(device().count("enable_tharlen_forces"), 1);
     }
 
     // An operator whose box does not pass goes on all the same, with the failure on record. On the last tab the timer,
