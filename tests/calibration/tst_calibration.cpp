@@ -47,7 +47,6 @@ private slots:
         qputenv("KNDD_HOME", home.path().toLocal8Bit());
         QDir(home.path()).mkpath("config");
     }
-    void cleanup() { window.reset(); }
 
     void eachStyleHasItsScreen() {
         const QString well =

@@ -26,8 +26,6 @@ class TestEncoders : public StandinWindow {
     }
 
 private slots:
-    void cleanup() { window.reset(); }
-
     // The travel that just suffices on each axis, and one count less, for each line that is judged.
     void travel() {
         const struct {

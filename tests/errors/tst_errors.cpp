@@ -22,7 +22,6 @@ private slots:
         window->dateTimeTimer->stop();
         window->clearErrorBrowser();
     }
-    void cleanup() { window.reset(); }
 
     void eachCodeHasItsText() {
         const char communication[] = "Communication Error: Check the Device connection and Setup.";

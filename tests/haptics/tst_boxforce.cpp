@@ -60,11 +60,6 @@ class TestBoxForce : public StandinWindow {
     int count(int wall) const { return window->hapticBoxRenderer->m_nWallTransitions[wall]; }
 
 private slots:
-    void cleanup() {
-        resetSharedState();
-        window.reset();
-    }
-
     void wallsAreSpringsOfEachLinesGain() {
         for (const Line& line : kLines) {
             for (const bool manufacturing : {false, true}) {

@@ -49,8 +49,6 @@ class TestMechanics : public StandinWindow {
     }
 
 private slots:
-    void cleanup() { window.reset(); }
-
     // The arm is at rest after 500 still steps in a row: 5 counts from the last step are still, 6 are not. X moves
     // forwards, Y does not before its limit, Z moves back after the arm had to come to rest anew.
     void rampsAxisByAxis() {

@@ -55,8 +55,6 @@ class TestMotors : public StandinWindow {
     }
 
 private slots:
-    void cleanup() { window.reset(); }
-
     // --- Amplifiers --------------------------------------------------------------------------------
 
     // Five switches on and four off come before the sixth tick passes; cycling goes on and says nothing more. The fault

@@ -34,7 +34,6 @@ private slots:
         window->onInitTabItems();
         QVERIFY(goToTab(*window, "Performance Testing"));
     }
-    void cleanup() { window.reset(); }
 
     // What is typed goes out on the next tick from the page that is shown, whichever was before; what does not parse is
     // 0.

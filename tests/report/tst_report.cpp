@@ -169,7 +169,6 @@ private slots:
         chmod(logs(), 0777);
         QFile::remove(path());
     }
-    void cleanup() { window.reset(); }
 
     void reportIsAsExpected() {
         for (const Case& row : kCases) {

@@ -84,10 +84,6 @@ private slots:
         openFleet();
         QVERIFY(window->csTharlenID >= 0);
     }
-    void cleanup() {
-        resetSharedState();
-        window.reset();
-    }
 
     // Each flag alone, and each with all later ones: the first of the chain wins and the others starve.
     void firstFlagOfTheChainActs() {

@@ -31,7 +31,6 @@ private slots:
         openFleet();
         goToTab(*window, "Servoloop");
     }
-    void cleanup() { window.reset(); }
 
     // Each period stands alone; one without samples has no figures but the extremes of the last.
     void lines() {

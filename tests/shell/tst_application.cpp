@@ -19,7 +19,6 @@ class TestApplication : public StandinWindow {
 
 private slots:
     void init() { openFleet(); }
-    void cleanup() { window.reset(); }
 
     // Opening for the first time throws: the text is told, and the window is good for another try.
     void openingThrowsAndIsTriedAgain() {

@@ -15,7 +15,6 @@ class TestShell : public StandinWindow {
 
 private slots:
     void init() { openFleet(); }
-    void cleanup() { window.reset(); }
 
     void aWindowWithoutDevicesIsWhole() {
         openFleet({});
