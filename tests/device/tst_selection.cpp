@@ -94,7 +94,7 @@ private slots:
             "Device initialization problem...\nPlease check the Device connections..\n"
             "Also check if your Device Setup is correct";
         QCOMPARE(information(), problem);
-        QCOMPARE(tabTexts(*window), (QStringList{"Mode", "Select"}));
+        QVERIFY(tabTexts(*window) == (QStringList{"Mode", "Select"}) && window->ui.next_button->isEnabled());
         QVERIFY(window->ui.error_browser->toPlainText().endsWith("Selected Device cannot be initialized !"));
         device().result = {{"startServoLoop", -3}};
         QCOMPARE(window->OnSelChangeTHARLeN(), -3);

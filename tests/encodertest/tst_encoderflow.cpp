@@ -107,21 +107,18 @@ private slots:
         }
     }
 
-    // A fault that comes between two test points: an axis stops elsewhere at the second, the loop takes longer, the
-    // run stands at a step, or a line says why the motion ended.
+    // A fault that comes between two test points: the run stands at a step, or a line says what is wrong.
     void faults() {
         const struct {
             const char *device, *fault;
             int axis;
             double amount;
             QString mark;
-        } rows[] = {{"Default Device", "sticky-bearing", 1, 8, "slow"},
-                    {"Default Device", "unplugged", -1, 1, "Note: the device does not answer."},
-                    {"Default Device", "weak-motor", 0, 0.5, "elsewhere"},
+        } rows[] = {{"Default Device", "unplugged", -1, 1, "Note: the device does not answer."},
                     {"Orda High Force", "hot", 0, 95, "Temprature Warning (95.000) estimated on axis 0"},
                     {"Orda LAN", "amplifier", -1, 1, "Note: the amplifiers are not on."},
                     {"Corvale USB", "hot", 2, 165, "Temperature Error (165.000) detected at axis 2"},
-                    {"Corvale LAN", "weak-motor", 2, 0, "stands"},
+                    {"Corvale LAN", "weak-motor", 2, 0, ""},
                     {"Corvale 1394", "dead-encoder", -1, 1, "Error ("}};
         for (const auto& row : rows) {
             open(row.device);
@@ -130,22 +127,11 @@ private slots:
             runUntil([this] { return window->m_iButtonStep == 2; }, 40);
             armcontrol::step(200);
             QCOMPARE(armcontrol::setFault(row.fault, true, row.axis, row.amount), std::string());
-            const double seconds = runLoops(2);
-            const QString all = row.device + QString(": %1 s: ").arg(seconds) + log().join(" | ");
-            if (row.mark == "slow") {
-                QVERIFY2(seconds > longestLoop(), qPrintable(all));
-            } else if (row.mark == "stands") {
-                QVERIFY2(running() && totalLoops == 1 && log().size() == 2, qPrintable(all));
-            } else if (row.mark == "elsewhere") {
-                runLoops(3);
-                const auto points = testPoints();
-                QVERIFY2(points.size() == 2 && std::labs(points[1][row.axis] - points[0][row.axis]) >= 5,
-                         qPrintable(all));
-            } else {
-                QVERIFY2(!log().filter(row.mark).isEmpty(), qPrintable(all));
-                QCOMPARE(running(), !row.mark.contains("Error"));
-                QVERIFY(log().filter("Note: ").size() <= 1);
-            }
+            runLoops(2);
+            const QString all = row.device + QString(": ") + log().join(" | ");
+            QVERIFY2(all.contains(row.mark) && running() != row.mark.contains("Error"), qPrintable(all));
+            QVERIFY2(!row.mark.isEmpty() || (totalLoops == 1 && log().size() == 2), qPrintable(all));
+            QVERIFY(log().filter("Note: ").size() <= 1);
         }
     }
 };

@@ -186,10 +186,8 @@ private slots:
             const auto force = [&row](int percent) {
                 return QString::number(20 * percent * row.multiplier * row.multiplier / row.constant / 10, 'f', 2);
             };
-            if (row.constant > 0)
-                QCOMPARE(window->m_forceSentStr[1], force(90));
-            if (row.constant > 0)
-                QCOMPARE(window->m_forceSentStr[3], row.type == 3 ? force(70) : QString("0.00"));
+            QVERIFY(row.constant == 0 || window->m_forceSentStr[1] == force(90));
+            QVERIFY(row.constant == 0 || window->m_forceSentStr[3] == (row.type == 3 ? force(70) : QString("0.00")));
             device().singularJacobian = true;
             window->updateForceDisplay();
             QCOMPARE(window->m_forceSentStr[1], QString("0.00"));
@@ -227,14 +225,13 @@ private slots:
     // Three answers are enough for three axes. What was shown at the last visit is not judged at the next.
     void threeAxes() {
         open(3, true, "Test Forces", "THARLEN Corvale");
-        QCOMPARE(window->forceCheckTimer->interval(), 100);
         answer({window->ui.RB_FX_P, window->ui.RB_FY_F, window->ui.RB_FZ_P});
         drive(5), drive(-5);
         goToTab(*window, "Select");
         goToTab(*window, "Test Forces");
         window->m_lMinForceVal[1] = 0;
         window->checkForcePass();
-        QCOMPARE(window->m_lMinForceVal[1], 0.0f);
+        QVERIFY(window->m_lMinForceVal[1] == 0.0f && window->forceCheckTimer->interval() == 100);
         QVERIFY(opened("Box Test") && !window->repData->bForcesPass[3] && window->repData->bForcesPass[2]);
     }
 

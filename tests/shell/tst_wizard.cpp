@@ -108,13 +108,6 @@ private slots:
         QCOMPARE(tabTexts(*window), (QStringList{"Mode", "Select"}));
     }
 
-    void selectAloneKeepsNextEnabled() {
-        device().result["init_tharlen"] = -1;
-        goToTab(*window, "Select");
-        QCOMPARE(window->ui.tabWidget->count(), 2);
-        QVERIFY(window->ui.next_button->isEnabled());
-    }
-
     // Each entry disables a tab by its literal number, the one before it where no optional tab is missing.
     void manufacturingGoesForwardOnly() {
         enterMode(NOLVA_ADVANCED_WORD, true, false);
