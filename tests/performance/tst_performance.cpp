@@ -132,8 +132,9 @@ private slots:
                 QVERIFY2(!device().forcesEnabled, qPrintable(shown));
                 const auto sent =
                     device().of({"command_motor_dac_values", "send_tharlen_force_6dof", "command_motor_voltages"});
+                QCOMPARE(sent.size(), 1u);
                 // The sliders' command goes with its own tab.
-                QCOMPARE(sent.at(0).values,
+                QCOMPARE(sent[0].values,
                          (std::vector<double>{double(window->csTharlenID), 0, 0, otherDevice ? 0.0 : 50.0, 0, 0, 0}));
                 // A scene goes on as the operator comes back.
                 goToTab(*window, "Performance Testing");
