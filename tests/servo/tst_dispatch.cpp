@@ -52,31 +52,29 @@ class TestDispatch : public StandinWindow {
     void drive(const QString& tab, const char* page) {
         const auto& ui = window->ui;
         goToTab(*window, "Select");
-        if (tab == "Encoder Test" || tab == "Performance Testing")
-            enter(tab == "Encoder Test" ? ui.tab_5 : ui.tab_15, qPrintable(tab));
-        goToTab(*window, tab);
         if (tab == "Performance Testing") {
+            enter(ui.tab_15, "Performance Testing");
             goToPage(*window, "Workspace Test");
             goToPage(*window, page);
             window->passivityGain = 2;
             ui.cforce_1->setText("700");
-        }
-        if (tab == "Performance Testing" && !startPassivityTest)
-            ui.pushButton_5->click();
-        if (tab == "Encoder Test") {
+            if (!startPassivityTest)
+                ui.pushButton_5->click();
+        } else if (tab == "Encoder Test") {
+            enter(ui.tab_5, "Encoder Test");
             window->initEncoderTest();
             window->m_lDACvalues[1] = 900;
         }
+        goToTab(*window, tab);
         ui.slider_Y->setValue(tab == "Test Forces" ? 50 : 0);
         device().position[0] = 52.0f;
     }
     /// Whether the amplifiers are on, or the last command was not nothing.
     static bool drives() {
         const auto sent = device().of(kForces);
+        const auto commands = [](double value) { return value != 0; };
         return device().forcesEnabled
-               || (!sent.empty() && std::any_of(sent.back().values.begin() + 1, sent.back().values.end(), [](double v) {
-                      return v != 0;
-                  }));
+               || (!sent.empty() && std::any_of(sent.back().values.begin() + 1, sent.back().values.end(), commands));
     }
 
 private slots:
