@@ -3,14 +3,11 @@
 #include <QImageReader>
 #include <QRadioButton>
 #include <QRegularExpression>
-#include <QResource>
 
 #include "spokenreadouts.h"
 #include "standinwindow.h"
 
 namespace {
-
-const char kPrefix[] = ":/qtTharlenTest/Resources/";
 
 int warnings = 0;
 void countWarnings(QtMsgType type, const QMessageLogContext&, const QString& message) {
@@ -96,19 +93,11 @@ private slots:
             QCOMPARE(choice->text(), QString(choice->objectName().endsWith('P') ? "PASS" : "FAIL"));
     }
 
-    // Every image can be read; two are stored compressed, one is named by the form and is not there.
-    void resources() {
-        const QStringList files = QDir(":/qtTharlenTest/Resources").entryList(QDir::Files);
-        QCOMPARE(files.size(), 38);
-        QStringList compressed;
-        for (const QString& name : files) {
-            if (QResource(kPrefix + name).compressionAlgorithm() == QResource::ZlibCompression)
-                compressed << name;
-            QVERIFY2(!QImageReader(kPrefix + name).read().isNull(), qPrintable(name));
-        }
-        QCOMPARE(compressed, (QStringList{"Splash_Nolva.bmp", "THARLeNTest.ico"}));
-        QVERIFY(QFile::exists(":/qtTharlenTest/qtTharlenTest.rc"));
-        QVERIFY(!files.contains("MarlvaneCorpLogo-Resized.png"));
+    void everyImageCanBeRead() {
+        const QDir images(":/qtTharlenTest/Resources");
+        QCOMPARE(images.entryList(QDir::Files).size(), 38);
+        for (const QString& name : images.entryList(QDir::Files))
+            QVERIFY2(!QImageReader(images.filePath(name)).read().isNull(), qPrintable(name));
     }
 
     // On each page: at the window's first size no text control is smaller than its text needs, and with all its
