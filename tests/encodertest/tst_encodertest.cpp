@@ -146,18 +146,11 @@ private slots:
             QVERIFY(totalLoops == 2 && window->m_iButtonStep == 1);
             ticks(5000);
             QVERIFY(totalLoops == 3 && window->m_iButtonStep == 0 && device().connection.m_bErrorTrigger);
-        }
-    }
-
-    void periodicTestPoints() {
-        for (const auto& [loops, checked] : {std::pair(1, true), std::pair(1, false), std::pair(0, true)}) {
-            open(5);
-            window->ui.encoderTestLoopsSpinBox->setValue(loops);
-            window->ui.encoderTestPeriodicCheck->setChecked(checked);
-            window->ui.checkTestDegrees->setChecked(false);
-            runAt({0, 0, 0});
-            QVERIFY(followUntil([] { return totalLoops == 2; }));
-            QCOMPARE(seekingTestPoint.load(), checked && loops > 0);
+            window->ui.encoderTestPeriodicCheck->setChecked(false);
+            QVERIFY(followUntil([] { return totalLoops == 4; }) && !seekingTestPoint);
+            window->ui.encoderTestPeriodicCheck->setChecked(true);
+            window->ui.encoderTestLoopsSpinBox->setValue(0);
+            QVERIFY(followUntil([] { return totalLoops == 5; }) && !seekingTestPoint);
         }
     }
 
