@@ -1,10 +1,12 @@
 #include "tour.h"
 
+#include <QAbstractButton>
 #include <QFile>
+#include <QLabel>
 
 #include "device/simulated/armcontrol.h"
 #include "servostate.h"
-#include "tabs.h"
+#include "startdialog.h"
 
 Tour::Tour(const TourPlan& plan)
     : m_plan(plan),
@@ -36,8 +38,6 @@ void Tour::walk(const QString& device) {
     else
         m_time = std::make_unique<RealTime>();
     m_person = std::make_unique<Operator>(*m_window, *m_time);
-    m_window->show();
-    m_time->spend(300);
     if (m_plan.flow == "user")
         walkUser();
     else if (m_plan.flow == "manufacturing")
@@ -46,6 +46,7 @@ void Tour::walk(const QString& device) {
         walkPages();
     m_person.reset();
     m_time.reset();
+    m_session.reset();
     m_window.reset();
     armcontrol::resetArm();
 }
@@ -67,7 +68,29 @@ bool Tour::go(const QString& tab) {
     return step(tab, [&] { return m_person->next(tab); });
 }
 
+bool Tour::startAtBench(const QString& flow, bool mechanics) {
+    StartDialog dialog(*m_window, {});
+    dialog.findChild<QAbstractButton*>(flow)->click();
+    dialog.findChild<QAbstractButton*>("mechanics")->setChecked(mechanics);
+    dialog.findChild<QLineEdit*>("word")->setText(NOLVA_TOUR_WORD);
+    dialog.show();
+    m_time->spend(300);
+    const QByteArray picture = Logbook::photograph(dialog);
+    dialog.findChild<QAbstractButton*>("start")->click();
+    const bool open = dialog.result() == QDialog::Accepted;
+    const QString answer = open ? QString() : dialog.findChild<QLabel*>("answer")->text();
+    m_book.add({m_device, "Start", answer, "nolva-bench only", 0.3, picture});
+    if (!open)
+        return false;
+    m_session = std::make_unique<BenchSession>(*m_window, dialog.flow(), dialog.mechanics(), "A. Operator");
+    m_window->show();
+    m_time->spend(300);
+    return true;
+}
+
 void Tour::walkUser() {
+    m_window->show();
+    m_time->spend(300);
     step("Mode", [] { return QString(); }) && step("Select", [&] { return m_person->select(m_device); })
         && go("Calibrate") && step("Calibrate done", [&] { return m_person->calibrate(); }) && go("Read Encoder")
         && step("Every axis and switch", [&] { return m_person->workEncodersAndSwitches(); }) && go("Cycle Amps")
@@ -77,18 +100,28 @@ void Tour::walkUser() {
         && step("Servo rate", [&] { return m_person->runServoRate(); });
 }
 
-// A line whose flow ends at a gate ends there: that is not a failure.
+// A line whose flow ends at a gate ends there: that is not a failure, but has to be said.
+bool Tour::goesOn() {
+    const QString said = flowEndsHere(*m_window);
+    if (m_person->canGoOn()) {
+        if (!said.isEmpty())
+            step("Way on", [] { return QString("The flow is said to end here, and goes on."); });
+        return said.isEmpty();
+    }
+    step(
+        "End of the flow",
+        [&said] { return said.isEmpty() ? QString("The flow ends here, and nobody says so.") : QString(); }, said);
+    return false;
+}
+
 void Tour::walkManufacturing() {
-    const bool started = step("Mode", [&] { return m_person->enterAdvancedMode(NOLVA_TOUR_WORD); })
+    const bool started = startAtBench("manufacturing", true) && step("Mode", [] { return QString(); })
                          && step("Select", [&] { return m_person->select(m_device); }) && go("Calibrate")
                          && step("Calibrate done", [&] { return m_person->calibrate(); });
     if (!started)
         return;
-    if (!m_person->canGoOn()) {
-        step(
-            "End of the flow", [] { return QString(); }, "a device of this line goes no further in manufacturing");
+    if (!goesOn())
         return;
-    }
     const bool read = go("Read Encoder")
                       && step("Every axis and switch", [&] { return m_person->workEncodersAndSwitches(); })
                       && step("Choices", [&] {
@@ -99,11 +132,8 @@ void Tour::walkManufacturing() {
                          });
     if (!read)
         return;
-    if (!m_person->canGoOn()) {
-        step(
-            "End of the flow", [] { return QString(); }, "a device of this line goes no further in manufacturing");
+    if (!goesOn())
         return;
-    }
     const bool driven = go("Cycle Amps") && step("Amplifiers cycled", [&] { return m_person->cycleAmplifiers(); })
                         && go("Test Forces") && step("Every motor both ways", [&] { return m_person->driveMotors(); })
                         && step("Choices of forces", [&] {
@@ -119,23 +149,17 @@ void Tour::walkManufacturing() {
         keepReport();
 }
 
-// The wizard's list has taken these two tabs away; the tour puts them back where they belong.
+// The bench has put these two tabs before "Box Test".
 bool Tour::measureMechanics() {
     if (!m_window->isOrda())
         return true;
-    QTabWidget* tabs = m_window->ui.tabWidget;
-    const int place = tabs->indexOf(m_window->ui.tab_10);
-    for (const char* title : {"Test Capstan", "Test Friction"}) {
-        const Tab& row = *findTab(title);
-        tabs->insertTab(place, m_window->ui.*row.page, QIcon(row.icon), row.title);
-    }
     return go("Test Friction") && step("Friction measured", [&] { return m_person->measureFriction(); })
            && go("Test Capstan") && step("Slip measured", [&] { return m_person->measureCapstan(); });
 }
 
 // The friction page has no control that starts it, which is meant.
 void Tour::walkPages() {
-    const bool started = step("Mode", [&] { return m_person->enterAdvancedMode(NOLVA_TOUR_WORD); })
+    const bool started = startAtBench("engineering", false) && step("Mode", [] { return QString(); })
                          && step("Select", [&] { return m_person->select(m_device); }) && go("Calibrate")
                          && step("Calibrate done", [&] { return m_person->calibrate(); })
                          && step("Performance Testing", [&] { return m_person->goTo("Performance Testing"); });

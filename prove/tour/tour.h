@@ -8,6 +8,7 @@
 #include "logbook.h"
 #include "operator.h"
 #include "qttharlentest.h"
+#include "session.h"
 
 /// How a tour runs.
 struct TourPlan {
@@ -28,9 +29,13 @@ public:
 
 private:
     void walk(const QString& device);
+    /// By the start dialog, as whoever certifies devices.
+    bool startAtBench(const QString& flow, bool mechanics);
     void walkUser();
     void walkManufacturing();
     bool measureMechanics();
+    /// Whether the flow does; the bench has to say where it does not, and nowhere else.
+    bool goesOn();
     void walkPages();
     /// One step: false when the flow cannot go on.
     bool step(const QString& name, const std::function<QString()>& act, const QString& note = QString());
@@ -41,6 +46,7 @@ private:
     Logbook m_book;
     QString m_device;
     std::unique_ptr<qtTharlenTest> m_window;
+    std::unique_ptr<BenchSession> m_session;
     std::unique_ptr<FlowTime> m_time;
     std::unique_ptr<Operator> m_person;
 };
