@@ -379,7 +379,9 @@ private slots:
         QCOMPARE(page().section("<h2>Stelmar 1.0 Thimble", 1).count("as expected"), 14);
         QVERIFY(QDir(folder.path()).entryList({"*stelmar-1.0-thimble-servo-rate.png"}).size() == 1);
         qputenv("MVI_MANUFACTURING", "1");
-        QCOMPARE(Tour({"manufacturing", {"Orda LAN", "Corvale USB"}, true, folder.path()}).run(), 0);
+        QCOMPARE(
+            Tour({"manufacturing", {"Orda LAN", "Corvale USB", "Nolva USB", "Stelmar 1.0"}, true, folder.path()}).run(),
+            0);
         QVERIFY(page().contains("all as expected"));
         for (const auto& [device, serial] : {std::make_pair("Orda LAN", "SIM-50602"), {"Corvale USB", "SIM-30704"}}) {
             const QString part = page().section(QString("<h2>") + device, 1).section("<h2>", 0, 0);
