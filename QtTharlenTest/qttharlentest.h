@@ -320,7 +320,6 @@ public:
 
     // Wizard
     std::exception_ptr m_failedEntry;  ///< what entering a tab threw, until the change of tab is whole
-    bool m_sceneLeft = false;          ///< the last tab was left on a page with a scene, which then waits
 
     // Forces of a tick (servo/tick.h) [S]
     float m_boxForce[3]{}, m_passivityForce[3]{};  ///< what calcForce and calcCustomForce return, N

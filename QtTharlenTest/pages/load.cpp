@@ -1,8 +1,11 @@
 // The "Servo Loop Test" page: the servo rate while the machine is loaded on purpose. All of the load runs on the
 // graphical thread; its cost is the point of it.
+#include <limits>
 #include <new>
 
+#include "handon.h"
 #include "pages/pages.h"
+#include "plaintext.h"
 #include "qttharlentest.h"
 #include "servostate.h"
 
@@ -22,8 +25,7 @@ void qtTharlenTest::startServoLoopPerformance() {
     servoRateGraphicTimer->start(kReportPeriod);
     ui.servoloopText->clear();
     ui.servoloopText->setText("Start: \n");
-    ui.pushButton_9->setEnabled(false);
-    ui.pushButton_10->setEnabled(true);
+    handOn(ui.pushButton_9, ui.pushButton_10);
     QGraphicsView* view = ui.graphicsView_2;
     histogramScene->setSceneRect(view->rect());
     showPlot(view, histogramScene);
@@ -35,9 +37,16 @@ void qtTharlenTest::startServoLoopPerformance() {
 void qtTharlenTest::stopServoLoopPerformance() {
     startServoTest = false;
     servoRateGraphicTimer->stop();
+    servoUpdateTicks = 0;
+    endLoadedRun(*this);
+}
+
+void endLoadedRun(qtTharlenTest& window) {
+    auto& ui = window.ui;
+    if (!ui.pushButton_10->isEnabled())
+        return;
     ui.servoloopText->append("Stop: \n");
-    ui.pushButton_9->setEnabled(true);
-    ui.pushButton_10->setEnabled(false);
+    handOn(ui.pushButton_10, ui.pushButton_9);
 }
 
 // --- Processor -------------------------------------------------------------------------------------
@@ -45,8 +54,7 @@ void qtTharlenTest::stopServoLoopPerformance() {
 // Timers without an interval fire whenever the event loop is free. Each load makes new ones; those before stay,
 // stopped, until the window goes.
 void qtTharlenTest::loadProcessor() {
-    ui.pushButton_7->setEnabled(false);
-    ui.pushButton_11->setEnabled(true);
+    handOn(ui.pushButton_7, ui.pushButton_11);
     for (QPointer<QTimer>& timer : loadTimer) {
         m_loadTimers.push_back(std::make_unique<QTimer>());
         timer = m_loadTimers.back().get();
@@ -66,8 +74,7 @@ void qtTharlenTest::loadCPU() {
 }
 
 void qtTharlenTest::releaseProcessor() {
-    ui.pushButton_11->setEnabled(false);
-    ui.pushButton_7->setEnabled(true);
+    handOn(ui.pushButton_11, ui.pushButton_7);
     for (const auto& timer : m_loadTimers)
         timer->stop();
 }
@@ -89,19 +96,26 @@ static bool allocateMemoryLoad(qtTharlenTest& window, int bytes) {
 
 // The blocks are not written to. What does not parse is 0 bytes, ten empty blocks.
 void qtTharlenTest::loadMemory() {
-    const int bytes = ui.lineEdit_6->text().toInt(nullptr, 10);
+    bool parsed = false;
+    const int bytes = ui.lineEdit_6->text().toInt(&parsed, 10);
     freeMemoryLoad(*this);
     const bool loaded = bytes / kBytesPerDouble / kLoadBlocks >= 0 && allocateMemoryLoad(*this, bytes);
-    if (!loaded)
+    if (!parsed)
+        appendPlain(ui.servoloopText,
+                    QString("Load Memory: \"%1\" is no number of bytes up to %2; nothing is loaded.\n")
+                        .arg(oneLine(ui.lineEdit_6->text()))
+                        .arg(std::numeric_limits<int>::max()));
+    else if (!loaded)
         ui.servoloopText->append(QString("Load Memory: %1 bytes cannot be allocated.\n").arg(bytes));
-    ui.pushButton_8->setEnabled(!loaded);
-    ui.pushButton_12->setEnabled(loaded);
+    if (loaded)
+        handOn(ui.pushButton_8, ui.pushButton_12);
+    else
+        handOn(ui.pushButton_12, ui.pushButton_8);
 }
 
 void qtTharlenTest::releaseMemory() {
     freeMemoryLoad(*this);
-    ui.pushButton_12->setEnabled(false);
-    ui.pushButton_8->setEnabled(true);
+    handOn(ui.pushButton_12, ui.pushButton_8);
 }
 
 void freeMemoryLoad(qtTharlenTest& window) {

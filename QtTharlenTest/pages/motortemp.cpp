@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "follownewest.h"
 #include "pages/pages.h"
 #include "qttharlentest.h"
 #include "servostate.h"
@@ -60,7 +61,11 @@ void leaveMotorTempPage(qtTharlenTest& window) {
     window.linePlotScene->clear();
 }
 
-void qtTharlenTest::startLinePlot() { motorTempTimer->start(kPlotPeriod); }
+void qtTharlenTest::startLinePlot() {
+    motorTempTimer->start(kPlotPeriod);
+    if (timerCounter == 0)
+        ui.graphicsView_3->horizontalScrollBar()->setValue(0);
+}
 
 // The plot stays: the next one starts over it.
 void qtTharlenTest::stopLinePlot() {
@@ -96,6 +101,7 @@ void qtTharlenTest::getMotorTemperature() {
     if (timerCounter > linePlotScene->width())
         linePlotScene->setSceneRect(0, 0, timerCounter + kGridEnd, kPlotHeight);
     plotWindings(*this);
+    followNewest(ui.graphicsView_3, timerCounter - 1, timerCounter);
 
     const struct {
         const float* now;

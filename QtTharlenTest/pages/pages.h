@@ -16,6 +16,8 @@ void leaveResolutionPage(qtTharlenTest& window);
 void enterFiltersPage(qtTharlenTest& window);
 void leaveFiltersPage(qtTharlenTest& window);
 void freeMemoryLoad(qtTharlenTest& window);
+/// Says on "Servo Loop Test" that a run of the rate has ended, where one was on.
+void endLoadedRun(qtTharlenTest& window);
 
 /// Replaces the timer by a new one of the window that runs `slot` every so many milliseconds.
 void startNewTimer(qtTharlenTest& window, QPointer<QTimer>& timer, void (qtTharlenTest::*slot)(), int milliseconds);

@@ -1,4 +1,5 @@
 // The "Resolution Test" page: raw encoder and position readings, live.
+#include "handon.h"
 #include "pages/pages.h"
 #include "qttharlentest.h"
 #include "restyle.h"
@@ -12,8 +13,7 @@ constexpr int kReadPeriod = 10;  ///< ms
 
 void qtTharlenTest::startResolutionTest() {
     startNewTimer(*this, resolutionTestTimer, &qtTharlenTest::updatePositionForResolutionTest, kReadPeriod);
-    ui.pushButton_13->setEnabled(false);
-    ui.pushButton_14->setEnabled(true);
+    handOn(ui.pushButton_13, ui.pushButton_14);
 }
 
 /// Three counts and three mm.
@@ -38,8 +38,7 @@ void qtTharlenTest::updatePositionForResolutionTest() {
 void qtTharlenTest::stopResolutionTest() {
     if (resolutionTestTimer)
         resolutionTestTimer->stop();
-    ui.pushButton_14->setEnabled(false);
-    ui.pushButton_13->setEnabled(true);
+    handOn(ui.pushButton_14, ui.pushButton_13);
     const long encoders[3] = {};
     const float position[3] = {};
     showResolution(*this, encoders, position);

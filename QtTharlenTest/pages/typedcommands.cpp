@@ -36,6 +36,8 @@ void qtTharlenTest::command_motor_dac() {
     QLineEdit* const forcePage[3] = {ui.cforce_1, ui.cforce_2, ui.cforce_3};
     const auto& fields = runMotorTempTest ? temperaturePage : forcePage;
     const QCheckBox* const asForce = runMotorTempTest ? ui.sendForce_checkBox : ui.sendForce_checkBox_2;
+    if (csTharlenID < 0)
+        sayError("No device is open: the command goes to no motor.");
     startPerformanceForceTest = true;
     if (asForce->isChecked())
         take(fields, cForce, typedNewtons);

@@ -1,7 +1,11 @@
 // The "Workspace Test" page: positions as lines of text, a millisecond apart as far as painting leaves the time.
 // The browser is the whole record; it goes on when the page is left, and "Record interval" is not read. The form
 // lets no line wrap: each change of the browser's width would lay out all of them anew. Painting a window with
-// scenes takes milliseconds, which at each line would lose most of them: lines are painted some at a time.
+// scenes takes milliseconds, which at each line would lose most of them: lines are painted some at a time, and at once
+// where the browser comes up or changes its size.
+#include <QListWidget>
+
+#include "handon.h"
 #include "pages/pages.h"
 #include "qttharlentest.h"
 #include "servostate.h"
@@ -11,12 +15,41 @@ namespace {
 constexpr int kRecordPeriod = 1;     ///< ms
 constexpr int kLinesAPainting = 40;  ///< while recording
 
+/// What lies below a widget that is not painted would be seen in its place.
+class PaintAtOnce : public QObject {
+public:
+    using QObject::QObject;
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        auto* const browser = static_cast<QTextBrowser*>(watched);
+        if ((event->type() == QEvent::Show || event->type() == QEvent::Resize) && !browser->updatesEnabled())
+            QMetaObject::invokeMethod(
+                browser,
+                [browser] {
+                    browser->setUpdatesEnabled(true);
+                    browser->viewport()->repaint();
+                },
+                Qt::QueuedConnection);
+        return false;
+    }
+};
+
+/// A mark at the page's row, since a record goes on behind any other page.
+void markRecording(qtTharlenTest& window, bool recording) {
+    for (QListWidgetItem* row : window.ui.listWidget->findItems("Workspace Test", Qt::MatchExactly)) {
+        row->setData(Qt::DecorationRole, recording ? QVariant(QColor(200, 0, 0)) : QVariant());
+        row->setData(Qt::AccessibleTextRole, recording ? QVariant(row->text() + ", recording") : QVariant());
+        row->setToolTip(recording ? "Positions are recorded until \"Stop\" is pressed on this page." : QString());
+    }
+}
+
 }  // namespace
 
 void qtTharlenTest::startWorkspaceRecord() {
     startNewTimer(*this, posRecordTimer, &qtTharlenTest::recordWorkspace, kRecordPeriod);
-    ui.startRecord->setEnabled(false);
-    ui.stopRecord->setEnabled(true);
+    if (!ui.textBrowser_2->findChild<PaintAtOnce*>(QString(), Qt::FindDirectChildrenOnly))
+        ui.textBrowser_2->installEventFilter(new PaintAtOnce(ui.textBrowser_2));
+    markRecording(*this, true);
+    handOn(ui.startRecord, ui.stopRecord);
 }
 
 void qtTharlenTest::recordWorkspace() {
@@ -33,6 +66,6 @@ void qtTharlenTest::stopWorkspaceRecord() {
     if (posRecordTimer)
         posRecordTimer->stop();
     ui.textBrowser_2->setUpdatesEnabled(true);
-    ui.stopRecord->setEnabled(false);
-    ui.startRecord->setEnabled(true);
+    markRecording(*this, false);
+    handOn(ui.stopRecord, ui.startRecord);
 }

@@ -1,7 +1,9 @@
 // The "Encoder Test" tab: start and stop of the endurance run, its options on their way to the servo thread, and
 // its log, which is its whole result.
 #include <QDateTime>
+#include <array>
 
+#include "handon.h"
 #include "modellines.h"
 #include "motorsoff.h"
 #include "qttharlentest.h"
@@ -116,14 +118,21 @@ static void handOverEncoderTestOptions(qtTharlenTest& window) {
     encoderTestDegrees = ui.checkTestDegrees->isChecked();
 }
 
+/// A number that is being typed is no option yet: the "1" of "170" would abort a run.
+static std::array<QSpinBox*, 3> typedOptions(const qtTharlenTest& window) {
+    return {window.ui.SpinBoxTest, window.ui.encoderTestTempSpinBox, window.ui.encoderTestLoopsSpinBox};
+}
+
 void connectEncoderTestOptions(qtTharlenTest& window) {
     const auto handOver = [&window] { handOverEncoderTestOptions(window); };
     for (QAbstractButton* button : std::initializer_list<QAbstractButton*>{
              window.ui.testRadio1, window.ui.testRadio2, window.ui.testRadio3, window.ui.testRadio4eva,
              window.ui.encoderTestPeriodicCheck, window.ui.checkTestDegrees})
         QObject::connect(button, &QAbstractButton::toggled, &window, handOver);
-    for (QSpinBox* box : {window.ui.SpinBoxTest, window.ui.encoderTestTempSpinBox, window.ui.encoderTestLoopsSpinBox})
+    for (QSpinBox* box : typedOptions(window)) {
+        box->setKeyboardTracking(false);
         QObject::connect(box, QOverload<int>::of(&QSpinBox::valueChanged), &window, handOver);
+    }
     handOver();
 }
 
@@ -136,6 +145,8 @@ void qtTharlenTest::initEncoderTest() {
     if (id < 0)
         return;
     takeEncoderTestEvents(*this);
+    for (QSpinBox* box : typedOptions(*this))
+        box->interpretText();
     initEncoderTestPars();
     tempGuiUpdateTimer->start();
     encoderTestTime.start();
@@ -155,8 +166,7 @@ void qtTharlenTest::initEncoderTest() {
     } else {
         abortMotion(id);
     }
-    ui.runEncoderTest_button->setEnabled(false);
-    ui.stopEncoderTest_button->setEnabled(true);
+    handOn(ui.runEncoderTest_button, ui.stopEncoderTest_button);
     ui.encoderTest_debug->append(timeText() + "Starting Encoder Test\n");
     m_encoderTestTimer->start(kEventPeriod);
 }
@@ -169,8 +179,7 @@ void qtTharlenTest::stopEncoderTest() {
     m_encoderWatch.end();
     forcesOff(*this);
     takeEncoderTestEvents(*this);
-    ui.runEncoderTest_button->setEnabled(true);
-    ui.stopEncoderTest_button->setEnabled(false);
+    handOn(ui.stopEncoderTest_button, ui.runEncoderTest_button);
     ui.encoderTest_debug->append(timeText() + "Ending Encoder Test");
     encoderTestTime.restart();
     tempGuiUpdateTimer->stop();

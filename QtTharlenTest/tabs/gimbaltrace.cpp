@@ -1,6 +1,7 @@
 // The gimbal's recorder on the "Encoder Test" tab: encoders and angles of the three gimbal axes, as text.
 #include <QDateTime>
 
+#include "handon.h"
 #include "qttharlentest.h"
 
 namespace {
@@ -27,8 +28,7 @@ static void endGimbalTraceLine(qtTharlenTest& window) {
 
 // Each run has a file of its own, whose object stays until the window goes.
 void qtTharlenTest::initGimbalEncoderTest() {
-    ui.runGimbalEncoderTest_button->setEnabled(false);
-    ui.stopGimbalEncoderTest_button->setEnabled(true);
+    handOn(ui.runGimbalEncoderTest_button, ui.stopGimbalEncoderTest_button);
     traceGimbOutFile = new QFile(traceFileName(), this);
     if (!traceGimbOutFile->open(QIODevice::WriteOnly | QIODevice::Text | QIODevice::Unbuffered)) {
         ui.encoderTest_debug->append("Error creating trace file !");
@@ -60,8 +60,7 @@ void qtTharlenTest::runGimbalEncoderTest() {
 
 void qtTharlenTest::stopGimbalEncoderTest() {
     gimbEncTestTimer->stop();
-    ui.runGimbalEncoderTest_button->setEnabled(true);
-    ui.stopGimbalEncoderTest_button->setEnabled(false);
+    handOn(ui.stopGimbalEncoderTest_button, ui.runGimbalEncoderTest_button);
     if (traceGimbOutFile)
         traceGimbOutFile->close();
 }

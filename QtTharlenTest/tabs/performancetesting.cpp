@@ -10,20 +10,36 @@
 
 // --- The tab ---------------------------------------------------------------------------------------
 
-/// Of the list, which may have no current row: the page that was shown then stays.
 static QString shownPage(const qtTharlenTest& window) {
     const QListWidgetItem* item = window.ui.listWidget->item(window.ui.stackedWidget->currentIndex());
     return item ? item->text() : QString();
 }
 
-// A scene that was ended as the tab was left goes on.
+/// A list without a current row would take its first one as the keyboard comes to it, and change the page.
+static void markShownPage(qtTharlenTest& window) {
+    const QSignalBlocker unchanged(window.ui.listWidget);
+    window.ui.listWidget->setCurrentRow(window.ui.stackedWidget->currentIndex());
+}
+
+/// As choosing it would, with what leaving the tab has ended. A plot of temperatures goes on as it is.
+static void setUpShownPage(qtTharlenTest& window) {
+    const QString page = shownPage(window);
+    if (page == "Passivity Test")
+        enterPassivityPage(window);
+    else if (page == "Force Test")
+        enterForcePage(window);
+    else if (page == "Motor Temp. Test" && !runMotorTempTest)
+        window.startMotorTempTest();
+    else if (page == "Filters Test")
+        enterFiltersPage(window);
+}
+
 void enterPerformanceTesting(qtTharlenTest& window) {
+    markShownPage(window);
     if (window.csTharlenID < 0)
         return;
     window.ui.gain_slider->setValue(0);
-    if (window.m_sceneLeft)
-        shownPage(window) == "Passivity Test" ? enterPassivityPage(window) : enterFiltersPage(window);
-    window.m_sceneLeft = false;
+    setUpShownPage(window);
 }
 
 /// What the pages drive ends with their tab, though it goes on from page to page.
@@ -31,7 +47,6 @@ static void endPages(qtTharlenTest& window) {
     endTypedCommand(window);
     if (bFrictionPerformance)
         window.stopFrictionPerformanceTest();
-    window.m_sceneLeft = window.m_sceneLeft || startPassivityTest || startFiltersTest;
     if (startPassivityTest)
         leavePassivityPage(window);
     if (startFiltersTest)

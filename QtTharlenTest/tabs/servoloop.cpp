@@ -6,6 +6,9 @@
 #include <cmath>
 #include <limits>
 
+#include "follownewest.h"
+#include "handon.h"
+#include "pages/pages.h"
 #include "qttharlentest.h"
 #include "servostate.h"
 #include "tabs.h"
@@ -52,9 +55,8 @@ void qtTharlenTest::startServoLoopRateTest() {
     servoRateGraphicTimer->start(static_cast<int>(servoRate));
     ui.servoLoopUpdate_box->clear();
     ui.servoLoopUpdate_box->setText("Start: \n");
-    ui.hapticRate_startButton->setEnabled(false);
+    handOn(ui.hapticRate_startButton, ui.hapticRate_stoptButton);
     ui.clearHistoButton->setEnabled(false);
-    ui.hapticRate_stoptButton->setEnabled(true);
     histogramScene->setSceneRect(ui.graphicsView->rect());
     clearHistogram();
 }
@@ -64,9 +66,9 @@ void qtTharlenTest::stopServoLoopRateTest() {
     servoRateGraphicTimer->stop();
     ui.servoLoopUpdate_box->append("Stop: \n");
     ui.clearHistoButton->setEnabled(true);
-    ui.hapticRate_startButton->setEnabled(true);
-    ui.hapticRate_stoptButton->setEnabled(false);
+    handOn(ui.hapticRate_stoptButton, ui.hapticRate_startButton);
     servoUpdateTicks = 0;
+    endLoadedRun(*this);
 }
 
 // The next tick opens a new period. Sum and extremes are taken before it can; a sample that falls in between is lost or
@@ -106,12 +108,24 @@ void qtTharlenTest::updateServoLoopRateProgress() {
         ui.servoloopText->append(line);
     else
         ui.servoLoopUpdate_box->append(line);
+    if (numSamplesUpdateRate == 0)
+        sayError("No sample of the servo rate came in a whole period. Is a device open, and does its loop run?");
     updateHistogram();
     if (servoUpdateTicks++ == kLastReport)
         stopServoLoopRateTest();
 }
 
 // --- The strip -------------------------------------------------------------------------------------
+
+/// Both views show the same strip, which may be wider than they are.
+static void showNewestBar(qtTharlenTest& window, int left) {
+    for (QGraphicsView* view : {window.ui.graphicsView, window.ui.graphicsView_2}) {
+        QRectF strip = window.histogramScene->sceneRect();
+        strip.setRight(qMax(strip.right(), double(left + kBarWidth)));
+        view->setSceneRect(strip);
+        followNewest(view, left, left + kBarWidth);
+    }
+}
 
 void qtTharlenTest::updateHistogram() {
     if (startPlotCounter >= kBarsOfStrip)
@@ -120,6 +134,7 @@ void qtTharlenTest::updateHistogram() {
     const QPen pen(Qt::black, 3.0, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin);
     histogramScene->addRect(startPlotCounter * kBarWidth, kBarFoot - height, kBarWidth, height, pen,
                             QBrush(barColour(numSamplesUpdateRate)));
+    showNewestBar(*this, startPlotCounter * kBarWidth);
     ++startPlotCounter;
 }
 
@@ -127,6 +142,10 @@ void qtTharlenTest::clearHistogram() {
     histogramScene->clear();
     drawHistogramMark();
     startPlotCounter = 0;
+    for (QGraphicsView* view : {ui.graphicsView, ui.graphicsView_2}) {
+        view->setSceneRect(QRectF());  // the scene's own
+        view->horizontalScrollBar()->setValue(view->horizontalScrollBar()->minimum());
+    }
 }
 
 /// The line and text that a bar of 1000 samples meets.

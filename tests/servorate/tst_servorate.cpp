@@ -1,5 +1,6 @@
 // The "Servoloop" tab period by period: exact lines, the bars and their colours, the strip, and the run's end.
 #include <QGraphicsRectItem>
+#include <QScrollBar>
 
 #include "servostate.h"
 #include "standinwindow.h"
@@ -87,8 +88,8 @@ private slots:
         QVERIFY(!startServoTest && !window->servoRateGraphicTimer->isActive());
     }
 
-    // Runs of the performance page go on in one strip until it is full. The view shows it at rest, from the left
-    // and in all its height, and the mark lies on the tops of its bars.
+    // Runs of the performance page go on in one strip until it is full. The view shows it in all its height and follows
+    // its newest bar, unless somebody has scrolled back; the mark lies on the tops of its bars.
     void fullStripStartsAnew() {
         window->show();
         start();
@@ -96,12 +97,17 @@ private slots:
         for (int i = 0; i < 29; ++i) {
             period(1000);
             QCOMPARE(strip().last()->rect(), QRectF(40 * i, 51, 40, 100));
-            QCOMPARE(window->ui.graphicsView->mapFromScene(0, 0), QPoint(0, 0));
+            const QGraphicsView& view = *window->ui.graphicsView;
+            QCOMPARE(view.mapFromScene(0, 0).y(), 0);
+            QCOMPARE(view.viewport()->rect().contains(view.mapFromScene(40 * i + 39, 100)), i < 20);
+            if (i == 19)
+                view.horizontalScrollBar()->setValue(0);
         }
         QCOMPARE(window->ui.graphicsView->viewport()->height(), 151);
         const auto* mark = qgraphicsitem_cast<QGraphicsLineItem*>(window->histogramScene->items().last());
         QCOMPARE(mark->line(), QLineF(0, 51, 740, 51));
         period(1000);
+        QCOMPARE(window->ui.graphicsView->mapFromScene(0, 0), QPoint(0, 0));
         QCOMPARE(strip().size(), 1);
         QCOMPARE(window->ui.servoloopText->toPlainText().count("Sample:"), 30);
         QCOMPARE(text(), QString("Start: \n\nStop: \n\nStop: \n"));
