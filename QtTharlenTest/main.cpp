@@ -4,6 +4,7 @@
 
 #include "application.h"
 #include "qttharlentest.h"
+#include "sharedhome.h"
 #include "spokenreadouts.h"
 
 int main(int argc, char** argv) {
@@ -14,6 +15,7 @@ int main(int argc, char** argv) {
     try {
         qtTharlenTest window;
         window.show();
+        const SharedHome home;
         return QApplication::exec();
     } catch (...) {
         QMessageBox box(QMessageBox::Critical, "Nolva Diagnostic",

@@ -9,6 +9,7 @@
 #include "application.h"
 #include "qttharlentest.h"
 #include "session.h"
+#include "sharedhome.h"
 #include "spokenreadouts.h"
 #include "startdialog.h"
 #include "supervisor.h"
@@ -32,6 +33,7 @@ int certifyDevice(int argc, char** argv, const QString& keptFile) {
             window.show();
         });
         dialog.show();
+        const SharedHome home;
         const int code = QApplication::exec();
         if (dialog.isVisible() || window.isVisible())  // by a signal
             return kQuit;

@@ -44,7 +44,7 @@ void BenchSession::placeMechanics() {
         return;
     for (const char* title : {"Test Capstan", "Test Friction"}) {
         const Tab& row = *findTab(title);
-        tabs.insertTab(box, m_window.ui.*row.page, QIcon(row.icon), row.title);
+        tabs.insertTab(box, m_window.ui.*row.page, row.picture(), row.title);
     }
 }
 

@@ -17,6 +17,9 @@ struct Tab {
     void (*enter)(qtTharlenTest& window);
     void (*leave)(qtTharlenTest& window);  ///< at every change to another tab, whether or not it was on; may be null
 
+    /// The icon, from what is compiled in where the working folder has none.
+    QIcon picture() const;
+
     static const Tab all[14];
 };
 

@@ -1,5 +1,6 @@
 // The wizard: which tabs each mode has, and the one chain that starts and stops every tab's activity.
 #include <QCryptographicHash>
+#include <QFileInfo>
 #include <QIcon>
 #include <QKeyEvent>
 #include <utility>
@@ -116,6 +117,14 @@ void qtTharlenTest::enableTestTabs() {
     ui.servolooprateGroup->hide();
 }
 
+QIcon Tab::picture() const {
+    if (!*icon || QFileInfo::exists(icon))
+        return QIcon(icon);
+    const QString name = QFileInfo(icon).fileName();
+    const QString compiledIn = ":/qtTharlenTest/Resources/" + name;
+    return QIcon(QFileInfo::exists(compiledIn) ? compiledIn : ":/tabs/" + name);
+}
+
 void placeTab(qtTharlenTest& window, const char* title, bool withIcon) {
     const Tab* const found = findTab(title);
     if (!found)
@@ -125,7 +134,7 @@ void placeTab(qtTharlenTest& window, const char* title, bool withIcon) {
     QTabWidget& tabs = *window.ui.tabWidget;
     int at = tabs.indexOf(page);
     if (at < 0) {
-        at = tabs.insertTab(row.index, page, withIcon && *row.icon ? QIcon(row.icon) : QIcon(), row.title);
+        at = tabs.insertTab(row.index, page, withIcon ? row.picture() : QIcon(), row.title);
         tabs.setTabToolTip(at, window.m_tabToolTips.value(page));
     }
     tabs.setTabEnabled(at, true);

@@ -34,7 +34,9 @@ constexpr char kLegend[] =
     "<b>?</b> not played</span><br>P: the program said it. O: the operator saw or felt it, against a healthy arm. "
     "B: "
     "both. A fraction: in so many of the runs; to the others it is not visible. Rest the pointer on a cell for "
-    "what was said.</p>\n";
+    "what was said.</p>\n<p>The application itself offers the user flow, Select to Servoloop, without verdicts of the "
+    "program. Verdicts, Summary, Test Friction, Test Capstan and Encoder Test are offered by nolva-bench; Calibration "
+    "Details and Gimbal Trace by neither: here they are put in place for the test.</p>\n";
 
 QString list(const QStringList& items) {
     QString html;

@@ -67,7 +67,7 @@ QByteArray Logbook::html() const {
         + QString("%1, %2 steps, ").arg(QDateTime::currentDateTime().toString(Qt::ISODate)).arg(m_steps.size())
         + (failures() ? QString("<span class=\"bad\">%1 not as expected</span>").arg(failures())
                       : QString("<span class=\"good\">all as expected</span>"))
-        + ". " + m_closing.toHtmlEscaped() + "</p>\n";
+        + ". " + m_opening.toHtmlEscaped() + " " + m_closing.toHtmlEscaped() + "</p>\n";
     for (std::size_t i = 0; i < m_steps.size();) {
         const QString flow = m_steps[i].flow;
         QString rows, pictures;

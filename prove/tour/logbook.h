@@ -28,6 +28,8 @@ public:
     void addReport(const QString& flow, const QString& text) { m_reports.push_back({flow, text}); }
     const std::vector<TourStep>& steps() const { return m_steps; }
     int failures() const;
+    /// A sentence ahead of all steps.
+    void open(const QString& sentence) { m_opening = sentence; }
     /// Ends the page with this sentence, as where the tour was broken off.
     void close(const QString& sentence) { m_closing = sentence; }
 
@@ -41,7 +43,7 @@ private:
     struct Report {
         QString flow, text;
     };
-    QString m_title, m_closing;
+    QString m_title, m_opening, m_closing;
     std::vector<TourStep> m_steps;
     std::vector<Report> m_reports;
 };

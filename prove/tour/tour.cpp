@@ -11,7 +11,10 @@
 Tour::Tour(const TourPlan& plan)
     : m_plan(plan),
       m_book(QString("Nolva Diagnostic: %1 on the simulated arm")
-                 .arg(plan.flow == "pages" ? "the engineering pages" : "the " + plan.flow + " flow")) {}
+                 .arg(plan.flow == "pages" ? "the engineering pages" : "the " + plan.flow + " flow")) {
+    if (plan.flow != "user")
+        m_book.open("This flow is offered by nolva-bench alone; the application's own Mode tab offers the user flow.");
+}
 
 void Tour::cancel() { FlowTime::cancel(); }
 
@@ -54,6 +57,7 @@ void Tour::walk(const QString& device) {
 bool Tour::step(const QString& name, const std::function<QString()>& act, const QString& note) {
     if (FlowTime::cancelled())
         return false;
+    m_window->setWindowTitle(QString("Nolva Diagnostic - tour: %1, %2").arg(m_device, name));
     const double start = armcontrol::armTime();
     const QString verdict = act();
     if (FlowTime::cancelled())
@@ -79,7 +83,7 @@ bool Tour::startAtBench(const QString& flow, bool mechanics) {
     dialog.findChild<QAbstractButton*>("start")->click();
     const bool open = dialog.result() == QDialog::Accepted;
     const QString answer = open ? QString() : dialog.findChild<QLabel*>("answer")->text();
-    m_book.add({m_device, "Start", answer, "nolva-bench only", 0.3, picture});
+    m_book.add({m_device, "Start", answer, {}, 0.3, picture});
     if (!open)
         return false;
     m_session = std::make_unique<BenchSession>(*m_window, dialog.flow(), dialog.mechanics(), "A. Operator");
