@@ -260,6 +260,10 @@ private slots:
         open(3, 7);
         auto& ui = window->ui;
         ui.encoderTestTempSpinBox->setValue(120);
+        ui.encoderTestTempSpinBox->selectAll();
+        QTest::keyClicks(ui.encoderTestTempSpinBox, "12");  // on the way to 120 again
+        QCOMPARE(encoderTestAbortTemp.load(), 120);
+        QTest::keyClicks(ui.encoderTestTempSpinBox, "0");
         QVERIFY(ui.groupBox_22->isHidden() && !ui.stopEncoderTest_button->isEnabled());
         ui.runEncoderTest_button->click();
         const double id = window->csTharlenID;

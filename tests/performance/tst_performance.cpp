@@ -219,15 +219,56 @@ private slots:
         QVERIFY(!bFrictionPerformance && dacFloat == 0.0f && friction_dac_values[2] == 0);
     }
 
+    // By its button or after eleven lines; each run counts from 0, and the keyboard goes along from button to button.
     void servoLoopPage() {
         page("Servo Loop Test");
         window->servoRate = 4000;
-        window->ui.pushButton_9->click();
-        QVERIFY(startServoTest && window->servoRateGraphicTimer->interval() == 1000);
-        QVERIFY(window->ui.pushButton_10->isEnabled() && !window->ui.pushButton_9->isEnabled());
-        window->ui.pushButton_10->click();
-        QVERIFY(!startServoTest && !window->servoRateGraphicTimer->isActive());
-        QCOMPARE(loadText(), QString("Start: \n\nStop: \n"));
+        auto& ui = window->ui;
+        for (const int lines : {2, 11}) {
+            ui.pushButton_9->setFocus();
+            ui.pushButton_9->click();
+            QVERIFY(startServoTest && window->servoRateGraphicTimer->interval() == 1000);
+            QVERIFY(ui.pushButton_10->isEnabled() && !ui.pushButton_9->isEnabled());
+            QCOMPARE(window->focusWidget(), ui.pushButton_10);
+            for (int i = 0; i < lines; ++i) {
+                tick();
+                window->updateServoLoopRateProgress();
+            }
+            if (lines < 11)
+                ui.pushButton_10->click();
+            QVERIFY(!startServoTest && !window->servoRateGraphicTimer->isActive());
+            QVERIFY(!ui.pushButton_10->isEnabled() && ui.pushButton_9->isEnabled());
+            QVERIFY(loadText().startsWith("Start: \n\nSample: 0 ") && loadText().endsWith("\nStop: \n"));
+            QCOMPARE(loadText().count("Sample:"), lines);
+        }
+        QVERIFY(ui.error_browser->toPlainText().isEmpty());
+        ui.pushButton_9->click();
+        window->updateServoLoopRateProgress();
+        QVERIFY(ui.error_browser->toPlainText().contains("No sample of the servo rate"));
+    }
+
+    // As choosing it would, also the one that the form shows first; a plot goes on as it is.
+    void thePageThatShowsIsSetUp() {
+        auto& ui = window->ui;
+        QCOMPARE(ui.listWidget->currentItem()->text(), QString("Motor Temp. Test"));
+        ui.motor_dac_1->setText("7");
+        ui.cforce_1->setText("4444");
+        ui.set_dac_button_2->click();
+        QCOMPARE(dac_values[0].load(), 7L);
+        window->getMotorTemperature();
+        const int items = window->linePlotScene->items().size();
+        QVERIFY(items > 250);
+        goToTab(*window, "Calibrate");
+        goToTab(*window, "Performance Testing");
+        QVERIFY(window->linePlotScene->items().size() == items && runMotorTempTest);
+        page("Force Test");
+        goToTab(*window, "Calibrate");
+        QVERIFY(!window->tempGuiUpdateTimer->isActive());
+        goToTab(*window, "Performance Testing");
+        QVERIFY(window->tempGuiUpdateTimer->isActive());
+        window->csTharlenID = -1;
+        ui.pushButton_5->click();
+        QVERIFY(ui.error_browser->toPlainText().contains("goes to no motor"));
     }
 
     // Ten blocks, or a line that says why not; nothing is released twice, and a processor load leaves them alone.
@@ -241,6 +282,7 @@ private slots:
             for (double* block : window->memoryLoadInt)
                 QCOMPARE(block != nullptr, loads);
             QCOMPARE(loadText().contains("-800 bytes cannot be allocated"), !loads);
+            QCOMPARE(loadText().contains("\"8 MB\" is no number"), QByteArray(typed) == "8 MB");
             QCOMPARE(window->ui.pushButton_12->isEnabled(), loads);
         }
         window->memoryLoadInt[9][99] = 1.5;
