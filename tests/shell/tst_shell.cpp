@@ -217,6 +217,7 @@ private slots:
 
     void signalsCloseWithoutAQuestion() {
         for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
+            signal(number, SIG_DFL);  // whatever who started the test ignores
             const QuitOnSignals ending;
             openFleet();
             window->manufMode = true;
