@@ -144,7 +144,10 @@ private slots:
             // The second count is a loop: a test point ahead of its first step, after which row 0 comes again.
             QVERIFY(followUntil([] { return seekingTestPoint.load(); }));
             QVERIFY(totalLoops == 2 && window->m_iButtonStep == 1);
+            window->ui.checkTestDegrees->setChecked(false);
+            place({70, -8, 9});
             ticks(5000);
+            QVERIFY(log().last().endsWith("] Encoder Values :  70, -8, 9"));
             QVERIFY(totalLoops == 3 && window->m_iButtonStep == 0 && device().connection.m_bErrorTrigger);
             window->ui.encoderTestPeriodicCheck->setChecked(false);
             QVERIFY(followUntil([] { return totalLoops == 4; }) && !seekingTestPoint);

@@ -125,6 +125,10 @@ private slots:
         QCOMPARE(is_tharlen_forces_enabled(id), 0);
 
         Gestures hand;
+        hand.hold({}, 10);
+        QVERIFY(state().presence);
+        hand.letGo(10);
+        QVERIFY(!state().presence);
         for (const int stuck : {0, 1}) {
             setOnly("stuck-switch", stuck, 0);
             for (const int pressed : {1, 0}) {
@@ -183,6 +187,8 @@ private slots:
         run("stall", 100);
         QVERIFY(std::abs(armcontrol::armTime() - before - 1.101) < 0.002 && state().lateTicks - late == 100);
         QVERIFY(lowest < 11 && state().faults.empty());
+        step(1000);  // the rate that is measured is that of the last half second
+        QVERIFY(std::abs(state().measuredRate - 1000) < 0.01);
     }
 
     void opening() {
@@ -329,6 +335,7 @@ private slots:
                 QVERIFY(set_tharlen_temp_advance(id, kShutdownTemperature, bad) != 0);
             }
             float reads[6], readLower[6];
+            QVERIFY(get_tharlen_temp_advance(id, kCooldownTemperature + 1, reads) != 0);
             get_tharlen_temp_advance(id, kShutdownTemperature, reads);
             get_tharlen_temp_advance(id, kCooldownTemperature, readLower);
             QVERIFY(std::equal(own, own + 6, reads) && std::equal(lower, lower + 6, readLower));

@@ -245,6 +245,7 @@ private slots:
             const float wrong[6] = {1, 1, std::nanf(""), 0, 0, 0};
             QCOMPARE(send_tharlen_force(id, wrong), kMaxForceExceeded);
             QCOMPARE(lastDac(id), Counts{});
+            QCOMPARE(command_motor_voltages(id, wrong, given), int(kMaxForceExceeded));
             const long beyond[6] = {100, LONG_MIN, -32768, 0, 0, 0};
             QCOMPARE(command_motor_dac_values(id, beyond), int(kMaxForceExceeded));
             QCOMPARE(lastDac(id), (Counts{100, -32767, -32767, 0, 0, 0}));

@@ -255,8 +255,12 @@ def main():
     try:
         healthy, wrong = {}, []
         with tempfile.TemporaryDirectory(prefix="faults") as scratch:
+            os.chmod(scratch, 0o755)
+
             def well(program, display):
                 trace = f"{scratch}/{program.name}"
+                Path(trace).touch()
+                os.chmod(trace, 0o666)  # a test may go on as another user
                 failed, program.seconds = program.run(display, 900, trace=trace)
                 program.reaches = set(Path(trace).read_text().split()) if Path(trace).exists() else set()
                 wrong.extend(failed)

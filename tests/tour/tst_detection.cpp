@@ -195,7 +195,9 @@ private slots:
             QVERIFY2(found.program.join('|').contains(row.program) && found.person.join('|').contains(row.person),
                      said);
             QCOMPARE(wrongFigures(made, found), QStringList());
-            QCOMPARE(toJson(fromJson(toJson(found))), toJson(found));
+            CellResult told = found;
+            told.broken = "so";
+            QCOMPARE(toJson(fromJson(toJson(told))), toJson(told));
             if (row.axis < 1 && made.test != Test::Servoloop)  // where ticks come by chance
                 QCOMPARE(toJson(examine(made)), toJson(found));
         }
@@ -280,7 +282,7 @@ private slots:
         QCOMPARE(html.count("<td class=\"meant\" title=\"axis 2: program: z\naxis 2: program: z\">P</td>"), 1);
         QCOMPARE(html.count(">P</td>"), 2);
         QVERIFY(written(home.path(), "matrix.csv").contains("\"crashed\",\"said \"\"so\"\"\"")
-                && html.contains("broken off"));
+                && html.contains("broken off") && html.contains("said &quot;so&quot;"));
         const QJsonDocument json = QJsonDocument::fromJson(written(home.path(), "matrix.json"));
         const QJsonArray each = json["cells"].toArray();
         QVERIFY(each.size() == 13 && each[0]["outcome"] == "missed" && each[6]["outcome"] == "not played");
@@ -328,6 +330,13 @@ private slots:
                 QCOMPARE(results[i].broken.isEmpty(), !*row.said);
             }
         }
+        // A worker that ends after one that hung has not hung.
+        const QTemporaryDir folder;
+        const QString script = QString("mkdir %1/hung && sleep 60; read n; exit 3").arg(folder.path());
+        std::vector<CellResult> results;
+        QVERIFY(Workers("/bin/sh", {"-c", script}, 1, 1).play({first, first}, results, [](std::size_t) {}));
+        QCOMPARE(results[0].broken, QString("no end within 1 s"));
+        QVERIFY2(results[1].broken.contains("with code 3"), qPrintable(results[1].broken));
     }
 
     // An operator at a broken arm says so, in the step that meets it, and nothing at a good one.
@@ -386,6 +395,11 @@ private slots:
         for (const auto& [device, serial] : {std::make_pair("Orda LAN", "SIM-50602"), {"Corvale USB", "SIM-30704"}}) {
             const QString part = page().section(QString("<h2>") + device, 1).section("<h2>", 0, 0);
             QVERIFY(part.count("<summary>Report") == 1 && part.section("<summary>Report", 1).contains(serial));
+            // A step's time is its own; the report's file has the report's bytes.
+            const QString last = part.section("<td>Summary", 1).section("class=\"time\">", 1);
+            QVERIFY2(last.section(' ', 0, 0).toDouble() < 5, qPrintable(last.left(20)));
+            const QString file = QString("report-%1.txt").arg(QString(device).toLower().replace(' ', '-'));
+            QVERIFY(written(folder.path(), file).contains("\u00c2\u00b7 Axis 1:"));
         }
         qunsetenv("MVI_MANUFACTURING");
         QCOMPARE(Tour({"user", {}, true, "/nowhere"}).run(), -1);

@@ -56,6 +56,17 @@ private slots:
         QVERIFY(digests[0] != digests[2]);
     }
 
+    // The last lines, each once and in their order.
+    void diary() {
+        Diary diary;
+        for (int i = 0; i < 1000; ++i)
+            diary.note(QString("line %1").arg(i));
+        const QStringList lines = diary.last().split('\n', Qt::SkipEmptyParts);
+        QVERIFY(lines.size() > 10 && lines.size() < 1000);
+        for (int i = 0; i < lines.size(); ++i)
+            QVERIFY2(lines[i].endsWith(QString(" line %1").arg(1000 - lines.size() + i)), qPrintable(lines[i]));
+    }
+
     // A window that does not do what is demanded.
     void demands() {
         const struct {
