@@ -33,10 +33,10 @@ public:
     }
 };
 
-/// A mark at the page's row, since a record goes on behind any other page.
+/// A red ground of the page's row, since a record goes on behind any other page.
 void markRecording(qtTharlenTest& window, bool recording) {
     for (QListWidgetItem* row : window.ui.listWidget->findItems("Workspace Test", Qt::MatchExactly)) {
-        row->setData(Qt::DecorationRole, recording ? QVariant(QColor(200, 0, 0)) : QVariant());
+        row->setBackground(recording ? QBrush(QColor(250, 190, 190)) : QBrush());
         row->setData(Qt::AccessibleTextRole, recording ? QVariant(row->text() + ", recording") : QVariant());
         row->setToolTip(recording ? "Positions are recorded until \"Stop\" is pressed on this page." : QString());
     }
