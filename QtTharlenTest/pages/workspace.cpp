@@ -18,7 +18,14 @@ constexpr int kLinesAPainting = 40;  ///< while recording
 /// What lies below a widget that is not painted would be seen in its place.
 class PaintAtOnce : public QObject {
 public:
-    using QObject::QObject;
+    /// Once for each browser, by its name.
+    static void watch(QTextBrowser* browser) {
+        if (browser->findChild<QObject*>("paintAtOnce", Qt::FindDirectChildrenOnly))
+            return;
+        auto* const filter = new PaintAtOnce(browser);
+        filter->setObjectName("paintAtOnce");
+        browser->installEventFilter(filter);
+    }
     bool eventFilter(QObject* watched, QEvent* event) override {
         auto* const browser = static_cast<QTextBrowser*>(watched);
         if ((event->type() == QEvent::Show || event->type() == QEvent::Resize) && !browser->updatesEnabled())
@@ -31,6 +38,9 @@ public:
                 Qt::QueuedConnection);
         return false;
     }
+
+private:
+    explicit PaintAtOnce(QTextBrowser* browser) : QObject(browser) {}
 };
 
 /// A red ground of the page's row, since a record goes on behind any other page.
@@ -46,8 +56,7 @@ void markRecording(qtTharlenTest& window, bool recording) {
 
 void qtTharlenTest::startWorkspaceRecord() {
     startNewTimer(*this, posRecordTimer, &qtTharlenTest::recordWorkspace, kRecordPeriod);
-    if (!ui.textBrowser_2->findChild<PaintAtOnce*>(QString(), Qt::FindDirectChildrenOnly))
-        ui.textBrowser_2->installEventFilter(new PaintAtOnce(ui.textBrowser_2));
+    PaintAtOnce::watch(ui.textBrowser_2);
     markRecording(*this, true);
     handOn(ui.startRecord, ui.stopRecord);
 }

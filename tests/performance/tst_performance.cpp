@@ -197,6 +197,12 @@ private slots:
             painted += ui.textBrowser_2->updatesEnabled();
         }
         QVERIFY2(painted >= 1 && painted <= 10, qPrintable(QString::number(painted)));
+        window->recordWorkspace();
+        QVERIFY(!ui.textBrowser_2->updatesEnabled());
+        QResizeEvent resized({300, 200}, {});
+        QCoreApplication::sendEvent(ui.textBrowser_2, &resized);
+        QCoreApplication::sendPostedEvents(ui.textBrowser_2, QEvent::MetaCall);
+        QVERIFY(ui.textBrowser_2->updatesEnabled());
         ui.stopRecord->click();
         QVERIFY(!posRecordTimer->isActive() && ui.startRecord->isEnabled() && ui.textBrowser_2->updatesEnabled());
         QVERIFY(ui.textBrowser_2->toPlainText().endsWith("-40.500000 \t7.000000 \t0.250000"));
