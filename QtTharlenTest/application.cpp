@@ -4,6 +4,7 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <QMessageBox>
 #include <exception>
 
 #include "motorsoff.h"
@@ -39,6 +40,14 @@ QString textOfException() {
     } catch (...) {
         return "an exception without a text";
     }
+}
+
+int sayCannotStart() {
+    QMessageBox box(QMessageBox::Critical, "Nolva Diagnostic",
+                    "Nolva Diagnostic cannot start.\n\n" + textOfException());
+    box.setTextFormat(Qt::PlainText);
+    box.exec();
+    return 1;
 }
 
 bool DiagnosticApplication::notify(QObject* receiver, QEvent* event) {

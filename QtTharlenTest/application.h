@@ -31,3 +31,5 @@ private:
 
 /// The text of the exception that is being handled. Any thread, inside a handler.
 QString textOfException();
+/// Says in a box that the program cannot start, and why: the exception that is being handled. The exit code.
+int sayCannotStart();

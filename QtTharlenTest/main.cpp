@@ -1,6 +1,5 @@
 // Process entry. No command-line option is read.
 #include <QCoreApplication>
-#include <QMessageBox>
 
 #include "application.h"
 #include "qttharlentest.h"
@@ -18,10 +17,6 @@ int main(int argc, char** argv) {
         const SharedHome home;
         return QApplication::exec();
     } catch (...) {
-        QMessageBox box(QMessageBox::Critical, "Nolva Diagnostic",
-                        "Nolva Diagnostic cannot start.\n\n" + textOfException());
-        box.setTextFormat(Qt::PlainText);
-        box.exec();
-        return 1;
+        return sayCannotStart();
     }
 }

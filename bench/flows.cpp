@@ -16,7 +16,7 @@ const std::array<Flow, 3> Flow::all = {{
      true, true},
     {"engineering", "Engineering",
      "Single measurements on the pages of \"Performance Testing\", in any order, without verdicts and without a report. "
-     "Typed commands go to the motors unchecked, at once and at any size, and stay until they are cleared.",
+     "Typed commands go to the motors unchecked, at once and at any size, and stay until they are cleared or the tab is left.",
      false, false},
 }};
 // clang-format on

@@ -1,6 +1,8 @@
 #include "kept.h"
 
+#include <QDateTime>
 #include <QFile>
+#include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QSaveFile>
@@ -30,3 +32,8 @@ bool writeKept(const QString& name, const Kept& kept) {
 }
 
 QString reportFile() { return QString("%1/logs/Test_Reports").arg(qEnvironmentVariable("KNDD_HOME", "(null)")); }
+
+QString reportTime() {
+    const QFileInfo file(reportFile());
+    return file.exists() ? file.lastModified().toString("yyyy-MM-dd hh:mm:ss") : QString();
+}

@@ -19,3 +19,5 @@ bool writeKept(const QString& file, const Kept& kept);
 
 /// The file of the report, which each one replaces.
 QString reportFile();
+/// When the report that is there was written, as it is kept and shown; empty where there is none.
+QString reportTime();

@@ -1,7 +1,6 @@
 // nolva-bench: certifies one device after the other. `--device FILE` is the process of one of them, which this program
 // starts for itself.
 #include <QFile>
-#include <QMessageBox>
 #include <QTimer>
 #include <cstdio>
 #include <cstring>
@@ -42,11 +41,7 @@ int certifyDevice(int argc, char** argv, const QString& keptFile) {
                          qPrintable(keptFile));
         return code;
     } catch (...) {
-        QMessageBox box(QMessageBox::Critical, "Nolva Diagnostic",
-                        "Nolva Diagnostic cannot start.\n\n" + textOfException());
-        box.setTextFormat(Qt::PlainText);
-        box.exec();
-        return 1;
+        return sayCannotStart();
     }
 }
 

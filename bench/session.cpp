@@ -79,6 +79,6 @@ Kept BenchSession::kept() const {
                 .arg(ui.m_cmbTHARLeN->currentText(), ui.tharlenModel_lineedit->text(), ui.hardwareSerial_label->text());
     const QString report = stampOf(reportFile());
     if (report != m_reportBefore && !report.isEmpty())
-        kept.reportTime = QFileInfo(reportFile()).lastModified().toString("yyyy-MM-dd hh:mm:ss");
+        kept.reportTime = reportTime();
     return kept;
 }

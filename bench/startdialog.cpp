@@ -37,7 +37,8 @@ StartDialog::StartDialog(qtTharlenTest& window, const Kept& kept, QWidget* paren
       m_mechanics(new QCheckBox("With &friction and capstan, on an Orda")),
       m_ends(wrapped(whereFlowsEnd())),
       m_word(new QLineEdit),
-      m_answer(wrapped({})) {
+      m_answer(wrapped({})),
+      m_reportTime(kept.reportTime) {
     setWindowTitle("Nolva Diagnostic - next device");
     setAttribute(Qt::WA_QuitOnClose, false);  // the window comes after it
     auto* const rows = new QVBoxLayout(this);
@@ -187,6 +188,8 @@ void StartDialog::showReport() {
     QString text;
     if (!file.open(QIODevice::ReadOnly))
         text = QString("%1 cannot be read: %2").arg(reportFile(), file.errorString());
+    else if (reportTime() != m_reportTime)
+        text = QString("Another report has replaced that of the device before, at %1.").arg(reportTime());
     else
         text = QString::fromUtf8(file.read(kLargestReport));
     QDialog shown(this);

@@ -47,6 +47,7 @@ private:
     QLabel* m_ends;
     QLineEdit* m_word;
     QLabel* m_answer;
+    QString m_reportTime;  ///< of the device before
     QPushButton* m_start;
     QTimer m_pause;
     int m_wrongWords = 0;

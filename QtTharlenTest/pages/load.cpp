@@ -34,19 +34,21 @@ void qtTharlenTest::startServoLoopPerformance() {
     view->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
 }
 
+static void sayLoadedRunEnded(qtTharlenTest& window) {
+    window.ui.servoloopText->append("Stop: \n");
+    handOn(window.ui.pushButton_10, window.ui.pushButton_9);
+}
+
 void qtTharlenTest::stopServoLoopPerformance() {
     startServoTest = false;
     servoRateGraphicTimer->stop();
     servoUpdateTicks = 0;
-    endLoadedRun(*this);
+    sayLoadedRunEnded(*this);
 }
 
 void endLoadedRun(qtTharlenTest& window) {
-    auto& ui = window.ui;
-    if (!ui.pushButton_10->isEnabled())
-        return;
-    ui.servoloopText->append("Stop: \n");
-    handOn(ui.pushButton_10, ui.pushButton_9);
+    if (window.ui.pushButton_10->isEnabled())
+        sayLoadedRunEnded(window);
 }
 
 // --- Processor -------------------------------------------------------------------------------------

@@ -4,6 +4,7 @@
 #include <QFile>
 #include <QLabel>
 #include <QLineEdit>
+#include <QPlainTextEdit>
 #include <QTemporaryDir>
 #include <QTimer>
 
@@ -159,6 +160,24 @@ private slots:
             for (const QLabel* label : next.findChildren<QLabel*>())
                 told << label->text();
             QVERIFY(told.contains(kept.device));
+            // The report that is shown is that device's, or none.
+            for (const bool replaced : {false, true}) {
+                if (!reported)
+                    break;
+                QVERIFY(!replaced
+                        || (report.open(QIODevice::ReadWrite)
+                            && report.setFileTime(QDateTime::currentDateTime().addSecs(60),
+                                                  QFileDevice::FileModificationTime)));
+                QString page;
+                QTimer::singleShot(0, &next, [&page] {
+                    auto* const shown = qobject_cast<QDialog*>(QApplication::activeModalWidget());
+                    page = shown->findChild<QPlainTextEdit*>()->toPlainText();
+                    shown->reject();
+                });
+                QMetaObject::invokeMethod(&next, "showReport");
+                QCOMPARE(page.contains("and of this one"), !replaced);
+                QCOMPARE(page.contains("Another report"), replaced);
+            }
             QCOMPARE(told.contains("No report was written."), !reported);
             window.reset();
             QFile broken(file);

@@ -251,6 +251,10 @@ private slots:
         ui.pushButton_9->click();
         window->updateServoLoopRateProgress();
         QVERIFY(ui.error_browser->toPlainText().contains("No sample of the servo rate"));
+        for (int stops = 1; stops <= 2; ++stops) {
+            window->stopServoLoopPerformance();
+            QCOMPARE(loadText().count("Stop:"), stops);
+        }
     }
 
     // As choosing it would, also the one that the form shows first; a plot goes on as it is.
