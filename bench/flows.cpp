@@ -16,7 +16,8 @@ const std::array<Flow, 3> Flow::all = {{
      true, true},
     {"engineering", "Engineering",
      "Single measurements on the pages of \"Performance Testing\", in any order, without verdicts and without a report. "
-     "Typed commands go to the motors unchecked, at once and at any size, and stay until they are cleared or the tab is left.",
+     "Typed commands go to the motors unchecked, at once and at any size, and stay until they are cleared or the tab is "
+     "left.",
      false, false},
 }};
 // clang-format on
@@ -42,12 +43,11 @@ const Flow& findFlow(const QString& word) {
 
 QString whereFlowsEnd() {
     return "An Orda (model \"Nolva\") and a Corvale (model \"Nolva X\") go through to the report. A Nolva goes no "
-           "further "
-           "than \"Read Encoder\" and a Stelmar no further than \"Calibrate\": for these no report is written.";
+           "further than \"Read Encoder\" and a Stelmar no further than \"Calibrate\": for these no report is written.";
 }
 
 QString flowEndsHere(const qtTharlenTest& window) {
-    if (window.csTharlenID < 0 || !window.manufMode)
+    if (window.csTharlenID < 0 || !window.manufMode || window.performanceTestMode)
         return {};
     const ModelLine& line = window.modelLine();
     const QWidget* const page = window.ui.tabWidget->currentWidget();

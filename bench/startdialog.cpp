@@ -70,7 +70,9 @@ QWidget* StartDialog::deviceBefore(const Kept& kept) {
     if (!kept.ended.isEmpty())
         rows->addWidget(wrapped(kept.ended));
     if (kept.reportTime.isEmpty()) {
-        rows->addWidget(wrapped("No report was written."));
+        rows->addWidget(wrapped(kept.ended.isEmpty()
+                                    ? QString("No report was written.")
+                                    : "Whether it wrote a report is not known; look into " + reportFile() + "."));
         return box;
     }
     rows->addWidget(wrapped(QString("Its report was written at %1 to %2. The next report replaces it.")

@@ -130,6 +130,16 @@ private slots:
         }
     }
 
+    // In manufacturing, before an operator looks for the next tab in vain; the engineering pages come after all.
+    void whereTheFlowEnds() {
+        for (const bool engineering : {false, true}) {
+            const auto session = certify(2, false);  // a Stelmar
+            window->performanceTestMode = engineering;
+            goToTab(*window, "Calibrate");
+            QCOMPARE(window->ui.calibrate_textbrowser2->toPlainText().contains("ends on this tab"), !engineering);
+        }
+    }
+
     // The next device gets the operator and what was chosen, and is told of this one; odd characters come through.
     void whatIsKept() {
         QTemporaryDir home;
@@ -179,6 +189,13 @@ private slots:
                 QCOMPARE(page.contains("Another report"), replaced);
             }
             QCOMPARE(told.contains("No report was written."), !reported);
+            Kept crashed;
+            crashed.ended = "by a signal";
+            QStringList said;
+            const StartDialog after(*window, crashed);
+            for (const QLabel* label : after.findChildren<QLabel*>())
+                said << label->text();
+            QVERIFY(said.contains("by a signal") && !said.contains("No report was written."));
             window.reset();
             QFile broken(file);
             QVERIFY(broken.open(QIODevice::WriteOnly));
