@@ -19,6 +19,7 @@
 namespace {
 
 constexpr int kLongestPause = 60;  ///< s
+constexpr int kLeastWidth = 560;
 constexpr qint64 kLargestReport = 1024 * 1024;
 
 QLabel* wrapped(const QString& text, int indent = 0) {
@@ -56,7 +57,8 @@ StartDialog::StartDialog(qtTharlenTest& window, const Kept& kept, QWidget* paren
     connect(&m_pause, &QTimer::timeout, this, &StartDialog::waitOn);
     m_start->setDefault(true);
     m_word->setFocus();
-    setMinimumWidth(560);
+    // A wrapped text is given less than it needs otherwise: a layout asks for its height at a width of its own.
+    setMinimumSize(kLeastWidth, rows->totalHeightForWidth(kLeastWidth));
     chooseFlow();
 }
 
