@@ -1,13 +1,17 @@
 // Finding the socket, writing commands, matching answers; see armlink.h for what a caller may rely on.
 #include "armlink.h"
 
+#include <signal.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFileInfo>
 #include <QJsonDocument>
+#include <QRegularExpression>
 #include <algorithm>
+#include <cerrno>
 
 #include "shown.h"
 
@@ -51,6 +55,34 @@ QStringList ArmLink::candidates() {
     return paths;
 }
 
+qint64 ArmLink::processOf(const QString& path) {
+    static const QRegularExpression name("/arm-([0-9]{1,9})\\.sock$");
+    return name.match(path).captured(1).toLongLong();
+}
+
+QStringList ArmLink::running() const {
+    QStringList paths = candidates();
+    const auto isGone = [this](const QString& path) {
+        const auto process = static_cast<pid_t>(processOf(path));
+        return path != path_ && (process == 0 || (::kill(process, 0) != 0 && errno == ESRCH));
+    };
+    paths.erase(std::remove_if(paths.begin(), paths.end(), isGone), paths.end());
+    return paths;
+}
+
+qint64 ArmLink::process() const {
+    ucred owner{};
+    socklen_t size = sizeof owner;
+    const auto descriptor = static_cast<int>(socket_.socketDescriptor());
+    return isConnected() && ::getsockopt(descriptor, SOL_SOCKET, SO_PEERCRED, &owner, &size) == 0 ? owner.pid : 0;
+}
+
+void ArmLink::hold(const QString& path) {
+    wanted_ = path;
+    socket_.abort();
+    connectToArm();
+}
+
 void ArmLink::start(int retryMs, int silentMs) {
     silence_.setInterval(silentMs);
     retry_.start(retryMs);
@@ -58,8 +90,16 @@ void ArmLink::start(int retryMs, int silentMs) {
 }
 
 void ArmLink::connectToArm() {
-    if (isConnected() || connecting_)
+    if (connecting_)
         return;
+    if (isConnected()) {
+        QStringList now = running();
+        if (now != lastRunning_) {
+            lastRunning_.swap(now);
+            emit runningChanged();
+        }
+        return;
+    }
     if (qEnvironmentVariable("NOLVA_ARM_SOCKET") == "off") {
         setCondition(Condition::Off);
         return;
@@ -69,7 +109,10 @@ void ArmLink::connectToArm() {
     connecting_ = true;
     QElapsedTimer clock;
     clock.start();
-    for (const QString& path : candidates()) {
+    QStringList paths = candidates();
+    if (paths.removeOne(wanted_))
+        paths.prepend(wanted_);
+    for (const QString& path : paths) {
         socket_.connectToServer(path);
         if (socket_.waitForConnected(std::max(1, kConnectMs - static_cast<int>(clock.elapsed())))) {
             path_ = path;

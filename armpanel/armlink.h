@@ -35,6 +35,10 @@ public:
     /// Where an arm may listen, the newest first, stale ones included; read from the environment.
     static QStringList candidates();
     static QDir socketFolder();
+    /// Those of candidates() whose application runs, and the one that is held.
+    QStringList running() const;
+    /// The application that a socket is named after; 0 where its name tells none.
+    static qint64 processOf(const QString& path);
 
     /// Looks for an arm now and, while there is none, every `retryMs` (ms). One that takes longer than
     /// `silentMs` for an answer counts as silent until it answers.
@@ -43,6 +47,10 @@ public:
     Condition condition() const { return condition_; }
     bool isConnected() const { return condition_ == Condition::Silent || condition_ == Condition::Connected; }
     QString socketPath() const { return path_; }
+    /// The application at the other end; 0 without a connection.
+    qint64 process() const;
+    /// Lets the arm go that is held, and takes this one; where it does not listen, the newest that does.
+    void hold(const QString& path);
     /// Commands without their answer yet, the state requests of frame() aside. While there are any, a
     /// state that arrives may be older than what was asked for.
     int commandsUnderWay() const;
@@ -60,13 +68,15 @@ public:
 public slots:
     /// One frame: what sendLatest() keeps, and a state request unless one is outstanding.
     void frame();
-    /// Tries the candidates in order; does nothing while connected.
+    /// Tries the candidates in order; while connected, only looks which applications run.
     void connectToArm();
 
 signals:
     void conditionChanged();
     /// A new connection, before its first state.
     void connected();
+    /// An application has come or gone; see running().
+    void runningChanged();
     void stateArrived(const QJsonObject& state);
     /// The arm took a command (`state` aside); `fields` as they were sent, without the name and the id.
     void accepted(const QString& name, const QJsonObject& fields);
@@ -96,7 +106,8 @@ private:
     QLocalSocket socket_;
     QTimer retry_, frames_, silence_;
     Condition condition_ = Condition::NoArm;
-    QString path_;
+    QString path_, wanted_;  // the socket that is held; the one that hold() asked for
+    QStringList lastRunning_;
     std::vector<Pending> pending_;  // in the order of sending
     qint64 nextId_ = 1;
     std::map<QString, Latest> latest_;

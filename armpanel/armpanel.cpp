@@ -2,12 +2,20 @@
 #include "armpanel.h"
 
 #include <QCloseEvent>
+#include <QComboBox>
+#include <QDateTime>
+#include <QFileInfo>
+#include <QGuiApplication>
 #include <QLocale>
+#include <QScreen>
+#include <QScrollArea>
+#include <QScrollBar>
 #include <QShortcut>
 #include <QTabWidget>
 #include <QTime>
 #include <QVBoxLayout>
 
+#include "beside.h"
 #include "controls.h"
 #include "faultlist.h"
 #include "fleetlist.h"
@@ -25,10 +33,34 @@ namespace {
 
 constexpr int kErrorMs = 15000;  // how long an error stays on the status line
 constexpr int kErrorsKept = 10;  // in its tool tip
+constexpr QSize kWide{720, 680};
+constexpr QSize kNarrow{450, 738};  // leaves an application of 900 pixels free on a screen of 1366
+constexpr int kLowView = 150;       // pixels
+constexpr int kLookMs = 500;        // between looks for the application's window
+constexpr int kLooks = 40;
 
 QString usualStatus() {
     return ArmPanel::tr(
         "Drag the stylus in a view, or use the arrow keys, Page Up/Down and Shift there; Esc releases it.");
+}
+
+/// A page that is scrolled where the panel is smaller than it: with large fonts, on a small screen.
+QWidget* scrolled(QWidget* page) {
+    auto* area = new QScrollArea(page->parentWidget());
+    area->setFrameShape(QFrame::NoFrame);
+    area->setWidgetResizable(true);
+    area->setFocusPolicy(Qt::NoFocus);
+    page->setAutoFillBackground(false);
+    area->setWidget(page);
+    area->viewport()->setAutoFillBackground(false);
+    area->setMinimumHeight(120);
+    return area;
+}
+
+QString nameOf(const QString& socket) {
+    return ArmPanel::tr("process %1, since %2")
+        .arg(ArmLink::processOf(socket))
+        .arg(QFileInfo(socket).lastModified().toString("HH:mm:ss"));
 }
 
 }  // namespace
@@ -41,16 +73,16 @@ ArmPanel::ArmPanel(QWidget* parent) : QWidget(parent), hand_(link_) {
     layout->addLayout(header());
 
     body_ = new QWidget(this);
-    auto* body = new QHBoxLayout(body_);
-    body->setContentsMargins(0, 0, 0, 0);
-    body->setSpacing(10);
-    body->addLayout(views(), 1);
+    parts_ = new QBoxLayout(QBoxLayout::LeftToRight, body_);
+    parts_->setContentsMargins(0, 0, 0, 0);
+    parts_->setSpacing(10);
+    parts_->addLayout(views(), 1);
     auto* right = new QVBoxLayout;
     right->setSpacing(8);
     readouts_ = new Readouts(body_);
     right->addWidget(readouts_);
     right->addWidget(tabs(), 1);
-    body->addLayout(right, 1);
+    parts_->addLayout(right, 1);
     layout->addWidget(body_, 1);
 
     script_ = new ScriptBar(link_, hand_, this);
@@ -64,6 +96,7 @@ ArmPanel::ArmPanel(QWidget* parent) : QWidget(parent), hand_(link_) {
     errorAge_.setInterval(kErrorMs);
     connect(&errorAge_, &QTimer::timeout, this, [this] { showStatus(usualStatus(), false); });
     connect(&link_, &ArmLink::conditionChanged, this, &ArmPanel::showCondition);
+    connect(&link_, &ArmLink::runningChanged, this, &ArmPanel::showRunning);
     connect(&link_, &ArmLink::stateArrived, this, &ArmPanel::showState);
     connect(&link_, &ArmLink::refused, this, [this](const QString& why) { showError(tr("Refused: %1").arg(why)); });
     connect(script_, &ScriptBar::failed, this, &ArmPanel::showError);
@@ -72,9 +105,57 @@ ArmPanel::ArmPanel(QWidget* parent) : QWidget(parent), hand_(link_) {
     connect(&link_, &ArmLink::connected, fleet_, &FleetList::refresh);
     auto* escape = new QShortcut(Qt::Key_Escape, this);
     connect(escape, &QShortcut::activated, &hand_, &HandWishes::release);
+    look_.setInterval(kLookMs);
+    connect(&look_, &QTimer::timeout, this, &ArmPanel::lookForApplication);
+    connect(&link_, &ArmLink::connected, this, [this] {
+        looks_ = kLooks;
+        look_.start();
+    });
     showCondition();
-    resize(720, 680);
+    layout->setSizeConstraint(QLayout::SetNoConstraint);
+    arrange(true);
+    slim_ = layout->minimumSize().width() > kNarrow.width();
+    arrange(true);
+    setMinimumSize(layout->minimumSize());
+    arrange(false);
+    wideFrom_ = layout->minimumSize().width();
+    resize(std::max(kWide.width(), wideFrom_), kWide.height());
 }
+
+void ArmPanel::arrange(bool narrow) {
+    parts_->setDirection(narrow ? QBoxLayout::TopToBottom : QBoxLayout::LeftToRight);
+    viewRow_->setDirection(narrow ? QBoxLayout::LeftToRight : QBoxLayout::TopToBottom);
+    parts_->setStretch(0, narrow ? 0 : 1);  // the views: as wide as they are high is enough
+    for (WorkspaceView* view : views_) {
+        view->setMinimumHeight(narrow && slim_ ? kLowView : 0);
+        view->setMaximumHeight(narrow ? kNarrow.width() / 2 : QWIDGETSIZE_MAX);
+    }
+    readouts_->setSlim(narrow && slim_);
+    script_->setNarrow(narrow);
+    parts_->activate();
+    body_->updateGeometry();
+    script_->updateGeometry();
+}
+
+void ArmPanel::place(const QRect& application) {
+    const QRect place =
+        beside::placeOf(QGuiApplication::primaryScreen()->availableGeometry(), application,
+                        {std::max(kWide.width(), wideFrom_), kWide.height()}, kNarrow, frameGeometry().size() - size());
+    resize(place.size());
+    move(place.topLeft());
+    placed_ = place.topLeft();
+}
+
+/// The application's window comes up later than its arm; a panel that a person has moved stays where it is.
+void ArmPanel::lookForApplication() {
+    const QRect application = beside::windowOf(link_.process());
+    if (!application.isEmpty() && pos() == placed_)
+        place(application);
+    if (!application.isEmpty() || --looks_ <= 0)
+        look_.stop();
+}
+
+void ArmPanel::resizeEvent(QResizeEvent* event) { arrange(event->size().width() < wideFrom_); }
 
 QTabWidget* ArmPanel::tabs() {
     auto* tabs = new QTabWidget(body_);
@@ -85,7 +166,7 @@ QTabWidget* ArmPanel::tabs() {
     fleet_ = new FleetList(link_, tabs);
     loopView_ = new LoopView(link_, tabs);
     const auto add = [tabs](QWidget* page, const QString& text, const QString& tip) {
-        tabs->setTabToolTip(tabs->addTab(page, text), withKey(text, tip));
+        tabs->setTabToolTip(tabs->addTab(scrolled(page), text), withKey(text, tip));
     };
     add(handControls_, tr("&Hand"), tr("Hold, move, press and release the stylus"));
     add(jointControls_, tr("&Joints"), tr("Sweep an axis from stop to stop, hold joint angles"));
@@ -107,18 +188,30 @@ QLayout* ArmPanel::header() {
     device_->setFont(bold);
     loop_ = new LineLabel(this);
     loop_->setObjectName("loop");
-    layout->addWidget(device_);
+    applications_ = new QComboBox(this);
+    applications_->setToolTip(tr("The running applications; this panel is the hand of one of them"));
+    applications_->setAccessibleName(applications_->toolTip());
+    applications_->setObjectName("applications");
+    applications_->hide();
+    connect(applications_, QOverload<int>::of(&QComboBox::activated), this, [this](int row) {
+        newer_.clear();
+        link_.hold(applications_->itemData(row).toString());
+    });
+    auto* top = new QHBoxLayout;
+    top->addWidget(device_, 1);
+    top->addWidget(applications_);
+    layout->addLayout(top);
     layout->addWidget(loop_);
     return layout;
 }
 
 QLayout* ArmPanel::views() {
-    auto* column = new QVBoxLayout;
-    column->setSpacing(6);
+    viewRow_ = new QBoxLayout(QBoxLayout::TopToBottom);
+    viewRow_->setSpacing(6);
     views_ = {new WorkspaceView(WorkspaceView::Side::Front, body_),
               new WorkspaceView(WorkspaceView::Side::Above, body_)};
     for (WorkspaceView* view : views_) {
-        column->addWidget(view);
+        viewRow_->addWidget(view);
         connect(view, &WorkspaceView::dragged, this, [this](int across, double mm, int along, double mmAlong) {
             Vec3 target = hand_.target();
             target[across] = mm;
@@ -129,7 +222,7 @@ QLayout* ArmPanel::views() {
         connect(view, &WorkspaceView::originWanted, this, [this] { hand_.moveTo({}); });
         connect(view, &WorkspaceView::letGo, &hand_, &HandWishes::release);
     }
-    return column;
+    return viewRow_;
 }
 
 void ArmPanel::showCondition() {
@@ -139,6 +232,7 @@ void ArmPanel::showCondition() {
     script_->setCondition(condition);
     if (condition != Condition::Connected)
         hand_.stopScript();
+    showRunning();
     switch (condition) {
         case Condition::Connected:
             return;  // the first state tells the rest
@@ -159,6 +253,29 @@ void ArmPanel::showCondition() {
     readouts_->clear();
     for (WorkspaceView* view : views_)
         view->clear();
+}
+
+void ArmPanel::showRunning() {
+    const QStringList running = link_.isConnected() ? link_.running() : QStringList();
+    if (!running.isEmpty() && !met_.isEmpty() && !met_.contains(running.first()))
+        newer_ = running.first();
+    met_ = running;
+    applications_->clear();
+    for (const QString& socket : running)
+        applications_->addItem(nameOf(socket), socket);
+    applications_->setCurrentIndex(running.indexOf(link_.socketPath()));
+    applications_->setVisible(running.size() > 1);
+    takeNewer();
+}
+
+/// Whoever starts an application wants to hold its arm; a hand that is on another one stays there.
+void ArmPanel::takeNewer() {
+    if (newer_.isEmpty() || !hand_.isEmpty() || script_->isRecording())
+        return;
+    const QString newer = std::exchange(newer_, {});
+    link_.hold(newer);
+    if (link_.socketPath() == newer)
+        showPassing(tr("Now the hand of the newer application, process %1.").arg(ArmLink::processOf(newer)), false);
 }
 
 void ArmPanel::showState(const QJsonObject& json) {
@@ -187,6 +304,7 @@ void ArmPanel::showState(const QJsonObject& json) {
     heat_->showState(state);
     fleet_->showState(state);
     loopView_->showState(state);
+    takeNewer();
 }
 
 void ArmPanel::showStatus(const QString& text, bool error) {
@@ -196,13 +314,17 @@ void ArmPanel::showStatus(const QString& text, bool error) {
     status_->setText(text);
 }
 
+void ArmPanel::showPassing(const QString& text, bool error) {
+    showStatus(text, error);
+    errorAge_.start();
+}
+
 void ArmPanel::showError(const QString& sentence) {
     errors_ << tr("%1  %2").arg(QTime::currentTime().toString("HH:mm:ss"), sentence);
     if (errors_.size() > kErrorsKept)
         errors_.removeFirst();
-    showStatus(errors_.last(), true);
+    showPassing(errors_.last(), true);
     status_->setToolTip(errors_.join('\n'));
-    errorAge_.start();
 }
 
 void ArmPanel::closeEvent(QCloseEvent* event) {

@@ -22,6 +22,9 @@ enum Column { Name, Axis, Amount, Columns };
 constexpr int kMostAxes = armwords::kFleetSize;  // the axis of some faults is a place in the fleet
 using armwords::kMost;
 
+/// A unit that is a choice of figures, as "0 or 1", is no unit to read after one.
+QString afterAmount(const QString& unit) { return unit.contains(" or ") ? " (" + unit + ")" : " " + unit; }
+
 }  // namespace
 
 FaultList::FaultList(ArmLink& link, QWidget* parent) : QWidget(parent), link_(link) {
@@ -172,7 +175,7 @@ void FaultList::showRow(int row) {
     item->setCheckState(Name, fault.on ? Qt::Checked : Qt::Unchecked);
     const QString axis = fault.axis < 0 ? tr("all") : QString::number(fault.axis + 1);
     item->setText(Axis, fault.on || fault.chosen ? axis : QString());
-    item->setText(Amount, fault.unit.isEmpty() ? QString() : tr("%1 %2").arg(fault.amount).arg(fault.unit));
+    item->setText(Amount, fault.unit.isEmpty() ? QString() : QString::number(fault.amount) + afterAmount(fault.unit));
     for (int column = Name; column < Columns; ++column)
         item->setToolTip(column, fault.text);
 }
@@ -186,15 +189,17 @@ void FaultList::showSelected() {
     axis_->setEnabled(any);
     axis_->setValue(fault.axis + 1);
     amount_->setEnabled(any && !fault.unit.isEmpty());
-    amount_->setSuffix(fault.unit.isEmpty() ? QString() : " " + fault.unit);
+    amount_->setSuffix(fault.unit.isEmpty() ? QString() : afterAmount(fault.unit));
     amount_->setValue(fault.amount);
 }
 
 void FaultList::changed(QTreeWidgetItem* item) {
     const int row = list_->indexOfTopLevelItem(item);
     const bool on = item->checkState(Name) == Qt::Checked;
-    if (!filling_ && row >= 0 && on != faults_[row].on)
-        set(row, on);
+    if (filling_ || row < 0 || on == faults_[row].on)
+        return;
+    list_->setCurrentItem(item);  // what is ticked is described, and its axis and amount can be chosen
+    set(row, on);
 }
 
 void FaultList::choose() {

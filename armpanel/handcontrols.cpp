@@ -46,13 +46,12 @@ QPushButton* HandControls::button(const QString& text, const QString& tip, const
 QLayout* HandControls::holdButtons() {
     auto* grid = new QGridLayout;
     grid->setSpacing(6);
-    grid->addWidget(button(tr("&Dock in ink well"), tr("Put the stylus into the ink well and leave it there"),
-                           [this] { hand_.act("hand.dock"); }),
-                    0, 0);
-    grid->addWidget(
-        button(tr("&Undock and hold"), tr("Take the stylus out of the ink well to the origin and hold it there"),
-               [this] { hand_.act("hand.undock"); }),
-        0, 1);
+    dock_ = button(tr("&Dock in ink well"), tr("Put the stylus into the ink well and leave it there"),
+                   [this] { hand_.act("hand.dock"); });
+    grid->addWidget(dock_, 0, 0);
+    undock_ = button(tr("&Undock and hold"), tr("Take the stylus out of the ink well to the origin and hold it there"),
+                     [this] { hand_.act("hand.undock"); });
+    grid->addWidget(undock_, 0, 1);
     grid->addWidget(button(tr("Reset &pose"), tr("Hold the links at right angles, for a calibration by reset"),
                            [this] { hand_.act("hand.reset"); }),
                     0, 2);
@@ -173,6 +172,12 @@ QLayout* HandControls::sliderRows() {
 
 void HandControls::showState(const ArmState& state) {
     pinch_->setEnabled(!state.open || state.grip != 0);
+    dock_->setEnabled(!state.open || state.inkWell);
+    undock_->setEnabled(!state.open || state.inkWell);
+    for (int i = 0; i < 2; ++i) {
+        buttons_[i].press->setEnabled(!state.open || i < state.buttons);
+        buttons_[i].latch->setEnabled(!state.open || i < state.buttons);
+    }
     // A state that was on its way when a command left still tells what was before it.
     if (link_.commandsUnderWay() != 0)
         return;

@@ -39,6 +39,7 @@ private:
         bool sent;  // what was last sent, so that nothing is sent twice
     };
     std::array<StylusButton, 2> buttons_{};
+    QPushButton *dock_, *undock_;
     std::array<QDoubleSpinBox*, 3> wanted_{};
     QSpinBox* speed_;
     QCheckBox* presence_;

@@ -68,8 +68,15 @@ void HandWishes::dropWishes() {
     link_.dropLatest(kJoints);
 }
 
-void HandWishes::play(const HandScript& script) {
+bool HandWishes::isEmpty() const {
+    return !isPlaying() && !state_.holding && !state_.switches[0] && !state_.switches[1]
+           && link_.commandsUnderWay() == 0;
+}
+
+void HandWishes::play(const HandScript& script, const QString& aim) {
     dropWishes();
+    player_.cancel();  // whoever hears of its end asks for its aim
+    aim_ = aim;
     player_.start(script);
 }
 

@@ -27,12 +27,15 @@ public:
     void act(const QString& command, const QJsonObject& fields = {});
     void release() { act("hand.release"); }
 
-    /// Plays a script; a step that the arm refuses ends it.
-    void play(const HandScript& script);
+    /// Plays a script; a step that the arm refuses ends it. `aim` is what it has done at its end, as "all axes swept".
+    void play(const HandScript& script, const QString& aim = {});
+    QString aim() const { return aim_; }
     void stopScript() { player_.cancel(); }
     /// Ends the script, and the movement too: a hand that holds the stylus holds it where it is.
     void halt();
     bool isPlaying() const { return player_.isRunning(); }
+    /// Nothing is held, pressed or played, as the arm last told.
+    bool isEmpty() const;
 
 signals:
     /// What a script does now; empty once it has ended.
@@ -47,4 +50,5 @@ private:
     HandPlayer player_;
     ArmState state_;
     Vec3 wanted_{};
+    QString aim_;
 };

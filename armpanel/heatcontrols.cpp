@@ -9,6 +9,7 @@
 #include <QPushButton>
 #include <QSignalBlocker>
 #include <QSpinBox>
+#include <QStandardItemModel>
 #include <algorithm>
 
 #include "controls.h"
@@ -97,6 +98,13 @@ void HeatControls::send(double winding, double stator) {
 
 // All motors: the warmest one.
 void HeatControls::showState(const ArmState& state) {
+    // What is ahead of the list's axes stands for all of them.
+    const int motors = state.open ? state.motors : static_cast<int>(state.winding.size());
+    auto* choices = qobject_cast<QStandardItemModel*>(motor_->model());
+    for (int i = 0; choices && i < motor_->count() - 1; ++i)
+        choices->item(i + 1)->setEnabled(i < motors);
+    if (motor_->currentData().toInt() >= motors)
+        motor_->setCurrentIndex(0);
     const auto of = [this](const Vec6& values) {
         const int motor = motor_->currentData().toInt();
         return motor < 0 ? *std::max_element(values.begin(), values.end()) : values[static_cast<std::size_t>(motor)];

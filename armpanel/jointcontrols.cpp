@@ -80,7 +80,7 @@ QWidget* JointControls::sweepBox() {
         const QString text = tr("&%1 %2").arg(i + 1).arg(shortName(i));
         auto* button = new QPushButton(text, box);
         setTip(button, text, tr("Sweep this axis once"));
-        connect(button, &QPushButton::clicked, this, [this, i] { sweep({i}); });
+        connect(button, &QPushButton::clicked, this, [this, i] { sweep({i}, tr("axis %1 swept").arg(i + 1)); });
         grid->addWidget(button, i / 3, i % 3);
         grid->setColumnStretch(i % 3, 1);
         sweeps_[i] = button;
@@ -92,7 +92,7 @@ QWidget* JointControls::sweepBox() {
         QVector<int> joints{0, 1, 2};
         if (state_.gimbal)
             joints << QVector<int>{3, 4, 5};
-        sweep(joints);
+        sweep(joints, tr("all axes swept"));
     });
     speed_ = new QSpinBox(box);
     speed_->setRange(5, 400);
@@ -123,8 +123,8 @@ void JointControls::sendAngles(int axis) {
         link_.sendLatest("hand.gimbal", {{"angles", angles}});
 }
 
-void JointControls::sweep(const QVector<int>& joints) {
-    hand_.play(sweepScript(joints, speed_->value() / kDegreesPerRad, state_));
+void JointControls::sweep(const QVector<int>& joints, const QString& aim) {
+    hand_.play(sweepScript(joints, speed_->value() / kDegreesPerRad, state_), aim);
 }
 
 void JointControls::follow(int axis, const ArmState& state) {

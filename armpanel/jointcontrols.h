@@ -23,7 +23,7 @@ private:
     QWidget* angleBox();
     QWidget* sweepBox();
     void sendAngles(int axis);
-    void sweep(const QVector<int>& joints);
+    void sweep(const QVector<int>& joints, const QString& aim);
     void follow(int axis, const ArmState& state);
     void showAngle(int axis);
 

@@ -1,6 +1,5 @@
 // armpanel: a hand on the simulated arm, beside the diagnostic application.
 #include <QApplication>
-#include <QScreen>
 #include <QTimer>
 #include <csignal>
 
@@ -16,9 +15,7 @@ int main(int argc, char** argv) {
     QApplication application(argc, argv);
     QApplication::setApplicationName("armpanel");
     ArmPanel panel;
-    // At the right edge, so that the diagnostic application has the left part of the screen.
-    const QRect screen = QGuiApplication::primaryScreen()->availableGeometry();
-    panel.move(std::max(screen.left(), screen.right() - panel.width() - 20), screen.top() + 40);
+    panel.place({});
     panel.show();
     panel.start();
     // Whoever started the panel ends it as a closed window would: a recording that is not saved is asked for.

@@ -10,6 +10,7 @@
 namespace {
 
 constexpr double kDegreesPerRad = 57.29577951308232;
+constexpr int kFirstGimbal = 3;
 constexpr double kNearlyWarm = 0.85;  // part of the way from 0 to the limit
 
 // Both hold against a dark and a light background.
@@ -149,30 +150,28 @@ void Lamp::paintEvent(QPaintEvent*) {
 }
 
 Readouts::Readouts(QWidget* parent) : QWidget(parent) {
-    auto* lamps = new QGridLayout;
-    lamps->setHorizontalSpacing(6);
-    lamps->setVerticalSpacing(2);
+    lamps_ = new QGridLayout;
+    lamps_->setHorizontalSpacing(6);
+    lamps_->setVerticalSpacing(2);
     amplifiers_ = new Lamp(tr("Amplifiers OFF"), this);
     loop_ = new Lamp(tr("Servo running"), this);
     calibration_ = new Lamp(tr("Not calibrated (16)"), this);
     hand_ = new Lamp(tr("Hand pulls 25.0 N"), this);
     faults_ = new Lamp(tr("10 faults on"), this);
     scheduling_ = new Lamp(tr("Not real-time"), this);
-    int place = 0;
-    for (Lamp* lamp : {amplifiers_, loop_, calibration_, hand_, scheduling_, faults_}) {
-        lamps->addWidget(lamp, place / 3, place % 3);
-        ++place;
-    }
-
     auto* grid = new QGridLayout;
     grid->setHorizontalSpacing(6);
     grid->setVerticalSpacing(1);
     grid->addWidget(heading(tr("Joint"), this, Qt::AlignLeft), 0, 0);
-    grid->addWidget(heading(tr("stop to stop"), this, Qt::AlignLeft), 0, 1);
+    bars_ = {heading(tr("stop to stop"), this, Qt::AlignLeft),
+             heading(tr("winding, \u00b0C, to warm limit"), this, Qt::AlignRight)};
+    grid->addWidget(bars_[0], 0, 1);
     grid->addWidget(heading(tr("angle"), this, Qt::AlignRight), 0, 2);
     grid->addWidget(heading(tr("encoder"), this, Qt::AlignRight), 0, 3);
     grid->addWidget(heading(tr("DAC"), this, Qt::AlignRight), 0, 4);
-    grid->addWidget(heading(tr("winding, \u00b0C, to warm limit"), this, Qt::AlignRight), 0, 5, 1, 2);
+    grid->addWidget(bars_[1], 0, 5, 1, 2);
+    briefHeat_ = heading(tr("winding, \u00b0C"), this, Qt::AlignRight);
+    grid->addWidget(briefHeat_, 0, 6);
     for (int i = 0; i < 6; ++i) {
         const QString name = axisName(i);
         Row& row = rows_[i];
@@ -189,6 +188,7 @@ Readouts::Readouts(QWidget* parent) : QWidget(parent) {
         grid->addWidget(row.dac, i + 1, 4);
         grid->addWidget(row.heatBar, i + 1, 5);
         grid->addWidget(row.heat, i + 1, 6);
+        bars_.insert(bars_.end(), {row.angleBar, row.heatBar});
     }
     grid->setColumnStretch(1, 3);
     grid->setColumnStretch(5, 2);
@@ -196,9 +196,24 @@ Readouts::Readouts(QWidget* parent) : QWidget(parent) {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(4);
-    layout->addLayout(lamps);
+    layout->addLayout(lamps_);
     layout->addLayout(grid);
+    setSlim(false);
     clear();
+}
+
+void Readouts::setSlim(bool slim) {
+    int place = 0;
+    const int columns = slim ? 2 : 3;
+    for (Lamp* lamp : {amplifiers_, loop_, calibration_, hand_, scheduling_, faults_}) {
+        lamps_->addWidget(lamp, place / columns, place % columns);
+        ++place;
+    }
+    for (QWidget* bar : bars_)
+        bar->setVisible(!slim);
+    briefHeat_->setVisible(slim);
+    layout()->activate();  // what it needs at least is asked for at once
+    updateGeometry();
 }
 
 void Readouts::showLamps(const ArmState& state) {
@@ -223,20 +238,42 @@ void Readouts::showLamps(const ArmState& state) {
     faults_->setToolTip(faultsOf(state).join(", "));
 }
 
+void Readouts::showJoint(int axis, const ArmState& state) {
+    const Row& row = rows_[axis];
+    const QString name = axisName(axis);
+    row.angleBar->show(state.jointMin[axis], state.jointMax[axis], state.joints[axis]);
+    showFigure(row.angle, tr("%1, angle").arg(name),
+               QStringLiteral("%1\u00b0").arg(oneDecimal(state.joints[axis] * kDegreesPerRad)));
+    showFigure(row.encoder, tr("%1, encoder").arg(name), QString::number(std::lround(state.encoders[axis])));
+}
+
+void Readouts::showMotor(int axis, const ArmState& state) {
+    const Row& row = rows_[axis];
+    const QString name = axisName(axis);
+    showFigure(row.dac, tr("%1, DAC").arg(name), QString::number(std::lround(state.dac[axis])));
+    row.heatBar->show(0.0, state.warmLimit, state.winding[axis]);
+    const double part = state.warmLimit > 0.0 ? state.winding[axis] / state.warmLimit : 0.0;
+    const QString mark = part >= 1.0 ? tr("warm ") : part >= kNearlyWarm ? tr("near ") : QString();
+    showFigure(row.heat, tr("%1, winding").arg(name), mark + QString::number(state.winding[axis], 'f', 1));
+}
+
+void Readouts::clearJoint(int axis) {
+    rows_[axis].angleBar->clear();
+    for (QLabel* label : {rows_[axis].angle, rows_[axis].encoder})
+        showFigure(label, axisName(axis), "-");
+}
+
+void Readouts::clearMotor(int axis) {
+    rows_[axis].heatBar->clear();
+    for (QLabel* label : {rows_[axis].dac, rows_[axis].heat})
+        showFigure(label, axisName(axis), "-");
+}
+
 void Readouts::showState(const ArmState& state) {
     showLamps(state);
     for (int i = 0; i < 6; ++i) {
-        const Row& row = rows_[i];
-        const QString name = axisName(i);
-        row.angleBar->show(state.jointMin[i], state.jointMax[i], state.joints[i]);
-        showFigure(row.angle, tr("%1, angle").arg(name),
-                   QStringLiteral("%1\u00b0").arg(oneDecimal(state.joints[i] * kDegreesPerRad)));
-        showFigure(row.encoder, tr("%1, encoder").arg(name), QString::number(std::lround(state.encoders[i])));
-        showFigure(row.dac, tr("%1, DAC").arg(name), QString::number(std::lround(state.dac[i])));
-        row.heatBar->show(0.0, state.warmLimit, state.winding[i]);
-        const double part = state.warmLimit > 0.0 ? state.winding[i] / state.warmLimit : 0.0;
-        const QString mark = part >= 1.0 ? tr("warm ") : part >= kNearlyWarm ? tr("near ") : QString();
-        showFigure(row.heat, tr("%1, winding").arg(name), mark + QString::number(state.winding[i], 'f', 1));
+        i < kFirstGimbal || state.gimbal ? showJoint(i, state) : clearJoint(i);
+        i < state.motors ? showMotor(i, state) : clearMotor(i);
     }
 }
 
@@ -248,10 +285,7 @@ void Readouts::clear() {
     hand_->show(Lamp::Light::Dark, tr("Hand -"));
     faults_->show(Lamp::Light::Dark, tr("Faults -"));
     for (int i = 0; i < 6; ++i) {
-        const Row& row = rows_[i];
-        row.angleBar->clear();
-        row.heatBar->clear();
-        for (QLabel* label : {row.angle, row.encoder, row.dac, row.heat})
-            showFigure(label, axisName(i), "-");
+        clearJoint(i);
+        clearMotor(i);
     }
 }

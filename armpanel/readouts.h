@@ -4,8 +4,11 @@
 
 #include <QLabel>
 #include <array>
+#include <vector>
 
 #include "armstate.h"
+
+class QGridLayout;
 
 /// One line that ends in dots where there is no room.
 class LineLabel : public QLabel {
@@ -72,6 +75,8 @@ public:
 
     void showState(const ArmState& state);
     void clear();
+    /// Without the bars, and the lamps in two columns: for large fonts on a small screen.
+    void setSlim(bool slim);
 
 private:
     struct Row {
@@ -80,9 +85,16 @@ private:
     };
 
     void showLamps(const ArmState& state);
+    void showJoint(int axis, const ArmState& state);
+    void showMotor(int axis, const ArmState& state);
+    void clearJoint(int axis);
+    void clearMotor(int axis);
 
     Lamp *amplifiers_, *loop_, *calibration_, *hand_, *faults_, *scheduling_;
     std::array<Row, 6> rows_{};
+    QGridLayout* lamps_;
+    QLabel* briefHeat_;
+    std::vector<QWidget*> bars_;  // with what stands above them
 };
 
 /// With one decimal, and no minus before a zero.

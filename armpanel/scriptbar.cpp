@@ -21,9 +21,12 @@ QString nameOf(const QString& path) { return shown(QFileInfo(path).fileName()); 
 }  // namespace
 
 ScriptBar::ScriptBar(ArmLink& link, HandWishes& hand, QWidget* parent) : QWidget(parent), hand_(hand), recorder_(link) {
-    auto* row = new QHBoxLayout(this);
-    row->setContentsMargins(0, 0, 0, 0);
-    row->setSpacing(4);
+    row_ = new QBoxLayout(QBoxLayout::LeftToRight, this);
+    row_->setContentsMargins(0, 0, 0, 0);
+    row_->setSpacing(6);
+    buttons_ = new QHBoxLayout;
+    buttons_->setSpacing(4);
+    row_->addLayout(buttons_);
     record_ =
         add(tr("Record"), "Ctrl+R", tr("Keep what the hand does from now on; again, to end it"), [this] { record(); });
     record_->setCheckable(true);
@@ -35,8 +38,7 @@ ScriptBar::ScriptBar(ArmLink& link, HandWishes& hand, QWidget* parent) : QWidget
     save_ = add(tr("Save..."), "Ctrl+S", tr("Save the script to a file"), [this] { askAndSave(); });
     text_ = new LineLabel(this);
     text_->setObjectName("script");
-    row->addSpacing(6);
-    row->addWidget(text_, 1);
+    row_->addWidget(text_, 1);
 
     connect(&recorder_, &HandRecorder::changed, this, &ScriptBar::takeRecording);
     connect(&hand_, &HandWishes::scriptAt, this, [this](const QString& label) {
@@ -47,6 +49,8 @@ ScriptBar::ScriptBar(ArmLink& link, HandWishes& hand, QWidget* parent) : QWidget
     connect(&hand_, &HandWishes::scriptEnded, this, [this](bool complete) {
         if (playing_)
             note_ = complete ? tr("Played %1 to its end").arg(name_) : tr("Ended %1 at %2").arg(name_, stepLabel_);
+        else
+            note_ = complete ? tr("Done: %1").arg(hand_.aim()) : tr("Ended at: %1").arg(stepLabel_);
         playing_ = false;
         showAll();
     });
@@ -60,8 +64,12 @@ QPushButton* ScriptBar::add(const QString& text, const char* key, const QString&
     button->setToolTip(tr("%1 (%2)").arg(tip, QKeySequence(key).toString(QKeySequence::NativeText)));
     button->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
     connect(button, &QPushButton::clicked, this, act);
-    layout()->addWidget(button);
+    buttons_->addWidget(button);
     return button;
+}
+
+void ScriptBar::setNarrow(bool narrow) {
+    row_->setDirection(narrow ? QBoxLayout::TopToBottom : QBoxLayout::LeftToRight);
 }
 
 void ScriptBar::setCondition(ArmLink::Condition condition) {
@@ -100,6 +108,7 @@ void ScriptBar::takeRecording() {
         labelSteps(script_);
         name_ = tr("Recording");
         unsaved_ = !script_.isEmpty();
+        note_.clear();
     }
     showAll();
 }

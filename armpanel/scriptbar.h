@@ -7,6 +7,7 @@
 #include "handwishes.h"
 
 class LineLabel;
+class QBoxLayout;
 class QPushButton;
 
 class ScriptBar : public QWidget {
@@ -17,6 +18,10 @@ public:
 
     /// Without an arm nothing is recorded or played; what was recorded until then stays and can be saved.
     void setCondition(ArmLink::Condition condition);
+
+    /// The line of text below the buttons, or beside them.
+    void setNarrow(bool narrow);
+    bool isRecording() const { return recorder_.isRunning(); }
 
     /// Reads a script to be played. A file with an error leaves none, and the row says what is wrong where.
     bool load(const QString& path);
@@ -49,4 +54,5 @@ private:
     bool connected_ = false, playing_ = false, unsaved_ = false;
     QPushButton *record_, *play_, *stop_, *open_, *save_;
     LineLabel* text_;
+    QBoxLayout *row_, *buttons_;
 };

@@ -26,15 +26,16 @@ WallControls::WallControls(HandWishes& hand, QWidget* parent) : QWidget(parent),
     for (int wall = 0; wall < kWalls; ++wall) {
         auto* button = new QPushButton(tr(kTexts[wall]), box);
         button->setToolTip(tr("Push once through the wall %1 (%2) and return").arg(wallName(wall), tr(kSides[wall])));
-        connect(button, &QPushButton::clicked, this,
-                [this, wall] { hand_.play(wallScript(wall, 1, overEdge_->isChecked())); });
+        connect(button, &QPushButton::clicked, this, [this, wall] {
+            hand_.play(wallScript(wall, 1, overEdge_->isChecked()), tr("wall %1 pushed").arg(wallName(wall)));
+        });
         grid->addWidget(button, wall % 2, wall / 2);
     }
     const QString allText = tr("&All walls, %1 times each").arg(kWallTimes);
     auto* all = new QPushButton(allText, box);
     setTip(all, allText, tr("Push through each of the six walls %1 times").arg(kWallTimes));
     connect(all, &QPushButton::clicked, this,
-            [this] { hand_.play(allWallsScript(kWallTimes, overEdge_->isChecked())); });
+            [this] { hand_.play(allWallsScript(kWallTimes, overEdge_->isChecked()), tr("all walls pushed")); });
     grid->addWidget(all, 2, 0, 1, 2);
     const QString edgeText = tr("over an ed&ge");
     overEdge_ = new QCheckBox(edgeText, box);

@@ -160,8 +160,10 @@ void WorkspaceView::paintScale(QPainter& painter) const {
             continue;
         painter.setPen(faint(palette(), 0.7));
         const QString text = QString::number(mm);
-        painter.drawText(QRectF(x - 20, area.bottom() - 20, 40, 12), Qt::AlignCenter, text);
-        painter.drawText(QRectF(area.left() + 9, y - 6, 30, 12), Qt::AlignLeft | Qt::AlignVCenter, text);
+        const double high = painter.fontMetrics().height();
+        painter.drawText(QRectF(x - 30, area.bottom() - 8 - high, 60, high), Qt::AlignCenter, text);
+        if (y + high / 2 < area.bottom() - 8 - high)  // the row below has the corner
+            painter.drawText(QRectF(area.left() + 9, y - high / 2, 60, high), Qt::AlignLeft | Qt::AlignVCenter, text);
     }
 }
 
@@ -199,20 +201,23 @@ void WorkspaceView::paintArm(QPainter& painter) const {
 
 void WorkspaceView::paintTexts(QPainter& painter) const {
     const QRectF area = field();
-    const QRectF line(area.left(), area.top() - kTitleHeight, area.width(), kTitleHeight);
+    const QRectF line(1.0, area.top() - kTitleHeight, width() - 2.0, kTitleHeight);
     painter.setPen(palette().color(QPalette::WindowText));
     QFont bold = font();
     bold.setBold(true);
     painter.setFont(bold);
-    painter.drawText(line, Qt::AlignLeft | Qt::AlignVCenter, side_ == Side::Front ? tr("Front") : tr("Above"));
-    painter.setFont(font());
+    const QString title = side_ == Side::Front ? tr("Front") : tr("Above");
+    const int titleWidth = painter.fontMetrics().horizontalAdvance(title + "  ");
+    painter.drawText(line, Qt::AlignLeft | Qt::AlignVCenter, title);
     const QString legend = side_ == Side::Front ? tr("X \u2192  Y \u2191") : tr("X \u2192  Z \u2193 to you");
     const bool shown = hasState_ && state_.open;
-    painter.drawText(line, Qt::AlignRight | Qt::AlignVCenter, shown ? place() : legend);
-    if (!shown)
-        return;
+    const QString beside = shown ? place() : legend;
     QFont small = font();
     small.setPointSizeF(small.pointSizeF() * 0.8);
+    painter.setFont(titleWidth + fontMetrics().horizontalAdvance(beside) < line.width() ? font() : small);
+    painter.drawText(line, Qt::AlignRight | Qt::AlignVCenter, beside);
+    if (!shown)
+        return;
     painter.setFont(small);
     painter.setPen(faint(palette(), 0.7));
     painter.drawText(area.adjusted(6, 4, -6, -4), Qt::AlignRight | Qt::AlignTop, legend);

@@ -21,6 +21,9 @@ struct State {
     std::string name, model, serial;  ///< of the open device
     int modelType = 0, cardType = 0, grip = 0;
     bool gimbal = false, highForce = false;
+    int motors = 0;        ///< 3, or 6 where the gimbal is driven too
+    int buttons = 0;       ///< of the stylus: 0 to 2
+    bool inkWell = false;  ///< there is one to dock the stylus in
 
     bool loopRunning = false;  ///< the servo callback is being called
     int rate = 1000;           ///< hertz, as set
@@ -72,6 +75,9 @@ void eachField(S& s, F f) {
     f("grip", s.grip);
     f("gimbal", s.gimbal);
     f("highForce", s.highForce);
+    f("motors", s.motors);
+    f("buttons", s.buttons);
+    f("inkWell", s.inkWell);
 
     f("loopRunning", s.loopRunning);
     f("rate", s.rate);

@@ -34,8 +34,9 @@ public:
     QList<QJsonObject> received;
     bool answers = true;
     std::map<QString, QJsonObject> more;  // fields beside ok and id, by the command that is answered
-    QJsonObject state{
-        {"open", true}, {"name", "Arm 7"}, {"position", QJsonArray{1, 2, 3}}, {"strength", 25}, {"holding", false}};
+    QJsonObject state{{"open", true},    {"name", "Arm 7"},  {"position", QJsonArray{1, 2, 3}},
+                      {"strength", 25},  {"holding", false}, {"gimbal", true},
+                      {"inkWell", true}, {"motors", 6},      {"buttons", 2}};
 
     explicit ScriptedArm(const QString& path) {
         connect(&server, &QLocalServer::newConnection, this, [this] {

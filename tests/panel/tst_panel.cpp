@@ -11,6 +11,7 @@
 #include <deque>
 #include <filesystem>
 
+#include "beside.h"
 #include "faultlist.h"
 #include "handrecorder.h"
 #include "handwishes.h"
@@ -104,6 +105,61 @@ private slots:
         }
         qputenv("NOLVA_ARM_SOCKET", "off");
         QVERIFY(shows("off", false));
+    }
+
+    // An application that starts later is the one that its user looks at; a hand that holds something stays.
+    void takesANewerOneWithEmptyHands() {
+        const QString sockets[] = {path(QString("arm-%1.sock").arg(getppid())),
+                                   path(QString("arm-%1.sock").arg(getpid()))};
+        leaveStale(path("arm-999999999.sock"));
+        ScriptedArm older(sockets[0]);
+        const auto age = std::filesystem::file_time_type::clock::now() - std::chrono::seconds(100);
+        std::filesystem::last_write_time(sockets[0].toStdString(), age);
+        ArmPanel panel;
+        panel.show();
+        panel.start(kRetryMs);
+        auto* chooser = panel.findChild<QComboBox*>("applications");
+        const auto holds = [&](int which) {
+            const QString& socket = sockets[which];
+            return QTest::qWaitFor([&] {
+                return panel.link().socketPath() == socket && panel.link().condition() == ArmLink::Condition::Connected
+                       && chooser->currentData() == socket;
+            });
+        };
+        older.state["holding"] = true;
+        QVERIFY(holds(0) && !chooser->isVisible());
+        QTRY_COMPARE(panel.findChild<QLabel*>("device")->text().left(5), QString("Arm 7"));
+        ScriptedArm newer(sockets[1]);
+        QTRY_VERIFY(chooser->isVisible());
+        QTest::qWait(5 * kRetryMs);
+        QVERIFY(holds(0) && chooser->count() == 2 && newer.received.isEmpty());
+        older.state["holding"] = false;
+        QVERIFY(holds(1));
+        QVERIFY(panel.findChild<QLabel*>("status")->text().contains(QString::number(getpid())));
+        // One that was chosen is held, whichever is newer.
+        emit chooser->activated(chooser->findData(sockets[0]));
+        QVERIFY(holds(0));
+        QTest::qWait(5 * kRetryMs);
+        QVERIFY(holds(0));
+        older.vanish();
+        QVERIFY(holds(1));
+    }
+
+    void placesItselfBesideTheApplication() {
+        const QSize wide(720, 680), narrow(450, 738), frame(4, 30);
+        const struct {
+            QRect screen, application, place;
+        } rows[] = {
+            {{0, 0, 1920, 1080}, {0, 0, 904, 768}, {908, 0, 720, 680}},
+            {{0, 0, 1920, 1080}, {1000, 200, 904, 768}, {272, 200, 720, 680}},  // more room at its left
+            {{0, 0, 1366, 768}, {0, 0, 904, 768}, {908, 0, 450, 738}},
+            {{0, 30, 1366, 738}, {}, {904, 30, 450, 708}},                  // none is known; a bar at the top
+            {{0, 0, 1920, 1080}, {500, 0, 904, 768}, {1408, 0, 450, 738}},  // in the middle: narrow
+            {{0, 0, 1024, 600}, {0, 0, 904, 768}, {570, 0, 450, 570}},      // no room: on the screen all the same
+            {{1920, 0, 1920, 1080}, {1920, 900, 904, 768}, {2828, 370, 720, 680}},
+        };
+        for (const auto& row : rows)
+            QCOMPARE(beside::placeOf(row.screen, row.application, wide, narrow, frame), row.place);
     }
 
     // One state and one move are under way at a time, while a command goes at once; a move is the latest wish.

@@ -161,12 +161,16 @@ private slots:
         shown.show({{"holding", false}, {"gimbal", false}});
         QVERIFY(isAt(joint(0)->value(), 0.5));
         QVERIFY(joint(2)->isEnabled() && !joint(3)->isEnabled() && !button(*joints, "4 Gimbal X")->isEnabled());
-        shown.show({{"jointMax", shown.arm.state["jointMin"]}});  // a short way
+        shown.show({{"jointMax", shown.arm.state["jointMin"]}, {"buttons", 1}, {"inkWell", false}, {"motors", 3}});
+        QVERIFY(button(shown.panel, "Stylus switch 1")->isEnabled() && button(shown.panel, "Reset pose")->isEnabled());
+        for (const char* lacking : {"Extra switch 2", "Dock in ink well", "Undock and hold"})
+            QVERIFY2(!button(shown.panel, lacking)->isEnabled(), lacking);
         const QString sweeps = shown.sent([&] {
             button(*joints, "Sweep all in turn")->click();
             QTRY_VERIFY(!shown.text("script").contains("stop to stop"));
         });
         QCOMPARE(sweeps.count("hand.sweep"), 3);
+        QCOMPARE(shown.text("script"), QString("Done: all axes swept"));
 
         // The state that comes ahead of a command's answer is older than the command.
         shown.arm.answers = false;
@@ -196,12 +200,13 @@ private slots:
         amount->setValue(77);
         shown.show({{"faults", QJsonArray{"jitter"}}});
         QCOMPARE(hot->text(1) + ", " + hot->text(2), QString("2, 77 C"));
+        list->setCurrentItem(jitter);
         QCOMPARE(shown.sent([&] { hot->setCheckState(0, Qt::Checked); }),
                  QString(R"({"amount":77,"axis":1,"command":"fault.set","name":"hot","on":true})"));
         shown.arm.more["fault.list"] = kHotFaults;
         shown.show({{"faults", QJsonArray{"hot"}}});
         QTRY_COMPARE(hot->checkState(0), Qt::Checked);
-        QVERIFY(axis->value() == 2 && amount->value() == 77);
+        QVERIFY(axis->value() == 2 && amount->value() == 77);  // what is ticked is described
         QCOMPARE(shown.sent([&] { amount->setValue(88); }),
                  QString(R"({"amount":88,"axis":1,"command":"fault.set","name":"hot","on":true})"));
         QTRY_COMPARE(hot->checkState(0), Qt::Checked);

@@ -76,6 +76,9 @@ void copyDevice(const Arm& a, State& s) {
     s.grip = a.device.grip;
     s.gimbal = a.device.gimbal;
     s.highForce = a.line->highForce;
+    s.motors = a.line->motors();
+    s.buttons = a.device.gimbal ? 1 + a.line->secondSwitch : 0;
+    s.inkWell = a.line->calibration == arm::CalibrationStyle::InkWell;
     s.warmLimit = a.line->heat.warmLimit;
     s.calibrationStatus = a.calibrationStatus();
 }
