@@ -101,7 +101,6 @@ ArmPanel::ArmPanel(QWidget* parent) : QWidget(parent), hand_(link_) {
     connect(&link_, &ArmLink::refused, this, [this](const QString& why) { showError(tr("Refused: %1").arg(why)); });
     connect(script_, &ScriptBar::failed, this, &ArmPanel::showError);
     connect(&link_, &ArmLink::connected, faults_, &FaultList::refresh);
-    connect(&link_, &ArmLink::connected, heat_, &HeatControls::refresh);
     connect(&link_, &ArmLink::connected, fleet_, &FleetList::refresh);
     auto* escape = new QShortcut(Qt::Key_Escape, this);
     connect(escape, &QShortcut::activated, &hand_, &HandWishes::release);
@@ -300,8 +299,8 @@ void ArmPanel::showState(const QJsonObject& json) {
     state.open ? readouts_->showState(state) : readouts_->clear();
     handControls_->showState(state);
     jointControls_->showState(state);
-    faults_->showState(state);
     heat_->showState(state);
+    faults_->showState(state);  // after those that ignore a state while a command is under way: it may send one
     fleet_->showState(state);
     loopView_->showState(state);
     takeNewer();

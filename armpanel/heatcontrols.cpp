@@ -11,6 +11,7 @@
 #include <QSpinBox>
 #include <QStandardItemModel>
 #include <algorithm>
+#include <cmath>
 
 #include "controls.h"
 #include "readouts.h"
@@ -109,14 +110,13 @@ void HeatControls::showState(const ArmState& state) {
         const int motor = motor_->currentData().toInt();
         return motor < 0 ? *std::max_element(values.begin(), values.end()) : values[static_cast<std::size_t>(motor)];
     };
-    setChangedText(now_, tr("%1 now: winding %2 \u00b0C, stator %3 \u00b0C; warm from %4 \u00b0C")
-                             .arg(motor_->currentData().toInt() < 0 ? tr("Warmest") : tr("This motor"))
-                             .arg(of(state.winding), 0, 'f', 1)
-                             .arg(of(state.stator), 0, 'f', 1)
-                             .arg(state.warmLimit, 0, 'f', 0));
-}
-
-void HeatControls::refresh() {
+    const QString now = tr("%1 now: winding %2 \u00b0C, stator %3 \u00b0C")
+                            .arg(motor_->currentData().toInt() < 0 ? tr("Warmest") : tr("This motor"))
+                            .arg(of(state.winding), 0, 'f', 1)
+                            .arg(of(state.stator), 0, 'f', 1);
+    setChangedText(now_, state.open ? tr("%1; warm from %2 \u00b0C").arg(now).arg(state.warmLimit, 0, 'f', 0) : now);
+    if (pace_->hasFocus() || link_.commandsUnderWay() != 0)
+        return;
     const QSignalBlocker quiet(pace_);
-    pace_->setValue(1);
+    pace_->setValue(static_cast<int>(std::lround(state.heatPace)));
 }

@@ -18,8 +18,6 @@ public:
     explicit HeatControls(ArmLink& link, QWidget* parent = nullptr);
 
     void showState(const ArmState& state);
-    /// A new connection: the arm tells no pace, and a fresh one has 1.
-    void refresh();
 
 private:
     QWidget* setBox();

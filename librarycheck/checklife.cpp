@@ -1,6 +1,7 @@
 // Opening and closing, and what holds without an open device.
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "reads.h"
 
@@ -89,7 +90,7 @@ std::string operations(Bench& bench) {
     RunningLoop loop(bench.lib, device.id);
     loop.start();
     int tried = 0;
-    std::string wrong;
+    std::string wrong, all;
     const auto tryOne = [&](const Read& row) {
         std::vector<double> values;
         try {
@@ -116,8 +117,10 @@ std::string operations(Bench& bench) {
             tryOne(row);
         if (row.servo)
             loop.inTick([&] { tryOne(row); });
-        demand(wrong.empty(), "%s", wrong.c_str());
+        if (!wrong.empty())
+            all += (all.empty() ? "" : "; ") + std::exchange(wrong, {});
     }
+    demand(all.empty(), "%s", all.c_str());
     for (const auto& text : {&bench.lib.get_tharlen_model_type, &bench.lib.get_hardware_serial_number})
         (*text)(device.id);
     bench.lib.get_connection_data(device.id);

@@ -29,7 +29,7 @@ public:
     /// By the style of the device: sweeps, the ink well, or the reset pose and the button.
     QString calibrate(Pace sweeps = kUnhurried);
     CalibrationStyle calibrationStyle() const;
-    /// Moves every joint from stop to stop and works every switch four times each way.
+    /// Moves every joint from stop to stop and works every switch five times each way.
     QString workEncodersAndSwitches();
     void chooseEncoders(bool pass);
     void chooseSwitches(bool pass);

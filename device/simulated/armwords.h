@@ -49,7 +49,8 @@ struct State {
     double strength = 0;  ///< N
 
     Vec6 winding{}, stator{};         ///< degrees Celsius
-    double warmLimit = 0;             ///< winding temperature at which the warm warning starts
+    double warmLimit = 0;             ///< winding temperature at which the warm warning starts; 0 with none open
+    double heatPace = 1;              ///< how much faster than in life heat runs
     std::vector<std::string> faults;  ///< those that are on
 };
 
@@ -109,6 +110,7 @@ void eachField(S& s, F f) {
     f("winding", s.winding);
     f("stator", s.stator);
     f("warmLimit", s.warmLimit);
+    f("heatPace", s.heatPace);
     f("faults", s.faults);
 }
 

@@ -303,6 +303,8 @@ void Loop::reset() {
     ticks_ = 0;
     lateTicks_ = 0;
     instantRate_ = 0.0f;
+    random_ = kFirstRandom;
+    clearLateness();
     const std::lock_guard<LendingMutex> lock(stampMutex_);
     stampCount_ = 0;
 }

@@ -103,7 +103,8 @@ private:
     mutable LendingMutex stampMutex_;
     std::array<Nanoseconds, 2048> stamps_{};  // half a second at 4000 Hz
     std::size_t stampCount_ = 0;
-    std::uint32_t random_ = 2463534242u;  // of the thread that ticks
+    static constexpr std::uint32_t kFirstRandom = 2463534242u;
+    std::uint32_t random_ = kFirstRandom;  // of the thread that ticks
 };
 
 }  // namespace arm

@@ -137,6 +137,7 @@ int Rig::open(const std::string& latin1) {
     if (unplugged)
         return device.noAnswer();
 
+    fileCalibrationIfDue();
     Offsets offsets{};
     std::string why;
     const CalibrationFile file = readCalibration(device.name, device.serial, offsets, why);

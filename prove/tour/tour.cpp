@@ -26,7 +26,9 @@ int Tour::run() {
     }
     if (FlowTime::cancelled())
         m_book.close("The tour was broken off here.");
-    return m_book.write(m_plan.folder) ? m_book.failures() : -1;
+    if (!m_book.write(m_plan.folder))
+        return -1;
+    return m_book.failures() + (FlowTime::cancelled() ? 1 : 0);
 }
 
 // A fresh arm and a fresh window for each device. The window turns the forces off as it goes.

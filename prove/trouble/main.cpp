@@ -117,6 +117,8 @@ int main(int argc, char** argv) {
     const unsigned limit = parser.value("limit").toUInt(&limited);
     if (!counted || !seeded || !begun || !limited || plan.count <= 0 || plan.from < 0)
         return refuse("Numbers are whole and not negative; those of runs and actions are above 0.");
+    if (plan.from >= plan.count)
+        return refuse(QString("There is no number %1 among %2.").arg(plan.from).arg(plan.count));
 
     void* shared = mmap(nullptr, sizeof(Diary), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
     if (shared == MAP_FAILED)

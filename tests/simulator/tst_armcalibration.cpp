@@ -206,10 +206,15 @@ private slots:
         QVERIFY(status(id) == 0x70 && update_calibration(id) != 0);
     }
 
-    // An arm that rests in the ink well takes its zero by itself; the next look at it, or the closing, files that once.
+    // An arm that rests in the ink well takes its zero by itself; the next look at it, the closing or the next
+    // opening files that once.
     void inkWellBySelf() {
-        Bench bench;
-        for (const char* name : {"Default Device", "Nolva USB"}) {
+        const std::pair<const char*, std::function<void(int)>> rows[] = {
+            {"Default Device", [](int id) { get_inkwell_switch(id); }},
+            {"Nolva USB", [](int id) { disable_tharlen(id); }},
+            {"Nolva USB", [](int) { init_tharlen("Nolva USB"); }}};
+        for (const auto& [name, files] : rows) {
+            Bench bench;
             // Where the file is written before it gets its name, what is there already is not waited for.
             bench.place(fileOf(name) + ".new", "|");
             const int id = init_tharlen(name);
@@ -236,7 +241,7 @@ private slots:
             QCOMPARE(status(id), kCalibrationNeeded);
             step(50);
             QVERIFY(!QFile::exists(bench.config(fileOf(name))));
-            docked ? disable_tharlen(id) : get_inkwell_switch(id);
+            files(id);
             QVERIFY(QFile::remove(bench.config(fileOf(name))));
             if (docked)
                 continue;

@@ -309,10 +309,11 @@ private slots:
                         {shutdown + 0.2, kMotorsWarm, false, false},
                         {cooldown + 0.2, kMotorsWarm, false, false},
                         {cooldown - 0.2, 0, false, true}};
-            const int id = init_tharlen(name);
+            int id = init_tharlen(name);
             for (int motor = 0; motor < 6; ++motor) {
                 const bool there = six || motor < 3;
                 armcontrol::heatSet(-1, 25, 25);
+                step(1);
                 enable_tharlen_forces(id);
                 for (const auto& row : rows) {
                     armcontrol::heatSet(motor, row.celsius, row.celsius);
@@ -322,6 +323,8 @@ private slots:
                     QCOMPARE(unfiltered_device_fault(id) == 0, row.mayComeOn || !there);
                     if (!state().amplifiers)
                         QCOMPARE(enable_tharlen_forces(id), row.mayComeOn ? 0 : kDeviceFault);
+                    if (there && row.celsius > shutdown)
+                        id = init_tharlen(name);  // which cools nothing down
                 }
             }
             // Limits of its own; none at all where they are 0.

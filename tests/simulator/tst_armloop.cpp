@@ -158,6 +158,11 @@ private slots:
         }
         QVERIFY(ends[0].joints == ends[1].joints && ends[0].velocity == ends[1].velocity);
         QVERIFY(std::abs(armcontrol::armTime()) < 1e-9);
+        armcontrol::loopStepped(true);
+        enable_tharlen_forces(init_tharlen("Stelmar 3.0"));
+        QVERIFY(state().amplifiers);
+        armcontrol::resetArm();
+        QVERIFY(!state().amplifiers);
     }
 
     // What a library may do to whoever starts and stops its loop, and reads beside it.

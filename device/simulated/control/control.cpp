@@ -294,6 +294,7 @@ State state() {
         s.strength = a.hand.strength;
         s.winding = six(a.heat.winding);
         s.stator = six(a.heat.stator);
+        s.heatPace = a.heatPace;
         s.faults = a.faults.names();
     });
     return s;

@@ -22,7 +22,8 @@ void Arm::place(const FleetDevice& next, const Offsets* filed, bool bad) {
     dead_ = {};
     speed_.setZero();
     dac_.setZero();
-    wanted_ = powered_ = hot_ = tooFast_ = false;
+    hot_ = same && hot_;  // opening cools nothing down
+    wanted_ = powered_ = tooFast_ = false;
     velocityCheck_ = true;
     resting_ = 0.0;
     fileDue_ = false;
@@ -66,6 +67,8 @@ void Arm::reset() {
     line = nullptr;
     motion = Motion();
     heat.cool();
+    wanted_ = powered_ = hot_ = tooFast_ = fileDue_ = false;
+    dac_.setZero();
     time = 0.0;
     changedAt_ = {-1e9, -1e9};
     calibrated_ = false;
