@@ -141,7 +141,8 @@ void TestArmControl::good() {
     QCOMPARE(state["name"], json("Default Device"));
     QVERIFY(state["holding"] == true && state["jointMin"].size() == 6 && state["faults"].empty());
     // Every field of the C++ state is there under its name.
-    QCOMPARE(state.size(), std::size_t(37));
+    QCOMPARE(state.size(), std::size_t(41));
+    QVERIFY(state["motors"] == 3 && state["buttons"] == 2 && state["inkWell"] == true && state["heatPace"] == 1);
     QCOMPARE(ask(R"({"command":"fault.set","name":"hot","on":true,"axis":2,"amount":80})")["ok"], json(true));
     QCOMPARE(ask(R"({"command":"fault.set","name":"jitter","on":true})")["ok"], json(true));
     const json faults = ask(R"({"command":"fault.list"})")["faults"];
