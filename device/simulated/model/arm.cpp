@@ -68,7 +68,7 @@ void Arm::reset() {
     motion = Motion();
     heat.cool();
     wanted_ = powered_ = hot_ = tooFast_ = fileDue_ = false;
-    dac_.setZero();
+    dac_ = Vector6::Zero();
     time = 0.0;
     changedAt_ = {-1e9, -1e9};
     calibrated_ = false;
