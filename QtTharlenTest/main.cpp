@@ -2,6 +2,7 @@
 #include <QCoreApplication>
 
 #include "application.h"
+#include "looks.h"
 #include "qttharlentest.h"
 #include "sharedhome.h"
 #include "spokenreadouts.h"
@@ -13,6 +14,7 @@ int main(int argc, char** argv) {
     speakReadOuts();
     try {
         qtTharlenTest window;
+        fitToScreen(window);
         window.show();
         const SharedHome home;
         return QApplication::exec();

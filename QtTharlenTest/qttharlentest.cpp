@@ -1,6 +1,7 @@
 // The main window's construction, start-up order, teardown and closing.
 #include "qttharlentest.h"
 #include "calibrate.h"
+#include "looks.h"
 #include "motorsoff.h"
 #include "pages/pages.h"
 #include "tabs.h"
@@ -71,6 +72,9 @@ qtTharlenTest::qtTharlenTest(QWidget* parent, Qt::WindowFlags flags) : QMainWind
     pinchKey->setAutoRepeat(false);  // a key held would take both ends of the grip at once
     connect(pinchKey, &QShortcut::activated, this, [this] { pressPinchByKey(*this); });
     ui.frame11->hide();
+    narrowTabs(*ui.tabWidget);
+    frameFocus(*ui.back_button);
+    frameFocus(*ui.next_button);
     numAccumErrors = 0;
     csTharlenID = -1;
     dateTimeTimer = newTimer(&qtTharlenTest::displayDateTime);

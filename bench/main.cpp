@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "application.h"
+#include "looks.h"
 #include "qttharlentest.h"
 #include "session.h"
 #include "sharedhome.h"
@@ -29,6 +30,7 @@ int certifyDevice(int argc, char** argv, const QString& keptFile) {
         QObject::connect(&dialog, &QDialog::accepted, [&] {
             session = std::make_unique<BenchSession>(window, dialog.flow(), dialog.mechanics(), before.operatorName);
             QFile::remove(Supervisor::startingMark(keptFile));
+            fitToScreen(window);
             window.show();
         });
         dialog.show();

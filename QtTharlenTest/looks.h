@@ -1,0 +1,17 @@
+// What the form's file cannot say of the window's looks. Graphical thread.
+#pragma once
+
+class QTabWidget;
+class QWidget;
+class qtTharlenTest;
+
+/// Less room beside a tab's text, so that the eight tabs of the user mode fit the window's usual width.
+void narrowTabs(QTabWidget& tabs);
+
+/// A frame while the widget has the keyboard: for one whose picture hides the style's own.
+void frameFocus(QWidget& widget);
+
+/// Where the least height of the window does not fit its screen, as on a small one with an enlarged desktop, the tabs
+/// and the graphics are scrolled; errors, arrows and footer stay in view. Keeps the window within the screen at first.
+/// To be called before the window is shown.
+void fitToScreen(qtTharlenTest& window);
