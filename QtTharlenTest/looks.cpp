@@ -17,7 +17,7 @@
 
 namespace {
 
-constexpr int kTabRoom = 6;    // pixels beside the text, both sides together
+constexpr int kTabRoom = 7;    // pixels beside the text, both sides together
 constexpr int kTitleBar = 40;  // pixels that a window manager adds to the height
 constexpr QColor kRing(0xff, 0xb0, 0x20), kRingEdge(0x20, 0x20, 0x20);  // seen on light, dark and the arrows' green
 

@@ -36,8 +36,7 @@ constexpr int kErrorsKept = 10;  // in its tool tip
 constexpr QSize kWide{720, 680};
 constexpr QSize kNarrow{450, 738};  // leaves an application of 900 pixels free on a screen of 1366
 constexpr int kLowView = 150;       // pixels
-constexpr int kLookMs = 500;        // between looks for the application's window
-constexpr int kLooks = 40;
+constexpr int kLookMs = 1000;       // between looks for the application's window
 
 QString usualStatus() {
     return ArmPanel::tr(
@@ -106,10 +105,7 @@ ArmPanel::ArmPanel(QWidget* parent) : QWidget(parent), hand_(link_) {
     connect(escape, &QShortcut::activated, &hand_, &HandWishes::release);
     look_.setInterval(kLookMs);
     connect(&look_, &QTimer::timeout, this, &ArmPanel::lookForApplication);
-    connect(&link_, &ArmLink::connected, this, [this] {
-        looks_ = kLooks;
-        look_.start();
-    });
+    connect(&link_, &ArmLink::connected, &look_, QOverload<>::of(&QTimer::start));
     showCondition();
     layout->setSizeConstraint(QLayout::SetNoConstraint);
     arrange(true);
@@ -145,12 +141,13 @@ void ArmPanel::place(const QRect& application) {
     placed_ = place.topLeft();
 }
 
-/// The application's window comes up later than its arm; a panel that a person has moved stays where it is.
+/// The application's window comes up later than its arm, after a dialog where there is one; a panel that a person has
+/// moved stays where it is.
 void ArmPanel::lookForApplication() {
     const QRect application = beside::windowOf(link_.process());
     if (!application.isEmpty() && pos() == placed_)
         place(application);
-    if (!application.isEmpty() || --looks_ <= 0)
+    if (!application.isEmpty() || !link_.isConnected())
         look_.stop();
 }
 

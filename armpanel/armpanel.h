@@ -58,8 +58,7 @@ private:
     QStringList met_;          // applications that ran before, and are nothing new
     QString newer_;            // one that started while the hands were full
     QPoint placed_;            // where the panel put itself
-    int looks_ = 0;            // for the application's window, still to come
-    QTimer look_;
+    QTimer look_;              // for the application's window
     QWidget* body_;
     QBoxLayout *parts_, *viewRow_;
     int wideFrom_ = 0;   // pixels; a narrower panel stacks its parts
