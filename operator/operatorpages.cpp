@@ -31,7 +31,9 @@ QString Operator::usePage(const QString& page) {
         ui.cforce_1->setText("900");
         ui.pushButton_5->click();
         m_time.spend(1200);
-        return unless(armcontrol::state().dac[0] == 900, "The typed command does not reach the motor.");
+        const double command = armcontrol::state().dac[0];
+        ui.pushButton_15->click();  // leaving the page would not end it
+        return unless(command == 900, "The typed command does not reach the motor.");
     }
     if (page == "Workspace Test") {
         ui.startRecord->click();

@@ -11,6 +11,7 @@
 #include "device/simulated/armcontrol.h"
 #include "matrixreport.h"
 #include "qttharlentest.h"
+#include "servostate.h"
 #include "tour.h"
 #include "workers.h"
 
@@ -48,7 +49,14 @@ class TestDetection : public QObject {
 
     QTemporaryDir home;
     std::vector<Subject> all;
+    std::function<void(qtTharlenTest&)> atStep;  ///< of a tour, as it begins one; its window's title tells which
 
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        auto* const window = qobject_cast<qtTharlenTest*>(watched);
+        if (window && event->type() == QEvent::WindowTitleChange)
+            atStep(*window);
+        return false;
+    }
     Cell cell(const QString& device, const QString& test, const QString& fault, int axis) {
         Cell made{all.front(), testNamed(test), nullptr, axis, 3};
         for (const Subject& subject : all)
@@ -292,9 +300,8 @@ private slots:
         QVERIFY(!report.good() && MatrixReport({healthy}, {result({})}, 1).good());
         QVERIFY(!MatrixReport({healthy}, {CellResult()}, 1).good());
         for (const char* name : {"matrix.txt", "matrix.csv", "matrix.json", "index.html"}) {
-            QTemporaryDir folder;
-            QVERIFY(QDir(folder.path()).mkdir(name));
-            QVERIFY2(!report.write(folder.path()), name);
+            const QTemporaryDir folder;
+            QVERIFY2(QDir(folder.path()).mkdir(name) && !report.write(folder.path()), name);
         }
         // Open by design is what no test of the device's sees, once all were played.
         std::vector<Cell> tests;
@@ -357,6 +364,11 @@ private slots:
         } rows[] = {
             {"Orda LAN", "Calibrate", "", -1, [](Operator& o) { return o.select("Nobody"); },
              "\"Select\" was expected"},
+            {"Orda LAN", "Select", "init-fails", -1,
+             [](Operator& o) { return o.goTo("Mode").isEmpty() ? o.select("Orda LAN") : "no \"Mode\""; },
+             "could not be opened"},
+            {"Orda LAN", "Calibrate", "", -1,
+             [](Operator& o) { return o.calibrate().isEmpty() && armcontrol::state().docked ? "docked" : ""; }, ""},
             {"Orda LAN", "Calibrate", "", -1, [](Operator& o) { return o.goTo("Nowhere"); }, "no tab \"Nowhere\""},
             {"Corvale LAN", "Calibrate", "missing-flag", 1, [](Operator& o) { return o.calibrate(); },
              "not calibrated"},
@@ -402,8 +414,23 @@ private slots:
             const QString file = QString("report-%1.txt").arg(QString(device).toLower().replace(' ', '-'));
             QVERIFY(written(folder.path(), file).contains("\u00c2\u00b7 Axis 1:"));
         }
+        qApp->installEventFilter(this);
+        atStep = [](qtTharlenTest& window) {
+            if (window.windowTitle().endsWith("Choices"))
+                window.encoderGuiUpdateTimer->stop();  // nobody takes them
+        };
+        QCOMPARE(Tour({"manufacturing", {"Orda LAN"}, true, folder.path()}).run(), 1);
+        QVERIFY(page().contains("The flow ends here, and nobody says so."));
         qunsetenv("MVI_MANUFACTURING");
+        // No page is left with a command on a motor.
+        bool commanded = false;
+        atStep = [&commanded](qtTharlenTest&) { commanded |= startPerformanceForceTest; };
+        QCOMPARE(Tour({"pages", {"Orda LAN"}, true, folder.path()}).run(), 0);
+        QVERIFY(!commanded);
+        qApp->removeEventFilter(this);
         QCOMPARE(Tour({"user", {}, true, "/nowhere"}).run(), -1);
+        QVERIFY(QDir(home.path()).mkdir("001-nobody-mode.png"));  // a picture is to go there
+        QCOMPARE(Tour({"user", {"Nobody"}, true, home.path()}).run(), -1);
     }
 
     // The last: what was broken off stays so in this process.
