@@ -1,5 +1,9 @@
 // A few seconds of trouble with fixed seeds, and that what it demands can be found missing.
+#include <signal.h>
+
 #include <QDir>
+#include <QFile>
+#include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
 #include <functional>
@@ -90,6 +94,12 @@ private slots:
                          qputenv("KNDD_HOME", "/nowhere");
                          bench.checkReport();
                      }},
+                    {"The amplifiers are on after the window has gone",
+                     [](TroubleBench& bench) {
+                         connect(&bench.window(), &QObject::destroyed,
+                                 [] { enable_tharlen_forces(init_tharlen("Default Device")); });
+                         bench.openWindow();
+                     }},
                     {"does not open again", [](TroubleBench& bench) {
                          armcontrol::setFault("init-fails", true);
                          bench.select(3);
@@ -102,6 +112,24 @@ private slots:
             });
             QVERIFY2(found.contains(row.sentence), qPrintable(found));
         }
+    }
+
+    // A block that crashes fails the run, whatever comes behind it; a number is played with its whole block.
+    void blocks() {
+        QProcess run;
+        run.start(TROUBLE, {"faults", "--from", "1", "--runs", "251"});
+        QVERIFY(run.waitForStarted());
+        QFile children(QString("/proc/%1/task/%1/children").arg(run.processId()));
+        QVERIFY(children.open(QIODevice::ReadOnly));
+        int block = 0;
+        while (block == 0 && !run.waitForFinished(1) && children.seek(0))
+            block = children.readAll().trimmed().toInt();
+        QVERIFY(block > 0 && kill(block, SIGKILL) == 0);
+        QVERIFY(run.waitForFinished(60000));
+        const QByteArray said = run.readAllStandardError();
+        for (const char* part : {"it crashed: Killed", "251 done", "1 blocks failed"})
+            QVERIFY2(said.contains(part), said);
+        QCOMPARE(run.exitCode(), 1);
     }
 };
 
