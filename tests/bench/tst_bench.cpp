@@ -20,6 +20,16 @@ class tst_Bench : public StandinWindow {
         dialog.findChild<QLineEdit*>("word")->setText(word);
         dialog.findChild<QAbstractButton*>("start")->click();
     }
+    static bool write(const QString& path, const QByteArray& text, QIODevice::OpenMode how = QIODevice::WriteOnly) {
+        QFile file(path);
+        return file.open(how) && file.write(text) == text.size();
+    }
+    static QStringList told(const StartDialog& dialog) {
+        QStringList texts;
+        for (const QLabel* label : dialog.findChildren<QLabel*>())
+            texts << label->text();
+        return texts;
+    }
     /// Gone in by the dialog with a device of that type, in manufacturing, as far as "Test Forces" and its next tab.
     std::unique_ptr<BenchSession> certify(unsigned long modelType, bool mechanics) {
         openFleet({standin::record("Arm", modelType)});
@@ -146,17 +156,10 @@ private slots:
         qputenv("KNDD_HOME", home.path().toLocal8Bit());
         QVERIFY(QDir(home.path()).mkpath("logs"));
         for (const bool reported : {false, true}) {
-            QFile report(reportFile());
-            QVERIFY(report.open(QIODevice::WriteOnly));
-            report.write("of the device before");
-            report.close();
+            QVERIFY(write(reportFile(), "of the device before"));
             const auto session = certify(kModelOrda, true);
             window->ui.lineEdit_name->setText("Änn \"O'\" \\ \n");
-            if (reported) {
-                QVERIFY(report.open(QIODevice::Append));
-                report.write(" and of this one");
-                report.close();
-            }
+            QVERIFY(!reported || write(reportFile(), " and of this one", QIODevice::Append));
             const QString file = home.filePath("kept.json");
             QVERIFY(writeKept(file, session->kept()));
             const Kept kept = readKept(file);
@@ -166,14 +169,11 @@ private slots:
             QCOMPARE(kept.reportTime.isEmpty(), !reported);
             QCOMPARE(QFile::permissions(file) & (QFile::ReadGroup | QFile::ReadOther), QFile::Permissions());
             StartDialog next(*window, kept);
-            QStringList told;
-            for (const QLabel* label : next.findChildren<QLabel*>())
-                told << label->text();
-            QVERIFY(told.contains(kept.device));
+            QVERIFY(told(next).contains(kept.device));
+            QCOMPARE(told(next).contains("No report was written."), !reported);
             // The report that is shown is that device's, or none.
-            for (const bool replaced : {false, true}) {
-                if (!reported)
-                    break;
+            for (int replaced = 0; replaced < 2 && reported; ++replaced) {
+                QFile report(reportFile());
                 QVERIFY(!replaced
                         || (report.open(QIODevice::ReadWrite)
                             && report.setFileTime(QDateTime::currentDateTime().addSecs(60),
@@ -186,22 +186,14 @@ private slots:
                 });
                 QMetaObject::invokeMethod(&next, "showReport");
                 QCOMPARE(page.contains("and of this one"), !replaced);
-                QCOMPARE(page.contains("Another report"), replaced);
+                QCOMPARE(page.contains("Another report"), bool(replaced));
             }
-            QCOMPARE(told.contains("No report was written."), !reported);
             Kept crashed;
             crashed.ended = "by a signal";
-            QStringList said;
             const StartDialog after(*window, crashed);
-            for (const QLabel* label : after.findChildren<QLabel*>())
-                said << label->text();
-            QVERIFY(said.contains("by a signal") && !said.contains("No report was written."));
+            QVERIFY(told(after).contains("by a signal") && !told(after).contains("No report was written."));
             window.reset();
-            QFile broken(file);
-            QVERIFY(broken.open(QIODevice::WriteOnly));
-            broken.write("{\"operator\": 5, \"device\"");
-            broken.close();
-            QVERIFY(readKept(file).operatorName.isEmpty());
+            QVERIFY(write(file, "{\"operator\": 5, \"device\"") && readKept(file).operatorName.isEmpty());
         }
         qunsetenv("KNDD_HOME");
     }
@@ -226,16 +218,14 @@ private slots:
         };
         for (const auto& row : rows) {
             QTemporaryDir folder;
-            QFile script(folder.filePath("device"));
-            QVERIFY(script.open(QIODevice::WriteOnly));
-            script.write(QByteArray("#!/bin/sh\necho x >> \"$0.count\"; n=$(wc -l < \"$0.count\")\n") + row.script
-                         + "\n");
-            script.setPermissions(QFile::ReadOwner | QFile::ExeOwner);
-            script.close();
-            Supervisor supervisor(script.fileName());
+            const QString script = folder.filePath("device");
+            QVERIFY(write(script, QByteArray("#!/bin/sh\necho x >> \"$0.count\"; n=$(wc -l < \"$0.count\")\n")
+                                      + row.script + "\n"));
+            QFile::setPermissions(script, QFile::ReadOwner | QFile::ExeOwner);
+            Supervisor supervisor(script);
             QTimer::singleShot(0, &supervisor, &Supervisor::startDevice);
             QVERIFY2(QCoreApplication::exec() == row.code, row.name);
-            QFile count(script.fileName() + ".count");
+            QFile count(script + ".count");
             QVERIFY(count.open(QIODevice::ReadOnly));
             QVERIFY2(count.readAll().count('\n') == row.devices, row.name);
         }
