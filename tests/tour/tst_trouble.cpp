@@ -11,20 +11,21 @@
 #include "device/simulated/armcontrol.h"
 #include "trouble.h"
 
-using Act = std::function<void(TroubleBench&)>;
+using Act = std::function<void(TroubleBench&, Diary&)>;
 
 class TestTrouble : public QObject {
     Q_OBJECT
 
     /// What is found; the last actions too, so that it can be repeated.
-    QString trouble(Diary& diary, const Act& act) {
+    QString trouble(const Act& act) {
+        Diary diary;
         const QTemporaryDir home;  // calibrations are kept there
         qputenv("KNDD_HOME", home.path().toLocal8Bit());
         QDir(home.path()).mkpath("config");
         QDir(home.path()).mkpath("logs");
         try {
             TroubleBench bench(diary, NOLVA_TOUR_WORD);
-            act(bench);
+            act(bench, diary);
         } catch (const std::exception& error) {
             return QString("%1 The last actions:\n%2").arg(error.what(), diary.last());
         }
@@ -38,8 +39,7 @@ private slots:
     void faults() {
         const int faults = static_cast<int>(armcontrol::faultNames().size());
         const int tests = troubleRound() / faults;
-        Diary diary;
-        const QString found = trouble(diary, [&](TroubleBench& bench) {
+        const QString found = trouble([&](TroubleBench& bench, Diary& diary) {
             for (int fault = 0; fault < faults; ++fault)
                 troubleFaults(bench, diary, 7, fault * tests + fault % (tests - 1), 2);
         });
@@ -50,11 +50,11 @@ private slots:
     void operators() {
         std::vector<unsigned> digests;
         for (const unsigned seed : {11u, 11u, 12u}) {
-            Diary diary;
-            const QString found =
-                trouble(diary, [&](TroubleBench& bench) { troubleOperator(bench, diary, seed, 0, 400); });
+            const QString found = trouble([&](TroubleBench& bench, Diary& diary) {
+                troubleOperator(bench, diary, seed, 0, 400);
+                digests.push_back(diary.digest);
+            });
             QVERIFY2(found.isEmpty(), qPrintable(found));
-            digests.push_back(diary.digest);
         }
         QCOMPARE(digests[0], digests[1]);
         QVERIFY(digests[0] != digests[2]);
@@ -75,7 +75,7 @@ private slots:
     void demands() {
         const struct {
             const char* sentence;
-            Act act;
+            void (*act)(TroubleBench&);
         } rows[] = {{"The forces are on after the change to \"Read Encoder\"",
                      [](TroubleBench& bench) {
                          QTabWidget* tabs = bench.window().ui.tabWidget;
@@ -105,8 +105,7 @@ private slots:
                          bench.select(3);
                      }}};
         for (const auto& row : rows) {
-            Diary diary;
-            const QString found = trouble(diary, [&](TroubleBench& bench) {
+            const QString found = trouble([&](TroubleBench& bench, Diary&) {
                 bench.choose(Mode::Manufacturing);
                 row.act(bench);
             });
