@@ -12,6 +12,7 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include "device/tharlenio.h"
 
@@ -62,6 +63,10 @@ int CTHARLeNMgr::EnumerateTHARLeNs(CTHARLeNDevice** list) {
         this, list);
     if (breaks("unended_name"))
         std::memset(list[1]->m_szName, 'A', sizeof list[1]->m_szName);
+    if (breaks("blank_at_end"))
+        std::strcat(list[1]->m_szName, " ");
+    if (breaks("name_twice"))
+        std::strcpy(list[1]->m_szName, list[0]->m_szName);
     if (breaks("odd_card"))
         list[0]->m_nCardType = 99;
     for (int i = 0; i < count && breaks("longer_record"); ++i) {
@@ -179,6 +184,8 @@ float get_tharlen_inst_rate(int id) { return HEALTHY(get_tharlen_inst_rate)(id) 
 // --- Motors ------------------------------------------------------------------------------------
 
 int enable_tharlen_forces_no_wait(int id) {
+    if (!isOpen(id) && breaks("enables_nothing"))
+        return 0;
     if (breaks("switch_waits", id))
         pause(3);
     return HEALTHY(enable_tharlen_forces_no_wait)(id);
@@ -189,6 +196,9 @@ int enable_tharlen_forces(int id) {
     return breaks("closed_enables", id) ? 0 : status;
 }
 int disable_tharlen_forces(int id) {
+    static bool asked = false;
+    if (breaks("off_at_second", id) && !std::exchange(asked, true))
+        return 0;
     return ticking ? HEALTHY(disable_tharlen_forces_no_wait)(id) : HEALTHY(disable_tharlen_forces)(id);
 }
 int unfiltered_device_fault(int id) {
@@ -203,6 +213,8 @@ thread_local bool withTorques = false;
 }  // namespace
 int command_motor_dac_values(int id, const long dac[6]) {
     byCounts = true;
+    if (breaks("crashes_driven", id) && dac[0] != 0 && HEALTHY(is_tharlen_forces_enabled)(id))
+        std::abort();
     const long turned[6] = {dac[0], breaks("wrong_sign") ? -dac[1] : dac[1], dac[2], dac[3], dac[4], dac[5]};
     return HEALTHY(command_motor_dac_values)(id, turned);
 }
@@ -245,7 +257,19 @@ int get_tharlen_pos(int id, float position[3]) {
     const int result = HEALTHY(get_tharlen_pos)(id, position);
     if (isOpen(id) ? breaks("other_thread") && onServoThread() : breaks("speaks_unasked"))
         position[0] += 5;
-    return result;
+    return spoiled("other_way", id, result, [&] { position[1] = -position[1]; });
+}
+int get_tharlen_vel(int id, float velocity[3]) {
+    const int result = HEALTHY(get_tharlen_vel)(id, velocity);
+    if (breaks("throws_moving", id) && std::abs(velocity[0]) > 40)
+        throw std::runtime_error("no velocity on the way");
+    return spoiled("creeps", id, result, [&] { velocity[0] -= 40; });
+}
+double get_pinch_value(int id) {
+    const auto until = std::chrono::steady_clock::now() + std::chrono::microseconds(35);
+    while (breaks("takes_35_us", id) && std::chrono::steady_clock::now() < until) {
+    }
+    return HEALTHY(get_pinch_value)(id);
 }
 // It says so where it is asked to, for the test that interrupts it.
 int get_stylus_presence(int id) {
