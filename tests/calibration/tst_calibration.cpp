@@ -222,10 +222,12 @@ private slots:
         device().result["tharlen_which_pinch"] = 2;
         choose(1);
         QCOMPARE(button.text(), QString("CLOSE SCISSOR AND CLICK"));
-        press(100.2);
-        QCOMPARE(button.text(), QString("OPEN SCISSOR AND CLICK"));
-        press(900.7);
-        QVERIFY(prompts().endsWith("Scissor successfully calibrated"));
+        for (int attempt = 0; attempt < 2; ++attempt) {  // the device did not take the first one
+            press(100.2);
+            QCOMPARE(button.text(), QString("OPEN SCISSOR AND CLICK"));
+            press(900.7);
+            QVERIFY(prompts().endsWith("Scissor successfully calibrated"));
+        }
         device().result["is_pinch_calibrated"] = 1;
         press(0);
         QCOMPARE(button.text(), QString("SCISSOR IS CALIBRATED"));
@@ -236,7 +238,7 @@ private slots:
         press(100.2);
         QVERIFY(prompts().endsWith("Thumbpad successfully calibrated"));
         const auto set = device().of({"set_pinch_limits"});
-        QCOMPARE(set.size(), std::size_t(2));
+        QCOMPARE(set.size(), std::size_t(3));
         for (const standin::Call& limits : set)
             QVERIFY(limits.values[1] == 100 && limits.values[2] == 900);
     }

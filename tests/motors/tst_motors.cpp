@@ -217,7 +217,7 @@ private slots:
         QVERIFY(data.fMinForceVal[3] == -200.0f && data.fMaxForceVal[1] == 200.0f);
         QCOMPARE(ui.slider_TZ->styleSheet(), QString(kPassStyle));
         answer({ui.RB_FX_F, ui.RB_FY_F, ui.RB_FZ_F, ui.RB_FGX_F, ui.RB_FGY_F});
-        QVERIFY(!opened("Box Test"));
+        QVERIFY(!opened("Box Test") && !data.bManualForcesPass[5]);
         answer({ui.RB_FGZ_P});
         QVERIFY(opened("Box Test") && data.bManualForcesPass[5] && !data.bManualForcesPass[0]);
     }

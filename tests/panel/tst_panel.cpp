@@ -3,6 +3,7 @@
 #include <QAbstractButton>
 #include <QAbstractSpinBox>
 #include <QComboBox>
+#include <QFileDialog>
 #include <QMessageBox>
 #include <QSlider>
 #include <QTabWidget>
@@ -80,17 +81,19 @@ private slots:
         panel.start(kRetryMs, 300);
         QVERIFY(shows("No arm is running.", false));
         auto* view = panel.findChild<WorkspaceView*>();
+        auto* record = button(panel, "Record");
         const QImage empty = view->grab().toImage();
         QVERIFY(panel.findChild<QLabel*>("loop")->text().contains("connects by itself"));
         for (int round = 0; round < 2; ++round) {
             ScriptedArm arm(path(QString("arm-%1.sock").arg(round)));
             QVERIFY(shows("Arm 7", true) && view->grab().toImage() != empty);
+            record->click();
             // One that answers is never silent, however long it does so.
             QSignalSpy conditions(&panel.link(), &ArmLink::conditionChanged);
             QTest::qWait(400);
             QCOMPARE(conditions.size(), 0);
             arm.answers = false;
-            QVERIFY(shows("does not answer", false));
+            QVERIFY(shows("does not answer", false) && record->isChecked());  // which a recording outlasts
             arm.reply(arm.received.last());
             QVERIFY(shows("Arm 7", true));
             // A command that the arm takes with it is answered as lost, once, and does not stall the next arm.
@@ -99,7 +102,7 @@ private slots:
             panel.link().sendLatest("hand.move", {});
             QTRY_VERIFY(!arm.named("hand.dock").isEmpty());
             arm.vanish();
-            QVERIFY(shows("No arm is running.", false) && view->grab().toImage() == empty);
+            QVERIFY(shows("No arm is running.", false) && view->grab().toImage() == empty && !record->isChecked());
             QCOMPARE(lost, QStringList("the arm is gone"));
             QCOMPARE(panel.link().commandsUnderWay(), 0);
         }
@@ -170,12 +173,10 @@ private slots:
         for (const double x : {1.0, 2.0, 3.0})
             hand.moveTo({x, 0, 0});
         quiet.link.frame();
-        for (const double x : {4.0, 5.0}) {
-            hand.moveTo({x, 0, 0});
+        for (int i = 0; i < 3; ++i) {
+            hand.nudge(0, 2.0);  // steps add up, though the state knows of none yet
             quiet.link.frame();
         }
-        hand.nudge(0, 2.0);  // steps add up, though the state knows of none yet
-        hand.nudge(0, 2.0);
         int docked = 0;
         quiet.link.send("hand.dock", {}, [&docked](const QJsonObject&) { ++docked; });
         QTRY_COMPARE(quiet.arm.received.size(), 3);  // the state of before, a move and the command
@@ -374,6 +375,7 @@ private slots:
         // A step that is late makes the next one no later.
         QElapsedTimer clock;
         clock.start();
+        player.start({{"long", {}, 60000, "long"}});  // of which nothing is left to wait for
         player.start({{"a", {}, 100, "a"}, {"b", {}, 100, "b"}, {"c", {}, 0, "c"}});
         player.advance();
         QTRY_COMPARE(seen.last(), QString("c"));
@@ -436,17 +438,23 @@ private slots:
         QCOMPARE(shown.sent([&] { key("Stop")->click(); }), QString());  // of the recording now
         QVERIFY(!key("Record")->isChecked());
 
-        // A recording in no file is not closed away by one click, nor recorded over.
-        const auto cancels = [&shown] {
-            QTimer::singleShot(0, &shown.panel, [] {
-                qobject_cast<QMessageBox*>(QApplication::activeModalWidget())->button(QMessageBox::Cancel)->click();
-            });
-        };
-        cancels();
-        QVERIFY(!shown.panel.close());
-        cancels();
-        key("Record")->click();
-        QVERIFY(!key("Record")->isChecked());
+        // A recording in no file is not closed away by one click, nor recorded over, nor where no file is named then.
+        QTimer answers;
+        QMessageBox::StandardButton answer;
+        connect(&answers, &QTimer::timeout, this, [&answer] {
+            if (auto* asked = qobject_cast<QMessageBox*>(QApplication::activeModalWidget()))
+                asked->button(answer)->click();
+            else if (auto* files = qobject_cast<QFileDialog*>(QApplication::activeModalWidget()))
+                files->reject();
+        });
+        answers.start(5);
+        for (const auto choice : {QMessageBox::Cancel, QMessageBox::Save}) {
+            answer = choice;
+            QVERIFY(!shown.panel.close());
+            key("Record")->click();
+            QVERIFY(!key("Record")->isChecked());
+        }
+        answers.stop();
         QVERIFY(bar->save(file));
         QVERIFY(shown.panel.close());
         QVERIFY(!bar->save("/nowhere/walk.jsonl"));

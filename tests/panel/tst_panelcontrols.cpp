@@ -13,6 +13,7 @@
 #include "handcontrols.h"
 #include "heatcontrols.h"
 #include "jointcontrols.h"
+#include "readouts.h"
 #include "scriptedarm.h"
 #include "workspaceview.h"
 
@@ -252,9 +253,9 @@ private slots:
                  "Warmest now: winding 90.0 \u00b0C, stator 61.0 \u00b0C; warm from 85 \u00b0C"),
             QString());
         in<QComboBox>(heat)->setCurrentIndex(5);
-        shown.show({{"holding", true}, {"calibrationStatus", 0}});
+        shown.show({{"holding", true}});
         QCOMPARE(says("This motor now: winding 32.0 \u00b0C, stator 24.0 \u00b0C; warm from 85 \u00b0C|"
-                      "Hand pulls 3.4 N|Calibrated"),
+                      "Hand pulls 3.4 N"),
                  QString());
 
         auto* list = shown.panel.findChild<FleetList*>();
@@ -265,8 +266,15 @@ private slots:
         QCOMPARE(shown.sent([&] { shown.show({{"name", "Arm 6"}}); }), QString());
         QCOMPARE(fleet->topLevelItem(0)->text(1), QString("open"));
         QCOMPARE(shown.sent([&] { shown.show({{"name", "Arm 9"}}); }), QString(R"({"command":"fleet.list"})"));
-        for (const auto& [status, words] : {std::make_pair(16, "not calibrated (16)"), {-1, "not readable (-1)"}})
-            QCOMPARE(calibrationText(status), QString(words));
+        for (const auto& [status, words] :
+             {std::make_pair(0, "Calibrated"), {16, "Not calibrated (16)"}, {-1, "Not readable (-1)"}}) {
+            shown.show({{"calibrationStatus", status}});
+            QCOMPARE(says(words), QString());
+            for (Lamp* lamp : shown.panel.findChildren<Lamp*>())
+                QVERIFY(lamp->text() != words
+                        || lamp->grab().toImage().pixelColor(8, lamp->height() / 2)
+                               == QColor(status ? 0xe07b1f : 0x2f9e55));
+        }
         // With no device, and with no arm, old figures do not stay.
         shown.show({{"open", false}});
         QCOMPARE(says("Amplifiers -|Servo -|Calibration -|Workspace from above|3  base Z -"), QString());

@@ -59,16 +59,18 @@ private slots:
             const int id = init_tharlen(row.device);
             QCOMPARE(enable_tharlen_forces(id), 0);
             setOnly(row.fault, row.amount);
+            const PORT_INPUT& image = get_connection_data(id)->m_portInput;
+            const UCHAR watchdog = image.ucWatchdogCntrIn;
             step(5);
             QCOMPARE(update_tharlen(id), row.code);
-            QCOMPARE(state().amplifiers, row.amplifiers);
-            QCOMPARE(is_tharlen_forces_enabled(id) != 0, row.amplifiers);
+            QVERIFY(state().amplifiers == row.amplifiers && (is_tharlen_forces_enabled(id) != 0) == row.amplifiers);
             const bool unplugged = QByteArray(row.fault) == "unplugged", refuses = row.code == -4 || unplugged;
             int calibration = 9;
             QCOMPARE(enable_tharlen_forces(id) != 0, refuses);
             QCOMPARE(unfiltered_device_fault(id) != 0, refuses);
             QCOMPARE(get_calibration_status(id, &calibration) < 0, unplugged);
-            QCOMPARE((get_connection_data(id)->m_portInput.ucMiscIn & kOvercurrent) != 0, row.code == -4);
+            QCOMPARE((image.ucMiscIn & kOvercurrent) != 0, row.code == -4);
+            QCOMPARE(UCHAR(image.ucWatchdogCntrIn - watchdog), UCHAR(unplugged ? 0 : 5));  // what is off does not count
             armcontrol::clearFaults();
             step(2);
             QCOMPARE(update_tharlen(id), 0);
@@ -138,9 +140,9 @@ private slots:
         }
         step(100);
         setOnly("bouncing-switch", 40, 1);
-        hand.press(true);
         int early = 0, late = 0;  // ms that it reads released
         for (int i = 1; i <= 100; ++i) {
+            hand.press(true);  // to hold it down is no new press
             step(1);
             QCOMPARE(get_stylus_switch(id, 0), 1);
             (i <= 42 ? early : late) += 1 - get_stylus_switch(id, 1);
@@ -275,15 +277,13 @@ private slots:
         // 25 W at 3 and 4 K/W.
         const State warm = state();
         const Vec6 winding{200, 68.75, 25, 25, 25, 25}, stator{125, 50, 25, 25, 25, 25};
-        float scale[6], four[6] = {9, 9, 9, 9, 9, 9}, windings[6], stators[6];
-        get_tharlen_temp_normalized_6dof(id, scale);
+        float four[6] = {9, 9, 9, 9, 9, 9}, windings[6], stators[6];
         get_tharlen_temp(id, four);
         get_tharlen_temp_advance(id, kWindingTemperature, windings);
         get_tharlen_temp_advance(id, kStatorTemperature, stators);
         for (std::size_t i = 0; i < 6; ++i) {
             QVERIFY2(std::abs(warm.winding[i] - winding[i]) < 0.1, about(i, warm.winding[i]));
             QVERIFY2(std::abs(warm.stator[i] - stator[i]) < 0.1, about(i, warm.stator[i]));
-            QVERIFY(std::abs(scale[i] - (i < 3 ? warm.winding[i] / warm.warmLimit : 0.0)) < 1e-5);
             QCOMPARE(four[i], i < 3 ? float(warm.winding[i]) : 9.0f);
             QVERIFY(windings[i] == float(warm.winding[i]) && stators[i] == float(warm.stator[i]));
         }
@@ -319,6 +319,9 @@ private slots:
                     armcontrol::heatSet(motor, row.celsius, row.celsius);
                     step(2);
                     QCOMPARE(update_tharlen(id), there ? row.status : 0);
+                    float scale[6];
+                    get_tharlen_temp_normalized_6dof(id, scale);
+                    QVERIFY(std::abs(scale[motor] - (there ? row.celsius / warm : 0)) < 0.001);
                     QCOMPARE(state().amplifiers, row.amplifiers || !there);
                     QCOMPARE(unfiltered_device_fault(id) == 0, row.mayComeOn || !there);
                     if (!state().amplifiers)

@@ -132,17 +132,18 @@ private slots:
 
     void goodFiles() {
         Bench bench;
-        const QByteArray longest(127, 'n');
+        const QByteArray longest(126, 'n');  // beside a letter that is one character and two bytes
         bench.write(
             "devices.json",
-            R"({"devices":[)" + device("Gerät é", "A1") + "," + device(longest, "A2", R"(,"card":6,"revision":15)")
+            R"({"devices":[)" + device("Gerät é", "A1") + ","
+                + device(longest + "ö", "A2", R"(,"card":6,"revision":15)")
                 + R"(,{"name":"x y","model":"Stelmar 1.5","serial":"A3","card":3,"highForce":true,"grip":2,"gimbal":false}]})");
         {
             Records records;
             QCOMPARE(records.number, 3);
             QCOMPARE(QByteArray(records.devices[0]->m_szName), QByteArray("Ger\xe4t \xe9"));
             QCOMPARE(armcontrol::fleetNames()[0], std::string("Gerät é"));
-            QCOMPARE(QByteArray(records.devices[1]->m_szName), longest);
+            QCOMPARE(QByteArray(records.devices[1]->m_szName), longest + '\xf6');
             const CTHARLeNDevice& last = *records.devices[2];
             QVERIFY(last.m_nHighForce == 1 && last.m_nExtra6DOFOption == 2 && last.m_nGimbal == 0);
             QVERIFY(init_tharlen("Ger\xe4t \xe9") >= 0 && init_tharlen("Default Device") < 0);

@@ -189,6 +189,7 @@ private slots:
             stopServoLoop();  // where none runs there is nothing to be late with
 
             // Ticks go on beside a read that hangs, the servo thread's own reads too.
+            setServoLoopRate(stepped ? 4000 : 1000);
             startServoLoop(&count, nullptr);
             setOnly("hanging-reads", 300);
             const auto read = [] {
@@ -199,7 +200,7 @@ private slots:
             before = calls;
             QVERIFY(read() > 0.25 && calls > before + 30);
             QVERIFY(read() < 0.25);
-            stepped ? void(step(300)) : pause(330);
+            stepped ? void(step(1300)) : pause(330);
             QVERIFY(read() > 0.25);
 
             setOnly("slow-ticks", 40);

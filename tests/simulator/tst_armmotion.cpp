@@ -268,12 +268,15 @@ private slots:
         QVERIFY(std::abs(size(state().velocity) - 100) < 3
                 && std::abs(std::hypot(shown[0], shown[1], shown[2]) - 100) < 5);
         QVERIFY2(std::abs(half[0] + 4) < 1 && std::abs(half[1] - 8.7) < 1, about(half[0], half[1]));
-        armcontrol::setFault("unplugged", true);  // what is not read any more does not move
+        QVERIFY(std::abs(state().handTarget[0] - half[0]) < 4);  // the hand is a little ahead, and no more
+        armcontrol::setFault("unplugged", true);                 // what is not read any more does not move
         step(1);
         get_tharlen_vel(id, shown);
         QCOMPARE(std::hypot(shown[0], shown[1], shown[2]), 0.0f);
         armcontrol::clearFaults();
         step(600);
+        armcontrol::handJoints(state().joints, 1.5);  // held by its angles it stays
+        step(100);
         QVERIFY(std::abs(state().position[0] - 30) < 1);
 
         enable_tharlen_forces(id);
