@@ -254,7 +254,7 @@ private slots:
                 QCOMPARE(seen, QColor(colours[i] == 'g' ? 0 : 255, colours[i] == 'r' ? 0 : 255, 0));
             }
         };
-        const QColor plain = displays[0]->palette().color(QPalette::WindowText);
+        const QColor plain = displays[1]->palette().color(QPalette::WindowText);
         window->ui.temp_TY->setText("kept");
         looks({59.94f, 60.0f, 99.96f, 30.0f, 0, 101.25f}, {0.5f, 1.0f, 0.999f, 0.3f, 0, 1.2f}, "gyy");
         QCOMPARE(displays[2]->value(), 100.0);
@@ -268,7 +268,7 @@ private slots:
         QCOMPARE(window->ui.label_66->text(), QString("60"));
         window->m_shownDevice = nullptr;  // another device begins as the form does
         window->OnSelChangeTHARLeN();
-        QCOMPARE(displays[0]->palette().color(QPalette::WindowText), plain);
+        QCOMPARE(displays[1]->palette().color(QPalette::WindowText), plain);
         QVERIFY(displays[2]->value() == 0 && window->ui.temp_X->text() != "nan");
     }
 

@@ -71,10 +71,8 @@ public:
     }
     QList<QJsonObject> named(const QString& name) const {
         QList<QJsonObject> out;
-        for (const QJsonObject& command : received) {
-            if (command["command"] == name)
-                out << command;
-        }
+        std::copy_if(received.begin(), received.end(), std::back_inserter(out),
+                     [&name](const QJsonObject& command) { return command["command"] == name; });
         return out;
     }
 };

@@ -1,17 +1,11 @@
 // Scripts of the hand as files: a line is good exactly where the arm takes it, and a bad one is named.
 #include <sys/stat.h>
 
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QTemporaryDir>
-#include <QtTest>
-
 #include "device/simulated/armcontrol.h"
+#include "scriptedarm.h"
 #include "scriptfile.h"
 
 namespace {
-
-QByteArray line(const QJsonObject& object) { return QJsonDocument(object).toJson(QJsonDocument::Compact); }
 
 /// Values about the ends of every range, and of every kind.
 QJsonArray candidates(int count) {
@@ -51,12 +45,12 @@ private slots:
             {"command":"hand.pinch","closed":0.5}, {"command":"hand.release"}, {"command":"hand.dock"},
             {"command":"hand.undock"}, {"command":"hand.reset"}])");
         int good = 0, bad = 0;
-        const auto compare = [&](const QJsonObject& object) {
-            const std::string answer = armcontrol::command(line(object).toStdString());
-            const bool taken = QJsonDocument::fromJson(QByteArray::fromStdString(answer))["ok"].toBool();
-            const QString error = readScript(line(object)).error;
+        const auto compare = [&](const QJsonObject& tried) {
+            const std::string answer = armcontrol::command(line(tried).toStdString());
+            const bool taken = object(answer.c_str())["ok"].toBool();
+            const QString error = readScript(line(tried)).error;
             ++(taken ? good : bad);
-            QVERIFY2(taken == error.isEmpty(), qPrintable(line(object) + "  " + error + "  " + answer.c_str()));
+            QVERIFY2(taken == error.isEmpty(), qPrintable(line(tried) + "  " + error + "  " + answer.c_str()));
         };
         for (const QJsonValue command : commands.array()) {
             QJsonObject object = command.toObject();

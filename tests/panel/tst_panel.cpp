@@ -3,7 +3,6 @@
 #include <QAbstractButton>
 #include <QAbstractSpinBox>
 #include <QComboBox>
-#include <QFileDialog>
 #include <QMessageBox>
 #include <QSlider>
 #include <QTabWidget>
@@ -199,7 +198,7 @@ private slots:
         QCOMPARE(numbers(moves()[2]["position"])[0], -HandWishes::kLimit);
     }
 
-    // What is wished last is what is sent, and a hand that holds nothing is not made to grip.
+    // What is wished last is what is sent, a script ends by it, and a hand that holds nothing is not made to grip.
     void theLastWishHolds() {
         Shown shown(path("arm-1.sock"));
         HandWishes hand(shown.panel.link());
@@ -226,6 +225,14 @@ private slots:
         for (const auto& row : rows) {
             hand.takeState(row.state);
             QCOMPARE(shown.sent([&] { row.first(), row.then(); }), QString(row.line));
+        }
+        const std::function<void()> ends[] = {move, turn, halt, [&] { hand.act("hand.dock"); },
+                                              [&] { hand.stopScript(); }};
+        for (const auto& end : ends) {
+            hand.play(push);
+            QVERIFY(hand.isPlaying());
+            end();
+            QVERIFY(!hand.isPlaying());
         }
     }
 
@@ -354,7 +361,7 @@ private slots:
         QVERIFY(sweep.size() == 1 && sweep[0].waitMs > 2100 && sweep[0].waitMs < 3000);
     }
 
-    // Steps come one by one and in order; a cancel or another wish ends the series.
+    // Steps come one by one and in order; a cancel ends the series.
     void playsAScript() {
         const HandScript script = wallScript(4, 1, false);
         HandPlayer player;
@@ -380,18 +387,6 @@ private slots:
         player.advance();
         QTRY_COMPARE(seen.last(), QString("c"));
         QVERIFY2(clock.elapsed() >= 199, qPrintable(QString::number(clock.elapsed())));
-
-        Shown shown(path("arm-1.sock"));
-        HandWishes hand(shown.panel.link());
-        const std::function<void()> ends[] = {[&] { hand.nudge(0, 1.0); }, [&] { hand.turnTo({}); },
-                                              [&] { hand.act("hand.dock"); }, [&] { hand.halt(); },
-                                              [&] { hand.stopScript(); }};
-        for (const auto& end : ends) {
-            hand.play(script);
-            QVERIFY(hand.isPlaying());
-            end();
-            QVERIFY(!hand.isPlaying());
-        }
     }
 
     void recordsWithItsTimes() {
@@ -439,22 +434,20 @@ private slots:
         QVERIFY(!key("Record")->isChecked());
 
         // A recording in no file is not closed away by one click, nor recorded over, nor where no file is named then.
-        QTimer answers;
-        QMessageBox::StandardButton answer;
-        connect(&answers, &QTimer::timeout, this, [&answer] {
-            if (auto* asked = qobject_cast<QMessageBox*>(QApplication::activeModalWidget()))
-                asked->button(answer)->click();
-            else if (auto* files = qobject_cast<QFileDialog*>(QApplication::activeModalWidget()))
-                files->reject();
-        });
-        answers.start(5);
-        for (const auto choice : {QMessageBox::Cancel, QMessageBox::Save}) {
-            answer = choice;
+        for (const auto answer : {QMessageBox::Cancel, QMessageBox::Save}) {
+            QTimer answers;
+            connect(&answers, &QTimer::timeout, this, [answer] {
+                QWidget* asked = QApplication::activeModalWidget();
+                if (auto* box = qobject_cast<QMessageBox*>(asked))
+                    box->button(answer)->click();
+                else if (asked)
+                    asked->close();
+            });
+            answers.start(5);
             QVERIFY(!shown.panel.close());
             key("Record")->click();
             QVERIFY(!key("Record")->isChecked());
         }
-        answers.stop();
         QVERIFY(bar->save(file));
         QVERIFY(shown.panel.close());
         QVERIFY(!bar->save("/nowhere/walk.jsonl"));

@@ -23,9 +23,9 @@
 namespace simarm {
 
 /// As in a fresh process that steps its loop; files stay.
-inline void restart() {
+inline void restart(bool stepped = true) {
     armcontrol::resetArm();
-    armcontrol::loopStepped(true);
+    armcontrol::loopStepped(stepped);
 }
 
 /// A fresh stepped library with the built-in fleet of a scratch KNDD_HOME.
@@ -35,9 +35,7 @@ public:
         qputenv("KNDD_HOME", home.path().toUtf8());
         qputenv("NOLVA_ARM_SOCKET", "off");
         QDir(home.path()).mkdir("config");
-        armcontrol::resetArm();
-        if (stepped)
-            armcontrol::loopStepped(true);
+        restart(stepped);
         createServoLoop();
     }
     ~Bench() { armcontrol::resetArm(); }
@@ -115,14 +113,12 @@ inline bool isShort(const QByteArray& message) {
 /// A callback for startServoLoop from any callable.
 class Callback {
 public:
-    explicit Callback(std::function<void()> f) : f_(std::move(f)) { startServoLoop(&Callback::call, this); }
+    explicit Callback(std::function<void()> f) : f_(std::move(f)) {
+        startServoLoop([](void* self) { return static_cast<Callback*>(self)->f_(), 0; }, this);
+    }
     ~Callback() { stopServoLoop(); }
 
 private:
-    static int call(void* self) {
-        static_cast<Callback*>(self)->f_();
-        return 0;
-    }
     std::function<void()> f_;
 };
 

@@ -169,8 +169,7 @@ private slots:
     void manners() {
         for (const bool stepped : {true, false}) {
             Bench bench;
-            armcontrol::resetArm();  // no loop is created
-            armcontrol::loopStepped(stepped);
+            simarm::restart(stepped);  // no loop is created
             handle = init_tharlen("Default Device");
             calls = 0;
             setOnly("eager-loop");
