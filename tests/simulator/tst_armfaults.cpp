@@ -85,7 +85,7 @@ private slots:
             int axes;
             double low, high;  // of the healthy way
             double counts;     // besides
-        } rows[] = {{"weak-motor", 0.5, 6, 0.3, 0.55, 0},
+        } rows[] = {{"weak-motor", 0.75, 6, 0.6, 0.8, 0},
                     {"reversed-motor", 1, 6, -1.2, -0.8, 0},
                     {"sticky-bearing", 8, 6, 0.1, 0.97, 0},
                     {"dead-encoder", 1, 6, 0, 0, 0},
@@ -320,7 +320,7 @@ private slots:
                     QCOMPARE(update_tharlen(id), there ? row.status : 0);
                     float scale[6];
                     get_tharlen_temp_normalized_6dof(id, scale);
-                    QVERIFY(std::abs(scale[motor] - (there ? row.celsius / warm : 0)) < 0.001);
+                    QVERIFY(std::abs(scale[motor] - (there ? row.celsius / state().warmLimit : 0)) < 0.001);
                     QCOMPARE(state().amplifiers, row.amplifiers || !there);
                     QCOMPARE(unfiltered_device_fault(id) == 0, row.mayComeOn || !there);
                     if (!state().amplifiers)
