@@ -4,6 +4,8 @@
 #include <QString>
 #include <QTextEdit>
 
+#include "oneline.h"
+
 /// QTextEdit::append, which takes a text for markup where it looks like it.
 inline void appendPlain(QTextEdit* box, const QString& text) {
     if (!Qt::mightBeRichText(text)) {
@@ -15,15 +17,4 @@ inline void appendPlain(QTextEdit* box, const QString& text) {
     end.movePosition(QTextCursor::End);
     end.insertText(text);
     box->ensureCursorVisible();
-}
-
-/// One line: whatever ends a line or controls a printer becomes a blank. A tab stays.
-inline QString oneLine(QString text) {
-    for (QChar& character : text) {
-        const QChar::Category kind = character.category();
-        const bool control = kind == QChar::Other_Control && character != '\t';
-        if (control || kind == QChar::Separator_Line || kind == QChar::Separator_Paragraph)
-            character = ' ';
-    }
-    return text;
 }

@@ -9,8 +9,8 @@ namespace {
 
 Verdict verdictOf(bool pass) { return pass ? Verdict::pass : Verdict::fail; }
 
-const char* interfaceName(const CTHARLeNDevice* entry) {
-    switch (entry ? entry->m_nCardType : 0) {
+const char* interfaceName(ULONG cardType) {
+    switch (cardType) {
         case kCardParallel1:
         case kCardParallel2:
             return "Parallel port";
@@ -65,11 +65,11 @@ void addDevice(Items& items, const Subject& subject) {
     addLabel(items, kDevice, "Operator's name", subject.operatorName);
     addLabel(items, kDevice, "Test Date amd Time", subject.date);
     addLabel(items, kConfiguration, "Model", subject.model);
-    addLabel(items, kConfiguration, "Interface", interfaceName(subject.entry));
+    addLabel(items, kConfiguration, "Interface", interfaceName(subject.cardType));
     if (subject.port)
-        addLabel(items, kConfiguration, "Port number", QString("COM%1").arg(subject.entry->m_nChannel));
+        addLabel(items, kConfiguration, "Port number", QString("COM%1").arg(subject.channel));
     if (subject.sixDof)
-        addLabel(items, kConfiguration, "Pinch Option", QString::number(subject.entry->m_nExtra6DOFOption));
+        addLabel(items, kConfiguration, "Pinch Option", QString::number(subject.extraOption));
 }
 
 // Both inspections count into the sum.

@@ -50,12 +50,14 @@ using Items = std::vector<Item>;
 /// What a report is about, beside the record of verdicts.
 struct Subject {
     QString device, serial, operatorName, date, model;
-    const CTHARLeNDevice* entry = nullptr;  ///< of the library's store; null where none is selected
-    bool gimbal = false;                    ///< has gimbal encoders and switches
-    bool sixDof = false;                    ///< has handle motors
-    bool automatic = false;                 ///< of a model line with automatic inspections, whose box counts
-    bool extraSwitches = false;             ///< has an extra switch and one in the ink well
-    bool port = false;                      ///< is on a numbered port
+    ULONG cardType = 0;          ///< of the entry in the library's store; 0 where none is selected
+    ULONG channel = 0;           ///< its port's number
+    ULONG extraOption = 0;       ///< its pinch grip
+    bool gimbal = false;         ///< has gimbal encoders and switches
+    bool sixDof = false;         ///< has handle motors
+    bool automatic = false;      ///< of a model line with automatic inspections, whose box counts
+    bool extraSwitches = false;  ///< has an extra switch and one in the ink well
+    bool port = false;           ///< is on a numbered port
 };
 
 Items itemsOf(const REPORTFIELDS& verdicts, const Subject& subject);

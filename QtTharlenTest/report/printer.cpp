@@ -1,7 +1,7 @@
 // The text of a report: its headings and columns.
 #include "printer.h"
 
-#include "plaintext.h"
+#include "oneline.h"
 
 namespace report {
 

@@ -102,7 +102,11 @@ report::Subject subjectOf(const qtTharlenTest& window, const QString& serial, co
     const Ui::qtTharlenTestClass& ui = window.ui;
     const ModelLine& line = window.modelLine();
     report::Subject subject;
-    subject.entry = window.selectedDevice();
+    if (const CTHARLeNDevice* entry = window.selectedDevice()) {
+        subject.cardType = entry->m_nCardType;
+        subject.channel = entry->m_nChannel;
+        subject.extraOption = entry->m_nExtra6DOFOption;
+    }
     subject.gimbal = tharlen_check_for_gimbal(window.csTharlenID) != 0;
     subject.sixDof = line.sixDof;
     subject.automatic = line.automaticInspections;

@@ -1,0 +1,174 @@
+// See commands.h.
+#include "commands.h"
+
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include "device/foreign.h"
+
+namespace records {
+namespace {
+
+QString verdictOf(const Run& run) { return !run.understood ? "not understood" : run.pass ? "PASS" : "FAIL"; }
+
+QString timeOf(const Run& run) {
+    return run.testedAt ? QDateTime::fromMSecsSinceEpoch(*run.testedAt).toString("yyyy-MM-dd hh:mm:ss") : run.date;
+}
+
+/// A cell of the columns of `list`, which a longer text makes wider.
+QString cell(const QString& text, int width) { return plain(text).leftJustified(width) + "  "; }
+
+/// The first two of them, and how many there are more.
+QString inShort(const QStringList& names) {
+    const QString begin = names.mid(0, 2).join(", ");
+    return names.size() > 2 ? QString("%1 and %2 more").arg(begin).arg(names.size() - 2) : begin;
+}
+
+QString quoted(QString text) { return '"' + text.replace('"', "\"\"") + '"'; }
+
+QJsonObject spanJson(const Span& span) { return {{"low", span.low}, {"high", span.high}}; }
+
+QJsonObject runJson(const Run& run) {
+    QJsonObject json{{"schema", kJsonSchema},
+                     {"id", run.id},
+                     {"storedAt", QDateTime::fromMSecsSinceEpoch(run.storedAt).toUTC().toString(Qt::ISODateWithMs)},
+                     {"understood", run.understood}};
+    if (run.testedAt)
+        json["testedAt"] = QDateTime::fromMSecsSinceEpoch(*run.testedAt).toUTC().toString(Qt::ISODate);
+    if (!run.understood) {
+        json["why"] = run.why;
+        return json;
+    }
+    json["device"] = run.device;
+    json["serial"] = run.serial;
+    json["operator"] = run.operatorName;
+    json["date"] = run.date;
+    json["model"] = run.model;
+    json["interface"] = run.interfaceName;
+    json["pass"] = run.pass;
+    json["failed"] = QJsonArray::fromStringList(run.failed.split('\n', Qt::SkipEmptyParts));
+    for (const auto& [quantity, spans] :
+         {std::make_pair(Quantity::Counts, &run.counts), std::make_pair(Quantity::Dac, &run.dac)})
+        for (int axis = 0; axis < kAxes; ++axis)
+            if (const auto& span = (*spans)[static_cast<std::size_t>(axis)])
+                json[quantityName(quantity, axis)] = spanJson(*span);
+    return json;
+}
+
+/// What the text has beside the row: each verdict, and what was written below.
+void addItems(QJsonObject& json, const UnderstoodReport& report) {
+    QJsonArray items;
+    const std::vector<QString> names = itemNames(report.items);
+    for (std::size_t i = 0; i < names.size(); ++i)
+        if (!names[i].isEmpty())
+            items << QJsonObject{{"item", names[i]},
+                                 {"pass", report.items[i].verdict == report::Verdict::pass},
+                                 {"counts", report.items[i].counts != report::Counts::nowhere}};
+    json["items"] = items;
+    json["comments"] = report.comments;
+}
+
+}  // namespace
+
+QString plain(const QString& text) { return QString::fromStdString(foreign::printable(text.toStdString())); }
+
+int importFiles(Store& store, const QStringList& files, QTextStream& out) {
+    int wrong = 0;
+    for (const QString& name : files) {
+        const foreign::FileText file = foreign::readFile(QFile::encodeName(name).toStdString(), kLongestReport);
+        QString said;
+        if (!file.there || !file.why.empty())
+            said = file.there ? QString::fromStdString(file.why) : "is not there";
+        else if (file.text.size() > static_cast<std::size_t>(kLongestReport))
+            said = "is longer than 1 MiB: no report";
+        else if (file.text.empty())
+            said = "is empty";
+        wrong += said.isEmpty() ? 0 : 1;
+        if (said.isEmpty()) {
+            const QByteArray bytes(file.text.data(), static_cast<int>(file.text.size()));
+            const Reading reading = readReport(bytes);
+            said = !store.add(bytes) ? "is there already"
+                   : reading.report  ? "stored"
+                                     : "stored, not understood: " + reading.why;
+        }
+        out << plain(name) << ": " << said << "\n";
+    }
+    return wrong == 0 ? 0 : 1;
+}
+
+int listRuns(Store& store, const Choice& choice, QTextStream& out) {
+    qint64 runs = 0;
+    store.each(choice, [&](const Run& run) {
+        out << QString::number(run.id).rightJustified(7) << "  " << cell(timeOf(run), 19) << cell(verdictOf(run), 14)
+            << cell(run.serial, 14) << cell(run.device, 20) << cell(run.model, 20) << plain(run.operatorName);
+        if (!run.understood)
+            out << plain(run.why);
+        else if (!run.failed.isEmpty())
+            out << "  failed: " << inShort(run.failed.split('\n'));
+        out << "\n";
+        ++runs;
+    });
+    out << runs << (runs == 1 ? " run\n" : " runs\n");
+    return 0;
+}
+
+int showRun(Store& store, qint64 id, bool json, QTextStream& out) {
+    const std::optional<Run> run = store.run(id);
+    if (!run)
+        throw StoreError(QString("there is no run %1").arg(id));
+    const QByteArray bytes = store.text(id);
+    if (!json) {
+        out.flush();
+        if (out.device())
+            out.device()->write(bytes);  // as it came, byte for byte
+        return 0;
+    }
+    QJsonObject object = runJson(*run);
+    if (const Reading reading = readReport(bytes); reading.report)
+        addItems(object, *reading.report);
+    out << QString::fromUtf8(QJsonDocument(object).toJson());
+    return 0;
+}
+
+int exportCsv(Store& store, const Choice& choice, QTextStream& out) {
+    out << "id,stored_at,tested_at,understood,pass,device,serial,operator,model,interface,failed,why";
+    for (const Quantity quantity : {Quantity::Counts, Quantity::Dac})
+        for (int axis = 0; axis < kAxes; ++axis)
+            out << QString(",%1-low,%1-high").arg(quantityName(quantity, axis));
+    out << "\r\n";
+    const auto time = [](qint64 ms) { return QDateTime::fromMSecsSinceEpoch(ms).toUTC().toString(Qt::ISODate); };
+    store.each(choice, [&](const Run& run) {
+        out << run.id << "," << time(run.storedAt) << "," << (run.testedAt ? time(*run.testedAt) : QString()) << ","
+            << run.understood << "," << run.pass;
+        for (const QString& text :
+             {run.device, run.serial, run.operatorName, run.model, run.interfaceName, run.failed, run.why})
+            out << "," << quoted(text);
+        for (const auto* spans : {&run.counts, &run.dac})
+            for (const std::optional<Span>& span : *spans)
+                out << "," << (span ? QString::number(span->low, 'g', 12) : QString()) << ","
+                    << (span ? QString::number(span->high, 'g', 12) : QString());
+        out << "\r\n";
+    });
+    return 0;
+}
+
+int exportJsonLines(Store& store, const Choice& choice, QTextStream& out) {
+    store.each(choice, [&](const Run& run) {
+        out << QString::fromUtf8(QJsonDocument(runJson(run)).toJson(QJsonDocument::Compact)) << "\n";
+    });
+    return 0;
+}
+
+int verifyRuns(Store& store, QTextStream& out) {
+    int wrong = 0;
+    const qint64 runs = store.verify([&](qint64 id, const QString& why) {
+        out << "run " << id << ": " << why << "\n";
+        ++wrong;
+    });
+    out << runs << (runs == 1 ? " run, " : " runs, ") << wrong << " wrong\n";
+    return wrong == 0 ? 0 : 1;
+}
+
+}  // namespace records

@@ -1,0 +1,167 @@
+// The report's writer puts a whole file in its place where it can. Where it cannot, it writes into the one that is
+// there; then a text without its end is not taken until it stands still.
+#include "keeper.h"
+
+#include <poll.h>
+#include <sys/inotify.h>
+#include <unistd.h>
+
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QSaveFile>
+
+#include "device/foreign.h"
+
+namespace records {
+namespace {
+
+constexpr qint64 kStillMs = 5000;  // a text without its end that has not changed for so long will have none
+const QString kSuffix = QStringLiteral(".report");
+
+bool hasEnd(const QByteArray& bytes) {
+    return bytes.contains("\nCOMMENTS: \n    Enter any additional comments below\n");
+}
+
+}  // namespace
+
+struct Keeper::Watch {
+    int descriptor = inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
+    QString folder;
+
+    static void end(Watch* watch) {
+        close(watch->descriptor);
+        delete watch;
+    }
+    /// The folder, for a report that takes another's place is another file.
+    void on(const QString& wanted) {
+        if (descriptor >= 0
+            && inotify_add_watch(descriptor, QFile::encodeName(wanted).constData(),
+                                 IN_CLOSE_WRITE | IN_MOVED_TO | IN_ONLYDIR)
+                   >= 0)
+            folder = wanted;
+    }
+};
+
+Keeper::Keeper(const QString& reportFile, const QString& waiting, const QString& store, Say say)
+    : report_(reportFile), waiting_(waiting), where_(store), say_(std::move(say)), watch_(new Watch, &Watch::end) {}
+
+void Keeper::complain(const QString& about, const QString& line) {
+    if (said_.value(about) == line)
+        return;
+    said_[about] = line;
+    if (!line.isEmpty())
+        say_(line);
+}
+
+bool Keeper::look() {
+    watch_->on(QFileInfo(report_).absolutePath());
+    const bool taken = takeReport();
+    return storeWaiting() && taken;
+}
+
+bool Keeper::takeReport() {
+    const QFileInfo before(report_);
+    const foreign::FileText file =
+        foreign::readFile(QFile::encodeName(report_).toStdString(), static_cast<std::size_t>(kLongestReport));
+    if (!file.there)
+        return true;
+    const QString name = QString::fromStdString(foreign::printable(report_.toStdString()));
+    if (!file.why.empty()) {
+        complain("report", QString("%1: %2").arg(name, QString::fromStdString(file.why)));
+        return true;
+    }
+    const QByteArray bytes(file.text.data(), static_cast<int>(file.text.size()));
+    if (bytes.size() > kLongestReport) {
+        complain("report", QString("%1 is longer than 1 MiB: it is no report, and is not taken").arg(name));
+        return true;
+    }
+    complain("report", {});
+    const QString digest = digestOf(bytes);
+    if (bytes.isEmpty() || digest == taken_)
+        return true;
+    if (!hasEnd(bytes) && before.lastModified().msecsTo(QDateTime::currentDateTime()) < kStillMs
+        && before.lastModified() <= QDateTime::currentDateTime())
+        return false;
+    putAside(bytes);
+    taken_ = digest;
+    return true;
+}
+
+void Keeper::putAside(const QByteArray& bytes) {
+    QDir().mkpath(waiting_);
+    QFile(waiting_).setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    QSaveFile file(QDir(waiting_).filePath(digestOf(bytes) + kSuffix));
+    if (file.open(QIODevice::WriteOnly) && file.setPermissions(QFile::ReadOwner | QFile::WriteOwner)
+        && file.write(bytes) == bytes.size() && file.commit()) {
+        complain("waiting", {});
+        return;
+    }
+    held_.push_back(bytes);
+    complain("waiting",
+             QString("%1 takes no report (%2): held in memory until it is stored")
+                 .arg(QString::fromStdString(foreign::printable(waiting_.toStdString())), file.errorString()));
+}
+
+/// One that the store does not take keeps none of the others.
+bool Keeper::storeWaiting() {
+    std::vector<QByteArray> refused;
+    for (const QByteArray& bytes : held_)
+        if (!storeOne(bytes, "a report"))
+            refused.push_back(bytes);
+    held_.swap(refused);
+    bool all = held_.empty();
+    for (const QFileInfo& info :
+         QDir(waiting_).entryInfoList({"*" + kSuffix}, QDir::Files, QDir::Time | QDir::Reversed)) {
+        QFile file(info.filePath());
+        if (!file.open(QIODevice::ReadOnly))
+            continue;  // another keeper has stored it
+        const QByteArray bytes = file.read(kLongestReport + 1);
+        if (storeOne(bytes, info.filePath()))
+            file.remove();
+        else
+            all = false;
+        if (!store_)
+            return false;
+    }
+    return all;
+}
+
+bool Keeper::storeOne(const QByteArray& bytes, const QString& name) {
+    try {
+        if (!store_)
+            store_ = std::make_unique<Store>(where_);
+    } catch (const StoreError& error) {
+        complain("store", QString("reports wait: %1").arg(QString::fromStdString(foreign::printable(error.what()))));
+        return false;
+    }
+    try {
+        const bool fresh = store_->add(bytes);
+        if (!said_.value("store").isEmpty())
+            say_("the records can be written again");
+        complain("store", {});
+        const Reading reading = readReport(bytes);
+        if (fresh && !reading.report)
+            say_(QString("not understood, and kept whole: %1").arg(reading.why));
+        return true;
+    } catch (const StoreError& error) {
+        if (!store_->works())
+            store_.reset();  // and opened anew
+        complain("store", QString("%1 waits: %2")
+                              .arg(QString::fromStdString(foreign::printable(name.toStdString())),
+                                   QString::fromStdString(foreign::printable(error.what()))));
+        return false;
+    }
+}
+
+void Keeper::waitForChange(int ms) {
+    pollfd waited{watch_->folder.isEmpty() ? -1 : watch_->descriptor, POLLIN, 0};
+    if (poll(&waited, 1, ms) <= 0)
+        return;
+    char events[4096];
+    while (read(watch_->descriptor, events, sizeof events) > 0) {
+    }
+}
+
+}  // namespace records

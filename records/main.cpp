@@ -1,0 +1,138 @@
+// nolva-records: keeps every report, and shows what was kept.
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QDir>
+#include <QLockFile>
+#include <climits>
+#include <csignal>
+#include <cstdio>
+
+#include "commands.h"
+#include "keeper.h"
+
+namespace {
+
+using namespace records;
+
+constexpr int kUsageError = 2, kPauseMs = 2000, kSoonMs = 300;
+volatile std::sig_atomic_t ended = 0;
+
+const char* const kUsage =
+    "nolva-records keep              watches the report file and stores each report\n"
+    "nolva-records import FILE...    stores reports from files\n"
+    "nolva-records list [choice]     the runs, oldest first\n"
+    "nolva-records show ID [--json]  one run: the report as it was, or its values\n"
+    "nolva-records export [choice] [--json-lines]\n"
+    "                                all values, as CSV or a JSON object a line\n"
+    "nolva-records verify            whether everything is as it was stored\n"
+    "Choice: --serial S, --device D, --model M, --operator O, --verdict pass|fail|not-understood,\n"
+    "        --since DATE, --until DATE (included), --newest N\n"
+    "--db WHERE or NOLVA_RECORDS: a file, or postgresql://user@host/database; else $KNDD_HOME/logs/records.sqlite\n";
+
+int refuse(const QString& why) {
+    std::fprintf(stderr, "nolva-records: %s\n", qPrintable(why));
+    return kUsageError;
+}
+
+void say(const QString& line) { std::fprintf(stderr, "nolva-records: %s\n", qPrintable(line)); }
+
+/// One keeper a report file: a second one says so and leaves, which is no error where several programs start one.
+int keep(const QString& where) {
+    const QString home = qEnvironmentVariable("KNDD_HOME");
+    if (home.isEmpty())
+        return refuse("keep watches $KNDD_HOME/logs/Test_Reports, and KNDD_HOME is not set");
+    const QDir logs(home + "/logs");
+    if (!logs.mkpath("."))
+        return refuse(plain(logs.path()) + " cannot be made");
+    QLockFile lock(logs.filePath(".records.lock"));
+    lock.setStaleLockTime(0);
+    if (!lock.tryLock(0) && lock.error() == QLockFile::LockFailedError) {
+        say("another one keeps the reports of this folder already");
+        return 0;
+    }
+    Keeper keeper(logs.filePath("Test_Reports"), logs.filePath("records-waiting"), where, say);
+    while (!ended)
+        keeper.waitForChange(keeper.look() ? kPauseMs : kSoonMs);
+    return 0;
+}
+
+bool takeTime(const QCommandLineParser& parser, const char* name, int moreDays, std::optional<qint64>& ms) {
+    if (!parser.isSet(name))
+        return true;
+    const QDate day = QDate::fromString(parser.value(name), Qt::ISODate);
+    if (day.isValid())
+        ms = day.addDays(moreDays).startOfDay().toMSecsSinceEpoch();
+    return day.isValid();
+}
+
+/// An empty text where all is well.
+QString takeChoice(const QCommandLineParser& parser, Choice& choice) {
+    choice.serial = parser.value("serial");
+    choice.device = parser.value("device");
+    choice.model = parser.value("model");
+    choice.operatorName = parser.value("operator");
+    choice.verdict = parser.value("verdict");
+    if (!choice.verdict.isEmpty() && !QStringList{"pass", "fail", "not-understood"}.contains(choice.verdict))
+        return "--verdict is pass, fail or not-understood";
+    if (!takeTime(parser, "since", 0, choice.since) || !takeTime(parser, "until", 1, choice.until))
+        return "--since and --until take a day as 2026-11-30";
+    bool whole = true;
+    if (parser.isSet("newest"))
+        choice.newest = parser.value("newest").toInt(&whole);
+    return whole && (choice.newest > 0 || !parser.isSet("newest")) ? QString() : "--newest takes a number above 0";
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    QCoreApplication application(argc, argv);
+    QCommandLineParser parser;
+    parser.addOption({"db", "", "where"});
+    for (const char* name : {"serial", "device", "model", "operator", "verdict", "since", "until", "newest"})
+        parser.addOption({name, "", name});
+    parser.addOptions({{"json", ""}, {"json-lines", ""}, {"help", ""}});
+    if (!parser.parse(QCoreApplication::arguments()))
+        return refuse(parser.errorText());
+    QStringList words = parser.positionalArguments();
+    if (parser.isSet("help") || words.isEmpty()) {
+        std::fputs(kUsage, parser.isSet("help") ? stdout : stderr);
+        return parser.isSet("help") ? 0 : kUsageError;
+    }
+    const QString command = words.takeFirst();
+    Choice choice;
+    const QString wrong = takeChoice(parser, choice);
+    if (!wrong.isEmpty())
+        return refuse(wrong);
+    bool number = false;
+    const qint64 id = words.value(0).toLongLong(&number);
+    const int least = command == "import" || command == "show" ? 1 : 0, most = command == "import" ? INT_MAX : least;
+    if (!QStringList{"keep", "import", "list", "show", "export", "verify"}.contains(command) || words.size() < least
+        || words.size() > most || (command == "show" && !number))
+        return refuse("no such command; nolva-records --help tells what there is");
+    // What the toolkit says of a database is said here, in one line.
+    qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
+    std::signal(SIGINT, [](int) { ended = 1; });
+    std::signal(SIGTERM, [](int) { ended = 1; });
+    try {
+        const QString where = storeNamed(parser.value("db"));
+        if (command == "keep")
+            return keep(where);
+        Store store(where);
+        QFile standard;
+        standard.open(stdout, QIODevice::WriteOnly);
+        QTextStream out(&standard);
+        out.setCodec("UTF-8");
+        if (command == "import")
+            return importFiles(store, words, out);
+        if (command == "list")
+            return listRuns(store, choice, out);
+        if (command == "show")
+            return showRun(store, id, parser.isSet("json"), out);
+        if (command == "export")
+            return parser.isSet("json-lines") ? exportJsonLines(store, choice, out) : exportCsv(store, choice, out);
+        return verifyRuns(store, out);
+    } catch (const StoreError& error) {
+        say(plain(QString::fromStdString(error.what())));
+        return 1;
+    }
+}
