@@ -10,7 +10,8 @@
 
 namespace {
 
-constexpr int kWatchPeriod = 50;  ///< ms
+constexpr int kWatchPeriod = 50;     ///< ms
+constexpr int kInsistPeriod = 3000;  ///< ms
 
 /// Changes whenever a report is written; empty where there is none.
 QString stampOf(const QString& file) {
@@ -26,6 +27,8 @@ BenchSession::BenchSession(qtTharlenTest& window, const Flow& flow, bool mechani
     ui.lineEdit_name->setText(operatorName);
     // The window's own slots were connected first and have run by then.
     connect(ui.tabWidget, &QTabWidget::currentChanged, this, &BenchSession::sayWhereFlowEnds);
+    connect(ui.tabWidget, &QTabWidget::currentChanged, this, &BenchSession::insistOnReport);
+    connect(&m_insist, &QTimer::timeout, this, &BenchSession::insistOnReport);
     connect(ui.user_radioButton, &QRadioButton::clicked, this, &BenchSession::tellMode);
     tellMode();
     if (!mechanics)
@@ -56,6 +59,22 @@ void BenchSession::sayWhereFlowEnds() {
     QTextBrowser* const box =
         ui.tabWidget->currentWidget() == ui.tab_2 ? ui.calibrate_textbrowser2 : ui.encoderStatus_help_textBox;
     box->append(end);
+}
+
+void BenchSession::insistOnReport() {
+    auto& ui = m_window.ui;
+    const bool summary = ui.tabWidget->currentWidget() == ui.tab_12 && m_window.csTharlenID >= 0;
+    const bool due = summary && stampOf(reportFile()) == m_reportBefore;
+    if (due && m_insist.isActive() && m_window.createTestReport() != 0)
+        m_insist.stop();
+    else if (due && !m_insist.isActive()) {
+        ui.summary_text_browser->append(
+            "The report could not be written; the line below, under Errors, says why. It is tried again every three "
+            "seconds. Make room or mend the folder before you close the window: the verdicts are in no other place.");
+        m_insist.start(kInsistPeriod);
+    } else if (!due) {
+        m_insist.stop();
+    }
 }
 
 // The mode tab still offers the user mode, and there is no way back from it but a new start.

@@ -9,8 +9,8 @@
 
 class qtTharlenTest;
 
-/// Puts the tabs of friction and capstan into their place, says where a flow ends, and tells the mode in the window's
-/// title. Graphical thread.
+/// Puts the tabs of friction and capstan into their place, says where a flow ends, tells the mode in the window's
+/// title, and sees to it that the report gets written. Graphical thread.
 class BenchSession : public QObject {
     Q_OBJECT
 
@@ -25,11 +25,13 @@ private slots:
     void placeMechanics();
     void sayWhereFlowEnds();
     void tellMode();
+    /// No way leads back to "Summary": a report that could not be written is tried again by itself.
+    void insistOnReport();
 
 private:
     qtTharlenTest& m_window;
     const Flow& m_flow;
     bool m_mechanics;
     QString m_reportBefore;  ///< stamp of the report's file as the session began
-    QTimer m_watch;
+    QTimer m_watch, m_insist;
 };

@@ -150,6 +150,21 @@ private slots:
         }
     }
 
+    // No way leads back to the page that writes it.
+    void insistsOnTheReport() {
+        QTemporaryDir home;
+        qputenv("KNDD_HOME", home.path().toLocal8Bit());
+        const auto session = certify(kModelOrda, false);
+        auto& ui = window->ui;
+        ui.tabWidget->setCurrentIndex(ui.tabWidget->insertTab(ui.tabWidget->count(), ui.tab_12, "Summary"));
+        for (const bool room : {false, true}) {
+            QVERIFY(ui.summary_text_browser->toPlainText().contains("tried again") && !QFile::exists(reportFile()));
+            QVERIFY(!room || QDir(home.path()).mkpath("logs"));
+            QMetaObject::invokeMethod(session.get(), "insistOnReport");
+        }
+        QVERIFY(QFile::exists(reportFile()) && ui.summary_text_browser->toPlainText().contains("Successfully"));
+    }
+
     // The next device gets the operator and what was chosen, and is told of this one; odd characters come through.
     void whatIsKept() {
         QTemporaryDir home;
