@@ -110,7 +110,7 @@ const std::vector<Row>& table() {
       {kForces | kBox, "a count or two in the time of a run"}}, &kOfBase},
     {{"drifting-encoder", 60, "/min", Part::Gimbal}, kEveryLine, kRead | kTrace, {}, &kOfGimbal},
 
-    {{"short-travel", 0.12, "of travel", Part::Base}, kEveryLine, kRead,
+    {{"short-travel", 0.13, "of travel", Part::Base}, kEveryLine, kRead,
      {{kCalibrate | kDetails, "flags, ink well and reset pose lie clear of the stops"},
       {kForces | kFriction | kBox, "the stops are not touched there"}}, &kOfBase},
     {{"short-travel", 0.09, "of travel", Part::Base}, kEveryLine, kRead,

@@ -175,7 +175,7 @@ private slots:
                     {"Corvale LAN", "Calibrate", "missing-flag", 1, kMeant, "not done", ""},
                     {"Corvale LAN", "Calibration Details", "narrow-gap 110 counts", 0, kMeant, "gap 1", ""},
                     {"Orda LAN", "Read Encoder", "stuck-switch 0 released", 0, kMeant, "button", "shows OFF"},
-                    {"Orda LAN", "Read Encoder", "short-travel 0.12 of travel", 1, kMeant, "travel of Y does not pass",
+                    {"Orda LAN", "Read Encoder", "short-travel 0.13 of travel", 1, kMeant, "travel of Y does not pass",
                      "stop to stop of Y"},
                     {"Corvale USB", "Read Encoder", "dead-encoder, gimbal", 4, kMeant, "", "gimbal Y does not move"},
                     {"Stelmar 1.0", "Read Encoder", "drifting-encoder 60 /min", 1, kMeant, "", "Y runs on"},
