@@ -16,4 +16,6 @@ if [ -z "$KNDD_HOME" ]; then
     export KNDD_HOME
     mkdir -p "$KNDD_HOME/config" "$KNDD_HOME/logs"
 fi
+records=$prefix/@CMAKE_INSTALL_BINDIR@/nolva-records
+[ ! -x "$records" ] || "$records" keep --with $$ & # every report; ends with the program, which this process becomes
 exec "$program" "$@"

@@ -3,6 +3,7 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QLockFile>
+#include <cerrno>
 #include <climits>
 #include <csignal>
 #include <cstdio>
@@ -14,11 +15,11 @@ namespace {
 
 using namespace records;
 
-constexpr int kUsageError = 2, kPauseMs = 2000, kSoonMs = 300;
+constexpr int kUsageError = 2, kPauseMs = 2000, kSoonMs = 300, kLastLooks = 20;
 volatile std::sig_atomic_t ended = 0;
 
 const char* const kUsage =
-    "nolva-records keep              watches the report file and stores each report\n"
+    "nolva-records keep [--with PID] watches the report file and stores each report; ends with that process\n"
     "nolva-records import FILE...    stores reports from files\n"
     "nolva-records list [choice]     the runs, oldest first\n"
     "nolva-records show ID [--json]  one run: the report as it was, or its values\n"
@@ -36,23 +37,29 @@ int refuse(const QString& why) {
 
 void say(const QString& line) { std::fprintf(stderr, "nolva-records: %s\n", qPrintable(line)); }
 
-/// One keeper a report file: a second one says so and leaves, which is no error where several programs start one.
-int keep(const QString& where) {
+/// One keeper a folder: another one waits, and takes over when that has ended, so that there is never none.
+/// `companion`: the process after whose end this one ends too, once all is stored; 0 for none.
+int keep(const QString& where, qint64 companion) {
     const QString home = qEnvironmentVariable("KNDD_HOME");
     if (home.isEmpty())
         return refuse("keep watches $KNDD_HOME/logs/Test_Reports, and KNDD_HOME is not set");
     const QDir logs(home + "/logs");
     if (!logs.mkpath("."))
         return refuse(plain(logs.path()) + " cannot be made");
+    const auto isOver = [companion] {
+        return ended || (companion > 0 && ::kill(static_cast<pid_t>(companion), 0) != 0 && errno == ESRCH);
+    };
     QLockFile lock(logs.filePath(".records.lock"));
     lock.setStaleLockTime(0);
-    if (!lock.tryLock(0) && lock.error() == QLockFile::LockFailedError) {
-        say("another one keeps the reports of this folder already");
-        return 0;
-    }
+    while (!lock.tryLock(kPauseMs / 4) && lock.error() == QLockFile::LockFailedError)
+        if (isOver())
+            return 0;
     Keeper keeper(logs.filePath("Test_Reports"), logs.filePath("records-waiting"), where, say);
-    while (!ended)
-        keeper.waitForChange(keeper.look() ? kPauseMs : kSoonMs);
+    while (!isOver())
+        keeper.waitForChange(keeper.look() ? kPauseMs / 2 : kSoonMs);
+    // What was written last; what cannot be stored now waits for the next keeper.
+    for (int looks = 0; looks < kLastLooks && !keeper.look(); ++looks)
+        keeper.waitForChange(kSoonMs);
     return 0;
 }
 
@@ -88,7 +95,7 @@ int main(int argc, char** argv) {
     QCoreApplication application(argc, argv);
     QCommandLineParser parser;
     parser.addOption({"db", "", "where"});
-    for (const char* name : {"serial", "device", "model", "operator", "verdict", "since", "until", "newest"})
+    for (const char* name : {"serial", "device", "model", "operator", "verdict", "since", "until", "newest", "with"})
         parser.addOption({name, "", name});
     parser.addOptions({{"json", ""}, {"json-lines", ""}, {"help", ""}});
     if (!parser.parse(QCoreApplication::arguments()))
@@ -116,7 +123,7 @@ int main(int argc, char** argv) {
     try {
         const QString where = storeNamed(parser.value("db"));
         if (command == "keep")
-            return keep(where);
+            return keep(where, parser.value("with").toLongLong());
         Store store(where);
         QFile standard;
         standard.open(stdout, QIODevice::WriteOnly);
