@@ -10,6 +10,7 @@
 
 #include "commands.h"
 #include "keeper.h"
+#include "page.h"
 
 namespace {
 
@@ -25,6 +26,7 @@ const char* const kUsage =
     "nolva-records show ID [--json]  one run: the report as it was, or its values\n"
     "nolva-records export [choice] [--json-lines]\n"
     "                                all values, as CSV or a JSON object a line\n"
+    "nolva-records page [choice]     a page of it all: yield, what fails, spans over time (HTML, to standard output)\n"
     "nolva-records verify            whether everything is as it was stored\n"
     "Choice: --serial S, --device D, --model M, --operator O, --verdict pass|fail|not-understood,\n"
     "        --since DATE, --until DATE (included), --newest N\n"
@@ -113,8 +115,8 @@ int main(int argc, char** argv) {
     bool number = false;
     const qint64 id = words.value(0).toLongLong(&number);
     const int least = command == "import" || command == "show" ? 1 : 0, most = command == "import" ? INT_MAX : least;
-    if (!QStringList{"keep", "import", "list", "show", "export", "verify"}.contains(command) || words.size() < least
-        || words.size() > most || (command == "show" && !number))
+    if (!QStringList{"keep", "import", "list", "show", "export", "page", "verify"}.contains(command)
+        || words.size() < least || words.size() > most || (command == "show" && !number))
         return refuse("no such command; nolva-records --help tells what there is");
     // What the toolkit says of a database is said here, in one line.
     qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
@@ -137,7 +139,7 @@ int main(int argc, char** argv) {
             return showRun(store, id, parser.isSet("json"), out);
         if (command == "export")
             return parser.isSet("json-lines") ? exportJsonLines(store, choice, out) : exportCsv(store, choice, out);
-        return verifyRuns(store, out);
+        return command == "page" ? writePage(store, choice, out) : verifyRuns(store, out);
     } catch (const StoreError& error) {
         say(plain(QString::fromStdString(error.what())));
         return 1;

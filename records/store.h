@@ -4,6 +4,7 @@
 #include <QByteArray>
 #include <QSqlDatabase>
 #include <QString>
+#include <QVariant>
 #include <functional>
 #include <memory>
 #include <stdexcept>
@@ -25,6 +26,19 @@ constexpr qint64 kLongestReport = 1 << 20;
 /// SHA-256 of the bytes as 64 hexadecimal digits: what tells one report from another.
 QString digestOf(const QByteArray& bytes);
 
+/// A report that is read and packed.
+struct Prepared {
+    QString digest;
+    QVariantList values;  ///< of its row
+    QByteArray packed;
+    QString why;  ///< it was not understood; empty where it was
+};
+
+/// Throws StoreError for one that is too long. Any thread.
+Prepared prepare(const QByteArray& bytes);
+/// The same of many, on all processors.
+std::vector<Prepared> prepareAll(const std::vector<QByteArray>& reports);
+
 struct Run {
     qint64 id = 0;
     qint64 storedAt = 0;             ///< ms since 1970, UTC
@@ -37,9 +51,9 @@ struct Run {
 
 /// Which runs; what is empty asks for nothing.
 struct Choice {
-    QString serial, device, model, operatorName, verdict;  ///< verdict: pass, fail, not-understood
-    std::optional<qint64> since, until;                    ///< ms, tested at; until is not included
-    int newest = 0;                                        ///< so many of the newest, 0: all
+    QString serial, device, model, interfaceName, operatorName, verdict;  ///< verdict: pass, fail, not-understood
+    std::optional<qint64> since, until;                                   ///< ms, tested at; until is not included
+    int newest = 0;                                                       ///< so many of the newest, 0: all
 };
 
 /// One connection. Every operation throws StoreError. One thread.
@@ -54,6 +68,9 @@ public:
 
     /// Stores a report whatever is in it, once: false where it is there already.
     bool add(const QByteArray& bytes);
+    bool add(const Prepared& report);
+    /// Stores all or none; the number of those that were not there already.
+    int addAll(const std::vector<QByteArray>& reports);
     /// Many in one transaction: all or none.
     void together(const std::function<void()>& work);
 
@@ -63,6 +80,9 @@ public:
     /// The bytes of a run as they came. Throws where there is no such run or they cannot be unpacked.
     QByteArray text(qint64 id);
     qint64 count();
+    /// Calls for each row of a statement that ends with the condition of the choice and `after`.
+    void rows(const QString& select, const Choice& choice, const QString& after,
+              const std::function<void(const QSqlQuery&)>& take);
     /// Whether it still answers.
     bool works();
     /// Calls with each run that is not as it was stored, and why. The number of runs that were looked at.

@@ -1,13 +1,15 @@
-// Reading takes the lines apart; whether nothing was passed over is asked of the printer: the items that were read have
-// to give the same text again.
+// A report is one of a few forms with its blanks filled in. The forms are printed by the application's own printer, one
+// for each kind of device, so that what is read would be printed again byte for byte.
 #include "understood.h"
 
-#include <QBuffer>
 #include <QLocale>
-#include <QRegularExpression>
 #include <QTextCodec>
 #include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
 
+#include "oneline.h"
 #include "printer.h"
 
 namespace records {
@@ -15,135 +17,10 @@ namespace {
 
 using report::Item;
 using report::Items;
+using report::Verdict;
 
-const QString kEnd = QStringLiteral("\nCOMMENTS: \n    Enter any additional comments below\n");
-const QString kBullet = QString::fromLatin1("· ");  // the two characters that its UTF-8 form has in Latin-1
-
-const QLatin1String kSections[] = {report::kDevice,   report::kConfiguration, report::kCalibration,
-                                   report::kEncoders, report::kSwitches,      report::kAmplifiers,
-                                   report::kForces,   report::kBoxTest,       report::kOverallStatus};
-
-QString printed(const Items& items) {
-    QString text;
-    QTextStream stream(&text);
-    report::printText(stream, items);
-    stream.flush();
-    return text;
-}
-
-/// The line of one item alone, as it begins.
-QString startOfLabel(const Item& item) { return printed({item}).section('\n', 3, 3); }
-
-/// The section that a line is the heading of; null where it is none.
-const QLatin1String* sectionOf(const QString& line) {
-    for (const QLatin1String& section : kSections)
-        if (line == section || line == section + ": "
-            || (line.startsWith(section + "  ") && line.endsWith(" PASS/FAIL")))
-            return &section;
-    return nullptr;
-}
-
-/// Takes the lines apart. Blanks between columns are passed over here; printing again tells whether they were right.
-class Lines {
-public:
-    explicit Lines(const QString& text) : lines_(text.split('\n')) {}
-
-    bool take() {
-        for (number_ = 0; number_ < lines_.size(); ++number_) {
-            const QString& line = lines_[number_];
-            if (line.isEmpty() || takeInspection(line) || takeSection(line) || takeLabel(line) || takePoint(line))
-                continue;
-            return false;
-        }
-        return true;
-    }
-    int number() const { return number_ + 1; }
-    const Items& items() const { return items_; }
-
-private:
-    bool takeInspection(const QString& line) {
-        for (const QLatin1String& inspection : {report::kAutomatic, report::kManual}) {
-            if (line != inspection + ": ")
-                continue;
-            next_ = inspection;
-            return true;
-        }
-        return false;
-    }
-    bool takeSection(const QString& line) {
-        const QLatin1String* section = sectionOf(line);
-        if (!section)
-            return false;
-        place_ = {*section, next_};
-        next_ = {};
-        return true;
-    }
-    bool takeLabel(const QString& line) {
-        if (!line.startsWith('\t') || (place_.section != report::kDevice && place_.section != report::kConfiguration))
-            return false;
-        Item item{place_, report::ofSection, line.mid(1).section(':', 0, 0)};
-        const QString start = startOfLabel(item);
-        if (!line.startsWith(start))
-            return false;
-        item.value = line.mid(start.size());
-        items_.push_back(item);
-        return true;
-    }
-    bool takePoint(const QString& line) {
-        static const QRegularExpression point("^( *)" + kBullet + "(.*?)([ \\t]*)(    P|  \\* F \\*)?$");
-        static const QRegularExpression axis("^(Axis [1-3]):(?: +(-?.*\\)))?$");
-        const QRegularExpressionMatch match = point.match(line);
-        if (!match.hasMatch() || match.capturedLength(1) % 4 != 0 || match.capturedLength(1) > 8)
-            return false;
-        Item item{place_, static_cast<report::Depth>(match.capturedLength(1) / 4), match.captured(2)};
-        const QString verdict = match.captured(4);
-        if (verdict.isEmpty())
-            item.text.chop(item.text.endsWith(':') ? 1 : 0);
-        else
-            item.verdict = verdict.endsWith('P') ? report::Verdict::pass : report::Verdict::fail;
-        const QRegularExpressionMatch ofAxis = axis.match(item.text);
-        if (ofAxis.hasMatch()) {
-            item.text = ofAxis.captured(1);
-            // The range's own blanks belong to it: a number has its width.
-            if (ofAxis.capturedStart(2) >= 0)
-                item.value = match.captured(2).mid(item.text.size() + 2);
-        }
-        items_.push_back(item);
-        return true;
-    }
-
-    const QStringList lines_;
-    int number_ = 0;
-    report::Place place_{};
-    QLatin1String next_;
-    Items items_;
-};
-
-bool sameShape(const Items& a, const Items& b) {
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](const Item& x, const Item& y) {
-        return x.place.section == y.place.section && x.place.inspection == y.place.inspection && x.depth == y.depth
-               && x.text == y.text && (x.verdict == report::Verdict::none) == (y.verdict == report::Verdict::none);
-    });
-}
-
-/// Gives each item what it counts for, by the kind of device whose report has these rows. False where none has.
-bool findKind(Items& items) {
-    for (int bits = 0; bits < 32; ++bits) {
-        report::Subject subject;
-        subject.gimbal = bits & 1;
-        subject.sixDof = bits & 2;
-        subject.automatic = bits & 4;
-        subject.extraSwitches = bits & 8;
-        subject.port = bits & 16;
-        const Items kind = report::itemsOf(REPORTFIELDS{}, subject);
-        if (!sameShape(items, kind))
-            continue;
-        for (std::size_t i = 0; i < items.size(); ++i)
-            items[i].counts = kind[i].counts;
-        return true;
-    }
-    return false;
-}
+const QByteArray kPass = QByteArrayLiteral("    P"), kFail = QByteArrayLiteral("  * F *");
+const QString kRangeBlank = QStringLiteral("?");
 
 bool isAxis(const Item& item) { return item.depth == report::ofAxis && item.text.startsWith("Axis "); }
 
@@ -156,30 +33,188 @@ int axisAhead(const Items& items, std::size_t at) {
     return axis;
 }
 
-bool takeSpan(const QString& range, Span& span) {
-    static const QRegularExpression form(
-        "^ *(-?[0-9.]+)(?: DAC)? to +(-?[0-9.]+)(?: DAC)? \\(range +([0-9.]+)(?: DAC)?\\)$");
-    const QRegularExpressionMatch match = form.match(range);
-    if (!match.hasMatch())
+/// A line of a form.
+struct FormLine {
+    enum class Blank { None, Label, Verdict, RangeAndVerdict };
+    Blank blank = Blank::None;
+    QByteArray before, between;  ///< of the blank; of the range and the verdict
+    std::size_t item = 0;        ///< whose value or verdict fills it
+};
+
+struct Form {
+    Items items;  ///< with neither values nor what was found
+    std::vector<FormLine> lines;
+};
+
+bool isLabel(const Item& item) {
+    return item.place.section == report::kDevice || item.place.section == report::kConfiguration;
+}
+
+FormLine lineOf(const QByteArray& printed) {
+    FormLine line;
+    line.before = printed;
+    if (printed.startsWith('\t')) {
+        line.blank = FormLine::Blank::Label;
+    } else if (printed.endsWith(kPass)) {
+        const int range = printed.indexOf(kRangeBlank.toLatin1());
+        line.blank = range < 0 ? FormLine::Blank::Verdict : FormLine::Blank::RangeAndVerdict;
+        line.before = range < 0 ? printed.chopped(kPass.size()) : printed.left(range);
+        line.between = range < 0 ? QByteArray() : printed.mid(range + 1).chopped(kPass.size());
+    }
+    return line;
+}
+
+Form formOf(Items items) {
+    for (Item& item : items) {
+        if (isLabel(item))
+            item.value.clear();
+        else if (!item.value.isEmpty())
+            item.value = kRangeBlank;
+        if (item.verdict != Verdict::none)
+            item.verdict = Verdict::pass;
+    }
+    QByteArray text;
+    QTextStream stream(&text);
+    stream.setCodec("UTF-8");
+    report::printText(stream, items);
+    stream.flush();
+    Form form{items, {}};
+    std::size_t next = 0;
+    for (const QByteArray& printed : text.chopped(1).split('\n')) {
+        FormLine line = lineOf(printed);
+        if (line.blank != FormLine::Blank::None) {
+            while (!isLabel(items[next]) && items[next].verdict == Verdict::none)
+                ++next;
+            line.item = next++;
+        }
+        form.lines.push_back(line);
+    }
+    return form;
+}
+
+const std::vector<Form>& forms() {
+    static const std::vector<Form> all = [] {
+        std::vector<Form> made;
+        for (int bits = 0; bits < 32; ++bits) {
+            report::Subject subject;
+            subject.gimbal = bits & 1;
+            subject.sixDof = bits & 2;
+            subject.automatic = bits & 4;
+            subject.extraSwitches = bits & 8;
+            subject.port = bits & 16;
+            made.push_back(formOf(report::itemsOf(REPORTFIELDS{}, subject)));
+        }
+        return made;
+    }();
+    return all;
+}
+
+/// A part of the bytes.
+struct Part {
+    const char* begin = nullptr;
+    const char* end = nullptr;
+
+    bool take(const QByteArray& what) {
+        if (end - begin < what.size()
+            || std::memcmp(begin, what.constData(), static_cast<std::size_t>(what.size())) != 0)
+            return false;
+        begin += what.size();
+        return true;
+    }
+    QByteArray bytes() const { return {begin, static_cast<int>(end - begin)}; }
+};
+
+/// What a form's blanks hold, by item.
+struct Filled {
+    std::vector<Part> values;
+    std::vector<Verdict> verdicts;
+    const char* end = nullptr;  ///< where the comments begin
+};
+
+bool takeLine(const FormLine& form, Part line, Filled& filled) {
+    if (!line.take(form.before))
         return false;
-    bool low = false, high = false, width = false;
-    span = {match.captured(1).toDouble(&low), match.captured(2).toDouble(&high)};
-    const double stated = match.captured(3).toDouble(&width);
-    return low && high && width && std::abs(span.high - span.low - stated) < 0.0015;
+    if (form.blank == FormLine::Blank::Label) {
+        filled.values[form.item] = line;
+        return true;
+    }
+    if (form.blank == FormLine::Blank::RangeAndVerdict) {
+        const char* const close = std::find(line.begin, line.end, ')');
+        filled.values[form.item] = {line.begin, close == line.end ? close : close + 1};
+        line.begin = filled.values[form.item].end;
+        if (!line.take(form.between))
+            return false;
+    }
+    if (form.blank != FormLine::Blank::None) {
+        Verdict& verdict = filled.verdicts[form.item];
+        verdict = line.take(kPass) ? Verdict::pass : line.take(kFail) ? Verdict::fail : Verdict::none;
+        if (verdict == Verdict::none)
+            return false;
+    }
+    return line.begin == line.end;
 }
 
-QString firstDifference(const QString& given, const QString& again) {
-    const QStringList a = given.split('\n'), b = again.split('\n');
-    int i = 0;
-    while (i < a.size() && i < b.size() && a[i] == b[i])
-        ++i;
-    return QString("line %1: it is not as a report has it").arg(i + 1);
+/// The number of lines that fit; all of them where the bytes are this form filled in.
+std::size_t fill(const Form& form, const QByteArray& bytes, Filled& filled) {
+    filled.values.assign(form.items.size(), {});
+    filled.verdicts.assign(form.items.size(), Verdict::none);
+    const char* at = bytes.constData();
+    const char* const last = at + bytes.size();
+    for (std::size_t i = 0; i < form.lines.size(); ++i) {
+        const char* const end = std::find(at, last, '\n');
+        if (end == last || !takeLine(form.lines[i], {at, end}, filled))
+            return i;
+        at = end + 1;
+    }
+    filled.end = at;
+    return form.lines.size();
 }
 
-QString valueOf(const Items& items, const char* text) {
-    for (const Item& item : items)
-        if (item.text == QLatin1String(text))
-            return item.value;
+/// The form that fits, and its blanks; else null, and the number of lines that fit the best of them.
+const Form* findForm(const QByteArray& bytes, Filled& filled, std::size_t& lines) {
+    static thread_local std::size_t latest = 0;  // most reports are of the kind of the one before
+    lines = 0;
+    for (std::size_t i = 0; i < forms().size(); ++i) {
+        const std::size_t which = (latest + i) % forms().size();
+        const std::size_t fits = fill(forms()[which], bytes, filled);
+        lines = std::max(lines, fits);
+        if (fits < forms()[which].lines.size())
+            continue;
+        latest = which;
+        return &forms()[which];
+    }
+    return nullptr;
+}
+
+/// The two ends, where printing them gives the same again.
+bool takeSpan(const QByteArray& range, bool counts, Span& span) {
+    const char* const form = counts ? "%lf to %lf (range %lf)" : "%lf DAC to %lf DAC (range %lf DAC)";
+    double width = 0;
+    if (std::sscanf(range.constData(), form, &span.low, &span.high, &width) != 3)
+        return false;
+    if (counts)
+        return report::countRange(std::lround(span.low), std::lround(span.high)).toLatin1() == range;
+    // The width was rounded apart from its ends.
+    const QByteArray again = report::dacRange(span.low, span.high).toLatin1();
+    const int ends = again.indexOf('(');
+    return again.left(ends) == range.left(ends) && range.endsWith(" DAC)")
+           && std::abs(width - (span.high - span.low)) < 0.0015;
+}
+
+bool takeText(const Part& part, QString& text) {
+    QTextCodec::ConverterState state;
+    static const QTextCodec* const utf8 = QTextCodec::codecForName("UTF-8");
+    text = utf8->toUnicode(part.begin, static_cast<int>(part.end - part.begin), &state);
+    return state.invalidChars == 0 && state.remainingChars == 0;
+}
+
+/// Local time; the writer's language may be this computer's or English.
+QDateTime momentOf(const QString& date) {
+    for (const QLocale& locale : {QLocale::c(), QLocale()}) {
+        const QDateTime moment = locale.toDateTime(date, "MMMM-dd-yyyy  hh-mm-ss-AP");
+        if (moment.isValid())
+            return moment;
+    }
     return {};
 }
 
@@ -224,6 +259,8 @@ std::vector<QString> itemNames(const Items& items) {
 
 QStringList UnderstoodReport::failed() const {
     QStringList names;
+    if (pass)
+        return names;
     const std::vector<QString> all = itemNames(items);
     for (std::size_t i = 0; i < items.size(); ++i)
         if (items[i].verdict == report::Verdict::fail && items[i].counts != report::Counts::nowhere)
@@ -232,47 +269,42 @@ QStringList UnderstoodReport::failed() const {
 }
 
 Reading readReport(const QByteArray& bytes) {
-    QTextCodec::ConverterState state;
-    const QString text = QTextCodec::codecForName("UTF-8")->toUnicode(bytes.constData(), bytes.size(), &state);
-    if (state.invalidChars > 0 || state.remainingChars > 0)
-        return {{}, "it is no UTF-8 text"};
-    const int end = text.indexOf(kEnd);
-    if (end < 0)
-        return {{}, "it has no end"};
+    Filled filled;
+    std::size_t lines = 0;
+    const Form* const form = findForm(bytes, filled, lines);
+    if (!form)
+        return {{},
+                bytes.contains("\nCOMMENTS: \n    Enter any additional comments below\n")
+                    ? QString("line %1: it is not as a report has it").arg(lines + 1)
+                    : QString("it has no end")};
     UnderstoodReport report;
-    report.comments = text.mid(end + kEnd.size());
-    Lines lines(text.left(end));
-    if (!lines.take())
-        return {{}, QString("line %1: no report has such a line").arg(lines.number())};
-    report.items = lines.items();
-    const QString given = text.left(end + kEnd.size()), again = printed(report.items);
-    if (given != again)
-        return {{}, firstDifference(given, again)};
-    if (!findKind(report.items))
-        return {{}, "its rows are those of no device"};
-
+    report.items = form->items;
     for (std::size_t i = 0; i < report.items.size(); ++i) {
-        const Item& item = report.items[i];
-        if (!isAxis(item) || item.value.isEmpty())
+        Item& item = report.items[i];
+        item.verdict = filled.verdicts[i];
+        if (!filled.values[i].begin)
             continue;
+        if (!takeText(filled.values[i], item.value) || oneLine(item.value) != item.value)
+            return {{}, QString("\"%1\" is followed by what is no UTF-8 text, or no line").arg(item.text)};
+        if (!isAxis(item))
+            continue;
+        const bool counts = item.place.section == report::kEncoders;
         Span span;
-        if (!takeSpan(item.value, span))
+        if (!takeSpan(filled.values[i].bytes(), counts, span))
             return {{}, QString("\"%1\" is no range").arg(item.value.trimmed())};
-        auto& spans = item.place.section == report::kEncoders ? report.counts : report.dac;
-        spans[static_cast<std::size_t>(axisAhead(report.items, i))] = span;
+        (counts ? report.counts : report.dac)[static_cast<std::size_t>(axisAhead(report.items, i))] = span;
     }
-    report.pass = report.items.back().verdict == report::Verdict::pass;
+    if (!takeText({filled.end, bytes.constData() + bytes.size()}, report.comments))
+        return {{}, "what is written below it is no UTF-8 text"};
+    report.pass = report.items.back().verdict == Verdict::pass;
     if (report.pass != report::passes(report.items))
         return {{}, "its overall verdict is not that of its rows"};
-    report.device = valueOf(report.items, "Haptic device tested");
-    report.serial = valueOf(report.items, "Serial Number");
-    report.operatorName = valueOf(report.items, "Operator's name");
-    report.date = valueOf(report.items, "Test Date amd Time");
-    report.model = valueOf(report.items, "Model");
-    report.interfaceName = valueOf(report.items, "Interface");
-    for (const QLocale& locale : {QLocale(), QLocale::c()})
-        if (!report.testedAt.isValid())
-            report.testedAt = locale.toDateTime(report.date, "MMMM-dd-yyyy  hh-mm-ss-AP");
+    // The labels come first, in this order.
+    QString* const labels[] = {&report.device, &report.serial, &report.operatorName,
+                               &report.date,   &report.model,  &report.interfaceName};
+    for (std::size_t i = 0; i < std::size(labels); ++i)
+        *labels[i] = report.items[i].value;
+    report.testedAt = momentOf(report.date);
     return {report, {}};
 }
 

@@ -25,14 +25,6 @@ const char* interfaceName(ULONG cardType) {
     }
 }
 
-QString countRange(long low, long high) {
-    return QString::asprintf("%6ld to %6ld (range %5ld)", low, high, high - low);
-}
-
-QString dacRange(double low, double high) {
-    return QString::asprintf("%6.3f DAC to %6.3f DAC (range %6.3f DAC)", low, high, high - low);
-}
-
 void addLabel(Items& items, QLatin1String section, const char* text, const QString& value) {
     items.push_back({{section, {}}, ofSection, text, value});
 }
@@ -126,6 +118,14 @@ void addForces(Items& items, const REPORTFIELDS& verdicts, const Subject& subjec
 }
 
 }  // namespace
+
+QString countRange(long low, long high) {
+    return QString::asprintf("%6ld to %6ld (range %5ld)", low, high, high - low);
+}
+
+QString dacRange(double low, double high) {
+    return QString::asprintf("%6.3f DAC to %6.3f DAC (range %6.3f DAC)", low, high, high - low);
+}
 
 // Meant: calibration never counts, and the box on model lines with automatic inspections alone.
 Items itemsOf(const REPORTFIELDS& verdicts, const Subject& subject) {

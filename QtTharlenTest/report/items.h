@@ -60,6 +60,10 @@ struct Subject {
     bool port = false;           ///< is on a numbered port
 };
 
+/// A range as an item has it.
+QString countRange(long low, long high);
+QString dacRange(double low, double high);
+
 Items itemsOf(const REPORTFIELDS& verdicts, const Subject& subject);
 
 /// The overall verdict: nothing that counts has failed.

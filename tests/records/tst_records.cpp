@@ -11,6 +11,7 @@
 
 #include "commands.h"
 #include "keeper.h"
+#include "page.h"
 #include "postgres.h"
 #include "printer.h"
 
@@ -215,6 +216,30 @@ private slots:
             QVERIFY(outputOf([&](QTextStream& out) { return verifyRuns(store, out); }, 1).contains("3 runs, 2 wrong"));
             QVERIFY(change.exec("UPDATE records_schema SET version = 99"));
             QVERIFY_EXCEPTION_THROWN(Store{where}, StoreError);
+        }
+    }
+
+    // What texts hold stays text; nothing is fetched from elsewhere.
+    void pageOfItAll() {
+        for (const QString& where : stores("page")) {
+            Store store(where);
+            QCOMPARE(outputOf([&](QTextStream& out) { return writePage(store, {}, out); }).count("Nothing."), 1);
+            int passed = 0;
+            for (unsigned number = 0; number < 450; ++number) {
+                const Made made(number % 2 ? 15 + 32 * number : 13 + 32 * number, number < 3 ? "<script>" : "S");
+                QVERIFY(store.add(made.text));
+                passed += report::passes(made.items);
+            }
+            const QString page = outputOf([&](QTextStream& out) { return writePage(store, {}, out); });
+            QVERIFY(page.contains("<b>450</b><span>runs") && !page.contains("<script") && !page.contains("http"));
+            QVERIFY(page.contains(QString("<b>%1 %</b><span>pass<").arg(100.0 * passed / 450, 0, 'f', 1)));
+            QVERIFY(page.contains("<b>2</b><span>devices") && page.contains("week of 2026-01-")
+                    && page.count("<svg") > 20);
+            Choice serial;
+            serial.serial = "<script>";
+            const QString life = outputOf([&](QTextStream& out) { return writePage(store, serial, out); });
+            QVERIFY(life.contains("Runs of &lt;script&gt;") && life.count("<tr><td>") == 3
+                    && !life.contains("<script"));
         }
     }
 
