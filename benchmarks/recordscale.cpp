@@ -41,7 +41,7 @@ QByteArray reportOf(int number, int runs) {
                * std::cos(6.28318530718 * random.generateDouble());
     };
     const int serial = number % 3 == 2 ? number - 1 : number;  // a third are second runs
-    const Kind& kind = kKinds[serial % 3];
+    const Kind& kind = kKinds[serial / 3 % 3];
     report::Subject subject;
     subject.device = kind.device;
     subject.model = kind.model;
@@ -49,7 +49,7 @@ QByteArray reportOf(int number, int runs) {
     subject.serial = QString("S-%1").arg(serial);
     subject.operatorName = QString("Operator %1").arg(number % 7);
     subject.gimbal = subject.automatic = true;
-    subject.extraSwitches = serial % 3 != 2;
+    subject.extraSwitches = serial / 3 % 3 != 2;
     subject.date = QDateTime(QDate(2025, 1, 1), QTime(6, 0))
                        .addSecs(static_cast<qint64>(kYear * number / runs))
                        .toString("MMMM-dd-yyyy  hh-mm-ss-AP");
@@ -174,10 +174,13 @@ int main(int argc, char** argv) {
     for (int i = 0; i < 21; ++i) {
         clock.start();
         listRuns(store, serial, out);
+        out.flush();
         took.push_back(1e-6 * static_cast<double>(clock.nsecsElapsed()));
     }
     std::sort(took.begin(), took.end());
     std::printf("%-34s %10.2f ms (median of 21)\n", "list of a serial", took[10]);
+    buffer.buffer().clear();
+    buffer.seek(0);
     const double before = megabytes();
     clock.start();
     writePage(store, {}, out);

@@ -19,7 +19,8 @@ namespace {
 
 constexpr qint64 kDay = 86400000, kWeek = 7 * kDay, kThursday = 3 * kDay;  // ms; the first day of 1970 was one
 constexpr qint64 kFewRuns = 400;                                           // so many of a line are shown one by one
-constexpr std::size_t kMostItems = 15;                                     // of the list of what fails
+constexpr std::size_t kFewWeeks = 12;
+constexpr std::size_t kMostItems = 15;    // of the list of what fails
 constexpr double kPerMovingRange = 2.66;  // limits of an individuals chart: 3 / 1.128 (Shewhart; ISO 7870-2)
 
 const QString kWeekOf = QString("(tested_at + %1) / %2").arg(kThursday).arg(kWeek);
@@ -120,6 +121,7 @@ private:
     }
 
     void begin();
+    Chart yieldChart(const char* title, const std::map<qint64, Tally>& weeks) const;
     void yields();
     void failures();
     void spans(const Line& line, const Tally& tally);
@@ -152,10 +154,11 @@ table { border-collapse: collapse; } th, td { text-align: left; padding: .2rem .
   font-size: 1.5rem; font-weight: 600; } .sum span, figcaption, .note { color: var(--faint); }
 .bars { width: 100%; } .bars th { width: 14rem; overflow-wrap: anywhere; } .bars td:last-child { width: 8rem; white-space: nowrap; }
 .bars svg { width: 100%; height: .8rem; } .rest { fill: var(--bad); } .part { fill: var(--good); }
-figure { margin: .8rem 0; } svg text { font-size: 11px; fill: var(--faint); } .axis { stroke: var(--line); }
+figure { margin: .8rem 0; overflow-x: auto; } figure svg { min-width: 26rem; } svg text { font-size: 11px; fill: var(--faint); } .axis { stroke: var(--line); }
 .value { fill: none; stroke: var(--blue); stroke-width: 1.2; } .point { fill: var(--blue); } .out { fill: var(--bad); }
 .range { stroke: var(--blue); stroke-opacity: .3; stroke-width: 3; } .limit { stroke: var(--bad); stroke-width: 1.4; }
 .control { stroke: var(--amber); stroke-dasharray: 5 4; } .bad { color: var(--bad); } .good { color: var(--good); }
+@media (max-width: 40rem) { .bars th { width: 7rem; } .bars td:last-child { width: 6rem; white-space: normal; } }
 </style></head><body><main><h1>Test records</h1>
 )";
     const QString days =
@@ -179,15 +182,35 @@ figure { margin: .8rem 0; } svg text { font-size: 11px; fill: var(--faint); } .a
     out_ << "</div>\n";
 }
 
+/// The share that passes, week by week.
+Chart Page::yieldChart(const char* title, const std::map<qint64, Tally>& weeks) const {
+    Chart chart;
+    chart.title = title;
+    chart.unit = "%";
+    for (const auto& [week, tally] : weeks) {
+        const double share = 100.0 * tally.passes / tally.runs;
+        chart.points.push_back({static_cast<double>(week), share, share, share,
+                                QString("week of %1: %2 of %3").arg(weekName(week)).arg(tally.passes).arg(tally.runs)});
+    }
+    chart.first = weekName(weeks.begin()->first);
+    chart.last = weekName(weeks.rbegin()->first);
+    addControlLimits(chart);
+    return chart;
+}
+
 void Page::yields() {
     std::vector<Bar> bars;
+    out_ << "<h2>Yield by week</h2>\n";
+    if (weeks_.size() > kFewWeeks)
+        out_ << lineChart(yieldChart("Pass, all runs", weeks_)) << lineChart(yieldChart("Pass, first runs", firsts_));
     for (const auto& [week, tally] : weeks_)
-        bars.push_back({weekName(week), tally.runs, tally.passes / tally.runs,
-                        QString("%1 of %2, first %3")
-                            .arg(percent(tally.passes, tally.runs))
-                            .arg(tally.runs, 0, 'f', 0)
-                            .arg(percent(firsts_[week].passes, firsts_[week].runs))});
-    out_ << "<h2>Yield by week</h2>\n" << barChart(bars) << "<h2>Yield by line</h2>\n";
+        if (weeks_.size() <= kFewWeeks)
+            bars.push_back({weekName(week), tally.runs, tally.passes / tally.runs,
+                            QString("%1 of %2, first %3")
+                                .arg(percent(tally.passes, tally.runs))
+                                .arg(tally.runs, 0, 'f', 0)
+                                .arg(percent(firsts_[week].passes, firsts_[week].runs))});
+    out_ << barChart(bars) << "<h2>Yield by line</h2>\n";
     bars.clear();
     for (const auto& [line, tally] : lines_)
         bars.push_back({lineName(line), tally.runs, tally.passes / tally.runs,
