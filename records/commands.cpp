@@ -15,19 +15,6 @@ constexpr int kFilesAtATime = 500;
 
 QString verdictOf(const Run& run) { return !run.understood ? "not understood" : run.pass ? "PASS" : "FAIL"; }
 
-QString timeOf(const Run& run) {
-    return run.testedAt ? QDateTime::fromMSecsSinceEpoch(*run.testedAt).toString("yyyy-MM-dd hh:mm:ss") : run.date;
-}
-
-/// A cell of the columns of `list`, which a longer text makes wider.
-QString cell(const QString& text, int width) { return plain(text).leftJustified(width) + "  "; }
-
-/// The first two of them, and how many there are more.
-QString inShort(const QStringList& names) {
-    const QString begin = names.mid(0, 2).join(", ");
-    return names.size() > 2 ? QString("%1 and %2 more").arg(begin).arg(names.size() - 2) : begin;
-}
-
 QString quoted(QString text) { return '"' + text.replace('"', "\"\"") + '"'; }
 
 QJsonObject spanJson(const Span& span) { return {{"low", span.low}, {"high", span.high}}; }
@@ -73,6 +60,17 @@ void addItems(QJsonObject& json, const UnderstoodReport& report) {
 }
 
 }  // namespace
+
+QString timeOf(const Run& run) {
+    return run.testedAt ? QDateTime::fromMSecsSinceEpoch(*run.testedAt).toString("yyyy-MM-dd hh:mm:ss") : run.date;
+}
+
+QString cell(const QString& text, int width) { return plain(text).leftJustified(width) + "  "; }
+
+QString inShort(const QStringList& names, int first) {
+    const QString begin = names.mid(0, first).join(", ");
+    return names.size() > first ? QString("%1 and %2 more").arg(begin).arg(names.size() - first) : begin;
+}
 
 QString plain(const QString& text) { return QString::fromStdString(foreign::printable(text.toStdString())); }
 
@@ -127,7 +125,7 @@ int listRuns(Store& store, const Choice& choice, QTextStream& out) {
         if (!run.understood)
             out << plain(run.why);
         else if (!run.failed.isEmpty())
-            out << "  failed: " << inShort(run.failed.split('\n'));
+            out << "  failed: " << inShort(run.failed.split('\n'), 2);
         out << "\n";
         ++runs;
     });

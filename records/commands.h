@@ -21,5 +21,11 @@ int verifyRuns(Store& store, QTextStream& out);
 
 /// A text for a terminal: what would do something to it is shown as a question mark.
 QString plain(const QString& text);
+/// The same as a cell of a column, which a longer text makes wider.
+QString cell(const QString& text, int width);
+/// The first of them, and how many there are more.
+QString inShort(const QStringList& names, int first);
+/// When it was tested: local time, or as the report has it where that cannot be read.
+QString timeOf(const Run& run);
 
 }  // namespace records

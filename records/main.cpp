@@ -5,10 +5,12 @@
 #include <QLockFile>
 #include <cerrno>
 #include <climits>
+#include <cmath>
 #include <csignal>
 #include <cstdio>
 
 #include "commands.h"
+#include "compared.h"
 #include "keeper.h"
 #include "page.h"
 
@@ -27,9 +29,16 @@ const char* const kUsage =
     "nolva-records export [choice] [--json-lines]\n"
     "                                all values, as CSV or a JSON object a line\n"
     "nolva-records page [choice]     a page of it all: yield, what fails, spans over time (HTML, to standard output)\n"
+    "nolva-records trend QUANTITY [choice]\n"
+    "                                a quantity run by run, with the limits of a control chart\n"
+    "nolva-records compare SERIAL SERIAL\n"
+    "                                the newest runs of two serials side by side\n"
+    "nolva-records gauge QUANTITY [choice] [--tolerance T]\n"
+    "                                repeatability and reproducibility: serials tested again by several operators\n"
     "nolva-records verify            whether everything is as it was stored\n"
     "Choice: --serial S, --device D, --model M, --operator O, --verdict pass|fail|not-understood,\n"
     "        --since DATE, --until DATE (included), --newest N\n"
+    "Quantity: the width of the span of counts-1 to counts-6 or dac-1 to dac-6; counts-1-low, counts-1-high: an end\n"
     "--db WHERE or NOLVA_RECORDS: a file, or postgresql://user@host/database; else $KNDD_HOME/logs/records.sqlite\n";
 
 int refuse(const QString& why) {
@@ -91,13 +100,49 @@ QString takeChoice(const QCommandLineParser& parser, Choice& choice) {
     return whole && (choice.newest > 0 || !parser.isSet("newest")) ? QString() : "--newest takes a number above 0";
 }
 
+/// An empty text where the command is one, with what it needs.
+QString mistakeIn(const QString& command, const QStringList& words, const QCommandLineParser& parser) {
+    static const QHash<QString, int> needs{{"keep", 0}, {"import", 1}, {"list", 0},  {"show", 1},    {"export", 0},
+                                           {"page", 0}, {"verify", 0}, {"trend", 1}, {"compare", 2}, {"gauge", 1}};
+    const int least = needs.value(command, INT_MAX), most = command == "import" ? INT_MAX : least;
+    bool number = true;
+    if (command == "show")
+        words.value(0).toLongLong(&number);
+    if (!number || words.size() < least || words.size() > most)
+        return "no such command; nolva-records --help tells what there is";
+    if ((command == "trend" || command == "gauge") && !measureNamed(words[0]))
+        return "a quantity is counts-1 to counts-6 or dac-1 to dac-6, one end of it counts-1-low or counts-1-high";
+    const double tolerance = parser.isSet("tolerance") ? parser.value("tolerance").toDouble(&number) : 1;
+    return number && std::isfinite(tolerance) && tolerance > 0 ? QString() : "--tolerance takes a number above 0";
+}
+
+int run(const QString& command, const QStringList& words, const Choice& choice, const QCommandLineParser& parser,
+        Store& store, QTextStream& out) {
+    if (command == "import")
+        return importFiles(store, words, out);
+    if (command == "list")
+        return listRuns(store, choice, out);
+    if (command == "show")
+        return showRun(store, words[0].toLongLong(), parser.isSet("json"), out);
+    if (command == "export")
+        return parser.isSet("json-lines") ? exportJsonLines(store, choice, out) : exportCsv(store, choice, out);
+    if (command == "trend")
+        return trendOf(store, *measureNamed(words[0]), choice, out);
+    if (command == "compare")
+        return compareSerials(store, words[0], words[1], out);
+    if (command == "gauge")
+        return gaugeOf(store, *measureNamed(words[0]), choice, parser.value("tolerance").toDouble(), out);
+    return command == "page" ? writePage(store, choice, out) : verifyRuns(store, out);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
     QCoreApplication application(argc, argv);
     QCommandLineParser parser;
     parser.addOption({"db", "", "where"});
-    for (const char* name : {"serial", "device", "model", "operator", "verdict", "since", "until", "newest", "with"})
+    for (const char* name :
+         {"serial", "device", "model", "operator", "verdict", "since", "until", "newest", "with", "tolerance"})
         parser.addOption({name, "", name});
     parser.addOptions({{"json", ""}, {"json-lines", ""}, {"help", ""}});
     if (!parser.parse(QCoreApplication::arguments()))
@@ -112,12 +157,9 @@ int main(int argc, char** argv) {
     const QString wrong = takeChoice(parser, choice);
     if (!wrong.isEmpty())
         return refuse(wrong);
-    bool number = false;
-    const qint64 id = words.value(0).toLongLong(&number);
-    const int least = command == "import" || command == "show" ? 1 : 0, most = command == "import" ? INT_MAX : least;
-    if (!QStringList{"keep", "import", "list", "show", "export", "page", "verify"}.contains(command)
-        || words.size() < least || words.size() > most || (command == "show" && !number))
-        return refuse("no such command; nolva-records --help tells what there is");
+    const QString mistake = mistakeIn(command, words, parser);
+    if (!mistake.isEmpty())
+        return refuse(mistake);
     // What the toolkit says of a database is said here, in one line.
     qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
     std::signal(SIGINT, [](int) { ended = 1; });
@@ -131,15 +173,7 @@ int main(int argc, char** argv) {
         standard.open(stdout, QIODevice::WriteOnly);
         QTextStream out(&standard);
         out.setCodec("UTF-8");
-        if (command == "import")
-            return importFiles(store, words, out);
-        if (command == "list")
-            return listRuns(store, choice, out);
-        if (command == "show")
-            return showRun(store, id, parser.isSet("json"), out);
-        if (command == "export")
-            return parser.isSet("json-lines") ? exportJsonLines(store, choice, out) : exportCsv(store, choice, out);
-        return command == "page" ? writePage(store, choice, out) : verifyRuns(store, out);
+        return run(command, words, choice, parser, store, out);
     } catch (const StoreError& error) {
         say(plain(QString::fromStdString(error.what())));
         return 1;
