@@ -3,6 +3,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QElapsedTimer>
 #include <QHash>
 #include <QString>
 #include <functional>
@@ -39,6 +40,8 @@ private:
     const Say say_;
     std::unique_ptr<Store> store_;
     std::vector<QByteArray> held_;  // where not even the folder takes them
+    QString seen_;                  // digest of what was there at the last look, and since when
+    QElapsedTimer still_;
     QString taken_;                 // digest of what was taken last
     QHash<QString, QString> said_;  // once, until it changes
     struct Watch;
