@@ -23,8 +23,9 @@ constexpr std::size_t kFewWeeks = 12;
 constexpr std::size_t kMostItems = 15;    // of the list of what fails
 constexpr double kPerMovingRange = 2.66;  // limits of an individuals chart: 3 / 1.128 (Shewhart; ISO 7870-2)
 
-const QString kWeekOf = QString("(tested_at + %1) / %2").arg(kThursday).arg(kWeek);
-const QString kUsable = "understood = 1 AND tested_at IS NOT NULL";
+// A report whose date cannot be read here counts when it was stored.
+const QString kWeekOf = QString("(coalesce(tested_at, stored_at) + %1) / %2").arg(kThursday).arg(kWeek);
+const QString kUsable = "understood = 1";
 
 QString weekName(qint64 week) {
     const QDate monday = QDateTime::fromMSecsSinceEpoch(week * kWeek - kThursday, Qt::UTC).date();
@@ -111,7 +112,7 @@ private:
         const QString inner =
             QString(
                 "SELECT week, count(*), sum(pass) FROM (SELECT %1 AS week, pass, row_number() OVER (PARTITION BY "
-                "serial, model ORDER BY tested_at, id) AS nth FROM runs")
+                "serial, model ORDER BY coalesce(tested_at, stored_at), id) AS nth FROM runs")
                 .arg(kWeekOf);
         store_.rows(inner, choice_, kUsable + ") AS ordered WHERE nth = 1 GROUP BY week", [this](const QSqlQuery& row) {
             firsts_[row.value(0).toLongLong()] = {row.value(1).toDouble(), row.value(2).toDouble()};
@@ -251,7 +252,7 @@ void Page::addRuns(const Line& line, std::vector<Chart>& charts) {
     Choice of = choice_;
     of.model = line.first;
     store_.each(of, [&](const Run& run) {
-        if (!run.understood || !run.testedAt || run.interfaceName != line.second)
+        if (!run.understood || run.interfaceName != line.second)
             return;
         for (int i = 0; i < 2 * kAxes; ++i) {
             const auto& span = (i < kAxes ? run.counts : run.dac)[static_cast<std::size_t>(i % kAxes)];

@@ -331,14 +331,15 @@ void Store::each(const Choice& choice, const std::function<void(const Run&)>& ta
     QVariantList bound;
     QString statement =
         QString("SELECT id, %1, %2 FROM runs").arg(kColumns, spanColumns().join(", ")) + conditionOf(choice, bound);
-    const QString order = " ORDER BY tested_at%1, id%1";
+    // Those without a readable date first, on either database.
+    const QString order = " ORDER BY tested_at %1, id %2", rising = order.arg("ASC NULLS FIRST", "ASC");
     if (choice.newest > 0)
         statement = QString("SELECT * FROM (%1%2 LIMIT %3) AS newest%4")
-                        .arg(statement, order.arg(" DESC"))
+                        .arg(statement, order.arg("DESC NULLS LAST", "DESC"))
                         .arg(choice.newest)
-                        .arg(order.arg(""));
+                        .arg(rising);
     else
-        statement += order.arg("");
+        statement += rising;
     QSqlQuery query = prepared(statement);
     for (const QVariant& value : bound)
         query.addBindValue(value);

@@ -175,6 +175,9 @@ private slots:
             QVERIFY(page.contains(QString("<b>%1 %</b><span>pass<").arg(100.0 * passed / 450, 0, 'f', 1)));
             QVERIFY(page.contains("<b>2</b><span>devices") && page.contains("week of 2026-01-")
                     && page.count("<svg") > 20);
+            QVERIFY(store.add(QByteArray(Made(13).text).replace("January", "Januar")));
+            QVERIFY(
+                outputOf([&](QTextStream& out) { return writePage(store, {}, out); }).contains("<b>451</b><span>runs"));
             Choice serial;
             serial.serial = "<script>";
             const QString life = outputOf([&](QTextStream& out) { return writePage(store, serial, out); });
