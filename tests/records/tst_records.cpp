@@ -78,6 +78,18 @@ private slots:
         }
     }
 
+    // What the application wrote of each device of the fleet, and of those that the stand-in plays.
+    void readsWhatTheApplicationWrote() {
+        const QFileInfoList files = QDir(EXPECTED_REPORTS).entryInfoList({"*.txt"});
+        QVERIFY(files.size() >= 14);
+        for (const QFileInfo& info : files) {
+            QFile file(info.filePath());
+            QVERIFY(file.open(QIODevice::ReadOnly));
+            const Reading reading = readReport(file.readAll());
+            QVERIFY2(reading.report, qPrintable(info.fileName() + ": " + reading.why));
+        }
+    }
+
     // A report is none any more with a line less, a line twice, two lines exchanged or a verdict turned that counts.
     void understandsNothingElse() {
         const Made made(15);
