@@ -65,9 +65,11 @@ int note(const char* name, Values... numbers) {
     return scripted == theDevice.result.end() ? 0 : scripted->second;
 }
 
-template <class T>
-void fill(T* out, const T* from, int size) {
+/// Records a call that reads so many numbers, and gives them.
+template <class T, std::size_t size, class... Values>
+int give(T* out, const T (&from)[size], const char* name, Values... numbers) {
     std::copy(from, from + size, out);
+    return note(name, numbers...);
 }
 
 int setForces(const char* name, int id, bool on) {
@@ -81,6 +83,7 @@ int setForces(const char* name, int id, bool on) {
 }  // namespace standin
 
 using standin::Array;
+using standin::give;
 using standin::note;
 using standin::theDevice;
 
@@ -105,22 +108,21 @@ extern "C" {
 
 int init_tharlen(const char* name) {
     const bool scripted = theDevice.result.count("init_tharlen") > 0;
-    const int status = note("init_tharlen");
+    const int status = note(__func__);
     theDevice.calls.back().text = name;
     if (!theDevice.initThrows.empty())
         throw std::runtime_error(theDevice.initThrows);
     return scripted ? status : theDevice.count("init_tharlen");
 }
-int disable_tharlen(int id) { return note("disable_tharlen", id); }
+int disable_tharlen(int id) { return note(__func__, id); }
 int createServoLoop() {
     theDevice.loopCreated = true;
-    return note("createServoLoop");
+    return note(__func__);
 }
-int setServoLoopRate(int rate) { return note("setServoLoopRate", rate); }
+int setServoLoopRate(int rate) { return note(__func__, rate); }
 int startServoLoop(ServoCallback callback, void* pUserData) {
-    const int status = theDevice.result.count("startServoLoop")
-                           ? note("startServoLoop")
-                           : (note("startServoLoop"), theDevice.loopCreated ? 0 : -1);
+    const int status =
+        theDevice.result.count("startServoLoop") ? note(__func__) : (note(__func__), theDevice.loopCreated ? 0 : -1);
     if (status >= 0) {
         theDevice.loopRunning = true;
         theDevice.callback = callback;
@@ -130,141 +132,88 @@ int startServoLoop(ServoCallback callback, void* pUserData) {
 }
 int stopServoLoop() {
     theDevice.loopRunning = false;
-    return note("stopServoLoop");
+    return note(__func__);
 }
-bool isServoLoopRunning() {
-    note("isServoLoopRunning");
-    return theDevice.loopRunning;
-}
-int update_tharlen(int id) { return note("update_tharlen", id); }
-float get_tharlen_inst_rate(int id) {
-    note("get_tharlen_inst_rate", id);
-    return theDevice.rate;
-}
+bool isServoLoopRunning() { return note(__func__), theDevice.loopRunning; }
+int update_tharlen(int id) { return note(__func__, id); }
+float get_tharlen_inst_rate(int id) { return note(__func__, id), theDevice.rate; }
 const char* get_library_version() { return "stand-in 1.0"; }
 
-int enable_tharlen_forces(int id) { return standin::setForces("enable_tharlen_forces", id, true); }
-int enable_tharlen_forces_no_wait(int id) { return standin::setForces("enable_tharlen_forces_no_wait", id, true); }
-int disable_tharlen_forces(int id) { return standin::setForces("disable_tharlen_forces", id, false); }
-int disable_tharlen_forces_no_wait(int id) { return standin::setForces("disable_tharlen_forces_no_wait", id, false); }
-int is_tharlen_forces_enabled(int id) {
-    note("is_tharlen_forces_enabled", id);
-    return theDevice.forcesEnabled;
-}
-int send_tharlen_force(int id, const float force[6]) { return note("send_tharlen_force", id, Array<float>{force, 6}); }
-int send_tharlen_force_6dof(int id, const float force[6]) {
-    return note("send_tharlen_force_6dof", id, Array<float>{force, 6});
-}
+int enable_tharlen_forces(int id) { return standin::setForces(__func__, id, true); }
+int enable_tharlen_forces_no_wait(int id) { return standin::setForces(__func__, id, true); }
+int disable_tharlen_forces(int id) { return standin::setForces(__func__, id, false); }
+int disable_tharlen_forces_no_wait(int id) { return standin::setForces(__func__, id, false); }
+int is_tharlen_forces_enabled(int id) { return note(__func__, id), theDevice.forcesEnabled; }
+int send_tharlen_force(int id, const float force[6]) { return note(__func__, id, Array<float>{force, 6}); }
+int send_tharlen_force_6dof(int id, const float force[6]) { return note(__func__, id, Array<float>{force, 6}); }
 int command_motor_voltages(int id, const float volts[6], float sent[6]) {
-    standin::fill(sent, volts, 6);
-    return note("command_motor_voltages", id, Array<float>{volts, 6});
+    std::copy(volts, volts + 6, sent);
+    return note(__func__, id, Array<float>{volts, 6});
 }
-int command_motor_dac_values(int id, const long dac[6]) {
-    return note("command_motor_dac_values", id, Array<long>{dac, 6});
-}
-int get_last_motor_dac_values(int id, long dac[6]) {
-    standin::fill(dac, theDevice.lastDac, 6);
-    return note("get_last_motor_dac_values", id);
-}
-int enable_tharlen_velocity_check(int id, int on) { return note("enable_tharlen_velocity_check", id, on); }
-int unfiltered_device_fault(int id) { return note("unfiltered_device_fault", id); }
+int command_motor_dac_values(int id, const long dac[6]) { return note(__func__, id, Array<long>{dac, 6}); }
+int get_last_motor_dac_values(int id, long dac[6]) { return give(dac, theDevice.lastDac, __func__, id); }
+int enable_tharlen_velocity_check(int id, int on) { return note(__func__, id, on); }
+int unfiltered_device_fault(int id) { return note(__func__, id); }
 
-int get_encoder_values(int id, long encoders[6]) {
-    standin::fill(encoders, theDevice.encoders, 6);
-    return note("get_encoder_values", id);
-}
-int get_tharlen_encoders(int id, float angles[3]) {
-    standin::fill(angles, theDevice.baseAngles, 3);
-    return note("get_tharlen_encoders", id);
-}
-int get_gimbal_encoders(int id, float angles[3]) {
-    standin::fill(angles, theDevice.gimbalAngles, 3);
-    return note("get_gimbal_encoders", id);
-}
+int get_encoder_values(int id, long encoders[6]) { return give(encoders, theDevice.encoders, __func__, id); }
+int get_tharlen_encoders(int id, float angles[3]) { return give(angles, theDevice.baseAngles, __func__, id); }
+int get_gimbal_encoders(int id, float angles[3]) { return give(angles, theDevice.gimbalAngles, __func__, id); }
 int get_tharlen_joint_angles(int id, float angles[6]) {
-    standin::fill(angles, theDevice.baseAngles, 3);
-    standin::fill(angles + 3, theDevice.gimbalAngles, 3);
-    return note("get_tharlen_joint_angles", id);
+    std::copy_n(theDevice.gimbalAngles, 3, angles + 3);
+    return give(angles, theDevice.baseAngles, __func__, id);
 }
 int get_tharlen_joint_vel(int id, float velocities[6]) {
-    standin::fill(velocities, theDevice.jointVelocities, 6);
-    return note("get_tharlen_joint_vel", id);
+    return give(velocities, theDevice.jointVelocities, __func__, id);
 }
-int get_tharlen_pos(int id, float position[3]) {
-    standin::fill(position, theDevice.position, 3);
-    return note("get_tharlen_pos", id);
-}
-int get_tharlen_vel(int id, float velocity[3]) {
-    standin::fill(velocity, theDevice.velocity, 3);
-    return note("get_tharlen_vel", id);
-}
+int get_tharlen_pos(int id, float position[3]) { return give(position, theDevice.position, __func__, id); }
+int get_tharlen_vel(int id, float velocity[3]) { return give(velocity, theDevice.velocity, __func__, id); }
 int get_tharlen_jacobian(int id, double jacobian[6][6]) {
     std::memset(jacobian, 0, 36 * sizeof(double));
     for (int i = 0; i < 6; ++i)
         jacobian[i][i] = theDevice.singularJacobian ? 0 : 1;
-    return note("get_tharlen_jacobian", id);
+    return note(__func__, id);
 }
 int get_stylus_matrix(int id, float matrix[4][4]) {
     std::memcpy(matrix, theDevice.stylus, sizeof theDevice.stylus);
-    return note("get_stylus_matrix", id);
+    return note(__func__, id);
 }
-int get_stylus_switch(int id, int button) {
-    note("get_stylus_switch", id, button);
-    return theDevice.switches[button];
-}
-int get_stylus_presence(int id) { return note("get_stylus_presence", id); }
-int get_inkwell_switch(int id) { return note("get_inkwell_switch", id); }
-double get_pinch_value(int id) {
-    note("get_pinch_value", id);
-    return theDevice.pinch;
-}
-int get_tharlen_temp(int id, float celsius[6]) {
-    standin::fill(celsius, theDevice.celsius, 6);
-    return note("get_tharlen_temp", id);
-}
-int get_tharlen_temp_6dof(int id, float celsius[6]) {
-    standin::fill(celsius, theDevice.celsius, 6);
-    return note("get_tharlen_temp_6dof", id);
-}
+int get_stylus_switch(int id, int button) { return note(__func__, id, button), theDevice.switches[button]; }
+int get_stylus_presence(int id) { return note(__func__, id); }
+int get_inkwell_switch(int id) { return note(__func__, id); }
+double get_pinch_value(int id) { return note(__func__, id), theDevice.pinch; }
+int get_tharlen_temp(int id, float celsius[6]) { return give(celsius, theDevice.celsius, __func__, id); }
+int get_tharlen_temp_6dof(int id, float celsius[6]) { return give(celsius, theDevice.celsius, __func__, id); }
 int get_tharlen_temp_normalized_6dof(int id, float scale[6]) {
-    standin::fill(scale, theDevice.normalizedTemperature, 6);
-    return note("get_tharlen_temp_normalized_6dof", id);
+    return give(scale, theDevice.normalizedTemperature, __func__, id);
 }
 int get_tharlen_temp_advance(int id, int kind, float celsius[6]) {
-    standin::fill(celsius, theDevice.temperatures[kind], 6);
-    return note("get_tharlen_temp_advance", id, kind);
+    return give(celsius, theDevice.temperatures[kind], __func__, id, kind);
 }
 int set_tharlen_temp_advance(int id, int kind, const float celsius[6]) {
-    return note("set_tharlen_temp_advance", id, kind, Array<float>{celsius, 6});
+    return note(__func__, id, kind, Array<float>{celsius, 6});
 }
 
 const char* get_tharlen_model_type(int) { return theDevice.model.c_str(); }
-int get_hardware_rev(int id) { return note("get_hardware_rev", id); }
+int get_hardware_rev(int id) { return note(__func__, id); }
 const char* get_hardware_serial_number(int) { return theDevice.serial.c_str(); }
 float get_tharlen_nominal_max_force(int) { return theDevice.maxForce; }
 float get_tharlen_nominal_max_continuous_force(int) { return theDevice.maxContinuousForce; }
 float get_tharlen_nominal_max_stiffness(int) { return theDevice.maxStiffness; }
-int tharlen_check_for_gimbal(int id) { return note("tharlen_check_for_gimbal", id); }
-int tharlen_check_for_pinch(int id) { return note("tharlen_check_for_pinch", id); }
-int tharlen_which_pinch(int id) { return note("tharlen_which_pinch", id); }
+int tharlen_check_for_gimbal(int id) { return note(__func__, id); }
+int tharlen_check_for_pinch(int id) { return note(__func__, id); }
+int tharlen_which_pinch(int id) { return note(__func__, id); }
 
 int get_calibration_status(int id, int* status) {
     *status = theDevice.calibrationStatus;
-    return note("get_calibration_status", id);
+    return note(__func__, id);
 }
-int update_calibration(int id) { return note("update_calibration", id); }
-int is_calibration_supported(int id) { return note("is_calibration_supported", id); }
-int is_tharlen_reset_supported(int id) { return note("is_tharlen_reset_supported", id); }
-int tharlen_reset(int id) { return note("tharlen_reset", id); }
-int is_pinch_calibrated(int id) { return note("is_pinch_calibrated", id); }
-int set_pinch_limits(int id, int minimum, int maximum) { return note("set_pinch_limits", id, minimum, maximum); }
-CIOConnection* get_connection_data(int id) {
-    note("get_connection_data", id);
-    return &theDevice.connection;
-}
-CTHARLeNAutoCalibration* get_calibration_data(int id) {
-    note("get_calibration_data", id);
-    return &theDevice.calibration;
-}
+int update_calibration(int id) { return note(__func__, id); }
+int is_calibration_supported(int id) { return note(__func__, id); }
+int is_tharlen_reset_supported(int id) { return note(__func__, id); }
+int tharlen_reset(int id) { return note(__func__, id); }
+int is_pinch_calibrated(int id) { return note(__func__, id); }
+int set_pinch_limits(int id, int minimum, int maximum) { return note(__func__, id, minimum, maximum); }
+CIOConnection* get_connection_data(int id) { return note(__func__, id), &theDevice.connection; }
+CTHARLeNAutoCalibration* get_calibration_data(int id) { return note(__func__, id), &theDevice.calibration; }
 
 }  // extern "C"
