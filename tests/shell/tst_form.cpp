@@ -2,7 +2,6 @@
 #include <QAccessible>
 #include <QImageReader>
 #include <QRadioButton>
-#include <QRegularExpression>
 
 #include "spokenreadouts.h"
 #include "standinwindow.h"
@@ -34,10 +33,9 @@ private slots:
         const auto previous = qInstallMessageHandler(countWarnings);
         window = std::make_unique<qtTharlenTest>();
         qInstallMessageHandler(previous);
+        QCOMPARE(warnings, 0);
     }
     void cleanup() { window.reset(); }
-
-    void buildsWithoutAWarning() { QCOMPARE(warnings, 0); }
 
     void ranges() {
         const struct {
@@ -57,40 +55,6 @@ private slots:
                 QCOMPARE(control.property("value").toInt(), row.value);
             }
         }
-    }
-
-    // What a person reads on the controls; another property than the text follows a dot.
-    void captions() {
-        const char* const rows[][2] = {
-            {"&CALIBRATE ", "calibrate_button"},
-            {"CALIBRATE &ATTACHMENT", "pinch_calibrate_button"},
-            {"OFF", "stylusButton_1 stylusButton_2 inkwellSwitch safetySwitch"},
-            {"NULL", "amp_status_button device_fault_button test_result_status y_friction_result z_capstan_result"},
-            {"10 Minutes", "testRadio1"},
-            {"40 Minutes", "testRadio2"},
-            {"                 Hours", "testRadio3"},
-            {"RESET FORCES", "pushButton_16"},
-            {"START", "startFrictionTest_button"},
-            {"RUN REFERENCE", "startCapstanTest_button"},
-            {"RUN VERIFY", "verifyCapstanTest_button"},
-            {"EXIT", "pushButton"},
-            {"Clear", "pushButton_3 pushButton_15 pushButton_6 clear_dac_button_2"},
-            {"send force", "sendForce_checkBox sendForce_checkBox_2"},
-            {"stand-in 1.0", "version_label"},
-            {"0", "motor_dac_1 motor_dac_2 motor_dac_3"},
-            {"Enter password here for advanced mode.", "manuf_password.toolTip"},
-            {"Writes new calibration file", "updateCalib_button.toolTip"},
-            {"background-color: rgb(255, 210, 249);", "error_browser.styleSheet"},
-        };
-        for (const auto& row : rows) {
-            for (const QString& name : QString(row[1]).split(' ')) {
-                const QString property = name.contains('.') ? name.section('.', 1) : "text";
-                const QVariant shown = child(name.section('.', 0, 0))->property(qPrintable(property));
-                QVERIFY2(shown.toString() == row[0], qPrintable(name + " shows " + shown.toString()));
-            }
-        }
-        for (const auto* choice : window->findChildren<QRadioButton*>(QRegularExpression("^RB_.*_[PF]$")))
-            QCOMPARE(choice->text(), QString(choice->objectName().endsWith('P') ? "PASS" : "FAIL"));
     }
 
     void everyImageCanBeRead() {

@@ -2,7 +2,6 @@
 #include <signal.h>
 
 #include <QMessageBox>
-#include <limits>
 
 #include "application.h"
 #include "motorsoff.h"
@@ -30,14 +29,8 @@ private slots:
         openFleet({});
         QCOMPARE(window->windowTitle(), QString("Nolva Diagnostic"));
         QCOMPARE(tabTexts(*window), (QStringList{"Mode", "Select"}));
-        QVERIFY(window->dateTimeTimer->isActive() && window->dateTimeTimer->interval() == 1000);
-        QVERIFY(window->errorDisplayTimer->isActive() && window->errorDisplayTimer->interval() == 500);
+        QVERIFY(window->dateTimeTimer->isActive() && window->errorDisplayTimer->isActive());
         QVERIFY(device().loopCreated && !device().loopRunning && window->ui.frame11->isHidden());
-        QVERIFY(window->m_lMinEncoderVal[3] == std::numeric_limits<long>::max() && window->m_lMinForceVal[0] == 200.0f);
-        QVERIFY(window->m_lMaxEncoderVal[3] == std::numeric_limits<long>::min()
-                && window->m_lMaxForceVal[0] == -200.0f);
-        QVERIFY(window->m_nUnit == ~0UL && window->cycleAmpsTimer && !window->histoGramTimer && window->repData);
-        QCOMPARE(window->histogramScene->items().size(), 2);
     }
 
     // Those of the window itself; the others are fired in the flows.
@@ -75,9 +68,7 @@ private slots:
                 auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
                 if (!box)
                     return;
-                asked = box->windowTitle() == "Testing Interrupted"
-                        && box->text() == "Are you sure ? Closing the app now will not save the Test Reports.\nPress "
-                                          "YES to close and NO to continue testing. ";
+                asked = box->text().contains("will not save the Test Reports");
                 if (row.answer == QMessageBox::No)
                     QTest::keyClick(box, Qt::Key_Return);  // the answer that loses nothing
                 else
