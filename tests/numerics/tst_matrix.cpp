@@ -77,26 +77,20 @@ private slots:
     }
 
     void refusals() {
-        const std::tuple<int, int, std::function<void(Matrix&)>, const char*> refused[] = {
-            {2, 3, [](Matrix& m) { m(2, 0) = 1; }, "matrixT::operator(): Index out of range!"},
-            {2, 3, [](Matrix& m) { m(0, 3) = 1; }, "matrixT::operator(): Index out of range!"},
-            {2, 3, [](Matrix& m) { m.Unit(), m(0, 2) = 1; }, "matrixT::operator(): Index out of range!"},
-            {2, 3, [](Matrix& m) { m.Inv(); }, "matrixT::operator!: Inversion of a non-square matrix"},
-            {1, 1, [](Matrix& m) { m.Inv(); }, "matrixT::operator!: Inversion of a singular matrix"},
-            {3, 3, [](Matrix& m) { m.Inv(); }, "matrixT::operator!: Inversion of a singular matrix"},
-            {2, 3, [](Matrix& m) { m *= m; }, "matrixT::operator*= : Inconsistent matrix sizes in multiplication!"}};
-        for (const auto& [rows, cols, act, message] : refused) {
+        const std::tuple<int, int, std::function<void(Matrix&)>> refused[] = {
+            {2, 3, [](Matrix& m) { m(2, 0) = 1; }},
+            {2, 3, [](Matrix& m) { m(0, 3) = 1; }},
+            {2, 3, [](Matrix& m) { m.Unit(), m(0, 2) = 1; }},
+            {2, 3, [](Matrix& m) { m.Inv(); }},
+            {1, 1, [](Matrix& m) { m.Inv(); }},
+            {3, 3, [](Matrix& m) { m.Inv(); }},
+            {2, 3, [](Matrix& m) { m *= m; }}};
+        for (const auto& [rows, cols, act] : refused) {
             // Its rows are multiples of one another.
             const MatrixXd values = MatrixXd::NullaryExpr(rows, cols, [](int i, int j) { return i * j; });
             Matrix made = fromEigen(values);
             const Matrix copy = made;
-            QByteArray said;
-            try {
-                act(made);
-            } catch (const math::matrix_error& error) {
-                said = error.what();
-            }
-            QCOMPARE(said, QByteArray(message));
+            QVERIFY_EXCEPTION_THROWN(act(made), math::matrix_error);
             QCOMPARE(toEigen(copy, rows, cols), values);
         }
     }
