@@ -164,14 +164,6 @@ private slots:
             QCOMPARE(seen, 42);
         }
     }
-
-    void arrayGivesAndTakesPlainBuffers() {
-        SharedArray<long, 3> values;
-        const long plain[] = {4, 5, 6};
-        values.store(plain);
-        values[1] = -5;
-        QCOMPARE(values.copy(), (std::array<long, 3>{4, -5, 6}));
-    }
 };
 
 QTEST_MAIN(TestThreads)
