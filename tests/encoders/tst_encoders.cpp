@@ -86,16 +86,13 @@ private slots:
 
     // On a LAN card it is not what is judged, and on others than the two there is nothing to tell.
     void toldTravel() {
-        const std::pair<std::pair<int, int>, std::array<long, 6>> rows[] = {
-            {{5, 6}, {4500, 4250, 3500, 3550, 1500, 3000}},
-            {{5, 7}, {4500, 4250, 3500, 3900, 1750, 3900}},
-            {{9, 7}, {5000, 2600, 2200, 3500, 2245, 3500}}};
-        const char* const names[6] = {"Base X", "Base Y", "Base Z", "Gimbal X", "Gimbal Y", "Gimbal Z"};
+        const std::tuple<int, int, QList<int>> rows[] = {{5, 6, {4500, 4250, 3500, 3550, 1500, 3000}},
+                                                         {9, 7, {5000, 2600, 2200, 3500, 2245, 3500}}};
         const auto text = [this] { return window->ui.encoderStatus_help_textBox->toPlainText(); };
-        for (const auto& [line, told] : rows) {
-            open(line.first, line.second, true);
-            for (std::size_t i = 0; i < 6; ++i)
-                QVERIFY(text().contains(QString::asprintf("%s axis total counts: %ld ", names[i], told[i])));
+        for (const auto& [type, card, told] : rows) {
+            open(type, card, true);
+            for (int i = 0; i < 6; ++i)
+                QVERIFY(text().contains(QString("%1 axis total counts: %2 ").arg(QChar("XYZ"[i % 3])).arg(told[i])));
         }
         open(5, 3, true);
         QVERIFY(text().isEmpty());
