@@ -2,11 +2,7 @@
 #include <QTemporaryDir>
 
 #include "restyle.h"
-#include "servostate.h"
 #include "standinwindow.h"
-
-using standin::device;
-using standin::record;
 
 class TestCalibration : public StandinWindow {
     Q_OBJECT
@@ -29,14 +25,14 @@ class TestCalibration : public StandinWindow {
     }
     void choose(int index) {
         goToTab(*window, "Select");
-        window->ui.m_cmbTHARLeN->setCurrentIndex(index);
+        ui().m_cmbTHARLeN->setCurrentIndex(index);
         goToTab(*window, "Calibrate");
     }
     void ticks(int count) {
         for (int i = 0; i < count; ++i)
             window->updateOrdaCorvaleCalib();
     }
-    QString prompts() const { return window->ui.calibrate_textbrowser2->toPlainText(); }
+    QString prompts() const { return ui().calibrate_textbrowser2->toPlainText(); }
     void flags(int axis, int nFlags, int nGaps) {
         device().calibration.GetAxisSensorData()[axis].nFlags = nFlags;
         device().calibration.GetAxisSensorData()[axis].nGaps = nGaps;
@@ -64,21 +60,20 @@ private slots:
                     {2, 1, 0, "", "&CALIBRATE ", "This Tharlen model undergoes RESET type calibration.\nPlease Hold"}};
         for (const auto& row : rows) {
             open(row.type, row.card, row.supported);
-            const auto& ui = window->ui;
-            QCOMPARE(ui.frame11->isHidden(), row.supported == 0);
-            QVERIFY(row.supported == 0 || ui.frame11->styleSheet().contains(row.picture));
-            QCOMPARE(ui.calibrate_button->text(), QString(row.button));
-            QCOMPARE(ui.calibrate_button->isEnabled(), row.type != 3);
+            QCOMPARE(ui().frame11->isHidden(), row.supported == 0);
+            QVERIFY(row.supported == 0 || ui().frame11->styleSheet().contains(row.picture));
+            QCOMPARE(ui().calibrate_button->text(), QString(row.button));
+            QCOMPARE(ui().calibrate_button->isEnabled(), row.type != 3);
             QVERIFY2(prompts().contains(row.prompt), qPrintable(prompts()));
-            QCOMPARE(ui.X_HOME->isHidden(), row.type != 3);
+            QCOMPARE(ui().X_HOME->isHidden(), row.type != 3);
             QVERIFY(startCalibTest == (row.supported != 0) && bResetCalib && window->checkCalibTimer->isActive());
             QCOMPARE(device().calibration.discards, 1);
             goToTab(*window, "Read Encoder");
             QVERIFY(!startCalibTest && !window->checkCalibTimer->isActive());
             // What the button says of one calibration does not outlive it.
-            ui.calibrate_button->setText("CALIBRATION DONE");
+            ui().calibrate_button->setText("CALIBRATION DONE");
             goToTab(*window, "Calibrate");
-            QCOMPARE(ui.calibrate_button->text(), QString(row.button));
+            QCOMPARE(ui().calibrate_button->text(), QString(row.button));
         }
     }
 
@@ -99,9 +94,9 @@ private slots:
                 QVERIFY(!window->repData->bCalibrationPass);
                 ticks(1);
                 QVERIFY(window->repData->bCalibrationPass && !window->checkCalibTimer->isActive());
-                QCOMPARE(window->ui.calibrate_button->text(), QString("CALIBRATION DONE !"));
+                QCOMPARE(ui().calibrate_button->text(), QString("CALIBRATION DONE !"));
                 QVERIFY(prompts().endsWith("Nolva calibration successfully updated."));
-                QVERIFY(tabTexts(*window).contains("Read Encoder") && window->ui.next_button->isEnabled());
+                QVERIFY(tabTexts(*window).contains("Read Encoder") && ui().next_button->isEnabled());
                 QCOMPARE(bool(startCalibTest), type == 5);
             }
         }
@@ -124,12 +119,11 @@ private slots:
             flags(1, 3, 2);
             flags(2, row.flagsZ, 0);
             ticks(1);
-            const auto& ui = window->ui;
-            QCOMPARE(ui.X_HOME->text(), QString(row.foundX ? "X HOME FOUND" : "SEARCHING.."));
-            QCOMPARE(ui.Y_HOME->text(), QString("Y HOME FOUND"));
-            QCOMPARE(ui.Z_HOME->text(), QString(row.foundZ ? "Z HOME FOUND" : "SEARCHING.."));
+            QCOMPARE(ui().X_HOME->text(), QString(row.foundX ? "X HOME FOUND" : "SEARCHING.."));
+            QCOMPARE(ui().Y_HOME->text(), QString("Y HOME FOUND"));
+            QCOMPARE(ui().Z_HOME->text(), QString(row.foundZ ? "Z HOME FOUND" : "SEARCHING.."));
             QCOMPARE(window->repData->bCalibrationPass, pass);
-            QCOMPARE(ui.calibrate_button->text(), QString(pass ? "CALIBRATION DONE" : "&CALIBRATE "));
+            QCOMPARE(ui().calibrate_button->text(), QString(pass ? "CALIBRATION DONE" : "&CALIBRATE "));
             QCOMPARE(window->checkCalibTimer->isActive(), !pass);
             QCOMPARE(device().count("update_calibration"), 0);
             device().calibrationStatus = kCalibrationNeeded;
@@ -153,13 +147,13 @@ private slots:
             open(row.type, 7, row.supported);
             window->onClickCalibrateButton();
             device().result["tharlen_reset"] = device().result["update_calibration"] = row.status;
-            window->ui.calibrate_textbrowser2->clear();
-            window->ui.calibrate_button->setEnabled(true);
-            window->ui.calibrate_button->click();
+            ui().calibrate_textbrowser2->clear();
+            ui().calibrate_button->setEnabled(true);
+            ui().calibrate_button->click();
             QCOMPARE(prompts(), QString(row.text));
             QCOMPARE(window->repData->bCalibrationPass, row.pass);
             const bool green = row.supported == 0 && row.pass;
-            QCOMPARE(window->ui.calibrate_button->styleSheet(), QString(green ? kPassStyle : kNotYetStyle));
+            QCOMPARE(ui().calibrate_button->styleSheet(), QString(green ? kPassStyle : kNotYetStyle));
         }
     }
 
@@ -180,23 +174,23 @@ private slots:
     void nothingOfTheDeviceBefore() {
         for (const int supported : {1, 0}) {
             open(3, 7, 1, 1);
-            auto& ui = window->ui;
             for (int axis = 0; axis < 3; ++axis)
                 flags(axis, 1, 0);
             device().result["is_pinch_calibrated"] = 1;
             choose(0);
             ticks(1);
-            QVERIFY(ui.calibrate_button->styleSheet() == kPassStyle
-                    && ui.pinch_calibrate_button->styleSheet() == kPassStyle);
+            QVERIFY(ui().calibrate_button->styleSheet() == kPassStyle
+                    && ui().pinch_calibrate_button->styleSheet() == kPassStyle);
             device().result["is_calibration_supported"] = supported;
             device().result["is_pinch_calibrated"] = 0;
             device().model = "<i>M";
             choose(1);
-            QVERIFY(ui.frame11->isHidden() && ui.X_HOME->isHidden() && ui.Y_HOME->isHidden() && ui.Z_HOME->isHidden());
-            QVERIFY(ui.calibrate_button->isEnabled() && ui.calibrate_button->text() == "&CALIBRATE ");
-            QVERIFY(ui.calibrate_button->styleSheet() == kNotYetStyle
-                    && ui.pinch_calibrate_button->styleSheet().isEmpty());
-            QVERIFY(ui.calibrate_textbrowser1->toPlainText().endsWith("<b>Odd</b>\nDevice model type: <i>M"));
+            QVERIFY(ui().frame11->isHidden() && ui().X_HOME->isHidden() && ui().Y_HOME->isHidden()
+                    && ui().Z_HOME->isHidden());
+            QVERIFY(ui().calibrate_button->isEnabled() && ui().calibrate_button->text() == "&CALIBRATE ");
+            QVERIFY(ui().calibrate_button->styleSheet() == kNotYetStyle
+                    && ui().pinch_calibrate_button->styleSheet().isEmpty());
+            QVERIFY(ui().calibrate_textbrowser1->toPlainText().endsWith("<b>Odd</b>\nDevice model type: <i>M"));
         }
     }
 
@@ -207,7 +201,7 @@ private slots:
         window->show();
         window->activateWindow();
         QVERIFY(QTest::qWaitForWindowActive(window.get()));
-        const QPushButton& button = *window->ui.pinch_calibrate_button;
+        const QPushButton& button = *ui().pinch_calibrate_button;
         const auto press = [this](double reading) {
             window->m_pinchValue = reading;
             QTest::keyClick(window.get(), Qt::Key_P, Qt::AltModifier);
@@ -248,23 +242,23 @@ private slots:
         open(5, 7, 2);
         QFile file(home.filePath("config/THARLeN Calibration (Arm)"));
         QVERIFY(file.open(QIODevice::WriteOnly));
-        window->ui.loseCalib_button->click();
+        ui().loseCalib_button->click();
         QVERIFY(!file.exists());
-        QCOMPARE(window->ui.calibFileStatus->text(), QString("Successfully deleted file :"));
+        QCOMPARE(ui().calibFileStatus->text(), QString("Successfully deleted file :"));
         window->onClickLoseCalibration();
-        QCOMPARE(window->ui.calibFileStatus->text(), QString("Could not delete calibration file :"));
+        QCOMPARE(ui().calibFileStatus->text(), QString("Could not delete calibration file :"));
         qunsetenv("KNDD_HOME");
-        window->ui.calibFileStatus->clear();
+        ui().calibFileStatus->clear();
         device().loopRunning = false;
         window->onClickLoseCalibration();
-        QVERIFY(window->ui.calibFileStatus->text().isEmpty() && !bResetCalib && device().loopRunning);
+        QVERIFY(ui().calibFileStatus->text().isEmpty() && !bResetCalib && device().loopRunning);
         QCOMPARE(device().calibration.discards, 4);
         // The other button reads its result the other way round.
-        window->ui.updateCalib_button->click();
-        QCOMPARE(window->ui.calibFileStatus->text(), QString("Error encountered when updating calibration for Arm"));
+        ui().updateCalib_button->click();
+        QCOMPARE(ui().calibFileStatus->text(), QString("Error encountered when updating calibration for Arm"));
         device().result["update_calibration"] = 1;
-        window->ui.updateCalib_button->click();
-        QCOMPARE(window->ui.calibFileStatus->text(), QString("Updated the calibration."));
+        ui().updateCalib_button->click();
+        QCOMPARE(ui().calibFileStatus->text(), QString("Updated the calibration."));
         QVERIFY(device().loopRunning);
     }
 
@@ -288,7 +282,7 @@ private slots:
         port.usQuad1 = 88;
         port.usQuad2 = 99;
         port.ucSpeedErrs = 0x25;
-        enter(window->ui.tab_4, "Calibration Details");
+        enter(ui().tab_4, "Calibration Details");
         window->calibDetailTimer->setInterval(1000000);
         window->updateCalibrationData();
         const QString expected = QString(
@@ -303,8 +297,8 @@ private slots:
                                      .arg(100 + limit.lMinWidth)
                                      .arg(limit.lMinWidth)
                                      .arg(limit.lMaxWidth + 1);
-        QCOMPARE(window->ui.calibDetails_textBox1->toPlainText(), expected);
-        const QString second = window->ui.calibDetails_textBox2->toPlainText();
+        QCOMPARE(ui().calibDetails_textBox1->toPlainText(), expected);
+        const QString second = ui().calibDetails_textBox2->toPlainText();
         for (const char* part :
              {"X axis home sensor: ON 77\nY axis home sensor: OFF 88\nZ axis home sensor: OFF 99\n",
               "Speed errors: 0x20\n      X axis overspeed: OK\n      Y axis overspeed: OK\n      Z axis overspeed: "
@@ -328,10 +322,10 @@ private slots:
         // Other models have none.
         open(5, 7, 2);
         window->manufMode = true;
-        enter(window->ui.tab_4, "Calibration Details");
-        QCOMPARE(window->ui.calibDetails_textBox1->toPlainText(),
+        enter(ui().tab_4, "Calibration Details");
+        QCOMPARE(ui().calibDetails_textBox1->toPlainText(),
                  QString("This test is not valid for the device selected.\nPlease move on to the next test."));
-        QVERIFY(!window->ui.loseCalib_button->isEnabled() && !window->calibDetailTimer->isActive());
+        QVERIFY(!ui().loseCalib_button->isEnabled() && !window->calibDetailTimer->isActive());
     }
 };
 

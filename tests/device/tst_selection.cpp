@@ -2,11 +2,7 @@
 #include <limits>
 
 #include "qttharlendraw.h"
-#include "servostate.h"
 #include "standinwindow.h"
-
-using standin::device;
-using standin::record;
 
 namespace {
 
@@ -19,8 +15,8 @@ using Names = std::vector<std::string>;
 class TestSelection : public StandinWindow {
     Q_OBJECT
 
-    QString information() const { return window->ui.textBrowser->toPlainText(); }
-    void choose(int index) { window->ui.m_cmbTHARLeN->setCurrentIndex(index); }
+    QString information() const { return ui().textBrowser->toPlainText(); }
+    void choose(int index) { ui().m_cmbTHARLeN->setCurrentIndex(index); }
 
 private slots:
     void init() {
@@ -77,7 +73,7 @@ private slots:
         // The loop stops with the way back to "Mode", and the device is opened anew.
         const int second = window->csTharlenID;
         goToTab(*window, "Mode");
-        QVERIFY(!device().loopRunning && window->csTharlenID == second && window->ui.glDrawWidget1->isHidden());
+        QVERIFY(!device().loopRunning && window->csTharlenID == second && ui().glDrawWidget1->isHidden());
         device().calls.clear();
         goToTab(*window, "Select");
         QCOMPARE(device().namesOf(kOpening),
@@ -94,8 +90,8 @@ private slots:
             "Device initialization problem...\nPlease check the Device connections..\n"
             "Also check if your Device Setup is correct";
         QCOMPARE(information(), problem);
-        QVERIFY(tabTexts(*window) == (QStringList{"Mode", "Select"}) && window->ui.next_button->isEnabled());
-        QVERIFY(window->ui.error_browser->toPlainText().endsWith("Selected Device cannot be initialized !"));
+        QVERIFY(tabTexts(*window) == (QStringList{"Mode", "Select"}) && ui().next_button->isEnabled());
+        QVERIFY(ui().error_browser->toPlainText().endsWith("Selected Device cannot be initialized !"));
         device().result = {{"startServoLoop", -3}};
         QCOMPARE(window->OnSelChangeTHARLeN(), -3);
         QCOMPARE(window->csTharlenID.load(), -1);
@@ -105,7 +101,7 @@ private slots:
         device().result["init_tharlen"] = -7;
         QCOMPARE(window->OnSelChangeTHARLeN(), -7);
         QCOMPARE(information(), problem);
-        QVERIFY(prevTharlenID == good && window->ui.glDrawWidget1->isHidden());
+        QVERIFY(prevTharlenID == good && ui().glDrawWidget1->isHidden());
         device().result = {{"startServoLoop", -3}};
         QCOMPARE(window->OnSelChangeTHARLeN(), -3);
         QCOMPARE(device().of({"disable_tharlen"}).back().values, (std::vector<double>{double(good)}));
@@ -120,7 +116,7 @@ private slots:
         }
         device().initThrows.clear();
         QCOMPARE(window->OnSelChangeTHARLeN(), 0);
-        QVERIFY(window->csTharlenID > good && !window->ui.glDrawWidget1->isHidden());
+        QVERIFY(window->csTharlenID > good && !ui().glDrawWidget1->isHidden());
     }
 
     // A library that opens one device at a time, and a device whose loop did not start: its handle is in nobody's hands
@@ -168,7 +164,7 @@ private slots:
         device().fleet = {record("Broken", 5), record("Second", 3)};
         device().unreadable = {0};
         window = std::make_unique<qtTharlenTest>();
-        QVERIFY(window->ui.m_cmbTHARLeN->count() == 1 && window->ui.m_cmbTHARLeN->currentText() == "Second");
+        QVERIFY(ui().m_cmbTHARLeN->count() == 1 && ui().m_cmbTHARLeN->currentText() == "Second");
         QVERIFY(device().count("init_tharlen") == 0 && window->isOrda());
     }
 
@@ -179,8 +175,8 @@ private slots:
         for (const int count : {21, std::numeric_limits<int>::max()}) {
             openFleet(std::vector<CTHARLeNDevice>(20, endless),
                       [count] { device().result["EnumerateTHARLeNs"] = count; });
-            QCOMPARE(window->ui.m_cmbTHARLeN->count(), 20);
-            QCOMPARE(window->ui.error_browser->toPlainText(),
+            QCOMPARE(ui().m_cmbTHARLeN->count(), 20);
+            QCOMPARE(ui().error_browser->toPlainText(),
                      QString("%1 devices are configured. The list holds 20; the others are left out.").arg(count));
             QCOMPARE(device().of({"init_tharlen"}).back().text, std::string(128, 'x'));
         }
@@ -203,7 +199,7 @@ private slots:
             }
             for (const QByteArray& name : boxes)
                 all << window->findChild<QTextEdit*>(name)->toPlainText();
-            return all << QString::number(window->ui.EncoderTestLCD_X->value() + window->ui.xForceBar->value());
+            return all << QString::number(ui().EncoderTestLCD_X->value() + ui().xForceBar->value());
         };
         const auto use = [&] {
             for (const QByteArray& name : names) {
@@ -212,18 +208,18 @@ private slots:
             }
             for (const QByteArray& name : boxes)
                 window->findChild<QTextEdit*>(name)->append("Motors are hot..Please wait until they cool down");
-            window->ui.EncoderTestLCD_X->display(41);
-            window->ui.xForceBar->setValue(41);
+            ui().EncoderTestLCD_X->display(41);
+            ui().xForceBar->setValue(41);
         };
         const QStringList form = state();
         use();
         window->keepError("an error of the device before");
         choose(1);
         QCOMPARE(state(), form);
-        QVERIFY(window->errorMessage.isEmpty() && window->ui.error_browser->toPlainText().isEmpty());
+        QVERIFY(window->errorMessage.isEmpty() && ui().error_browser->toPlainText().isEmpty());
         use();
         goToTab(*window, "Test Forces");  // another visit
-        QCOMPARE(window->ui.temp_X->text() + '|' + window->ui.forces_textBox->toPlainText(), "|" + form[16]);
+        QCOMPARE(ui().temp_X->text() + '|' + ui().forces_textBox->toPlainText(), "|" + form[16]);
         goToTab(*window, "Mode");
         goToTab(*window, "Select");
         QStringList kept = form;
@@ -243,13 +239,12 @@ private slots:
                 device().serial = "<b>";
                 device().result["get_hardware_rev"] = 6;
             });
-            const auto& ui = window->ui;
-            QCOMPARE(ui.tharlenModel_lineedit->text(), QString(shown));
-            QCOMPARE(ui.hardwareSerial_lineedit->text() + ui.hardwareSerial_label->text(), QString("<b><b>"));
-            QCOMPARE(ui.hardwareRev_label->text() + ui.version_label->text(), QString("6stand-in 1.0"));
+            QCOMPARE(ui().tharlenModel_lineedit->text(), QString(shown));
+            QCOMPARE(ui().hardwareSerial_lineedit->text() + ui().hardwareSerial_label->text(), QString("<b><b>"));
+            QCOMPARE(ui().hardwareRev_label->text() + ui().version_label->text(), QString("6stand-in 1.0"));
             QVERIFY(window->isOrda());  // of a model type the lower half counts
             for (const QLabel* label :
-                 {ui.version_label, ui.hardwareSerial_label, ui.hardwareRev_label, ui.calibFileStatus})
+                 {ui().version_label, ui().hardwareSerial_label, ui().hardwareRev_label, ui().calibFileStatus})
                 QCOMPARE(label->textFormat(), Qt::PlainText);
         }
     }

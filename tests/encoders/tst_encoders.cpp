@@ -1,10 +1,6 @@
 // The "Read Encoder" tab tick by tick: display, travel verdicts, switch transitions, choices and the way on.
 #include "restyle.h"
-#include "servostate.h"
 #include "standinwindow.h"
-
-using standin::device;
-using standin::record;
 
 class TestEncoders : public StandinWindow {
     Q_OBJECT
@@ -13,7 +9,7 @@ class TestEncoders : public StandinWindow {
         openFleet({record("Arm", type, card), record("Bare", 1)},
                   [=] { device().result["tharlen_check_for_gimbal"] = gimbal; });
         window->manufMode = manufacturing;
-        enter(window->ui.tab_3, "Read Encoder");
+        enter(ui().tab_3, "Read Encoder");
         window->encoderGuiUpdateTimer->setInterval(1000000);
     }
     void tickAt(const std::array<long, 6>& encoders) {
@@ -65,8 +61,8 @@ private slots:
         const auto& passes = window->repData->bEncoderPass;
         tickAt({2250, 0, 0, 2250, 0, 0});
         QVERIFY(passes[0] && !passes[3]);
-        QCOMPARE(window->ui.encoder_X->styleSheet(), QString(kPassStyle));
-        QCOMPARE(window->ui.gimbal_X->styleSheet(), QString(kNotYetStyle));
+        QCOMPARE(ui().encoder_X->styleSheet(), QString(kPassStyle));
+        QCOMPARE(ui().gimbal_X->styleSheet(), QString(kNotYetStyle));
         window->m_lMinEncoderVal[0] = window->m_lMaxEncoderVal[0] = 0;
         tickAt({});
         QVERIFY(passes[0]);
@@ -88,7 +84,7 @@ private slots:
     void toldTravel() {
         const std::tuple<int, int, QList<int>> rows[] = {{5, 6, {4500, 4250, 3500, 3550, 1500, 3000}},
                                                          {9, 7, {5000, 2600, 2200, 3500, 2245, 3500}}};
-        const auto text = [this] { return window->ui.encoderStatus_help_textBox->toPlainText(); };
+        const auto text = [this] { return ui().encoderStatus_help_textBox->toPlainText(); };
         for (const auto& [type, card, told] : rows) {
             open(type, card, true);
             for (int i = 0; i < 6; ++i)
@@ -107,7 +103,6 @@ private slots:
         } rows[] = {{5, "sei", "sei"}, {9, "sei", "s"}, {3, "sp", "sp"}, {1, "s", "s"}};
         for (const auto& row : rows) {
             open(row.type, 7, true);
-            auto& ui = window->ui;
             const auto level = [this](int on) {
                 device().switches[0] = device().switches[1] = on;
                 device().result["get_inkwell_switch"] = device().result["get_stylus_presence"] = on;
@@ -118,25 +113,25 @@ private slots:
                 return QString(data.bSwitchPass ? "s" : "") + (data.bExtraSwitchPass ? "e" : "")
                        + (data.bInkwellPass ? "i" : "") + (data.bPresencePass ? "p" : "");
             };
-            ui.slider_Y->setValue(7);
+            ui().slider_Y->setValue(7);
             for (int round = 1; round <= 4; ++round) {
                 level(1);
                 level(1);
                 QVERIFY(window->stylusSwitchCounterOn == round && passed().isEmpty());
-                QCOMPARE(ui.stylusButton_1->text(), QString("ON"));
-                QCOMPARE(ui.stylusButton_1->styleSheet(), QString(kNotYetStyle));
+                QCOMPARE(ui().stylusButton_1->text(), QString("ON"));
+                QCOMPARE(ui().stylusButton_1->styleSheet(), QString(kNotYetStyle));
                 level(0);
             }
-            QCOMPARE(ui.slider_Y->value(), row.counted.contains('i') ? 0 : 7);
+            QCOMPARE(ui().slider_Y->value(), row.counted.contains('i') ? 0 : 7);
             QCOMPARE(passed(), row.judged);
-            QCOMPARE(ui.stylusButton_1->styleSheet(), QString(kPassStyle));
+            QCOMPARE(ui().stylusButton_1->styleSheet(), QString(kPassStyle));
             QCOMPARE(window->extraSwitchCounterOff, row.counted.contains('e') ? 4 : 0);
             QCOMPARE(window->inkwellSwitchCounterOff, row.counted.contains('i') ? 4 : 0);
             QCOMPARE(window->presenceSwitchCounterOff, row.counted.contains('p') ? 4 : 0);
             // Switches held on over a second visit count once more.
             level(1);
             goToTab(*window, "Select");
-            enter(ui.tab_3, "Read Encoder");
+            enter(ui().tab_3, "Read Encoder");
             level(1);
             QCOMPARE(window->stylusSwitchCounterOn, 6);
             QCOMPARE(window->presenceSwitchCounterOn, row.counted.contains('p') ? 6 : 0);
@@ -151,19 +146,18 @@ private slots:
         } rows[] = {{5, true, true}, {3, false, true}, {9, false, false}, {1, false, false}};
         for (const auto& row : rows) {
             open(row.type, 7, true);
-            auto& ui = window->ui;
-            ui.next_button->setEnabled(false);
-            ui.tabWidget->removeTab(ui.tabWidget->indexOf(ui.tab_6));
-            choose({ui.RB_X_F, ui.RB_Y_P, ui.RB_Z_P, ui.RB_GX_P, ui.RB_GY_F, ui.RB_STYLUS_F});
+            ui().next_button->setEnabled(false);
+            ui().tabWidget->removeTab(ui().tabWidget->indexOf(ui().tab_6));
+            choose({ui().RB_X_F, ui().RB_Y_P, ui().RB_Z_P, ui().RB_GX_P, ui().RB_GY_F, ui().RB_STYLUS_F});
             window->updateReadEncoderTab();
             QVERIFY(!tabTexts(*window).contains("Cycle Amps"));
-            choose({ui.RB_GZ_P});
+            choose({ui().RB_GZ_P});
             window->updateReadEncoderTab();
             QCOMPARE(tabTexts(*window).contains("Cycle Amps"), row.opens && !row.needsThree);
-            choose({ui.RB_EXTRA_P, ui.RB_INKWELL_F});
+            choose({ui().RB_EXTRA_P, ui().RB_INKWELL_F});
             window->updateReadEncoderTab();
             QCOMPARE(tabTexts(*window).contains("Cycle Amps"), row.opens);
-            QCOMPARE(ui.next_button->isEnabled(), row.opens);
+            QCOMPARE(ui().next_button->isEnabled(), row.opens);
             const REPORTDATA& data = *window->repData;
             QVERIFY(!data.bManualSwitchPass && !data.bManualInkwellPass);
             QCOMPARE(data.bManualExtraSwitchPass, row.needsThree);
@@ -171,7 +165,7 @@ private slots:
                 continue;
             QVERIFY(!data.bManualEncoderPass[0] && data.bManualEncoderPass[1] && !data.bManualEncoderPass[4]);
             // Unmarked, a base axis keeps its choice and a gimbal axis loses it.
-            for (QRadioButton* button : {ui.RB_Y_P, ui.RB_GZ_P}) {
+            for (QRadioButton* button : {ui().RB_Y_P, ui().RB_GZ_P}) {
                 button->setAutoExclusive(false);
                 button->setChecked(false);
             }
@@ -188,18 +182,17 @@ private slots:
         const float position[3] = {-1.5f, 40, 12.34567f};
         std::copy(position, position + 3, device().position);
         tickAt({-1, 22, 3, 4, 5, 6});
-        const auto& ui = window->ui;
         QStringList shown;
-        for (const QLabel* label : {ui.encoder_X, ui.encoder_Y, ui.encoder_Z, ui.gimbal_X, ui.gimbal_Y, ui.gimbal_Z,
-                                    ui.position_X, ui.position_Y, ui.position_Z})
+        for (const QLabel* label : {ui().encoder_X, ui().encoder_Y, ui().encoder_Z, ui().gimbal_X, ui().gimbal_Y,
+                                    ui().gimbal_Z, ui().position_X, ui().position_Y, ui().position_Z})
             shown << label->text();
         QCOMPARE(shown.join(' '), QString("-1 22 3 4 5 6 -1.5 40 12.35"));
-        ui.showDeg_check->setCheckState(Qt::Checked);
+        ui().showDeg_check->setCheckState(Qt::Checked);
         window->updateReadEncoderTab();
-        QCOMPARE(ui.encoder_Y->text() + ' ' + ui.gimbal_Z->text(), QString("28.65 -57.3"));
-        ui.showDeg_check->setCheckState(Qt::PartiallyChecked);
+        QCOMPARE(ui().encoder_Y->text() + ' ' + ui().gimbal_Z->text(), QString("28.65 -57.3"));
+        ui().showDeg_check->setCheckState(Qt::PartiallyChecked);
         tickAt({9, 9, 9, 9, 9, 9});
-        QCOMPARE(ui.encoder_Y->text(), QString("28.65"));
+        QCOMPARE(ui().encoder_Y->text(), QString("28.65"));
         // User mode gathers nothing.
         QVERIFY(window->stylusSwitchCounterOn == 0 && window->m_lMaxEncoderVal[0] < 0);
     }
@@ -210,8 +203,8 @@ private slots:
             open(type, 7, false);
             device().result["get_inkwell_switch"] = reading;
             window->updateReadEncoderTab();
-            QCOMPARE(window->ui.inkwellSwitch->text(), QString(on ? "ON" : "OFF"));
-            QCOMPARE(window->ui.inkwellSwitch->styleSheet(), QString(on ? kPassStyle : kNotYetStyle));
+            QCOMPARE(ui().inkwellSwitch->text(), QString(on ? "ON" : "OFF"));
+            QCOMPARE(ui().inkwellSwitch->styleSheet(), QString(on ? kPassStyle : kNotYetStyle));
         }
     }
 
@@ -229,26 +222,26 @@ private slots:
                     {1, 7, 0, "", ""}};
         for (const auto& row : rows) {
             open(row.type, row.card, true, 0);
-            auto& ui = window->ui;
             for (const int index : {1, 0}) {
                 goToTab(*window, "Select");
                 device().result["tharlen_check_for_gimbal"] = index == 0 && row.gimbal;
-                ui.m_cmbTHARLeN->setCurrentIndex(index);
-                enter(ui.tab_3, "Read Encoder");
+                ui().m_cmbTHARLeN->setCurrentIndex(index);
+                enter(ui().tab_3, "Read Encoder");
             }
             const std::pair<const QWidget*, const char*> widgets[] = {
-                {ui.stylusButton_2, "extra"},  {ui.inkwellSwitch, "inkwell"},
-                {ui.RB_INKWELL_F, "inkwell"},  {ui.stylusButton_1, "stylus"},
-                {ui.RB_STYLUS_P, "stylus"},    {ui.gimbalStatus_select, "stylus"},
-                {ui.groupBox_3, "stylus"},     {ui.groupBox_4, "stylus"},
-                {ui.encoderStatus_select, ""}, {ui.encoderStatus_help_textBox, "help"},
-                {ui.safetySwitch, "never"},    {ui.RB_SAFETY_P, "never"}};
+                {ui().stylusButton_2, "extra"},  {ui().inkwellSwitch, "inkwell"},
+                {ui().RB_INKWELL_F, "inkwell"},  {ui().stylusButton_1, "stylus"},
+                {ui().RB_STYLUS_P, "stylus"},    {ui().gimbalStatus_select, "stylus"},
+                {ui().groupBox_3, "stylus"},     {ui().groupBox_4, "stylus"},
+                {ui().encoderStatus_select, ""}, {ui().encoderStatus_help_textBox, "help"},
+                {ui().safetySwitch, "never"},    {ui().RB_SAFETY_P, "never"}};
             for (const auto& [widget, of] : widgets)
                 QVERIFY2(widget->isHidden() != row.shown.contains(of), qPrintable(widget->objectName()));
             for (const bool manufacturing : {true, false}) {
                 window->manufMode = manufacturing;
                 window->onEncoderTab();
-                for (QLabel* axis : {ui.encoder_X, ui.encoder_Y, ui.encoder_Z, ui.gimbal_X, ui.gimbal_Y, ui.gimbal_Z})
+                for (QLabel* axis :
+                     {ui().encoder_X, ui().encoder_Y, ui().encoder_Z, ui().gimbal_X, ui().gimbal_Y, ui().gimbal_Z})
                     QCOMPARE(axis->styleSheet(), QString(manufacturing ? row.style : ""));
             }
         }
@@ -260,7 +253,7 @@ private slots:
                 device().result = {{"tharlen_check_for_pinch", 1}, {"tharlen_which_pinch", kind}};
             });
             goToTab(*window, "Read Encoder");
-            QCOMPARE(window->ui.pinch_label->text(), QString(name));
+            QCOMPARE(ui().pinch_label->text(), QString(name));
         }
     }
 };

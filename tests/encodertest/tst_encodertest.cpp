@@ -5,10 +5,7 @@
 #include <functional>
 #include <limits>
 
-#include "servostate.h"
 #include "standinwindow.h"
-
-using standin::device;
 
 using Counts = std::array<long, 3>;
 
@@ -20,9 +17,9 @@ class TestEncoderTest : public StandinWindow {
     std::vector<double> sent;  ///< the last command
 
     void open(unsigned long type, unsigned long card = 7) {
-        openFleet({standin::record("Arm", type, card)}, [] { testClock = [] { return now; }; });
+        openFleet({record("Arm", type, card)}, [] { testClock = [] { return now; }; });
         window->manufMode = window->encoderTestMode = true;
-        enter(window->ui.tab_5, "Encoder Test");
+        enter(ui().tab_5, "Encoder Test");
     }
     void tick() {
         device().calls.clear();
@@ -47,12 +44,12 @@ class TestEncoderTest : public StandinWindow {
     /// Starts a run and lets it take up control, the arm at rest.
     void runAt(const Counts& counts) {
         place(counts);
-        window->ui.runEncoderTest_button->click();
+        ui().runEncoderTest_button->click();
         ticks(751);
     }
     QStringList log() {
         window->showEncoderTestEvents();
-        return window->ui.encoderTest_debug->toPlainText().split('\n', Qt::SkipEmptyParts);
+        return ui().encoderTest_debug->toPlainText().split('\n', Qt::SkipEmptyParts);
     }
     bool running() const { return startEncoderTest && window->m_bServoControl; }
     bool still() const { return sent == std::vector<double>(6, 0.0); }
@@ -128,7 +125,7 @@ private slots:
                     {3, 7, {-8000, -3000, -2000}, {8500, 8500, 8500}}};
         for (const auto& row : rows) {
             open(row.type, row.card);
-            window->ui.encoderTestLoopsSpinBox->setValue(2);
+            ui().encoderTestLoopsSpinBox->setValue(2);
             runAt({40, -40, 40});
             QVERIFY(followUntil([] { return seekingTestPoint.load(); }));
             QVERIFY(window->m_iButtonStep == 0 && totalLoops == 0);
@@ -146,15 +143,15 @@ private slots:
             // The second count is a loop: a test point ahead of its first step, after which row 0 comes again.
             QVERIFY(followUntil([] { return seekingTestPoint.load(); }));
             QVERIFY(totalLoops == 2 && window->m_iButtonStep == 1);
-            window->ui.checkTestDegrees->setChecked(false);
+            ui().checkTestDegrees->setChecked(false);
             place({70, -8, 9});
             ticks(5000);
             QVERIFY(log().last().endsWith("] Encoder Values :  70, -8, 9"));
             QVERIFY(totalLoops == 3 && window->m_iButtonStep == 0 && device().connection.m_bErrorTrigger);
-            window->ui.encoderTestPeriodicCheck->setChecked(false);
+            ui().encoderTestPeriodicCheck->setChecked(false);
             QVERIFY(followUntil([] { return totalLoops == 4; }) && !seekingTestPoint);
-            window->ui.encoderTestPeriodicCheck->setChecked(true);
-            window->ui.encoderTestLoopsSpinBox->setValue(0);
+            ui().encoderTestPeriodicCheck->setChecked(true);
+            ui().encoderTestLoopsSpinBox->setValue(0);
             QVERIFY(followUntil([] { return totalLoops == 5; }) && !seekingTestPoint);
         }
     }
@@ -186,7 +183,7 @@ private slots:
             QVERIFY2(log().last().endsWith(row.line), qPrintable(log().last()));
             QCOMPARE(log().last().startsWith(" ["), QString(row.line).startsWith("DAC"));
             // Zero commands from here on; the time limit neither ends nor pushes at this step.
-            window->ui.testRadio1->setChecked(true);
+            ui().testRadio1->setChecked(true);
             now += 700000;
             ticks(6000);
             QVERIFY(still() && startEncoderTest && !seekingTestPoint);
@@ -203,14 +200,14 @@ private slots:
             QCOMPARE(log().filter("] Temprature Warning (81.000) estimated on axis 1").size(), 2);
         }
         device().celsius[1] = 85.0f;
-        window->ui.encoderTestTempSpinBox->setValue(86);
+        ui().encoderTestTempSpinBox->setValue(86);
         ticks(10);
         QVERIFY(running());
         QCOMPARE(log().filter("] Temprature Warning (85.000)").size(), 1);
         // The time is up at step 0 in the same tick: the abort wins, and nothing pushes the arm any more.
-        window->ui.testRadio1->setChecked(true);
+        ui().testRadio1->setChecked(true);
         now += 700000;
-        window->ui.encoderTestTempSpinBox->setValue(85);
+        ui().encoderTestTempSpinBox->setValue(85);
         tick();
         QVERIFY(!window->m_bServoControl && !seekingTestPoint);
         QVERIFY(log().last().endsWith("] Temperature Error (85.000) detected at axis 1"));
@@ -228,10 +225,9 @@ private slots:
         for (const auto& [choice, limit] :  // ms
              {std::pair("testRadio1", 600000), {"testRadio2", 2400000}, {"testRadio3", 108000000}, {"", 10000}}) {
             open(5);
-            auto& ui = window->ui;
-            ui.SpinBoxTest->setValue(30);  // hours
-            ui.testRadio4eva->group()->setExclusive(false);
-            ui.testRadio4eva->setChecked(false);
+            ui().SpinBoxTest->setValue(30);  // hours
+            ui().testRadio4eva->group()->setExclusive(false);
+            ui().testRadio4eva->setChecked(false);
             if (*choice)
                 window->findChild<QRadioButton*>(choice)->setChecked(true);
             runAt({0, 0, 0});
@@ -244,14 +240,14 @@ private slots:
             QVERIFY(!startEncoderTest && sent[0] == before);  // this tick runs to its end
             if (*choice) {
                 tick();
-                QVERIFY(log().last().endsWith("Ending Encoder Test") && ui.runEncoderTest_button->isEnabled());
+                QVERIFY(log().last().endsWith("Ending Encoder Test") && ui().runEncoderTest_button->isEnabled());
                 QCOMPARE(device().count("disable_tharlen_forces"), 1);
             } else {
                 // The tab is left before the window has looked: what the next one turned on stays on.
                 goToTab(*window, "Test Forces");
-                ui.slider_X->setValue(5);
+                ui().slider_X->setValue(5);
                 log();
-                QVERIFY(device().forcesEnabled && ui.slider_X->value() == 5);
+                QVERIFY(device().forcesEnabled && ui().slider_X->value() == 5);
             }
         }
     }
@@ -259,27 +255,26 @@ private slots:
     // Start and stop on a Corvale: its shutdown temperatures, forces, buttons; without a device nothing starts.
     void startAndStop() {
         open(3, 7);
-        auto& ui = window->ui;
-        ui.encoderTestTempSpinBox->setValue(120);
-        ui.encoderTestTempSpinBox->selectAll();
-        QTest::keyClicks(ui.encoderTestTempSpinBox, "12");  // on the way to 120 again
+        ui().encoderTestTempSpinBox->setValue(120);
+        ui().encoderTestTempSpinBox->selectAll();
+        QTest::keyClicks(ui().encoderTestTempSpinBox, "12");  // on the way to 120 again
         QCOMPARE(encoderTestAbortTemp.load(), 120);
-        QTest::keyClicks(ui.encoderTestTempSpinBox, "0");
-        QVERIFY(ui.groupBox_22->isHidden() && !ui.stopEncoderTest_button->isEnabled());
-        ui.runEncoderTest_button->click();
+        QTest::keyClicks(ui().encoderTestTempSpinBox, "0");
+        QVERIFY(ui().groupBox_22->isHidden() && !ui().stopEncoderTest_button->isEnabled());
+        ui().runEncoderTest_button->click();
         const double id = window->csTharlenID;
         QCOMPARE(device().of({"set_tharlen_temp_advance"}).back().values,
                  (std::vector<double>{id, 2, 120, 120, 120, 0, 0, 0}));
         QVERIFY(device().forcesEnabled && window->tempGuiUpdateTimer->isActive());
-        QVERIFY(!ui.runEncoderTest_button->isEnabled() && ui.stopEncoderTest_button->isEnabled());
+        QVERIFY(!ui().runEncoderTest_button->isEnabled() && ui().stopEncoderTest_button->isEnabled());
         goToTab(*window, "Select");
         QVERIFY(!startEncoderTest && !device().forcesEnabled && !window->tempGuiUpdateTimer->isActive());
         goToTab(*window, "Encoder Test");
-        QVERIFY(ui.runEncoderTest_button->isEnabled() && !ui.stopEncoderTest_button->isEnabled());
+        QVERIFY(ui().runEncoderTest_button->isEnabled() && !ui().stopEncoderTest_button->isEnabled());
         window->csTharlenID = -1;
-        ui.runEncoderTest_button->click();
+        ui().runEncoderTest_button->click();
         QVERIFY(!startEncoderTest && log().size() == 1);
-        ui.encoderTestClearBtn->click();
+        ui().encoderTestClearBtn->click();
         QVERIFY(log().isEmpty());
         window->csTharlenID = int(id);
     }
@@ -309,11 +304,10 @@ private slots:
     void gimbalTrace() {
         const QTemporaryDir home;
         openFleet();
-        auto& ui = window->ui;
         qputenv("KNDD_HOME", "/nonexistent");
-        ui.runGimbalEncoderTest_button->click();
-        QVERIFY(ui.encoderTest_debug->toPlainText().endsWith("Error creating trace file !"));
-        QVERIFY(!window->gimbEncTestTimer->isActive() && !ui.runGimbalEncoderTest_button->isEnabled());
+        ui().runGimbalEncoderTest_button->click();
+        QVERIFY(ui().encoderTest_debug->toPlainText().endsWith("Error creating trace file !"));
+        QVERIFY(!window->gimbEncTestTimer->isActive() && !ui().runGimbalEncoderTest_button->isEnabled());
         window->runGimbalEncoderTest();
         window->stopGimbalEncoderTest();
         QCOMPARE(device().count("get_tharlen_joint_angles"), 0);
@@ -323,12 +317,12 @@ private slots:
             device().gimbalAngles[i] = 0.0625f - float(i);
         }
         for (int run = 1; run <= 2; ++run) {
-            ui.runGimbalEncoderTest_button->click();
-            QVERIFY(window->gimbEncTestTimer->isActive() && ui.stopGimbalEncoderTest_button->isEnabled());
+            ui().runGimbalEncoderTest_button->click();
+            QVERIFY(window->gimbEncTestTimer->isActive() && ui().stopGimbalEncoderTest_button->isEnabled());
             for (int i = 0; i < run; ++i)
                 window->runGimbalEncoderTest();
-            ui.stopGimbalEncoderTest_button->click();
-            QVERIFY(!window->gimbEncTestTimer->isActive() && ui.runGimbalEncoderTest_button->isEnabled());
+            ui().stopGimbalEncoderTest_button->click();
+            QVERIFY(!window->gimbEncTestTimer->isActive() && ui().runGimbalEncoderTest_button->isEnabled());
             QFile file(window->traceGimbOutFile->fileName());
             QVERIFY(file.open(QIODevice::ReadOnly));
             QCOMPARE(file.readAll(), QByteArray("YAW\tPITCH\tROLL\tANGLE1\tANGLE2\tANGLE3\n")

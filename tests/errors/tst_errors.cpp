@@ -5,15 +5,12 @@
 
 #include "datetext.h"
 #include "motorsoff.h"
-#include "servostate.h"
 #include "standinwindow.h"
-
-using standin::device;
 
 class TestErrors : public StandinWindow {
     Q_OBJECT
 
-    QString browser() const { return window->ui.error_browser->toPlainText(); }
+    QString browser() const { return ui().error_browser->toPlainText(); }
 
 private slots:
     void init() {
@@ -89,9 +86,9 @@ private slots:
     void clearing() {
         window->accumulateErrors(-5);
         window->displayError();
-        window->ui.pushButton_3->click();
+        ui().pushButton_3->click();
         QVERIFY(browser().isEmpty() && window->errorMessage.isEmpty() && window->numAccumErrors == 1);
-        window->ui.error_browser->append("Selected Device cannot be initialized !");
+        ui().error_browser->append("Selected Device cannot be initialized !");
         window->displayError();
         window->displayError();
         QCOMPARE(browser(), QString("Selected Device cannot be initialized !\n\n"));
@@ -180,7 +177,7 @@ private slots:
         passivityTestForce[1] = -1.5f;
         window->passivityGain = 0.25f;
         window->displayDateTime();
-        QCOMPARE(window->ui.passivityTest_browser->toPlainText(),
+        QCOMPARE(ui().passivityTest_browser->toPlainText(),
                  QString("0.000000  \n-1.500000  \n0.000000  \n0.000000  \n0.000000  \n0.000000  \n0.250000  \n"));
     }
 };

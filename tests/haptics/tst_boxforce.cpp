@@ -5,11 +5,7 @@
 #include "motorsoff.h"
 #include "qttharlenhapticrenderer.h"
 #include "restyle.h"
-#include "servostate.h"
 #include "standinwindow.h"
-
-using standin::device;
-using standin::record;
 
 namespace {
 
@@ -126,13 +122,13 @@ private slots:
                     watchLoop(*window);
                 }
                 QCOMPARE(window->hapticBoxRenderer->m_nWallTransitions.copy(), (std::array<int, 6>{}));
-                QCOMPARE(window->ui.error_browser->toPlainText().count("no number"), 1);
+                QCOMPARE(ui().error_browser->toPlainText().count("no number"), 1);
                 window->OnSelChangeTHARLeN();
                 window->m_lastSaid.clear();
                 startBoxTest = true;
                 tickAt(0, inf, 0);
                 watchLoop(*window);
-                QCOMPARE(window->ui.error_browser->toPlainText().count("no number"), 1);
+                QCOMPARE(ui().error_browser->toPlainText().count("no number"), 1);
             }
         }
     }
@@ -185,15 +181,15 @@ private slots:
         open(kLines[0], true);
         startBoxTest = false;
         window->disableTestTabs();
-        enter(window->ui.tab_10, "Box Test");
-        QVERIFY(!window->ui.next_button->isEnabled());
+        enter(ui().tab_10, "Box Test");
+        QVERIFY(!ui().next_button->isEnabled());
         window->forceProgressUpdate();
-        window->ui.next_button->click();
+        ui().next_button->click();
         QCOMPARE(tabTexts(*window).mid(2), (QStringList{"Box Test", "Servoloop", "Summary"}));
-        QVERIFY(window->ui.tabWidget->currentIndex() == 3 && !window->repData->bBoxPass);
+        QVERIFY(ui().tabWidget->currentIndex() == 3 && !window->repData->bBoxPass);
         goToTab(*window, "Summary");
         window->forceProgressUpdate();
-        QVERIFY(!window->ui.next_button->isEnabled());
+        QVERIFY(!ui().next_button->isEnabled());
         window->hapticBoxRenderer->m_nWallTransitions.fill(3);
         goToTab(*window, "Box Test");
         window->hapticBoxRenderer->graphicsCallback();
@@ -212,15 +208,15 @@ private slots:
         device().lastDac[2] = 100;
         tickAt(0, 0, 0);
         window->forceProgressUpdate();
-        const auto& ui = window->ui;
-        QVERIFY(ui.xForceBar->value() == 50 && ui.yForceBar->value() == 25 && ui.zForceBar->value() == 0);
-        QCOMPARE(ui.x_force->text() + ' ' + ui.y_force->text() + ' ' + ui.z_force->text(), QString("1.6 0.82 0.01"));
-        QCOMPARE(ui.boxTest_status->text() + ui.boxTest_status->styleSheet(), QString(kNotYetStyle));
+        QVERIFY(ui().xForceBar->value() == 50 && ui().yForceBar->value() == 25 && ui().zForceBar->value() == 0);
+        QCOMPARE(ui().x_force->text() + ' ' + ui().y_force->text() + ' ' + ui().z_force->text(),
+                 QString("1.6 0.82 0.01"));
+        QCOMPARE(ui().boxTest_status->text() + ui().boxTest_status->styleSheet(), QString(kNotYetStyle));
         window->hapticBoxRenderer->m_bPassTest = true;
         window->forceProgressUpdate();
         window->forceProgressUpdate();
         QVERIFY(window->repData->bBoxPass);
-        QCOMPARE(ui.boxTest_status->text() + ui.boxTest_status->styleSheet(), QString("PASS") + kPassStyle);
+        QCOMPARE(ui().boxTest_status->text() + ui().boxTest_status->styleSheet(), QString("PASS") + kPassStyle);
         QVERIFY(tabTexts(*window).count("Summary") == 1 && tabTexts(*window).count("Servoloop") == 1);
     }
 
@@ -232,9 +228,8 @@ private slots:
             open({"", type, 7, 0, 0, 0, 0}, manufacturing);
             startBoxTest = false;
             goToTab(*window, "Box Test");
-            const auto& ui = window->ui;
-            QVERIFY2(ui.textBrowser_8->toPlainText().contains(text), text);
-            QVERIFY(ui.boxTest_status->isHidden() != manufacturing && ui.next_button->isEnabled() != manufacturing);
+            QVERIFY2(ui().textBrowser_8->toPlainText().contains(text), text);
+            QVERIFY(ui().boxTest_status->isHidden() != manufacturing && ui().next_button->isEnabled() != manufacturing);
             const auto& scene = *window->hapticBoxRenderer;
             QVERIFY(startBoxTest && scene.graphicTimer->isActive() && scene.manufacturingMode == manufacturing);
             goToTab(*window, "Servoloop");

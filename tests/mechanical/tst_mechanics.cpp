@@ -1,10 +1,6 @@
 // The machines of the friction and the capstan test, step by step on the stand-in.
 #include "restyle.h"
-#include "servostate.h"
 #include "standinwindow.h"
-
-using standin::device;
-using standin::record;
 
 class TestMechanics : public StandinWindow {
     Q_OBJECT
@@ -19,8 +15,8 @@ class TestMechanics : public StandinWindow {
             window->m_cdLodrin.axtlFriction[i] = {7, 0.5f, 0.015f};
             window->m_cdLodrin.axclCapstan[i] = {4, 0, 0.5f};
         }
-        window->ui.tabWidget->addTab(window->ui.tab_8, "Test Friction");
-        window->ui.tabWidget->addTab(window->ui.tab_9, "Test Capstan");
+        ui().tabWidget->addTab(ui().tab_8, "Test Friction");
+        ui().tabWidget->addTab(ui().tab_9, "Test Capstan");
         goToTab(*window, tab);
     }
     static bool ends(const QTextBrowser* browser, const char* text) { return browser->toPlainText().endsWith(text); }
@@ -53,9 +49,8 @@ private slots:
     // forwards, Y does not before its limit, Z moves back after the arm had to come to rest anew.
     void rampsAxisByAxis() {
         open(5, "Test Friction");
-        const auto& ui = window->ui;
-        QVERIFY(ui.friction_textBox->toPlainText().startsWith("The Device arm must be free"));
-        ui.startFrictionTest_button->click();
+        QVERIFY(ui().friction_textBox->toPlainText().startsWith("The Device arm must be free"));
+        ui().startFrictionTest_button->click();
         QVERIFY(device().forcesEnabled && startFrictionTest && window->frictionTestTimer->interval() == 1);
         QCOMPARE(friction(), 1);
         for (int i = 1; i < 499; ++i) {
@@ -86,19 +81,19 @@ private slots:
         QCOMPARE(friction(), 1);
         QCOMPARE(friction(), 1);
         QVERIFY(!startFrictionTest && !window->frictionTestTimer->isActive());
-        QVERIFY(!ui.startFrictionTest_button->isEnabled());
-        QVERIFY(ends(ui.friction_textBox, "Friction Test Complete..\n Click 'Next'to continue testing.."));
+        QVERIFY(!ui().startFrictionTest_button->isEnabled());
+        QVERIFY(ends(ui().friction_textBox, "Friction Test Complete..\n Click 'Next'to continue testing.."));
         const REPORTDATA& data = *window->repData;
         QVERIFY(data.nFrictionChange[0] == -7 && data.nFrictionChange[2] == 7);
         QVERIFY(data.bFrictionPass[0] && !data.bFrictionPass[1] && data.bFrictionPass[2]);
-        QCOMPARE(ui.x_friction_result->text() + ui.y_friction_result->text(), QString("PASSFAIL"));
-        QCOMPARE(ui.z_friction_result->styleSheet(), QString(kPassStyle));
-        QVERIFY(qAbs(ui.x_voltage->text().toDouble() - 0.0051 * 32767 / 513.708) < 1e-4);
-        QVERIFY(qAbs(ui.z_voltage->text().toDouble() - 0.01 * 32767 / 513.708) < 0.01);
+        QCOMPARE(ui().x_friction_result->text() + ui().y_friction_result->text(), QString("PASSFAIL"));
+        QCOMPARE(ui().z_friction_result->styleSheet(), QString(kPassStyle));
+        QVERIFY(qAbs(ui().x_voltage->text().toDouble() - 0.0051 * 32767 / 513.708) < 1e-4);
+        QVERIFY(qAbs(ui().z_voltage->text().toDouble() - 0.01 * 32767 / 513.708) < 0.01);
         goToTab(*window, "Select");
         goToTab(*window, "Test Friction");
-        QVERIFY(ui.startFrictionTest_button->isEnabled() && window->m_vvMoveResult.afVoltages[0] == 0.0f);
-        QCOMPARE(ui.y_friction_result->text(), QString("NULL"));
+        QVERIFY(ui().startFrictionTest_button->isEnabled() && window->m_vvMoveResult.afVoltages[0] == 0.0f);
+        QCOMPARE(ui().y_friction_result->text(), QString("NULL"));
     }
 
     // No measurement is no pass. Voltages have an upper limit only.
@@ -123,8 +118,8 @@ private slots:
             open(5, "Select");
             window->m_cdLodrin.nCapstanTimeAtMax = push;
             goToTab(*window, "Test Capstan");
-            QVERIFY(!window->ui.verifyCapstanTest_button->isEnabled() && window->ui.x_capstan_volt->isHidden());
-            window->ui.startCapstanTest_button->click();
+            QVERIFY(!ui().verifyCapstanTest_button->isEnabled() && ui().x_capstan_volt->isHidden());
+            ui().startCapstanTest_button->click();
             QVERIFY(startCapstanTest && device().forcesEnabled && window->capstanTestRefTimer->interval() == 1);
             QCOMPARE(reference(), 1);
             std::fill(device().velocity, device().velocity + 3, 200.0f);
@@ -141,8 +136,8 @@ private slots:
             QCOMPARE(reference(), 1);
             // The flag outlives the run, so that the last voltages go on being sent, without forces.
             QVERIFY(startCapstanTest && !device().forcesEnabled && !window->capstanTestRefTimer->isActive());
-            QVERIFY(!window->ui.startCapstanTest_button->isEnabled());
-            QVERIFY(window->ui.verifyCapstanTest_button->isEnabled());
+            QVERIFY(!ui().startCapstanTest_button->isEnabled());
+            QVERIFY(ui().verifyCapstanTest_button->isEnabled());
         }
     }
 
@@ -150,16 +145,16 @@ private slots:
     void verifyRuns() {
         open(5, "Test Capstan");
         std::fill(device().encoders, device().encoders + 3, 100L);
-        window->ui.startCapstanTest_button->click();
+        ui().startCapstanTest_button->click();
         while (window->capstanTestRefTimer->isActive())
             window->runCapstanTest_ref();
         const REPORTDATA& data = *window->repData;
         verify({104, 95, 100});
         QVERIFY(data.bCapstanPass[0] && !data.bCapstanPass[1] && data.bCapstanPass[2]);
         QVERIFY(data.nCapstanChange[0] == 4 && data.nCapstanChange[1] == 5 && data.nCapstanChange[2] == 0);
-        QCOMPARE(window->ui.y_capstan_result->styleSheet(), QString(kFailStyle));
+        QCOMPARE(ui().y_capstan_result->styleSheet(), QString(kFailStyle));
         QVERIFY(!startCapstanTest && !verifyCapstanTest && !device().forcesEnabled);
-        QVERIFY(ends(window->ui.capstan_textBox, "Please press the next button to proceed."));
+        QVERIFY(ends(ui().capstan_textBox, "Please press the next button to proceed."));
         verify({105, 96, 100});
         QVERIFY(!data.bCapstanPass[0] && data.bCapstanPass[1] && data.nCapstanChange[0] == 5);
     }
@@ -204,13 +199,12 @@ private slots:
     void notPrepared() {
         for (unsigned long type : {1, 3, 9}) {
             open(type, "Test Friction");
-            QVERIFY(!window->ui.startFrictionTest_button->isEnabled());
-            QVERIFY(ends(window->ui.friction_textBox,
-                         "not available for this model..\n Please click next to go to next test"));
+            QVERIFY(!ui().startFrictionTest_button->isEnabled());
+            QVERIFY(
+                ends(ui().friction_textBox, "not available for this model..\n Please click next to go to next test"));
             goToTab(*window, "Test Capstan");
-            QVERIFY(!window->ui.startCapstanTest_button->isEnabled()
-                    && !window->ui.verifyCapstanTest_button->isEnabled());
-            QVERIFY(!window->ui.capstanTestGroupBox->isEnabled() && !device().forcesEnabled);
+            QVERIFY(!ui().startCapstanTest_button->isEnabled() && !ui().verifyCapstanTest_button->isEnabled());
+            QVERIFY(!ui().capstanTestGroupBox->isEnabled() && !device().forcesEnabled);
             QCOMPARE(window->m_vvVoltageIncr.afVoltages[1], 0.35f);
         }
         for (bool manufacturing : {false, true}) {

@@ -5,11 +5,7 @@
 
 #include "motorsoff.h"
 #include "restyle.h"
-#include "servostate.h"
 #include "standinwindow.h"
-
-using standin::device;
-using standin::record;
 
 class TestMotors : public StandinWindow {
     Q_OBJECT
@@ -19,9 +15,9 @@ class TestMotors : public StandinWindow {
         arm.m_dR1 = arm.m_dR2 = arm.m_dR3 = arm.m_dR4 = 10;
         openFleet({arm}, [=] { device().model = model; });
         window->manufMode = manufacturing;
-        enter(QString(tab) == "Cycle Amps" ? window->ui.tab_6 : window->ui.tab_7, tab);
+        enter(QString(tab) == "Cycle Amps" ? ui().tab_6 : ui().tab_7, tab);
         device().calls.clear();
-        window->ui.next_button->setEnabled(false);
+        ui().next_button->setEnabled(false);
     }
     /// A tick of the amplifier test with its pair of switches.
     void cycle(int fault = 0) {
@@ -30,13 +26,10 @@ class TestMotors : public StandinWindow {
         window->disableAmplifiers();
         window->enableAmplifiers();
     }
-    QString box() const { return window->ui.cycleAmps_textBox->toPlainText(); }
-    bool opened(const char* tab) const {
-        return window->ui.next_button->isEnabled() && tabTexts(*window).contains(tab);
-    }
+    QString box() const { return ui().cycleAmps_textBox->toPlainText(); }
+    bool opened(const char* tab) const { return ui().next_button->isEnabled() && tabTexts(*window).contains(tab); }
     std::array<QSlider*, 6> allSliders() const {
-        const auto& ui = window->ui;
-        return {ui.slider_X, ui.slider_Y, ui.slider_Z, ui.slider_TX, ui.slider_TY, ui.slider_TZ};
+        return {ui().slider_X, ui().slider_Y, ui().slider_Z, ui().slider_TX, ui().slider_TY, ui().slider_TZ};
     }
     void setSliders(int value) {
         for (QSlider* slider : allSliders())
@@ -68,11 +61,10 @@ private slots:
                     {true, -5, 0, "\nPASS\nNote: the device did not answer while its amplifiers were to be cycled."}};
         for (const auto& row : rows) {
             open(5, row.manufacturing, "Cycle Amps");
-            const auto& ui = window->ui;
             device().result["enable_tharlen_forces_no_wait"] = row.enabling;
             device().result["update_tharlen"] = row.answer;
             QCOMPARE(window->ampsGuiUpdateTimer->interval(), 2000);
-            QCOMPARE(ui.amp_status_button->text() + ui.amp_status_button->styleSheet(), QString("NULL"));
+            QCOMPARE(ui().amp_status_button->text() + ui().amp_status_button->styleSheet(), QString("NULL"));
             for (int pair = 1; pair <= 7; ++pair) {
                 QVERIFY(pair == 7 || (box().isEmpty() && !window->repData->bAmplifierPass));
                 cycle();
@@ -80,12 +72,12 @@ private slots:
                     tick();
             }
             QCOMPARE(box(), QString("The device amplifiers are OK") + row.text);
-            QCOMPARE(ui.device_fault_button->text(), QString("NO"));
+            QCOMPARE(ui().device_fault_button->text(), QString("NO"));
             QVERIFY(window->repData->bAmplifierPass == row.manufacturing
-                    && ui.next_button->isEnabled() == row.manufacturing);
+                    && ui().next_button->isEnabled() == row.manufacturing);
             QCOMPARE(device().count("enable_tharlen_forces_no_wait"), 7);
             QCOMPARE(device().count("disable_tharlen_forces_no_wait"), 6);
-            QCOMPARE(ui.amp_status_button->styleSheet(), QString(kPassStyle));
+            QCOMPARE(ui().amp_status_button->styleSheet(), QString(kPassStyle));
         }
     }
 
@@ -94,8 +86,8 @@ private slots:
         open(5, true, "Cycle Amps");
         cycle(1);
         QVERIFY(opened("Test Forces") && !window->repData->bAmplifierPass);
-        QCOMPARE(window->ui.device_fault_button->text(), QString("YES"));
-        QCOMPARE(window->ui.device_fault_button->styleSheet(), QString(kFailStyle));
+        QCOMPARE(ui().device_fault_button->text(), QString("YES"));
+        QCOMPARE(ui().device_fault_button->styleSheet(), QString(kFailStyle));
         for (int pair = 0; pair < 5; ++pair)
             cycle();
         QVERIFY(window->repData->bAmplifierPass);
@@ -149,8 +141,7 @@ private slots:
                     {4, "THARLEN Stelmar 1.5 6DOF", 2, 0}};
         for (const auto& row : rows) {
             open(row.type, false, "Test Forces", row.model);
-            const auto& ui = window->ui;
-            QVERIFY(!window->forceCheckTimer->isActive() && ui.slider_TX->isHidden() == (row.type != 4));
+            QVERIFY(!window->forceCheckTimer->isActive() && ui().slider_TX->isHidden() == (row.type != 4));
             for (int axis = 0; axis < 6; ++axis)
                 allSliders()[axis]->setValue(100 - 10 * axis);
             QCOMPARE(device().count("enable_tharlen_forces"), 6);
@@ -160,7 +151,8 @@ private slots:
                 device().position[i] = 0.5f - float(i);
             }
             window->updateForceDisplay();
-            QLabel* const commands[6] = {ui.force_x, ui.force_y, ui.force_z, ui.force_gx, ui.force_gy, ui.force_gz};
+            QLabel* const commands[6] = {ui().force_x,  ui().force_y,  ui().force_z,
+                                         ui().force_gx, ui().force_gy, ui().force_gz};
             for (int axis = 0; axis < 6; ++axis) {
                 const long counts = long(20 * row.multiplier) * (axis == 0 ? -100 : 100 - 10 * axis);
                 QCOMPARE(long(window->force_dac_values[axis]), counts);
@@ -178,10 +170,10 @@ private slots:
             device().singularJacobian = true;
             window->updateForceDisplay();
             QCOMPARE(window->m_forceSentStr[1], QString("0.00"));
-            ui.pushButton_16->click();
+            ui().pushButton_16->click();
             QVERIFY(window->force_dac_values.copy() == (std::array<long, 6>{}));
             device().calls.clear();
-            ui.pushButton_16->click();
+            ui().pushButton_16->click();
             QVERIFY(device().calls.empty());
         }
     }
@@ -190,7 +182,6 @@ private slots:
     // three; the verdict stays when the slider comes back. Answers alone open the way, whatever they are.
     void verdicts() {
         open(4, true, "Test Forces", "THARLEN Stelmar 1.5 6DOF");
-        auto& ui = window->ui;
         const std::tuple<int, int, const char*> drives[] = {{1, 1, "ffffff"},  {1, -1, "PPPfff"}, {2, -3, "PPPfff"},
                                                             {3, -3, "PPPffP"}, {4, -5, "PPPffP"}, {5, 0, "PPPPPP"}};
         const REPORTDATA& data = *window->repData;
@@ -202,17 +193,17 @@ private slots:
             QCOMPARE(found, QString(verdicts));
         }
         QVERIFY(data.fMinForceVal[3] == -200.0f && data.fMaxForceVal[1] == 200.0f);
-        QCOMPARE(ui.slider_TZ->styleSheet(), QString(kPassStyle));
-        answer({ui.RB_FX_F, ui.RB_FY_F, ui.RB_FZ_F, ui.RB_FGX_F, ui.RB_FGY_F});
+        QCOMPARE(ui().slider_TZ->styleSheet(), QString(kPassStyle));
+        answer({ui().RB_FX_F, ui().RB_FY_F, ui().RB_FZ_F, ui().RB_FGX_F, ui().RB_FGY_F});
         QVERIFY(!opened("Box Test") && !data.bManualForcesPass[5]);
-        answer({ui.RB_FGZ_P});
+        answer({ui().RB_FGZ_P});
         QVERIFY(opened("Box Test") && data.bManualForcesPass[5] && !data.bManualForcesPass[0]);
     }
 
     // Three answers are enough for three axes. What was shown at the last visit is not judged at the next.
     void threeAxes() {
         open(3, true, "Test Forces", "THARLEN Corvale");
-        answer({window->ui.RB_FX_P, window->ui.RB_FY_F, window->ui.RB_FZ_P});
+        answer({ui().RB_FX_P, ui().RB_FY_F, ui().RB_FZ_P});
         drive(5), drive(-5);
         goToTab(*window, "Select");
         goToTab(*window, "Test Forces");
@@ -226,37 +217,36 @@ private slots:
         open(5, false, "Test Forces");
         const float nan = std::numeric_limits<float>::quiet_NaN();
         const QString hot = "Motors are hot..Please wait until they cool down";
-        QLCDNumber* const displays[3] = {window->ui.EncoderTestLCD_X, window->ui.EncoderTestLCD_Y,
-                                         window->ui.EncoderTestLCD_Z};
+        QLCDNumber* const displays[3] = {ui().EncoderTestLCD_X, ui().EncoderTestLCD_Y, ui().EncoderTestLCD_Z};
         const auto looks = [&](std::array<float, 6> celsius, std::array<float, 6> scale, const QString& colours) {
             std::copy(celsius.begin(), celsius.end(), device().celsius);
             std::copy(scale.begin(), scale.end(), device().normalizedTemperature);
-            window->ui.forces_textBox->clear();
+            ui().forces_textBox->clear();
             startEncoderTest = true;
             window->monitorTemperature();
             startEncoderTest = false;
-            QCOMPARE(window->ui.forces_textBox->toPlainText(), hot + "\n" + hot);
+            QCOMPARE(ui().forces_textBox->toPlainText(), hot + "\n" + hot);
             for (int i = 0; i < 3; ++i) {
                 const QColor seen = displays[i]->palette().color(QPalette::WindowText);
                 QCOMPARE(seen, QColor(colours[i] == 'g' ? 0 : 255, colours[i] == 'r' ? 0 : 255, 0));
             }
         };
         const QColor plain = displays[1]->palette().color(QPalette::WindowText);
-        window->ui.temp_TY->setText("kept");
+        ui().temp_TY->setText("kept");
         looks({59.94f, 60.0f, 99.96f, 30.0f, 0, 101.25f}, {0.5f, 1.0f, 0.999f, 0.3f, 0, 1.2f}, "gyy");
         QCOMPARE(displays[2]->value(), 100.0);
-        QCOMPARE(window->ui.temp_X->text() + ' ' + window->ui.temp_Y->text(), QString("59.9 60"));
-        QCOMPARE(window->ui.temp_TY->text() + ' ' + window->ui.temp_TZ->text(), QString("kept 101"));
+        QCOMPARE(ui().temp_X->text() + ' ' + ui().temp_Y->text(), QString("59.9 60"));
+        QCOMPARE(ui().temp_TY->text() + ' ' + ui().temp_TZ->text(), QString("kept 101"));
         // What is no number counts as too hot and is shown as such.
         looks({nan, 60.0f, 100.0f, 30.0f, 0, 20}, {0.5f, nan, 0.999f, 0.3f, 0, 0}, "ryr");
-        QCOMPARE(window->ui.temp_X->text(), QString("nan"));
+        QCOMPARE(ui().temp_X->text(), QString("nan"));
         window->performanceTestMode = true;
         window->monitorTemperature();
-        QCOMPARE(window->ui.label_66->text(), QString("60"));
+        QCOMPARE(ui().label_66->text(), QString("60"));
         window->m_shownDevice = nullptr;  // another device begins as the form does
         window->OnSelChangeTHARLeN();
         QCOMPARE(displays[1]->palette().color(QPalette::WindowText), plain);
-        QVERIFY(displays[2]->value() == 0 && window->ui.temp_X->text() != "nan");
+        QVERIFY(displays[2]->value() == 0 && ui().temp_X->text() != "nan");
     }
 
     // Putting the stylus back drops all forces once; the warning comes back each second on the line that has it,
@@ -271,10 +261,10 @@ private slots:
             setSliders(30);
             device().result["get_inkwell_switch"] = docked;
             window->updateForceDisplay();
-            QCOMPARE(window->ui.slider_X->value(), 0);
+            QCOMPARE(ui().slider_X->value(), 0);
             setSliders(30);
             window->updateForceDisplay();
-            QCOMPARE(window->ui.slider_X->value(), 30);
+            QCOMPARE(ui().slider_X->value(), 30);
             QMessageBox* warning = window->findChild<QMessageBox*>();
             QCOMPARE(warning != nullptr, orda);
             if (!orda)
@@ -286,7 +276,7 @@ private slots:
             goToTab(*window, "Select");
             QVERIFY(!warning->isVisible());
             // Beside motors that another tab drives it blocks nothing.
-            window->ui.tabWidget->addTab(window->ui.tab_5, "Encoder Test");
+            ui().tabWidget->addTab(ui().tab_5, "Encoder Test");
             goToTab(*window, "Encoder Test");
             window->initEncoderTest();
             window->updateForceDisplay();

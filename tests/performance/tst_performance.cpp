@@ -3,10 +3,7 @@
 #include <QGraphicsTextItem>
 #include <QSignalSpy>
 
-#include "servostate.h"
 #include "standinwindow.h"
-
-using standin::device;
 
 template <class Item>
 static QList<Item*> itemsOf(const QGraphicsScene* scene) {
@@ -25,7 +22,7 @@ class TestPerformance : public StandinWindow {
         return int(std::count_if(std::begin(loadTimer), std::end(loadTimer),
                                  [](const QPointer<QTimer>& timer) { return timer && timer->isActive(); }));
     }
-    QString loadText() const { return window->ui.servoloopText->toPlainText(); }
+    QString loadText() const { return ui().servoloopText->toPlainText(); }
 
 private slots:
     void init() {
@@ -46,9 +43,8 @@ private slots:
                     {true, true, {"0.5", "-2", "1e-1"}, {0.5, -2, double(0.1f)}},
                     {false, true, {"nan", "1,5", "3"}, {0, 0, 3}},
                     {false, true, {"-inf", "1e99", "one"}, {0, 0, 0}}};
-        auto& ui = window->ui;
-        QLineEdit* const fields[2][3] = {{ui.cforce_1, ui.cforce_2, ui.cforce_3},
-                                         {ui.motor_dac_1, ui.motor_dac_2, ui.motor_dac_3}};
+        QLineEdit* const fields[2][3] = {{ui().cforce_1, ui().cforce_2, ui().cforce_3},
+                                         {ui().motor_dac_1, ui().motor_dac_2, ui().motor_dac_3}};
         for (const auto& row : rows) {
             page(row.temperaturePage ? "Motor Temp. Test" : "Force Test");
             for (int i = 0; i < 3; ++i) {
@@ -57,10 +53,10 @@ private slots:
             }
             dac_values.fill(9);
             cForce.fill(9);
-            ui.sendForce_checkBox->setChecked(row.temperaturePage && row.force);
-            ui.sendForce_checkBox_2->setChecked(!row.temperaturePage && row.force);
+            ui().sendForce_checkBox->setChecked(row.temperaturePage && row.force);
+            ui().sendForce_checkBox_2->setChecked(!row.temperaturePage && row.force);
             device().calls.clear();
-            (row.temperaturePage ? ui.set_dac_button_2 : ui.pushButton_5)->click();
+            (row.temperaturePage ? ui().set_dac_button_2 : ui().pushButton_5)->click();
             tick();
             const char* name = row.force ? "send_tharlen_force_6dof" : "command_motor_dac_values";
             const auto calls = device().of({"enable_tharlen_forces_no_wait", name});
@@ -75,10 +71,10 @@ private slots:
     void clearing() {
         for (const QString way : {"pushButton_15", "clear_dac_button_2", "Force Test"}) {
             page("Force Test");
-            window->ui.cforce_2->setText("5");
-            window->ui.motor_dac_1->setText("8");
-            window->ui.sendForce_checkBox_2->setChecked(true);
-            window->ui.pushButton_5->click();
+            ui().cforce_2->setText("5");
+            ui().motor_dac_1->setText("8");
+            ui().sendForce_checkBox_2->setChecked(true);
+            ui().pushButton_5->click();
             page("Workspace Test");
             QVERIFY(startPerformanceForceTest && !device().forcesEnabled);
             tick();
@@ -88,35 +84,34 @@ private slots:
             else
                 page(qPrintable(way));
             QVERIFY(!device().forcesEnabled && !startPerformanceForceTest && cForce[1] == 0.0f);
-            QCOMPARE(window->ui.cforce_2->text() == "0.0", way != "clear_dac_button_2");
-            QCOMPARE(window->ui.motor_dac_1->text() == "0", way != "pushButton_15");
+            QCOMPARE(ui().cforce_2->text() == "0.0", way != "clear_dac_button_2");
+            QCOMPARE(ui().motor_dac_1->text() == "0", way != "pushButton_15");
         }
     }
 
     // Leaving the tab ends what its pages drive, and so does another device, which starts with nothing commanded.
     void nothingGoesOnPastTheTab() {
-        auto& ui = window->ui;
         for (const QString shown :
              {"Force Test", "Motor Temp. Test", "Passivity Test", "Filters Test", "Friction Test"}) {
             const bool scene = shown == "Passivity Test" || shown == "Filters Test";
             for (const bool otherDevice : {false, true}) {
                 page("Workspace Test");
                 page(qPrintable(shown));
-                ui.cforce_1->setText("900");
-                ui.motor_dac_1->setText("900");
+                ui().cforce_1->setText("900");
+                ui().motor_dac_1->setText("900");
                 if (shown == "Friction Test")
                     window->startFrictionPerformanceTest();
                 else if (!scene)
                     window->command_motor_dac();
                 window->force_dac_values[2] = window->m_fVoltsToSend[1] = 50;
                 if (scene)
-                    ui.listWidget->setCurrentRow(-1);  // the page stays
+                    ui().listWidget->setCurrentRow(-1);  // the page stays
                 tick();
                 if (otherDevice)
                     window->OnSelChangeTHARLeN();
                 else
                     goToTab(*window, "Calibrate");
-                QVERIFY(otherDevice ? window->m_fVoltsToSend[1] == 0.0f && ui.cforce_1->text() == "0.0"
+                QVERIFY(otherDevice ? window->m_fVoltsToSend[1] == 0.0f && ui().cforce_1->text() == "0.0"
                                     : !device().forcesEnabled);
                 device().forcesEnabled = startCalibTest = false;
                 device().calls.clear();
@@ -144,8 +139,8 @@ private slots:
         page("Force Test");
         QCOMPARE(window->inkwellSwitchState, 0);
         window->updateForceDisplay();
-        window->ui.cforce_1->setText("900");
-        window->ui.pushButton_5->click();
+        ui().cforce_1->setText("900");
+        ui().pushButton_5->click();
         window->updateForceDisplay();
         QVERIFY(startPerformanceForceTest);
         device().result["get_inkwell_switch"] = 0;
@@ -160,43 +155,43 @@ private slots:
             device().encoders[i] = 20 * i - 7;
             device().position[i] = 40.5f - 7.0f * float(i);
         }
-        const auto& ui = window->ui;
-        const auto shown = [&ui] {
+        const auto shown = [this] {
             QString all;
-            for (const QLabel* label : {ui.label_74, ui.label_75, ui.label_76, ui.label_81, ui.label_83, ui.label_85})
+            for (const QLabel* label :
+                 {ui().label_74, ui().label_75, ui().label_76, ui().label_81, ui().label_83, ui().label_85})
                 all += label->text() + ' ';
             return all;
         };
-        ui.pushButton_13->click();
+        ui().pushButton_13->click();
         const QPointer<QTimer> first = resolutionTestTimer;
         window->updatePositionForResolutionTest();
         QCOMPARE(shown(), QString("-7 13 33 40.5 33.5 26.5 "));
         window->startResolutionTest();
         QVERIFY(resolutionTestTimer->isActive() && !first->isActive());
-        ui.startRecord->click();
+        ui().startRecord->click();
         page("Workspace Test");
-        QVERIFY(!resolutionTestTimer->isActive() && ui.pushButton_13->isEnabled());
+        QVERIFY(!resolutionTestTimer->isActive() && ui().pushButton_13->isEnabled());
         QCOMPARE(shown(), QString("0 0 0 0 0 0 "));
-        ui.pushButton_13->click();
-        ui.pushButton_14->click();
+        ui().pushButton_13->click();
+        ui().pushButton_14->click();
         QVERIFY(!resolutionTestTimer->isActive());
         goToTab(*window, "Calibrate");
-        QVERIFY(posRecordTimer->isActive() && ui.stopRecord->isEnabled());
+        QVERIFY(posRecordTimer->isActive() && ui().stopRecord->isEnabled());
         int painted = 0;  // some lines at a time, and all of them when the record ends
         for (int i = 0; i < 100; ++i) {
             window->recordWorkspace();
-            painted += ui.textBrowser_2->updatesEnabled();
+            painted += ui().textBrowser_2->updatesEnabled();
         }
         QVERIFY2(painted >= 1 && painted <= 10, qPrintable(QString::number(painted)));
         window->recordWorkspace();
-        QVERIFY(!ui.textBrowser_2->updatesEnabled());
+        QVERIFY(!ui().textBrowser_2->updatesEnabled());
         QResizeEvent resized({300, 200}, {});
-        QCoreApplication::sendEvent(ui.textBrowser_2, &resized);
-        QCoreApplication::sendPostedEvents(ui.textBrowser_2, QEvent::MetaCall);
-        QVERIFY(ui.textBrowser_2->updatesEnabled());
-        ui.stopRecord->click();
-        QVERIFY(!posRecordTimer->isActive() && ui.startRecord->isEnabled() && ui.textBrowser_2->updatesEnabled());
-        QVERIFY(ui.textBrowser_2->toPlainText().endsWith("40.500000 \t33.500000 \t26.500000"));
+        QCoreApplication::sendEvent(ui().textBrowser_2, &resized);
+        QCoreApplication::sendPostedEvents(ui().textBrowser_2, QEvent::MetaCall);
+        QVERIFY(ui().textBrowser_2->updatesEnabled());
+        ui().stopRecord->click();
+        QVERIFY(!posRecordTimer->isActive() && ui().startRecord->isEnabled() && ui().textBrowser_2->updatesEnabled());
+        QVERIFY(ui().textBrowser_2->toPlainText().endsWith("40.500000 \t33.500000 \t26.500000"));
         window.reset();
         QVERIFY(!resolutionTestTimer && !posRecordTimer);
     }
@@ -216,36 +211,34 @@ private slots:
     // By its button or after eleven lines; each run counts from 0, and the keyboard goes along from button to button.
     void servoLoopPage() {
         page("Servo Loop Test");
-        auto& ui = window->ui;
         for (const int lines : {2, 11}) {
-            ui.pushButton_9->setFocus();
-            ui.pushButton_9->click();
-            QVERIFY(ui.pushButton_10->isEnabled() && !ui.pushButton_9->isEnabled());
-            QCOMPARE(window->focusWidget(), ui.pushButton_10);
+            ui().pushButton_9->setFocus();
+            ui().pushButton_9->click();
+            QVERIFY(ui().pushButton_10->isEnabled() && !ui().pushButton_9->isEnabled());
+            QCOMPARE(window->focusWidget(), ui().pushButton_10);
             for (int i = 0; i < lines; ++i) {
                 tick();
                 window->updateServoLoopRateProgress();
             }
             if (lines < 11)
-                ui.pushButton_10->click();
+                ui().pushButton_10->click();
             QVERIFY(!startServoTest && !window->servoRateGraphicTimer->isActive());
-            QVERIFY(!ui.pushButton_10->isEnabled() && ui.pushButton_9->isEnabled());
+            QVERIFY(!ui().pushButton_10->isEnabled() && ui().pushButton_9->isEnabled());
             QVERIFY(loadText().startsWith("Start: \n\nSample: 0 ") && loadText().endsWith("\nStop: \n"));
             QCOMPARE(loadText().count("Sample:"), lines);
         }
-        QVERIFY(ui.error_browser->toPlainText().isEmpty());
-        ui.pushButton_9->click();
+        QVERIFY(ui().error_browser->toPlainText().isEmpty());
+        ui().pushButton_9->click();
         window->updateServoLoopRateProgress();
-        QVERIFY(ui.error_browser->toPlainText().contains("No sample of the servo rate"));
+        QVERIFY(ui().error_browser->toPlainText().contains("No sample of the servo rate"));
     }
 
     // As choosing it would, also the one that the form shows first; a plot goes on as it is.
     void thePageThatShowsIsSetUp() {
-        auto& ui = window->ui;
-        QCOMPARE(ui.listWidget->currentItem()->text(), QString("Motor Temp. Test"));
-        ui.motor_dac_1->setText("7");
-        ui.cforce_1->setText("4444");
-        ui.set_dac_button_2->click();
+        QCOMPARE(ui().listWidget->currentItem()->text(), QString("Motor Temp. Test"));
+        ui().motor_dac_1->setText("7");
+        ui().cforce_1->setText("4444");
+        ui().set_dac_button_2->click();
         QCOMPARE(dac_values[0].load(), 7L);
         window->getMotorTemperature();
         const int items = window->linePlotScene->items().size();
@@ -259,42 +252,42 @@ private slots:
         goToTab(*window, "Performance Testing");
         QVERIFY(window->tempGuiUpdateTimer->isActive());
         window->csTharlenID = -1;
-        ui.pushButton_5->click();
-        QVERIFY(ui.error_browser->toPlainText().contains("goes to no motor"));
+        ui().pushButton_5->click();
+        QVERIFY(ui().error_browser->toPlainText().contains("goes to no motor"));
     }
 
     // Ten blocks, or a line that says why not; nothing is released twice, and a processor load leaves them alone.
     void memoryLoad() {
         window->releaseMemory();
         for (const auto& [typed, loads] : {std::pair{"8 MB", true}, {"-800", false}, {"8000", true}}) {
-            window->ui.servoloopText->clear();
-            window->ui.lineEdit_6->setText(typed);
-            window->ui.pushButton_8->setEnabled(true);
-            window->ui.pushButton_8->click();
+            ui().servoloopText->clear();
+            ui().lineEdit_6->setText(typed);
+            ui().pushButton_8->setEnabled(true);
+            ui().pushButton_8->click();
             for (double* block : window->memoryLoadInt)
                 QCOMPARE(block != nullptr, loads);
             QCOMPARE(loadText().contains("-800 bytes cannot be allocated"), !loads);
             QCOMPARE(loadText().contains("\"8 MB\" is no number"), QByteArray(typed) == "8 MB");
-            QCOMPARE(window->ui.pushButton_12->isEnabled(), loads);
+            QCOMPARE(ui().pushButton_12->isEnabled(), loads);
         }
         window->memoryLoadInt[9][99] = 1.5;
         window->loadCPU();
         QCOMPARE(window->memoryLoadInt[9][99], 1.5);
-        window->ui.pushButton_12->click();
+        ui().pushButton_12->click();
         window->releaseMemory();
-        QVERIFY(!window->memoryLoadInt[0] && window->ui.pushButton_8->isEnabled());
+        QVERIFY(!window->memoryLoadInt[0] && ui().pushButton_8->isEnabled());
     }
 
     // Two loads in a row, then one release: none of the first goes on.
     void processorLoad() {
-        window->ui.pushButton_7->click();
+        ui().pushButton_7->click();
         QCOMPARE(loadsRunning(), 500);
         const QPointer<QTimer> first = loadTimer[499];
         QSignalSpy fired(first, &QTimer::timeout);
         QCoreApplication::processEvents();
         QVERIFY(!fired.isEmpty());
         window->loadProcessor();
-        window->ui.pushButton_11->click();
+        ui().pushButton_11->click();
         QVERIFY(!first->isActive() && loadsRunning() == 0);
         window.reset();
         QVERIFY(!first && !loadTimer[0]);
@@ -308,7 +301,7 @@ private slots:
         const auto texts = itemsOf<QGraphicsTextItem>(window->linePlotScene);
         QVERIFY(texts[0]->toPlainText() == "100" && texts[9]->toPlainText() == "10");
         QVERIFY(texts[10]->toPlainText() == "0" && texts[249]->toPlainText() == "7170");
-        window->ui.pushButton_18->click();
+        ui().pushButton_18->click();
         const float celsius[2][3] = {{25, 30, 110}, {25, 40, 90}};
         device().temperatures[1][1] = 22.5f;
         for (const auto& row : celsius) {
@@ -322,13 +315,13 @@ private slots:
         QCOMPARE(ticks.size(), 6);
         for (int i = 0; i < 6; ++i)
             QVERIFY(ticks[i]->line() == lines[i] && ticks[i]->pen().color() == QColor(colours[i % 3]));
-        QVERIFY(window->ui.textBrowser_5->toPlainText().endsWith("25.0  40.0  90.0  0.0  22.5  0.0  "));
+        QVERIFY(ui().textBrowser_5->toPlainText().endsWith("25.0  40.0  90.0  0.0  22.5  0.0  "));
         page("Force Test");
         QVERIFY(!window->motorTempTimer->isActive() && window->linePlotScene->items().isEmpty());
         page("Motor Temp. Test");
         window->getMotorTemperature();
         QCOMPARE(lineItems().last()->line().x1(), 3.0);
-        window->ui.pushButton_19->click();
+        ui().pushButton_19->click();
         window->getMotorTemperature();
         QCOMPARE(lineItems().last()->line().x1(), 1.0);
     }

@@ -14,8 +14,6 @@
 #include "restyle.h"
 #include "standinwindow.h"
 
-using standin::device;
-
 namespace {
 
 /// One verdict of the record, or one an axis.
@@ -120,14 +118,14 @@ class TestReport : public StandinWindow {
     QByteArray logs() const { return QFile::encodeName(home.filePath("logs")); }
 
     void open(const Case& row = kCases[0]) {
-        CTHARLeNDevice arm = standin::record("Arm", row.type, row.card);
+        CTHARLeNDevice arm = record("Arm", row.type, row.card);
         arm.m_nChannel = 4;
         arm.m_nExtra6DOFOption = 2;
         openFleet({arm}, [&row] {
             device().model = row.model;
             device().result["tharlen_check_for_gimbal"] = row.gimbal;
         });
-        window->ui.lineEdit_name->setText(QString::fromUtf8("Zoë Ω"));
+        ui().lineEdit_name->setText(QString::fromUtf8("Zoë Ω"));
         setAll(*window->repData, row.passed);
     }
     /// The lines of a report just made, "<date>" for a date as it has to be.
@@ -178,10 +176,9 @@ private slots:
             QVERIFY2(report() == expected(row.name), row.name);
             const bool pass =
                 expected(row.name).contains("    Â· All tests succeed                                     P");
-            QCOMPARE(window->ui.test_result_status->text(), QString(pass ? "PASS" : "FAIL"));
-            QCOMPARE(window->ui.test_result_status->styleSheet(), QString(pass ? kPassStyle : kNotYetStyle));
-            QCOMPARE(window->ui.summary_text_browser->toPlainText(),
-                     "Successfully generated a test report file : " + path());
+            QCOMPARE(ui().test_result_status->text(), QString(pass ? "PASS" : "FAIL"));
+            QCOMPARE(ui().test_result_status->styleSheet(), QString(pass ? kPassStyle : kNotYetStyle));
+            QCOMPARE(ui().summary_text_browser->toPlainText(), "Successfully generated a test report file : " + path());
         }
     }
 
@@ -217,18 +214,18 @@ private slots:
             init();
             open();
             // Longer than what follows, whose room is there thus: it is the writing that fails, halfway.
-            window->ui.lineEdit_name->setText(QString(500, 'x'));
+            ui().lineEdit_name->setText(QString(500, 'x'));
             QCOMPARE(window->createTestReport(), 1);
             const QByteArray earlier = contents(path());
-            window->ui.lineEdit_name->clear();
+            ui().lineEdit_name->clear();
             setAll(*window->repData, false);
-            window->ui.summary_text_browser->setText("as it was");
+            ui().summary_text_browser->setText("as it was");
             qputenv("KNDD_HOME", QFile::encodeName(row.folder));
             QVERIFY(chmod(logs(), row.mode) == 0 && chmod(QFile::encodeName(path()), 0666) == 0);
             QCOMPARE(createWith(row.room), 0);
-            QCOMPARE(window->ui.test_result_status->text(), QString("PASS"));
-            QCOMPARE(window->ui.summary_text_browser->toPlainText(), QString("as it was"));
-            const QString line = window->ui.error_browser->toPlainText();
+            QCOMPARE(ui().test_result_status->text(), QString("PASS"));
+            QCOMPARE(ui().summary_text_browser->toPlainText(), QString("as it was"));
+            const QString line = ui().error_browser->toPlainText();
             QVERIFY2(line.endsWith(window->testReportFile->fileName() + ": " + row.reason), qPrintable(line));
             QCOMPARE(contents(path()), earlier);
             QCOMPARE(QDir(home.filePath("logs")).entryList(QDir::Files), QStringList{"Test_Reports"});
@@ -240,12 +237,12 @@ private slots:
     void replacesTheEarlier() {
         open();
         const QString link = home.filePath("link"), end = home.filePath("end");
-        window->ui.lineEdit_name->setText(QString(500, 'x'));
+        ui().lineEdit_name->setText(QString(500, 'x'));
         QVERIFY(window->createTestReport() == 1 && QFile::rename(path(), end));
         QVERIFY(QFile::link(end, link) && QFile::link(link, path()) && chmod(QFile::encodeName(end), 0666) == 0);
         qint64 size = QFileInfo(end).size();
         for (const mode_t mode : {01777, 0555, 0777}) {
-            window->ui.lineEdit_name->setText(window->ui.lineEdit_name->text().mid(100));
+            ui().lineEdit_name->setText(ui().lineEdit_name->text().mid(100));
             chmod(QFile::encodeName(home.path()), mode);
             QCOMPARE(createWith(RLIM_INFINITY), 1);
             QVERIFY(QFileInfo(path()).isSymLink() && QFileInfo(link).isSymLink());
@@ -266,16 +263,16 @@ private slots:
         const int lines = report().size();
         const QString ends = QString::fromUtf8("<b>\n\r\v\f\x1b\xc2\x85\xe2\x80\xa8\xe2\x80\xa9.");
         device().serial = device().model = "<b>\n\r\v\f\x1b\x85.";
-        window->ui.m_cmbTHARLeN->setItemText(0, ends);
-        window->ui.lineEdit_name->clear();
-        window->ui.lineEdit_name->insert(QString(10000, 'x') + "\t%s%n" + ends);
+        ui().m_cmbTHARLeN->setItemText(0, ends);
+        ui().lineEdit_name->clear();
+        ui().lineEdit_name->insert(QString(10000, 'x') + "\t%s%n" + ends);
         QByteArray text = report().join('\n');
         QCOMPARE(text.count('\n') + 1, lines);
         QCOMPARE(text.count("\t<b>      .\n"), 2);
         QCOMPARE(text.count("\t<b>        .\n"), 1);
         QVERIFY(text.contains(QByteArray(10000, 'x') + "\t%s%n<b>        .\n"));
         device().serial = "Unavailable";
-        window->ui.hardwareSerial_lineedit->setText("typed");
+        ui().hardwareSerial_lineedit->setText("typed");
         QVERIFY(report().contains("\tSerial Number:\t\t\t\t\ttyped"));
     }
 
@@ -285,7 +282,7 @@ private slots:
         window.reset();
         device().fleet.clear();
         window = openWindow();
-        window->ui.tabWidget->addTab(window->ui.tab_12, "Summary");
+        ui().tabWidget->addTab(ui().tab_12, "Summary");
         QVERIFY(goToTab(*window, "Summary") && !QFileInfo::exists(path()));
         QVERIFY(report().contains("\tInterface:\t\t\t\t\tUnknown"));
     }
@@ -302,7 +299,7 @@ private slots:
             window->hapticBoxRenderer->m_nWallTransitions[4] = 3;
             goToTab(*window, "Servoloop");
             window->onClickTestAnotherDevice();
-            QCOMPARE(window->ui.tabWidget->currentIndex(), 1);
+            QCOMPARE(ui().tabWidget->currentIndex(), 1);
             for (const QRadioButton* button : buttons)
                 QVERIFY2(button->isCheckable() && !button->isChecked(), qPrintable(button->objectName()));
             QVERIFY(window->m_lMaxEncoderVal[2] < 0 && window->stylusSwitchCounterOff == 0);

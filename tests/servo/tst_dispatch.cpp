@@ -2,10 +2,7 @@
 #include <algorithm>
 
 #include "motorsoff.h"
-#include "servostate.h"
 #include "standinwindow.h"
-
-using standin::device;
 
 namespace {
 
@@ -50,23 +47,22 @@ class TestDispatch : public StandinWindow {
     }
     /// Goes to where the motors are driven, and drives them.
     void drive(const QString& tab, const char* page) {
-        const auto& ui = window->ui;
         goToTab(*window, "Select");
         if (tab == "Performance Testing") {
-            enter(ui.tab_15, "Performance Testing");
+            enter(ui().tab_15, "Performance Testing");
             goToPage(*window, "Workspace Test");
             goToPage(*window, page);
             window->passivityGain = 2;
-            ui.cforce_1->setText("700");
+            ui().cforce_1->setText("700");
             if (!startPassivityTest)
-                ui.pushButton_5->click();
+                ui().pushButton_5->click();
         } else if (tab == "Encoder Test") {
-            enter(ui.tab_5, "Encoder Test");
+            enter(ui().tab_5, "Encoder Test");
             window->initEncoderTest();
             window->m_lDACvalues[1] = 900;
         }
         goToTab(*window, tab);
-        ui.slider_Y->setValue(tab == "Test Forces" ? 50 : 0);
+        ui().slider_Y->setValue(tab == "Test Forces" ? 50 : 0);
         device().position[0] = 52.0f;
     }
     /// Whether the amplifiers are on, or the last command was not nothing.

@@ -2,17 +2,14 @@
 #include <QGraphicsRectItem>
 #include <QScrollBar>
 
-#include "servostate.h"
 #include "standinwindow.h"
-
-using standin::device;
 
 class TestServoRate : public StandinWindow {
     Q_OBJECT
 
-    QString text() const { return window->ui.servoLoopUpdate_box->toPlainText(); }
+    QString text() const { return ui().servoLoopUpdate_box->toPlainText(); }
     void start() {
-        window->ui.hapticRate_startButton->click();
+        ui().hapticRate_startButton->click();
         window->servoRateGraphicTimer->setInterval(1000000);
     }
     void period(int samples) {
@@ -70,21 +67,21 @@ private slots:
             start();
             QVERIFY(strip().isEmpty());
             for (int i = 0; i <= 10; ++i) {
-                QVERIFY(startServoTest && !window->ui.clearHistoButton->isEnabled());
+                QVERIFY(startServoTest && !ui().clearHistoButton->isEnabled());
                 QVERIFY(window->servoRateGraphicTimer->isActive());
                 period(1000);
             }
-            QVERIFY(!startServoTest && !window->ui.hapticRate_stoptButton->isEnabled());
+            QVERIFY(!startServoTest && !ui().hapticRate_stoptButton->isEnabled());
             QVERIFY(!window->servoRateGraphicTimer->isActive());
             QVERIFY(text().startsWith("Start: \n\nSample: 0  ") && text().endsWith("\nStop: \n"));
             QCOMPARE(text().count("Sample:"), 11);
         }
-        window->ui.clearHistoButton->click();
+        ui().clearHistoButton->click();
         QVERIFY(strip().isEmpty() && text().isEmpty());
         window->servoRate = 4000;  // Hz, and also the period in ms
-        window->ui.hapticRate_startButton->click();
+        ui().hapticRate_startButton->click();
         QCOMPARE(window->servoRateGraphicTimer->interval(), 4000);
-        window->ui.hapticRate_stoptButton->click();
+        ui().hapticRate_stoptButton->click();
         QVERIFY(!startServoTest && !window->servoRateGraphicTimer->isActive());
     }
 
@@ -97,19 +94,19 @@ private slots:
         for (int i = 0; i < 29; ++i) {
             period(1000);
             QCOMPARE(strip().last()->rect(), QRectF(40 * i, 51, 40, 100));
-            const QGraphicsView& view = *window->ui.graphicsView;
+            const QGraphicsView& view = *ui().graphicsView;
             QCOMPARE(view.mapFromScene(0, 0).y(), 0);
             QCOMPARE(view.viewport()->rect().contains(view.mapFromScene(40 * i + 39, 100)), i < 20);
             if (i == 19)
                 view.horizontalScrollBar()->setValue(0);
         }
-        QCOMPARE(window->ui.graphicsView->viewport()->height(), 151);
+        QCOMPARE(ui().graphicsView->viewport()->height(), 151);
         const auto* mark = qgraphicsitem_cast<QGraphicsLineItem*>(window->histogramScene->items().last());
         QCOMPARE(mark->line(), QLineF(0, 51, 740, 51));
         period(1000);
-        QCOMPARE(window->ui.graphicsView->mapFromScene(0, 0), QPoint(0, 0));
+        QCOMPARE(ui().graphicsView->mapFromScene(0, 0), QPoint(0, 0));
         QCOMPARE(strip().size(), 1);
-        QCOMPARE(window->ui.servoloopText->toPlainText().count("Sample:"), 30);
+        QCOMPARE(ui().servoloopText->toPlainText().count("Sample:"), 30);
         QCOMPARE(text(), QString("Start: \n\nStop: \n\nStop: \n"));
     }
 };

@@ -28,7 +28,7 @@ private slots:
     void init() {
         standin::reset();
         resetSharedState();
-        standin::device().fleet = {standin::record("Arm", 5)};
+        standin::device().fleet = {record("Arm", 5)};
         warnings = 0;
         const auto previous = qInstallMessageHandler(countWarnings);
         window = std::make_unique<qtTharlenTest>();
@@ -70,9 +70,9 @@ private slots:
         QStringList cut, missed;
         onEachPage([&](const QString& where) {
             cut << cutOff(where);
-            for (QWidget* widget : window->ui.tabWidget->currentWidget()->findChildren<QWidget*>())
+            for (QWidget* widget : ui().tabWidget->currentWidget()->findChildren<QWidget*>())
                 widget->setEnabled(true);
-            window->ui.tabWidget->setFocus();
+            ui().tabWidget->setFocus();
             QSet<const QWidget*> reached;
             for (QWidget* at = QApplication::focusWidget(); at && !reached.contains(at);
                  at = QApplication::focusWidget()) {
@@ -98,9 +98,9 @@ private slots:
         const auto said = [this](const char* name) {
             return QAccessible::queryAccessibleInterface(child(name))->text(QAccessible::Name);
         };
-        window->ui.encoder_X->setText("-1200");
-        window->ui.safetySwitch->setText("ON");
-        window->ui.EncoderTestLCD_Y->display(41);
+        ui().encoder_X->setText("-1200");
+        ui().safetySwitch->setText("ON");
+        ui().EncoderTestLCD_Y->display(41);
         QCOMPARE(said("encoder_X"), QString("Encoder X -1200"));
         QCOMPARE(said("safetySwitch"), QString("Safety switch ON"));
         QCOMPARE(said("EncoderTestLCD_Y"), QString("Estimated temperature Y 41"));
@@ -116,20 +116,20 @@ private:
         window->manufMode = true;
         for (const char* page : {"tab_2", "tab_3", "tab_4", "tab_5", "tab_6", "tab_7", "tab_8", "tab_9", "tab_10",
                                  "tab_11", "tab_12", "tab_13", "tab_14", "tab_15"})
-            window->ui.tabWidget->addTab(child(page), page);
+            ui().tabWidget->addTab(child(page), page);
         window->resize(900, 738);
         window->show();
         QVERIFY(QTest::qWaitForWindowExposed(window.get()));
         window->activateWindow();
         QVERIFY(QTest::qWaitForWindowActive(window.get()));
-        for (int tab = 0; tab < window->ui.tabWidget->count(); ++tab) {
-            window->ui.tabWidget->setCurrentIndex(tab);
-            const bool pages = window->ui.tabWidget->currentWidget() == window->ui.tab_15;
-            for (int page = 0; page < (pages ? window->ui.stackedWidget->count() : 1); ++page) {
+        for (int tab = 0; tab < ui().tabWidget->count(); ++tab) {
+            ui().tabWidget->setCurrentIndex(tab);
+            const bool pages = ui().tabWidget->currentWidget() == ui().tab_15;
+            for (int page = 0; page < (pages ? ui().stackedWidget->count() : 1); ++page) {
                 if (pages)
-                    window->ui.stackedWidget->setCurrentIndex(page);
+                    ui().stackedWidget->setCurrentIndex(page);
                 QCoreApplication::processEvents();
-                visit(QString("%1/%2 ").arg(window->ui.tabWidget->tabText(tab)).arg(page));
+                visit(QString("%1/%2 ").arg(ui().tabWidget->tabText(tab)).arg(page));
             }
         }
     }

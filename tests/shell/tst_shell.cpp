@@ -7,11 +7,7 @@
 #include "motorsoff.h"
 #include "qttharlendraw.h"
 #include "qttharlenhapticrenderer.h"
-#include "servostate.h"
 #include "standinwindow.h"
-
-using standin::device;
-using standin::record;
 
 class TestShell : public StandinWindow {
     Q_OBJECT
@@ -30,7 +26,7 @@ private slots:
         QCOMPARE(window->windowTitle(), QString("Nolva Diagnostic"));
         QCOMPARE(tabTexts(*window), (QStringList{"Mode", "Select"}));
         QVERIFY(window->dateTimeTimer->isActive() && window->errorDisplayTimer->isActive());
-        QVERIFY(device().loopCreated && !device().loopRunning && window->ui.frame11->isHidden());
+        QVERIFY(device().loopCreated && !device().loopRunning && ui().frame11->isHidden());
     }
 
     // Those of the window itself; the others are fired in the flows.
@@ -60,7 +56,7 @@ private slots:
         for (const auto& row : rows) {
             openFleet();
             window->manufMode = row.manufacturing;
-            window->ui.tabWidget->addTab(window->ui.tab_12, "Summary");
+            ui().tabWidget->addTab(ui().tab_12, "Summary");
             QVERIFY(goToTab(*window, row.tab));
             window->show();
             bool asked = false;
@@ -74,7 +70,7 @@ private slots:
                 else
                     box->button(QMessageBox::StandardButton(row.answer))->click();
             });
-            window->ui.pushButton->click();
+            ui().pushButton->click();
             QCoreApplication::processEvents();
             QCOMPARE(asked, row.answer >= 0);
             QCOMPARE(window->isHidden(), row.closes);
@@ -83,12 +79,12 @@ private slots:
     }
 
     void summaryLocksTheWay() {
-        window->ui.tabWidget->addTab(window->ui.tab_12, "Summary");
-        window->ui.tabWidget->addTab(window->ui.tab_13, "Download");  // neither last nor in manufacturing
+        ui().tabWidget->addTab(ui().tab_12, "Summary");
+        ui().tabWidget->addTab(ui().tab_13, "Download");  // neither last nor in manufacturing
         goToTab(*window, "Summary");
-        for (int i = 0; i < window->ui.tabWidget->currentIndex(); ++i)
-            QVERIFY(!window->ui.tabWidget->isTabEnabled(i));
-        QVERIFY(!window->ui.next_button->isEnabled() && !window->ui.back_button->isEnabled());
+        for (int i = 0; i < ui().tabWidget->currentIndex(); ++i)
+            QVERIFY(!ui().tabWidget->isTabEnabled(i));
+        QVERIFY(!ui().next_button->isEnabled() && !ui().back_button->isEnabled());
     }
 
     // Forces off, loop stopped, device closed, in this order; and nothing of it without a device. A library may finish
@@ -130,12 +126,11 @@ private slots:
     }
 
     void rateButtonsSetTheRate() {
-        auto& ui = window->ui;
         const std::pair<QRadioButton*, double> rates[] = {
-            {ui.servo2000, 2000}, {ui.servo4000, 4000}, {ui.servo3000, 3000}, {ui.servo1000, 1000}};
+            {ui().servo2000, 2000}, {ui().servo4000, 4000}, {ui().servo3000, 3000}, {ui().servo1000, 1000}};
         for (const auto& [button, rate] : rates) {
             button->setChecked(true);
-            ui.setServoLoopRate->click();
+            ui().setServoLoopRate->click();
             QCOMPARE(device().of({"setServoLoopRate"}).back().values, (std::vector<double>{rate}));
             QCOMPARE(double(window->servoRate), rate);
         }
@@ -143,12 +138,12 @@ private slots:
 
     // Opening for the first time throws: the text is told, and the window is good for another try.
     void openingThrowsAndIsTriedAgain() {
-        openFleet({standin::record("Arm", 5)}, [] { device().result["init_tharlen"] = -7; });
+        openFleet({record("Arm", 5)}, [] { device().result["init_tharlen"] = -7; });
         goToTab(*window, "Mode");
         device().result.clear();
         device().initThrows = "no such port";
         byEvent(window.get(), [&] { goToTab(*window, "Select"); });
-        QVERIFY(window->ui.error_browser->toPlainText().contains("no such port"));
+        QVERIFY(ui().error_browser->toPlainText().contains("no such port"));
         QCOMPARE(window->csTharlenID.load(), -1);
         QCOMPARE(tabTexts(*window), (QStringList{"Mode", "Select"}));
         device().initThrows.clear();
@@ -163,7 +158,7 @@ private slots:
         const int pending = window->m_deviceOpening;
         window->m_vvMoveIncr.afVoltages[0] = 0.4f;
         goToTab(*window, "Test Forces");
-        window->ui.slider_Y->setValue(60);
+        ui().slider_Y->setValue(60);
         QVERIFY(device().forcesEnabled);
         device().onCall = [](const standin::Call& call) {
             if (call.name == "get_tharlen_temp_6dof")
@@ -173,13 +168,13 @@ private slots:
         device().onCall = nullptr;
         QVERIFY(!device().forcesEnabled);
         QCOMPARE(window->force_dac_values[1].load(), 0L);
-        QCOMPARE(window->ui.slider_Y->value(), 0);
-        QVERIFY(window->ui.error_browser->toPlainText().contains("an exception without a text"));
+        QCOMPARE(ui().slider_Y->value(), 0);
+        QVERIFY(ui().error_browser->toPlainText().contains("an exception without a text"));
         QCOMPARE(window->m_vvMoveIncr.afVoltages[0], 0.0f);
         goToTab(*window, "Cycle Amps");
         window->enableAmplifiers();
         surviveException(*window, "");
-        QCOMPARE(window->ui.amp_status_button->text(), QString("OFF"));
+        QCOMPARE(ui().amp_status_button->text(), QString("OFF"));
         shootAmplifiers(*window, pending, true);
         QVERIFY(!device().forcesEnabled && !window->ampsGuiUpdateTimer->isActive());
     }

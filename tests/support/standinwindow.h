@@ -1,8 +1,12 @@
 // A window of its own on a fresh stand-in for the device library, for tests that open one after the other.
 #pragma once
 
+#include "servostate.h"
 #include "standin.h"
 #include "windowtest.h"
+
+using standin::device;
+using standin::record;
 
 class StandinWindow : public QObject {
 protected:
@@ -12,19 +16,20 @@ protected:
         window.reset();
         standin::reset();
         resetSharedState();
-        standin::device().fleet = std::move(fleet);
+        device().fleet = std::move(fleet);
         answers();
         window = openWindow();
     }
-    void openFleet(std::vector<CTHARLeNDevice> fleet = {standin::record("Arm", 5)}) {
+    void openFleet(std::vector<CTHARLeNDevice> fleet = {record("Arm", 5)}) {
         openFleet(std::move(fleet), [] {});
     }
     /// Goes to the tab of that text, which comes last where the mode or the line has none.
     void enter(QWidget* page, const char* title) {
-        if (window->ui.tabWidget->indexOf(page) < 0)
-            window->ui.tabWidget->addTab(page, title);
+        if (ui().tabWidget->indexOf(page) < 0)
+            ui().tabWidget->addTab(page, title);
         goToTab(*window, title);
     }
+    decltype(qtTharlenTest::ui)& ui() const { return window->ui; }
     void tick() { ServoLoopCallBack(window.get()); }
 
     std::unique_ptr<qtTharlenTest> window;
