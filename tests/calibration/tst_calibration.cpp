@@ -20,13 +20,13 @@ class TestCalibration : public StandinWindow {
                                {"tharlen_which_pinch", grip},
                                {"get_inkwell_switch", type == 9 ? 0 : 1}};  // not docked
         });
-        goToTab(*window, "Calibrate");
+        go("Calibrate");
         window->checkCalibTimer->setInterval(1000000);
     }
     void choose(int index) {
-        goToTab(*window, "Select");
+        go("Select");
         ui().m_cmbTHARLeN->setCurrentIndex(index);
-        goToTab(*window, "Calibrate");
+        go("Calibrate");
     }
     void ticks(int count) {
         for (int i = 0; i < count; ++i)
@@ -68,11 +68,11 @@ private slots:
             QCOMPARE(ui().X_HOME->isHidden(), row.type != 3);
             QVERIFY(startCalibTest == (row.supported != 0) && bResetCalib && window->checkCalibTimer->isActive());
             QCOMPARE(device().calibration.discards, 1);
-            goToTab(*window, "Read Encoder");
+            go("Read Encoder");
             QVERIFY(!startCalibTest && !window->checkCalibTimer->isActive());
             // What the button says of one calibration does not outlive it.
             ui().calibrate_button->setText("CALIBRATION DONE");
-            goToTab(*window, "Calibrate");
+            go("Calibrate");
             QCOMPARE(ui().calibrate_button->text(), QString(row.button));
         }
     }
@@ -211,7 +211,7 @@ private slots:
         QKeyEvent held(QEvent::KeyPress, Qt::Key_P, Qt::AltModifier, "p", true);
         QCoreApplication::sendEvent(window.get(), &held);
         QCOMPARE(button.text(), QString("OPEN THUMBPAD AND CLICK"));
-        goToTab(*window, "Read Encoder");
+        go("Read Encoder");
         press(0);
         device().result["tharlen_which_pinch"] = 2;
         choose(1);
@@ -306,7 +306,7 @@ private slots:
               "Overcurrent: OK\nWatchdog jumper: Not in place\nWatchdog: OK\n\nHardware revision: 0x05\n"})
             QVERIFY2(second.contains(part), part);
         QVERIFY(window->m_rd.asdData[0].psdFlagData[0]->lWidth == limit.lMinWidth);
-        goToTab(*window, "Select");
+        go("Select");
         QVERIFY(window->bFlagPassRev7[0] && !window->bFlagPassRev7[1] && !window->bFlagPassRev7[2]);
         QVERIFY(!window->bGapPass[1] && !window->calibDetailTimer->isActive());
         QVERIFY(window->rev7FlagDataString[1].endsWith("     Flag 1 not detected               "));

@@ -19,12 +19,7 @@ class TestSelection : public StandinWindow {
     void choose(int index) { ui().m_cmbTHARLeN->setCurrentIndex(index); }
 
 private slots:
-    void init() {
-        standin::reset();
-        resetSharedState();
-        device().fleet = {record("Default Device", 5), record("Second", 3, 6)};
-    }
-    void cleanup() { window.reset(); }
+    void init() { fresh({record("Default Device", 5), record("Second", 3, 6)}); }
 
     // The device is opened as the first item comes, before the loop object exists; "Select" tries again.
     void firstDeviceOpensBeforeTheLoopExists() {
@@ -36,7 +31,7 @@ private slots:
         QVERIFY(information().contains("Error starting ServoLoop"));
         QCOMPARE(window->m_acsCredentials[1], QString("Default Device"));
         device().calls.clear();
-        goToTab(*window, "Select");
+        go("Select");
         QCOMPARE(device().namesOf(kOpening), (Names{"init_tharlen", "startServoLoop"}));
         QCOMPARE(window->csTharlenID.load(), prevTharlenID);
         QVERIFY(window->csTharlenID >= 0);
@@ -52,7 +47,7 @@ private slots:
         const int id = window->csTharlenID;
         QVERIFY(id >= 0 && prevTharlenID == id && window->tharlenRenderer->cs_DeviceID == id);
         window->onTestModeSelection();  // takes the tabs, and the loop runs
-        goToTab(*window, "Select");
+        go("Select");
         QCOMPARE(device().count("init_tharlen"), 1);
         QVERIFY(!window->selectionTimer->isActive());
         QCOMPARE(tabTexts(*window).size(), 8);
@@ -72,10 +67,10 @@ private slots:
         QVERIFY(window->csTharlenID != first && window->errorMessage.isEmpty() && window->isCorvale());
         // The loop stops with the way back to "Mode", and the device is opened anew.
         const int second = window->csTharlenID;
-        goToTab(*window, "Mode");
+        go("Mode");
         QVERIFY(!device().loopRunning && window->csTharlenID == second && ui().glDrawWidget1->isHidden());
         device().calls.clear();
-        goToTab(*window, "Select");
+        go("Select");
         QCOMPARE(device().namesOf(kOpening),
                  (Names{"stopServoLoop", "disable_tharlen", "init_tharlen", "startServoLoop"}));
     }
@@ -85,7 +80,7 @@ private slots:
     void failedOpenOnEitherPath() {
         device().result["init_tharlen"] = -7;
         window = std::make_unique<qtTharlenTest>();
-        goToTab(*window, "Select");
+        go("Select");
         const QString problem =
             "Device initialization problem...\nPlease check the Device connections..\n"
             "Also check if your Device Setup is correct";
@@ -220,8 +215,7 @@ private slots:
         use();
         goToTab(*window, "Test Forces");  // another visit
         QCOMPARE(ui().temp_X->text() + '|' + ui().forces_textBox->toPlainText(), "|" + form[16]);
-        goToTab(*window, "Mode");
-        goToTab(*window, "Select");
+        go("Mode", "Select");
         QStringList kept = form;
         kept[15] = "7|" + used;
         QCOMPARE(state(), kept);

@@ -244,7 +244,7 @@ private slots:
                 QCOMPARE(device().count("disable_tharlen_forces"), 1);
             } else {
                 // The tab is left before the window has looked: what the next one turned on stays on.
-                goToTab(*window, "Test Forces");
+                go("Test Forces");
                 ui().slider_X->setValue(5);
                 log();
                 QVERIFY(device().forcesEnabled && ui().slider_X->value() == 5);
@@ -267,9 +267,9 @@ private slots:
                  (std::vector<double>{id, 2, 120, 120, 120, 0, 0, 0}));
         QVERIFY(device().forcesEnabled && window->tempGuiUpdateTimer->isActive());
         QVERIFY(!ui().runEncoderTest_button->isEnabled() && ui().stopEncoderTest_button->isEnabled());
-        goToTab(*window, "Select");
+        go("Select");
         QVERIFY(!startEncoderTest && !device().forcesEnabled && !window->tempGuiUpdateTimer->isActive());
-        goToTab(*window, "Encoder Test");
+        go("Encoder Test");
         QVERIFY(ui().runEncoderTest_button->isEnabled() && !ui().stopEncoderTest_button->isEnabled());
         window->csTharlenID = -1;
         ui().runEncoderTest_button->click();

@@ -119,7 +119,7 @@ private slots:
         ServoLoopCallBack(window.get());
         watchLoop(*window);
         QVERIFY(window->errorMessage.isEmpty());  // nor is it repeated once the loop is back
-        goToTab(*window, "Mode");
+        go("Mode");
         QVERIFY(look(9).isEmpty());
     }
 
@@ -149,7 +149,7 @@ private slots:
         device().onCall = [](const standin::Call& call) {
             now += call.name == "init_tharlen" ? 9000 : call.name == "get_hardware_rev" ? 2700 : 0;
         };
-        goToTab(*window, "Select");
+        go("Select");
         look(0);
         QVERIFY(browser().contains("The window stood still for 2.7 s"));
     }
@@ -168,7 +168,7 @@ private slots:
         for (int second = 0; second < 3; ++second)
             window->displayDateTime();
         QVERIFY(window->numAccumErrors == 3 && window->errorMessage.contains("Communication Error"));
-        goToTab(*window, "Mode");
+        go("Mode");
         window->displayDateTime();
         QVERIFY(window->numAccumErrors == 3 && window->errorMessage.isEmpty());
     }

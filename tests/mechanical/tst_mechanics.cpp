@@ -17,7 +17,7 @@ class TestMechanics : public StandinWindow {
         }
         ui().tabWidget->addTab(ui().tab_8, "Test Friction");
         ui().tabWidget->addTab(ui().tab_9, "Test Capstan");
-        goToTab(*window, tab);
+        go(tab);
     }
     static bool ends(const QTextBrowser* browser, const char* text) { return browser->toPlainText().endsWith(text); }
     /// Steps of a machine until it has left the stage; more than 2000 are a failure.
@@ -90,8 +90,7 @@ private slots:
         QCOMPARE(ui().z_friction_result->styleSheet(), QString(kPassStyle));
         QVERIFY(qAbs(ui().x_voltage->text().toDouble() - 0.0051 * 32767 / 513.708) < 1e-4);
         QVERIFY(qAbs(ui().z_voltage->text().toDouble() - 0.01 * 32767 / 513.708) < 0.01);
-        goToTab(*window, "Select");
-        goToTab(*window, "Test Friction");
+        go("Select", "Test Friction");
         QVERIFY(ui().startFrictionTest_button->isEnabled() && window->m_vvMoveResult.afVoltages[0] == 0.0f);
         QCOMPARE(ui().y_friction_result->text(), QString("NULL"));
     }
@@ -117,7 +116,7 @@ private slots:
         for (int push : {0, 3}) {
             open(5, "Select");
             window->m_cdLodrin.nCapstanTimeAtMax = push;
-            goToTab(*window, "Test Capstan");
+            go("Test Capstan");
             QVERIFY(!ui().verifyCapstanTest_button->isEnabled() && ui().x_capstan_volt->isHidden());
             ui().startCapstanTest_button->click();
             QVERIFY(startCapstanTest && device().forcesEnabled && window->capstanTestRefTimer->interval() == 1);
@@ -202,7 +201,7 @@ private slots:
             QVERIFY(!ui().startFrictionTest_button->isEnabled());
             QVERIFY(
                 ends(ui().friction_textBox, "not available for this model..\n Please click next to go to next test"));
-            goToTab(*window, "Test Capstan");
+            go("Test Capstan");
             QVERIFY(!ui().startCapstanTest_button->isEnabled() && !ui().verifyCapstanTest_button->isEnabled());
             QVERIFY(!ui().capstanTestGroupBox->isEnabled() && !device().forcesEnabled);
             QCOMPARE(window->m_vvVoltageIncr.afVoltages[1], 0.35f);
@@ -211,8 +210,7 @@ private slots:
             open(5, "Select");
             window->manufMode = manufacturing;
             window->csTharlenID = manufacturing ? -1 : window->csTharlenID.load();
-            goToTab(*window, "Test Friction");
-            goToTab(*window, "Test Capstan");
+            go("Test Friction", "Test Capstan");
             QVERIFY(window->m_pvEncoderChange.anCoords[1] == 0 && window->m_vvVoltageIncr.afVoltages[1] == 0.0f);
         }
     }

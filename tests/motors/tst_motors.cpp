@@ -64,7 +64,7 @@ private slots:
             device().result["enable_tharlen_forces_no_wait"] = row.enabling;
             device().result["update_tharlen"] = row.answer;
             QCOMPARE(window->ampsGuiUpdateTimer->interval(), 2000);
-            QCOMPARE(ui().amp_status_button->text() + ui().amp_status_button->styleSheet(), QString("NULL"));
+            QCOMPARE(looks(ui().amp_status_button), QString("NULL"));
             for (int pair = 1; pair <= 7; ++pair) {
                 QVERIFY(pair == 7 || (box().isEmpty() && !window->repData->bAmplifierPass));
                 cycle();
@@ -86,8 +86,7 @@ private slots:
         open(5, true, "Cycle Amps");
         cycle(1);
         QVERIFY(opened("Test Forces") && !window->repData->bAmplifierPass);
-        QCOMPARE(ui().device_fault_button->text(), QString("YES"));
-        QCOMPARE(ui().device_fault_button->styleSheet(), QString(kFailStyle));
+        QCOMPARE(looks(ui().device_fault_button), QString("YES") + kFailStyle);
         for (int pair = 0; pair < 5; ++pair)
             cycle();
         QVERIFY(window->repData->bAmplifierPass);
@@ -102,14 +101,14 @@ private slots:
         open(5, false, "Cycle Amps");
         for (int pair = 0; pair < 5; ++pair)
             cycle();
-        goToTab(*window, "Select");
+        go("Select");
         QVERIFY(!window->ampsGuiUpdateTimer->isActive());
-        goToTab(*window, "Cycle Amps");
+        go("Cycle Amps");
         cycle();
         QCOMPARE(box(), QString());
-        goToTab(*window, "Read Encoder");
+        go("Read Encoder");
         window->csTharlenID = -1;
-        goToTab(*window, "Cycle Amps");
+        go("Cycle Amps");
         QVERIFY(!window->ampsGuiUpdateTimer->isActive());
     }
 
@@ -205,8 +204,7 @@ private slots:
         open(3, true, "Test Forces", "THARLEN Corvale");
         answer({ui().RB_FX_P, ui().RB_FY_F, ui().RB_FZ_P});
         drive(5), drive(-5);
-        goToTab(*window, "Select");
-        goToTab(*window, "Test Forces");
+        go("Select", "Test Forces");
         window->m_lMinForceVal[1] = 0;
         window->checkForcePass();
         QVERIFY(window->m_lMinForceVal[1] == 0.0f && window->forceCheckTimer->interval() == 100);
@@ -273,11 +271,11 @@ private slots:
             warning->accept();
             window->updateForceDisplay();
             QVERIFY(warning->isVisible());
-            goToTab(*window, "Select");
+            go("Select");
             QVERIFY(!warning->isVisible());
             // Beside motors that another tab drives it blocks nothing.
             ui().tabWidget->addTab(ui().tab_5, "Encoder Test");
-            goToTab(*window, "Encoder Test");
+            go("Encoder Test");
             window->initEncoderTest();
             window->updateForceDisplay();
             QVERIFY(warning->isVisible() && !warning->isModal());

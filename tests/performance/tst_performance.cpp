@@ -110,7 +110,7 @@ private slots:
                 if (otherDevice)
                     window->OnSelChangeTHARLeN();
                 else
-                    goToTab(*window, "Calibrate");
+                    go("Calibrate");
                 QVERIFY(otherDevice ? window->m_fVoltsToSend[1] == 0.0f && ui().cforce_1->text() == "0.0"
                                     : !device().forcesEnabled);
                 device().forcesEnabled = startCalibTest = false;
@@ -124,7 +124,7 @@ private slots:
                 QCOMPARE(sent[0].values,
                          (std::vector<double>{double(window->csTharlenID), 0, 0, otherDevice ? 0.0 : 50.0, 0, 0, 0}));
                 // A scene goes on as the operator comes back.
-                goToTab(*window, "Performance Testing");
+                go("Performance Testing");
                 QCOMPARE(startPassivityTest.load(), shown == "Passivity Test" && !otherDevice);
                 QCOMPARE(startFiltersTest.load(), shown == "Filters Test" && !otherDevice);
             }
@@ -175,7 +175,7 @@ private slots:
         ui().pushButton_13->click();
         ui().pushButton_14->click();
         QVERIFY(!resolutionTestTimer->isActive());
-        goToTab(*window, "Calibrate");
+        go("Calibrate");
         QVERIFY(posRecordTimer->isActive() && ui().stopRecord->isEnabled());
         int painted = 0;  // some lines at a time, and all of them when the record ends
         for (int i = 0; i < 100; ++i) {
@@ -243,13 +243,12 @@ private slots:
         window->getMotorTemperature();
         const int items = window->linePlotScene->items().size();
         QVERIFY(items > 250);
-        goToTab(*window, "Calibrate");
-        goToTab(*window, "Performance Testing");
+        go("Calibrate", "Performance Testing");
         QVERIFY(window->linePlotScene->items().size() == items && runMotorTempTest);
         page("Force Test");
-        goToTab(*window, "Calibrate");
+        go("Calibrate");
         QVERIFY(!window->tempGuiUpdateTimer->isActive());
-        goToTab(*window, "Performance Testing");
+        go("Performance Testing");
         QVERIFY(window->tempGuiUpdateTimer->isActive());
         window->csTharlenID = -1;
         ui().pushButton_5->click();

@@ -47,7 +47,7 @@ class TestDispatch : public StandinWindow {
     }
     /// Goes to where the motors are driven, and drives them.
     void drive(const QString& tab, const char* page) {
-        goToTab(*window, "Select");
+        go("Select");
         if (tab == "Performance Testing") {
             enter(ui().tab_15, "Performance Testing");
             goToPage(*window, "Workspace Test");
@@ -61,7 +61,7 @@ class TestDispatch : public StandinWindow {
             window->initEncoderTest();
             window->m_lDACvalues[1] = 900;
         }
-        goToTab(*window, tab);
+        go(tab);
         ui().slider_Y->setValue(tab == "Test Forces" ? 50 : 0);
         device().position[0] = 52.0f;
     }
@@ -250,7 +250,7 @@ private slots:
                     ++ticks;
                     left += drives();
                 };
-                goToTab(*window, to);
+                go(to);
                 device().onCall = nullptr;
                 QVERIFY2(ticks > 2 && left == 0 && !device().forcesEnabled, from);
                 QCOMPARE(device().count("enable_tharlen_forces_no_wait"), 0);

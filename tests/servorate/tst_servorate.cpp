@@ -27,7 +27,7 @@ class TestServoRate : public StandinWindow {
 private slots:
     void init() {
         openFleet();
-        goToTab(*window, "Servoloop");
+        go("Servoloop");
     }
 
     // Each period stands alone; one without samples has no figures but the extremes of the last.

@@ -35,7 +35,6 @@ private slots:
         qInstallMessageHandler(previous);
         QCOMPARE(warnings, 0);
     }
-    void cleanup() { window.reset(); }
 
     void ranges() {
         const struct {

@@ -81,7 +81,7 @@ private slots:
     void summaryLocksTheWay() {
         ui().tabWidget->addTab(ui().tab_12, "Summary");
         ui().tabWidget->addTab(ui().tab_13, "Download");  // neither last nor in manufacturing
-        goToTab(*window, "Summary");
+        go("Summary");
         for (int i = 0; i < ui().tabWidget->currentIndex(); ++i)
             QVERIFY(!ui().tabWidget->isTabEnabled(i));
         QVERIFY(!ui().next_button->isEnabled() && !ui().back_button->isEnabled());
@@ -139,7 +139,7 @@ private slots:
     // Opening for the first time throws: the text is told, and the window is good for another try.
     void openingThrowsAndIsTriedAgain() {
         openFleet({record("Arm", 5)}, [] { device().result["init_tharlen"] = -7; });
-        goToTab(*window, "Mode");
+        go("Mode");
         device().result.clear();
         device().initThrows = "no such port";
         byEvent(window.get(), [&] { goToTab(*window, "Select"); });
@@ -147,8 +147,7 @@ private slots:
         QCOMPARE(window->csTharlenID.load(), -1);
         QCOMPARE(tabTexts(*window), (QStringList{"Mode", "Select"}));
         device().initThrows.clear();
-        goToTab(*window, "Mode");
-        goToTab(*window, "Select");
+        go("Mode", "Select");
         QVERIFY(window->csTharlenID >= 0);
     }
 
@@ -157,7 +156,7 @@ private slots:
     void anyCallThrowsBesideADrivenMotor() {
         const int pending = window->m_deviceOpening;
         window->m_vvMoveIncr.afVoltages[0] = 0.4f;
-        goToTab(*window, "Test Forces");
+        go("Test Forces");
         ui().slider_Y->setValue(60);
         QVERIFY(device().forcesEnabled);
         device().onCall = [](const standin::Call& call) {
@@ -171,7 +170,7 @@ private slots:
         QCOMPARE(ui().slider_Y->value(), 0);
         QVERIFY(ui().error_browser->toPlainText().contains("an exception without a text"));
         QCOMPARE(window->m_vvMoveIncr.afVoltages[0], 0.0f);
-        goToTab(*window, "Cycle Amps");
+        go("Cycle Amps");
         window->enableAmplifiers();
         surviveException(*window, "");
         QCOMPARE(ui().amp_status_button->text(), QString("OFF"));

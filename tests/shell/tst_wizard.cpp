@@ -1,12 +1,7 @@
 // The wizard: tabs of each mode, the gate, the buttons, and what every change of tab starts and stops.
 #include "qttharlenhapticrenderer.h"
-#include "servostate.h"
-#include "standin.h"
+#include "standinwindow.h"
 #include "tabs.h"
-#include "windowtest.h"
-
-using standin::device;
-using standin::record;
 
 namespace {
 
@@ -15,10 +10,8 @@ const QStringList kUserTabs{"Mode",       "Select",      "Calibrate", "Read Enco
 
 }  // namespace
 
-class TestWizard : public QObject {
+class TestWizard : public StandinWindow {
     Q_OBJECT
-
-    std::unique_ptr<qtTharlenTest> window;
 
     void enterMode(const QString& word, bool manufacturing, bool encoderCheck) {
         qunsetenv("MVI_MANUFACTURING");
@@ -27,20 +20,17 @@ class TestWizard : public QObject {
             qputenv("MVI_MANUFACTURING", "1");
         if (encoderCheck)
             qputenv("MVI_ENCODER_CHECK", "1");
-        window->ui.manuf_radioButton->setChecked(true);
-        window->ui.manuf_password->setText(word);
-        window->ui.manuf_password->setEnabled(true);
-        QTest::keyClick(window->ui.manuf_password, Qt::Key_Return);
+        ui().manuf_radioButton->setChecked(true);
+        ui().manuf_password->setText(word);
+        ui().manuf_password->setEnabled(true);
+        QTest::keyClick(ui().manuf_password, Qt::Key_Return);
     }
 
 private slots:
     void init() {
-        standin::reset();
-        resetSharedState();
-        device().fleet = {record("Arm", 5), record("Stelmar", 1), record("X", 3, 6), record("N", 9)};
+        fresh({record("Arm", 5), record("Stelmar", 1), record("X", 3, 6), record("N", 9)});
         window = std::make_unique<qtTharlenTest>();
     }
-    void cleanup() { window.reset(); }
 
     // What the gate lets in, and the tabs that remain before and after a device is selected.
     void modes() {
@@ -62,39 +52,39 @@ private slots:
             QCOMPARE(bool(window->manufMode), row.modes.contains('m'));
             QCOMPARE(window->encoderTestMode, row.modes.contains('e'));
             QCOMPARE(window->performanceTestMode, row.modes.contains('p'));
-            QVERIFY(window->ui.mode_status->toPlainText().startsWith(row.status));
-            QCOMPARE(window->ui.next_button->isEnabled(), row.modes.contains('m'));
-            QVERIFY(window->ui.manuf_radioButton->isHidden() && window->ui.manuf_password->isHidden());
-            QCOMPARE(window->ui.servolooprateGroup->isHidden(), !row.modes.contains('p'));
-            goToTab(*window, "Select");
+            QVERIFY(ui().mode_status->toPlainText().startsWith(row.status));
+            QCOMPARE(ui().next_button->isEnabled(), row.modes.contains('m'));
+            QVERIFY(ui().manuf_radioButton->isHidden() && ui().manuf_password->isHidden());
+            QCOMPARE(ui().servolooprateGroup->isHidden(), !row.modes.contains('p'));
+            go("Select");
             QCOMPARE(tabTexts(*window), row.tabs);
-            window->ui.m_cmbTHARLeN->setCurrentIndex(2);  // a Corvale has the encoder mode's tab
+            ui().m_cmbTHARLeN->setCurrentIndex(2);  // a Corvale has the encoder mode's tab
             QCOMPARE(tabTexts(*window).contains("Encoder Test"), row.modes.contains('e'));
-            window->ui.m_cmbTHARLeN->setCurrentIndex(0);
+            ui().m_cmbTHARLeN->setCurrentIndex(0);
             // The way back: the user mode again.
-            goToTab(*window, "Mode");
-            window->ui.tabWidget->setTabEnabled(0, true);
-            window->ui.user_radioButton->click();
+            go("Mode");
+            ui().tabWidget->setTabEnabled(0, true);
+            ui().user_radioButton->click();
             QVERIFY(!window->manufMode && !window->encoderTestMode && !window->performanceTestMode);
             QCOMPARE(tabTexts(*window), (QStringList{"Mode", "Select"}));
-            QVERIFY(window->ui.next_button->isEnabled());
+            QVERIFY(ui().next_button->isEnabled());
         }
     }
 
     void buttonsWalkTheUserFlow() {
-        QVERIFY(!window->ui.back_button->isEnabled());
+        QVERIFY(!ui().back_button->isEnabled());
         for (int i = 1; i < kUserTabs.size(); ++i) {
-            QVERIFY(window->ui.next_button->isEnabled());
-            window->ui.next_button->click();
-            QCOMPARE(window->ui.tabWidget->tabText(window->ui.tabWidget->currentIndex()), kUserTabs[i]);
-            QVERIFY(!window->ui.tabWidget->tabToolTip(i).isEmpty());
-            QCOMPARE(window->focusProxy(), window->ui.tabWidget->currentWidget());
-            QVERIFY(window->ui.back_button->isEnabled());
+            QVERIFY(ui().next_button->isEnabled());
+            ui().next_button->click();
+            QCOMPARE(ui().tabWidget->tabText(ui().tabWidget->currentIndex()), kUserTabs[i]);
+            QVERIFY(!ui().tabWidget->tabToolTip(i).isEmpty());
+            QCOMPARE(window->focusProxy(), ui().tabWidget->currentWidget());
+            QVERIFY(ui().back_button->isEnabled());
         }
-        QVERIFY(!window->ui.next_button->isEnabled());
+        QVERIFY(!ui().next_button->isEnabled());
         for (int i = kUserTabs.size() - 2; i >= 0; --i) {
-            window->ui.back_button->click();
-            QCOMPARE(window->ui.tabWidget->currentIndex(), i);
+            ui().back_button->click();
+            QCOMPARE(ui().tabWidget->currentIndex(), i);
         }
         QCOMPARE(tabTexts(*window), (QStringList{"Mode", "Select"}));
     }
@@ -102,9 +92,9 @@ private slots:
     // Each entry disables a tab by its literal number, the one before it where no optional tab is missing.
     void manufacturingGoesForwardOnly() {
         enterMode(NOLVA_ADVANCED_WORD, true, false);
-        goToTab(*window, "Select");
-        QTabWidget& tabs = *window->ui.tabWidget;
-        QVERIFY(!tabs.isTabEnabled(0) && !window->ui.back_button->isEnabled());
+        go("Select");
+        QTabWidget& tabs = *ui().tabWidget;
+        QVERIFY(!tabs.isTabEnabled(0) && !ui().back_button->isEnabled());
         for (const char* title : {"Read Encoder", "Cycle Amps", "Test Forces", "Box Test", "Servoloop", "Summary"})
             placeTab(*window, title);
         for (int tab = 2; tab < tabs.count() - 1; ++tab) {
@@ -112,7 +102,7 @@ private slots:
             tabs.setCurrentIndex(tab);
             for (int i = 0; i < tabs.count(); ++i)
                 QVERIFY2(tabs.isTabEnabled(i) == (i != tab - 1), qPrintable(tabs.tabText(tab)));
-            QVERIFY(!window->ui.back_button->isEnabled());
+            QVERIFY(!ui().back_button->isEnabled());
         }
     }
 
@@ -125,16 +115,16 @@ private slots:
                     {"Test Forces", 3, 1}, {"Box Test", 2, 1},     {"Servoloop", 3, 1}};
         for (const auto& row : rows) {
             const QString tab = row.tab;
-            goToTab(*window, "Select");
+            go("Select");
             startCalibTest = startEncoderTest = startServoTest = true;
-            window->ui.slider_TZ->setValue(4);
+            ui().slider_TZ->setValue(4);
             window->m_forceToSend[5] = 1;
-            window->ui.gain_slider->setValue(30);
+            ui().gain_slider->setValue(30);
             for (QTimer* timer : {window->checkCalibTimer, window->encoderGuiUpdateTimer, window->calibDetailTimer,
                                   window->forceCheckTimer, window->servoRateGraphicTimer})
                 timer->start(100000);
             device().calls.clear();
-            goToTab(*window, tab);
+            go(tab);
             QCOMPARE(device().count("disable_tharlen_forces"), row.disables);
             QCOMPARE(device().of({"enable_tharlen_velocity_check"}).back().values[1], double(row.velocityCheck));
             QVERIFY(!startCalibTest || tab == "Calibrate");
@@ -148,15 +138,15 @@ private slots:
                                                                 {window->servoRateGraphicTimer, "Servoloop"}};
             for (const auto& [timer, of] : timers)
                 QVERIFY2(timer->isActive() == (tab == of), qPrintable(of));
-            QCOMPARE(window->ui.gain_slider->value(), 0);
-            QVERIFY(tab == "Test Forces" || (window->ui.slider_TZ->value() == 0 && window->m_forceToSend[5] == 0.0f));
+            QCOMPARE(ui().gain_slider->value(), 0);
+            QVERIFY(tab == "Test Forces" || (ui().slider_TZ->value() == 0 && window->m_forceToSend[5] == 0.0f));
         }
         // A test that was on is stopped once more: forces go off for each timer that ran.
-        goToTab(*window, "Select");
+        go("Select");
         window->ampsGuiUpdateTimer->start(100000);
         window->tempGuiUpdateTimer->start(100000);
         device().calls.clear();
-        goToTab(*window, "Read Encoder");
+        go("Read Encoder");
         QCOMPARE(device().count("disable_tharlen_forces"), 5);
         QVERIFY(!window->ampsGuiUpdateTimer->isActive() && !window->tempGuiUpdateTimer->isActive());
     }
@@ -166,35 +156,33 @@ private slots:
         window->show();
         window->activateWindow();
         QVERIFY(QTest::qWaitForWindowActive(window.get()));
-        goToTab(*window, "Select");
+        go("Select");
         for (const int index : {1, 3, 0, 2}) {  // a Stelmar, a Nolva, an Orda, a Corvale
             const bool resets = index % 2;
-            window->ui.m_cmbTHARLeN->setCurrentIndex(index);
+            ui().m_cmbTHARLeN->setCurrentIndex(index);
             device().calls.clear();
-            QTest::mouseClick(window->ui.next_button, Qt::LeftButton);
+            QTest::mouseClick(ui().next_button, Qt::LeftButton);
             QTest::keyClick(window.get(), Qt::Key_Return);
             QTest::keyClick(QApplication::focusWidget(), Qt::Key_Space);
-            QCOMPARE(tabTexts(*window)[window->ui.tabWidget->currentIndex()],
-                     QString(resets ? "Calibrate" : "Read Encoder"));
+            QCOMPARE(tabTexts(*window)[ui().tabWidget->currentIndex()], QString(resets ? "Calibrate" : "Read Encoder"));
             QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
-            QVERIFY(!resets || window->ui.tab_2->isAncestorOf(QApplication::focusWidget()));
-            goToTab(*window, resets ? "Read Encoder" : "Calibrate");
+            QVERIFY(!resets || ui().tab_2->isAncestorOf(QApplication::focusWidget()));
+            go(resets ? "Read Encoder" : "Calibrate");
             window->setFocusProxy(nullptr);
             QTest::keyClick(window.get(), Qt::Key_Space);
             QCOMPARE(device().count("tharlen_reset"), resets ? 1 : 0);
-            goToTab(*window, "Select");
+            go("Select");
         }
     }
 
     void pagesStartAndStopTheirScenes() {
         enterMode(NOLVA_ADVANCED_WORD, false, false);
-        goToTab(*window, "Select");
-        goToTab(*window, "Performance Testing");
+        go("Select", "Performance Testing");
         const auto page = [this](const char* text) { QVERIFY(goToPage(*window, text)); };
         page("Passivity Test");
         QVERIFY(startPassivityTest && !startFiltersTest);
         QVERIFY(window->passivityBoxRenderer->graphicTimer->isActive());
-        QCOMPARE(window->ui.stackedWidget->currentIndex(), 4);
+        QCOMPARE(ui().stackedWidget->currentIndex(), 4);
         page("Filters Test");
         QVERIFY(!startPassivityTest && startFiltersTest);
         QVERIFY(window->forceProgressTimer->isActive());
@@ -206,7 +194,7 @@ private slots:
         page("Workspace Test");
         QVERIFY(!window->tempGuiUpdateTimer->isActive());
         QCOMPARE(device().count("disable_tharlen_forces"), 2);
-        window->changePage(nullptr, window->ui.listWidget->item(4));
+        window->changePage(nullptr, ui().listWidget->item(4));
         QVERIFY(startPassivityTest);
     }
 };

@@ -10,13 +10,17 @@ using standin::record;
 
 class StandinWindow : public QObject {
 protected:
-    /// With these devices, the first of them open and its loop running. `answers` says what else the library gives.
-    template <class Answers>
-    void openFleet(std::vector<CTHARLeNDevice> fleet, Answers answers) {
+    /// A library with these devices; no window yet.
+    void fresh(std::vector<CTHARLeNDevice> fleet) {
         window.reset();
         standin::reset();
         resetSharedState();
         device().fleet = std::move(fleet);
+    }
+    /// With these devices, the first of them open and its loop running. `answers` says what else the library gives.
+    template <class Answers>
+    void openFleet(std::vector<CTHARLeNDevice> fleet, Answers answers) {
+        fresh(std::move(fleet));
         answers();
         window = openWindow();
     }
@@ -28,6 +32,15 @@ protected:
         if (ui().tabWidget->indexOf(page) < 0)
             ui().tabWidget->addTab(page, title);
         goToTab(*window, title);
+    }
+    /// From tab to tab.
+    template <class... Tabs>
+    void go(const Tabs&... tabs) {
+        (goToTab(*window, tabs), ...);
+    }
+    template <class Widget>
+    static QString looks(const Widget* widget) {
+        return widget->text() + widget->styleSheet();
     }
     decltype(qtTharlenTest::ui)& ui() const { return window->ui; }
     void tick() { ServoLoopCallBack(window.get()); }
