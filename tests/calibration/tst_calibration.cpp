@@ -45,19 +45,16 @@ private slots:
     }
 
     void eachStyleHasItsScreen() {
-        const QString well =
-            "INKWELL calibrates when the heel of the moving arm is placed in the receptacle at the base";
         const struct {
             unsigned long type, card;
             int supported;
-            const char *picture, *button;
-            QString prompt;
-        } rows[] = {{3, 7, 1, "/corvale_calibration_illustration.png", "&CALIBRATE ",
-                     "Please slowly move the arm from left to right"},
-                    {5, 7, 2, "/nolva2_calibration_illustration.png", "CALIBRATE ?", well},
-                    {5, 6, 2, "/nolva_calirbration_illustration.png", "CALIBRATE ?", well},
-                    {9, 7, 2, "/Nolva_calibration_Illustration.png", "CALIBRATE ?", "may take up to a second"},
-                    {2, 1, 0, "", "&CALIBRATE ", "This Tharlen model undergoes RESET type calibration.\nPlease Hold"}};
+            const char *picture, *button, *prompt;
+        } rows[] = {
+            {3, 7, 1, "/corvale_calibration_illustration.png", "&CALIBRATE ", "arm from left to right"},
+            {5, 7, 2, "/nolva2_calibration_illustration.png", "CALIBRATE ?", "INKWELL calibrates when the heel"},
+            {5, 6, 2, "/nolva_calirbration_illustration.png", "CALIBRATE ?", "INKWELL calibrates when the heel"},
+            {9, 7, 2, "/Nolva_calibration_Illustration.png", "CALIBRATE ?", "may take up to a second"},
+            {2, 1, 0, "", "&CALIBRATE ", "RESET type calibration.\nPlease Hold"}};
         for (const auto& row : rows) {
             open(row.type, row.card, row.supported);
             QCOMPARE(ui().frame11->isHidden(), row.supported == 0);
@@ -174,22 +171,21 @@ private slots:
     void nothingOfTheDeviceBefore() {
         for (const int supported : {1, 0}) {
             open(3, 7, 1, 1);
+            const QPushButton &button = *ui().calibrate_button, &grip = *ui().pinch_calibrate_button;
             for (int axis = 0; axis < 3; ++axis)
                 flags(axis, 1, 0);
             device().result["is_pinch_calibrated"] = 1;
             choose(0);
             ticks(1);
-            QVERIFY(ui().calibrate_button->styleSheet() == kPassStyle
-                    && ui().pinch_calibrate_button->styleSheet() == kPassStyle);
+            QVERIFY(button.styleSheet() == kPassStyle && grip.styleSheet() == kPassStyle);
             device().result["is_calibration_supported"] = supported;
             device().result["is_pinch_calibrated"] = 0;
             device().model = "<i>M";
             choose(1);
-            QVERIFY(ui().frame11->isHidden() && ui().X_HOME->isHidden() && ui().Y_HOME->isHidden()
-                    && ui().Z_HOME->isHidden());
-            QVERIFY(ui().calibrate_button->isEnabled() && ui().calibrate_button->text() == "&CALIBRATE ");
-            QVERIFY(ui().calibrate_button->styleSheet() == kNotYetStyle
-                    && ui().pinch_calibrate_button->styleSheet().isEmpty());
+            for (const char* part : {"frame11", "X_HOME", "Y_HOME", "Z_HOME"})
+                QVERIFY(window->findChild<QWidget*>(part)->isHidden());
+            QVERIFY(button.isEnabled() && looks(&button) == QString("&CALIBRATE ") + kNotYetStyle);
+            QVERIFY(grip.styleSheet().isEmpty());
             QVERIFY(ui().calibrate_textbrowser1->toPlainText().endsWith("<b>Odd</b>\nDevice model type: <i>M"));
         }
     }
@@ -270,9 +266,8 @@ private slots:
         device().calibrationStatus = 0x1F0;
         for (int axis = 0; axis < 3; ++axis)
             device().calibration.set(axis, 10 + axis, -20 - axis, axis == 1);
-        const SENSOR_WIDTH_LIMIT limit = window->m_cdCorvale.axswlWidthLimits[0].aswlFlagLimits[0];
-        SENSOR_DATA flag{100, 100 + limit.lMinWidth, limit.lMinWidth, 250, -7};
-        SENSOR_DATA wide{0, limit.lMaxWidth + 1, limit.lMaxWidth + 1, 9, 9};
+        window->m_cdCorvale.axswlWidthLimits[0].aswlFlagLimits[0] = {40, 60};
+        SENSOR_DATA flag{100, 140, 40, 250, -7}, wide{0, 61, 61, 9, 9};
         SENSOR_DATA gap{0, 9999, 9999, 4999, 3};
         AXIS_SENSOR_DATA* axes = device().calibration.GetAxisSensorData();
         axes[0] = {3, 2, {&flag, nullptr, &wide}, {nullptr, &gap, nullptr}};
@@ -285,27 +280,23 @@ private slots:
         enter(ui().tab_4, "Calibration Details");
         window->calibDetailTimer->setInterval(1000000);
         window->updateCalibrationData();
-        const QString expected = QString(
-                                     "Counter:\t\t0.02 seconds\nKnown calibration:\t10\t11\t12\t\n"
-                                     "New calibration:\t\t-20\t-21\t-22\t\nIncorrect offsets:\tNo\tYes\tNo\t\n"
-                                     "Calibration status:\t0xF0\n\nX axis\nFound 3 flag(s)\n"
-                                     "    Flag 1: start 100, stop %1, width %2, mid. 250, vel. -7 (valid)\n"
-                                     "    Flag 3: start 0, stop %3, width %3, mid. 9, vel. 9 (invalid)\n"
-                                     "Found 2 gap(s)\n"
-                                     "    Gap 2: start 0, stop 9999, width 9999, mid. 4999, vel. 3 (invalid)\n\n"
-                                     "Y axis\nFound 0 flag(s)\nFound 0 gap(s)\n\nZ axis\nFound 0 flag(s)\n")
-                                     .arg(100 + limit.lMinWidth)
-                                     .arg(limit.lMinWidth)
-                                     .arg(limit.lMaxWidth + 1);
+        const QString expected =
+            "Counter:\t\t0.02 seconds\nKnown calibration:\t10\t11\t12\t\n"
+            "New calibration:\t\t-20\t-21\t-22\t\nIncorrect offsets:\tNo\tYes\tNo\t\n"
+            "Calibration status:\t0xF0\n\nX axis\nFound 3 flag(s)\n"
+            "    Flag 1: start 100, stop 140, width 40, mid. 250, vel. -7 (valid)\n"
+            "    Flag 3: start 0, stop 61, width 61, mid. 9, vel. 9 (invalid)\n"
+            "Found 2 gap(s)\n"
+            "    Gap 2: start 0, stop 9999, width 9999, mid. 4999, vel. 3 (invalid)\n\n"
+            "Y axis\nFound 0 flag(s)\nFound 0 gap(s)\n\nZ axis\nFound 0 flag(s)\n";
         QCOMPARE(ui().calibDetails_textBox1->toPlainText(), expected);
         const QString second = ui().calibDetails_textBox2->toPlainText();
         for (const char* part :
              {"X axis home sensor: ON 77\nY axis home sensor: OFF 88\nZ axis home sensor: OFF 99\n",
-              "Speed errors: 0x20\n      X axis overspeed: OK\n      Y axis overspeed: OK\n      Z axis overspeed: "
-              "ERR\n",
+              "Speed errors: 0x20\n      X axis overspeed: OK\n", "      Z axis overspeed: ERR\n",
               "Overcurrent: OK\nWatchdog jumper: Not in place\nWatchdog: OK\n\nHardware revision: 0x05\n"})
             QVERIFY2(second.contains(part), part);
-        QVERIFY(window->m_rd.asdData[0].psdFlagData[0]->lWidth == limit.lMinWidth);
+        QVERIFY(window->m_rd.asdData[0].psdFlagData[0]->lWidth == 40);
         go("Select");
         QVERIFY(window->bFlagPassRev7[0] && !window->bFlagPassRev7[1] && !window->bFlagPassRev7[2]);
         QVERIFY(!window->bGapPass[1] && !window->calibDetailTimer->isActive());

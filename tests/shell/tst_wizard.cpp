@@ -120,22 +120,21 @@ private slots:
             ui().slider_TZ->setValue(4);
             window->m_forceToSend[5] = 1;
             ui().gain_slider->setValue(30);
-            for (QTimer* timer : {window->checkCalibTimer, window->encoderGuiUpdateTimer, window->calibDetailTimer,
-                                  window->forceCheckTimer, window->servoRateGraphicTimer})
-                timer->start(100000);
+            const std::pair<QTimer*, QString> timers[] = {{window->selectionTimer, "Select"},
+                                                          {window->checkCalibTimer, "Calibrate"},
+                                                          {window->calibDetailTimer, "Calibration Details"},
+                                                          {window->encoderGuiUpdateTimer, "Read Encoder"},
+                                                          {window->forceCheckTimer, "Test Forces"},
+                                                          {window->forceProgressTimer, "Box Test"},
+                                                          {window->servoRateGraphicTimer, "Servoloop"}};
+            for (const auto& timer : timers)
+                timer.first->start(100000);
             device().calls.clear();
             go(tab);
             QCOMPARE(device().count("disable_tharlen_forces"), row.disables);
             QCOMPARE(device().of({"enable_tharlen_velocity_check"}).back().values[1], double(row.velocityCheck));
             QVERIFY(!startCalibTest || tab == "Calibrate");
             QVERIFY(!startEncoderTest && !startServoTest && startBoxTest == (tab == "Box Test"));
-            const std::pair<const QTimer*, QString> timers[] = {{window->selectionTimer, "Select"},
-                                                                {window->checkCalibTimer, "Calibrate"},
-                                                                {window->calibDetailTimer, "Calibration Details"},
-                                                                {window->encoderGuiUpdateTimer, "Read Encoder"},
-                                                                {window->forceCheckTimer, "Test Forces"},
-                                                                {window->forceProgressTimer, "Box Test"},
-                                                                {window->servoRateGraphicTimer, "Servoloop"}};
             for (const auto& [timer, of] : timers)
                 QVERIFY2(timer->isActive() == (tab == of), qPrintable(of));
             QCOMPARE(ui().gain_slider->value(), 0);
