@@ -45,32 +45,28 @@ private slots:
     }
 
     void eachStyleHasItsScreen() {
-        const struct {
-            unsigned long type, card;
-            int supported;
-            const char *picture, *button, *prompt;
-        } rows[] = {
+        const std::tuple<unsigned long, unsigned long, int, const char*, const char*, const char*> rows[] = {
             {3, 7, 1, "/corvale_calibration_illustration.png", "&CALIBRATE ", "arm from left to right"},
             {5, 7, 2, "/nolva2_calibration_illustration.png", "CALIBRATE ?", "INKWELL calibrates when the heel"},
             {5, 6, 2, "/nolva_calirbration_illustration.png", "CALIBRATE ?", "INKWELL calibrates when the heel"},
             {9, 7, 2, "/Nolva_calibration_Illustration.png", "CALIBRATE ?", "may take up to a second"},
             {2, 1, 0, "", "&CALIBRATE ", "RESET type calibration.\nPlease Hold"}};
-        for (const auto& row : rows) {
-            open(row.type, row.card, row.supported);
-            QCOMPARE(ui().frame11->isHidden(), row.supported == 0);
-            QVERIFY(row.supported == 0 || ui().frame11->styleSheet().contains(row.picture));
-            QCOMPARE(ui().calibrate_button->text(), QString(row.button));
-            QCOMPARE(ui().calibrate_button->isEnabled(), row.type != 3);
-            QVERIFY2(prompts().contains(row.prompt), qPrintable(prompts()));
-            QCOMPARE(ui().X_HOME->isHidden(), row.type != 3);
-            QVERIFY(startCalibTest == (row.supported != 0) && bResetCalib && window->checkCalibTimer->isActive());
+        for (const auto& [type, card, supported, picture, button, prompt] : rows) {
+            open(type, card, supported);
+            QCOMPARE(ui().frame11->isHidden(), supported == 0);
+            QVERIFY(supported == 0 || ui().frame11->styleSheet().contains(picture));
+            QCOMPARE(ui().calibrate_button->text(), QString(button));
+            QCOMPARE(ui().calibrate_button->isEnabled(), type != 3);
+            QVERIFY2(prompts().contains(prompt), qPrintable(prompts()));
+            QCOMPARE(ui().X_HOME->isHidden(), type != 3);
+            QVERIFY(startCalibTest == (supported != 0) && bResetCalib && window->checkCalibTimer->isActive());
             QCOMPARE(device().calibration.discards, 1);
             go("Read Encoder");
             QVERIFY(!startCalibTest && !window->checkCalibTimer->isActive());
             // What the button says of one calibration does not outlive it.
             ui().calibrate_button->setText("CALIBRATION DONE");
             go("Calibrate");
-            QCOMPARE(ui().calibrate_button->text(), QString(row.button));
+            QCOMPARE(ui().calibrate_button->text(), QString(button));
         }
     }
 
@@ -101,24 +97,22 @@ private slots:
 
     // Which axes are found by flags and gaps, for each hardware revision.
     void homeFlags() {
-        const struct {
-            int revision, flagsX, gapsX, flagsZ, status;
-            bool foundX, foundZ;
-        } rows[] = {{1, 1, 0, 1, 0, true, true},  {8, 1, 0, 2, 0, true, true},   {8, 0, 2, 1, 0, false, true},
-                    {7, 3, 1, 1, 0, false, true}, {7, 2, 2, 1, 0, false, true},  {2, 3, 2, 1, 0x0F, true, true},
-                    {7, 3, 2, 2, 0, true, false}, {2, 3, 2, 1, 0x10, true, true}};
-        for (const auto& row : rows) {
-            const bool pass = row.foundX && row.foundZ && row.status != 0x10;
+        const std::tuple<int, int, int, int, int, bool, bool> rows[] = {
+            {1, 1, 0, 1, 0, true, true},  {8, 1, 0, 2, 0, true, true},   {8, 0, 2, 1, 0, false, true},
+            {7, 3, 1, 1, 0, false, true}, {7, 2, 2, 1, 0, false, true},  {2, 3, 2, 1, 0x0F, true, true},
+            {7, 3, 2, 2, 0, true, false}, {2, 3, 2, 1, 0x10, true, true}};
+        for (const auto& [revision, flagsX, gapsX, flagsZ, status, foundX, foundZ] : rows) {
+            const bool pass = foundX && foundZ && status != 0x10;
             open(3, 7, 1);
-            device().result["get_hardware_rev"] = row.revision;
-            device().calibrationStatus = row.status;
-            flags(0, row.flagsX, row.gapsX);
+            device().result["get_hardware_rev"] = revision;
+            device().calibrationStatus = status;
+            flags(0, flagsX, gapsX);
             flags(1, 3, 2);
-            flags(2, row.flagsZ, 0);
+            flags(2, flagsZ, 0);
             ticks(1);
-            QCOMPARE(ui().X_HOME->text(), QString(row.foundX ? "X HOME FOUND" : "SEARCHING.."));
+            QCOMPARE(ui().X_HOME->text(), QString(foundX ? "X HOME FOUND" : "SEARCHING.."));
             QCOMPARE(ui().Y_HOME->text(), QString("Y HOME FOUND"));
-            QCOMPARE(ui().Z_HOME->text(), QString(row.foundZ ? "Z HOME FOUND" : "SEARCHING.."));
+            QCOMPARE(ui().Z_HOME->text(), QString(foundZ ? "Z HOME FOUND" : "SEARCHING.."));
             QCOMPARE(window->repData->bCalibrationPass, pass);
             QCOMPARE(ui().calibrate_button->text(), QString(pass ? "CALIBRATION DONE" : "&CALIBRATE "));
             QCOMPARE(window->checkCalibTimer->isActive(), !pass);
@@ -130,26 +124,22 @@ private slots:
     }
 
     void calibrateButton() {
-        const struct {
-            unsigned long type;
-            int supported, status;
-            const char* text;
-            bool pass;
-        } rows[] = {{5, 2, -1, "Forced the Calibration update for Orda..", true},
-                    {9, 2, -1, "Forced the Calibration update for Nolva..", true},
-                    {2, 0, 0, "Tharlen successfully underwent RESET calibration.\n", true},
-                    {2, 0, -1, "Error encountered during RESET calibration procedure.\n ", false},
-                    {3, 1, 0, "", false}};
-        for (const auto& row : rows) {
-            open(row.type, 7, row.supported);
+        const std::tuple<unsigned long, int, int, const char*, bool> rows[] = {
+            {5, 2, -1, "Forced the Calibration update for Orda..", true},
+            {9, 2, -1, "Forced the Calibration update for Nolva..", true},
+            {2, 0, 0, "Tharlen successfully underwent RESET calibration.\n", true},
+            {2, 0, -1, "Error encountered during RESET calibration procedure.\n ", false},
+            {3, 1, 0, "", false}};
+        for (const auto& [type, supported, status, text, pass] : rows) {
+            open(type, 7, supported);
             window->onClickCalibrateButton();
-            device().result["tharlen_reset"] = device().result["update_calibration"] = row.status;
+            device().result["tharlen_reset"] = device().result["update_calibration"] = status;
             ui().calibrate_textbrowser2->clear();
             ui().calibrate_button->setEnabled(true);
             ui().calibrate_button->click();
-            QCOMPARE(prompts(), QString(row.text));
-            QCOMPARE(window->repData->bCalibrationPass, row.pass);
-            const bool green = row.supported == 0 && row.pass;
+            QCOMPARE(prompts(), QString(text));
+            QCOMPARE(window->repData->bCalibrationPass, pass);
+            const bool green = supported == 0 && pass;
             QCOMPARE(ui().calibrate_button->styleSheet(), QString(green ? kPassStyle : kNotYetStyle));
         }
     }

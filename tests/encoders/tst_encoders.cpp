@@ -24,12 +24,10 @@ class TestEncoders : public StandinWindow {
 private slots:
     // The travel that just suffices on each axis, and one count less, for each line that is judged.
     void travel() {
-        const struct {
-            unsigned long type, card;
-            std::array<long, 6> least;
-        } lines[] = {{5, 7, {4500, 4250, 3500, 3900, 1750, 3900}},
-                     {5, 6, {4500, 3800, 3500, 3550, 1500, 3000}},
-                     {3, 7, {1500, 1700, 1200, 800, 900, 1000}}};
+        const std::tuple<unsigned long, unsigned long, std::array<long, 6>> lines[] = {
+            {5, 7, {4500, 4250, 3500, 3900, 1750, 3900}},
+            {5, 6, {4500, 3800, 3500, 3550, 1500, 3000}},
+            {3, 7, {1500, 1700, 1200, 800, 900, 1000}}};
         for (const auto& [type, card, least] : lines) {
             for (std::size_t axis = 0; axis < 6; ++axis) {
                 open(type, card, true);
@@ -95,14 +93,12 @@ private slots:
     }
 
     // Three transitions each way leave a switch rose, the fourth of the second direction turns it green. The sliders go
-    // back as the ink well's switch rises.
+    // back as the ink well's switch rises. The switches are stylus, extra, inkwell and presence.
     void switchTransitions() {
-        const struct {
-            unsigned long type;
-            QString counted, judged;  ///< stylus, extra, inkwell, presence
-        } rows[] = {{5, "sei", "sei"}, {9, "sei", "s"}, {3, "sp", "sp"}, {1, "s", "s"}};
-        for (const auto& row : rows) {
-            open(row.type, 7, true);
+        const std::tuple<unsigned long, QString, QString> rows[] = {
+            {5, "sei", "sei"}, {9, "sei", "s"}, {3, "sp", "sp"}, {1, "s", "s"}};
+        for (const auto& [type, counted, judged] : rows) {
+            open(type, 7, true);
             const auto level = [this](int on) {
                 device().switches[0] = device().switches[1] = on;
                 device().result["get_inkwell_switch"] = device().result["get_stylus_presence"] = on;
@@ -121,30 +117,28 @@ private slots:
                 QCOMPARE(looks(ui().stylusButton_1), QString("ON") + kNotYetStyle);
                 level(0);
             }
-            QCOMPARE(ui().slider_Y->value(), row.counted.contains('i') ? 0 : 7);
-            QCOMPARE(passed(), row.judged);
+            QCOMPARE(ui().slider_Y->value(), counted.contains('i') ? 0 : 7);
+            QCOMPARE(passed(), judged);
             QCOMPARE(ui().stylusButton_1->styleSheet(), QString(kPassStyle));
-            QCOMPARE(window->extraSwitchCounterOff, row.counted.contains('e') ? 4 : 0);
-            QCOMPARE(window->inkwellSwitchCounterOff, row.counted.contains('i') ? 4 : 0);
-            QCOMPARE(window->presenceSwitchCounterOff, row.counted.contains('p') ? 4 : 0);
+            QCOMPARE(window->extraSwitchCounterOff, counted.contains('e') ? 4 : 0);
+            QCOMPARE(window->inkwellSwitchCounterOff, counted.contains('i') ? 4 : 0);
+            QCOMPARE(window->presenceSwitchCounterOff, counted.contains('p') ? 4 : 0);
             // Switches held on over a second visit count once more.
             level(1);
             go("Select");
             enter(ui().tab_3, "Read Encoder");
             level(1);
             QCOMPARE(window->stylusSwitchCounterOn, 6);
-            QCOMPARE(window->presenceSwitchCounterOn, row.counted.contains('p') ? 6 : 0);
+            QCOMPARE(window->presenceSwitchCounterOn, counted.contains('p') ? 6 : 0);
         }
     }
 
     // The choices open the way, whatever they are; each one that the model asks for is needed.
     void choicesOpenTheWay() {
-        const struct {
-            unsigned long type;
-            bool needsThree, opens;
-        } rows[] = {{5, true, true}, {3, false, true}, {9, false, false}, {1, false, false}};
-        for (const auto& row : rows) {
-            open(row.type, 7, true);
+        const std::tuple<unsigned long, bool, bool> rows[] = {
+            {5, true, true}, {3, false, true}, {9, false, false}, {1, false, false}};
+        for (const auto& [type, needsThree, opens] : rows) {
+            open(type, 7, true);
             ui().next_button->setEnabled(false);
             ui().tabWidget->removeTab(ui().tabWidget->indexOf(ui().tab_6));
             choose({ui().RB_X_F, ui().RB_Y_P, ui().RB_Z_P, ui().RB_GX_P, ui().RB_GY_F, ui().RB_STYLUS_F});
@@ -152,15 +146,15 @@ private slots:
             QVERIFY(!tabTexts(*window).contains("Cycle Amps"));
             choose({ui().RB_GZ_P});
             window->updateReadEncoderTab();
-            QCOMPARE(tabTexts(*window).contains("Cycle Amps"), row.opens && !row.needsThree);
+            QCOMPARE(tabTexts(*window).contains("Cycle Amps"), opens && !needsThree);
             choose({ui().RB_EXTRA_P, ui().RB_INKWELL_F});
             window->updateReadEncoderTab();
-            QCOMPARE(tabTexts(*window).contains("Cycle Amps"), row.opens);
-            QCOMPARE(ui().next_button->isEnabled(), row.opens);
+            QCOMPARE(tabTexts(*window).contains("Cycle Amps"), opens);
+            QCOMPARE(ui().next_button->isEnabled(), opens);
             const REPORTDATA& data = *window->repData;
             QVERIFY(!data.bManualSwitchPass && !data.bManualInkwellPass);
-            QCOMPARE(data.bManualExtraSwitchPass, row.needsThree);
-            if (!row.opens)
+            QCOMPARE(data.bManualExtraSwitchPass, needsThree);
+            if (!opens)
                 continue;
             QVERIFY(!data.bManualEncoderPass[0] && data.bManualEncoderPass[1] && !data.bManualEncoderPass[4]);
             // Unmarked, a base axis keeps its choice and a gimbal axis loses it.
@@ -208,21 +202,17 @@ private slots:
 
     // What a device without a gimbal hides is back for the next; axes without a verdict cannot turn green.
     void visibility() {
-        const struct {
-            unsigned long type, card;
-            int gimbal;
-            QString shown;
-            const char* style;
-        } rows[] = {{5, 3, 1, "extra inkwell stylus help", kNotYetStyle},
-                    {9, 7, 1, "extra inkwell stylus help", ""},
-                    {3, 7, 1, "stylus help", kNotYetStyle},
-                    {1, 7, 1, "stylus", ""},
-                    {1, 7, 0, "", ""}};
-        for (const auto& row : rows) {
-            open(row.type, row.card, true, 0);
+        const std::tuple<unsigned long, unsigned long, int, QString, const char*> rows[] = {
+            {5, 3, 1, "extra inkwell stylus help", kNotYetStyle},
+            {9, 7, 1, "extra inkwell stylus help", ""},
+            {3, 7, 1, "stylus help", kNotYetStyle},
+            {1, 7, 1, "stylus", ""},
+            {1, 7, 0, "", ""}};
+        for (const auto& [type, card, gimbal, shown, style] : rows) {
+            open(type, card, true, 0);
             for (const int index : {1, 0}) {
                 go("Select");
-                device().result["tharlen_check_for_gimbal"] = index == 0 && row.gimbal;
+                device().result["tharlen_check_for_gimbal"] = index == 0 && gimbal;
                 ui().m_cmbTHARLeN->setCurrentIndex(index);
                 enter(ui().tab_3, "Read Encoder");
             }
@@ -234,13 +224,13 @@ private slots:
                 {ui().encoderStatus_select, ""}, {ui().encoderStatus_help_textBox, "help"},
                 {ui().safetySwitch, "never"},    {ui().RB_SAFETY_P, "never"}};
             for (const auto& [widget, of] : widgets)
-                QVERIFY2(widget->isHidden() != row.shown.contains(of), qPrintable(widget->objectName()));
+                QVERIFY2(widget->isHidden() != shown.contains(of), qPrintable(widget->objectName()));
             for (const bool manufacturing : {true, false}) {
                 window->manufMode = manufacturing;
                 window->onEncoderTab();
                 for (QLabel* axis :
                      {ui().encoder_X, ui().encoder_Y, ui().encoder_Z, ui().gimbal_X, ui().gimbal_Y, ui().gimbal_Z})
-                    QCOMPARE(axis->styleSheet(), QString(manufacturing ? row.style : ""));
+                    QCOMPARE(axis->styleSheet(), QString(manufacturing ? style : ""));
             }
         }
     }

@@ -57,29 +57,26 @@ class TestEncoderTest : public StandinWindow {
 private slots:
     // A lasting error e is answered by P e + n I e and, on its first tick, D e; then offset and sign, truncated.
     void control() {
-        const struct {
-            unsigned long type, card;
-            int axis;
-            double p, i, d, offset, sign;
-        } rows[] = {{5, 7, 1, 32, 0.4, 1500, 255, 1},
-                    {5, 6, 2, 15.5, 0.35, 1000, 120, -1},
-                    {3, 6, 2, 10, 0.08, 75, 0, 1},
-                    {3, 7, 2, 5, 0.04, 30, 0, -1}};
-        for (const auto& c : rows) {
-            open(c.type, c.card);
+        const std::tuple<unsigned long, unsigned long, int, double, double, double, double, double> rows[] = {
+            {5, 7, 1, 32, 0.4, 1500, 255, 1},
+            {5, 6, 2, 15.5, 0.35, 1000, 120, -1},
+            {3, 6, 2, 10, 0.08, 75, 0, 1},
+            {3, 7, 2, 5, 0.04, 30, 0, -1}};
+        for (const auto& [type, card, axis, p, i, d, offset, sign] : rows) {
+            open(type, card);
             runAt({0, 0, 0});
-            QCOMPARE(sent[c.axis], c.offset * c.sign);
+            QCOMPARE(sent[axis], offset * sign);
             const int e = -7;
-            device().encoders[c.axis] = e;
+            device().encoders[axis] = e;
             for (int n = 1; n <= 20; ++n) {
                 tick();
-                const double wanted = c.sign * (c.offset + (c.p + n * c.i + (n == 1 ? c.d : 0)) * e);
-                QVERIFY(std::fabs(sent[c.axis] - wanted) <= 1.0 && sent[c.axis] == std::trunc(sent[c.axis]));
+                const double wanted = sign * (offset + (p + n * i + (n == 1 ? d : 0)) * e);
+                QVERIFY(std::fabs(sent[axis] - wanted) <= 1.0 && sent[axis] == std::trunc(sent[axis]));
             }
             // A wild error is cut at the limit and keeps its sign, however long it lasts.
-            device().encoders[c.axis] = 1000000000;
+            device().encoders[axis] = 1000000000;
             ticks(500);
-            QCOMPARE(sent[c.axis], c.sign * window->m_fPosMaxDAC);
+            QCOMPARE(sent[axis], sign * window->m_fPosMaxDAC);
             QVERIFY(running());
         }
         open(1);  // a model without a route moves nothing
@@ -117,28 +114,26 @@ private slots:
     // Row 0, a test point, row 0 again, then 1 to 8 round and round; one row tells the routes apart. A test point
     // pushes each axis to its level for five seconds.
     void route() {
-        const struct {
-            unsigned long type, card;
-            Counts fifth, push;
-        } rows[] = {{5, 7, {0, -3755, 2500}, {1500, 3000, 3000}},
-                    {3, 6, {-8000, -3000, 2000}, {1400, 3500, 3500}},
-                    {3, 7, {-8000, -3000, -2000}, {8500, 8500, 8500}}};
-        for (const auto& row : rows) {
-            open(row.type, row.card);
+        const std::tuple<unsigned long, unsigned long, Counts, Counts> rows[] = {
+            {5, 7, {0, -3755, 2500}, {1500, 3000, 3000}},
+            {3, 6, {-8000, -3000, 2000}, {1400, 3500, 3500}},
+            {3, 7, {-8000, -3000, -2000}, {8500, 8500, 8500}}};
+        for (const auto& [type, card, fifth, push] : rows) {
+            open(type, card);
             ui().encoderTestLoopsSpinBox->setValue(2);
             runAt({40, -40, 40});
             QVERIFY(followUntil([] { return seekingTestPoint.load(); }));
             QVERIFY(window->m_iButtonStep == 0 && totalLoops == 0);
             ticks(4999);
             for (std::size_t axis = 0; axis < 3; ++axis)
-                QVERIFY(seekingTestPoint && sent[axis] >= row.push[axis] && sent[axis] < row.push[axis] + 10);
+                QVERIFY(seekingTestPoint && sent[axis] >= push[axis] && sent[axis] < push[axis] + 10);
             tick();
             QVERIFY(!seekingTestPoint && totalLoops == 1 && window->m_iButtonStep == 0);
             QVERIFY(log().last().contains("Encoder Angles :  0.00, 0.00, 0.00"));
             for (int step = 1; step <= 8; ++step) {
                 QVERIFY(followUntil([=] { return window->m_iButtonStep == step; }));
                 if (step == 5)
-                    QCOMPARE(window->m_lDestination.copy(), row.fifth);
+                    QCOMPARE(window->m_lDestination.copy(), fifth);
             }
             // The second count is a loop: a test point ahead of its first step, after which row 0 comes again.
             QVERIFY(followUntil([] { return seekingTestPoint.load(); }));
@@ -156,32 +151,29 @@ private slots:
         }
     }
 
-    // One counter for all axes and both faults; an axis in the band fills it. A command beyond its limit counts too:
-    // six decrements a tick, where the thousandth is Y's command.
+    // One counter for all axes and both faults; an axis in the band fills it, for ever in the row of 0. A command
+    // beyond its limit counts too: six decrements a tick, where the thousandth is Y's command.
     void faults() {
-        const struct {
-            Counts error;
-            int ticksToAbort;  ///< 0 for never
-            const char* line;
-        } rows[] = {{{150, 150, -150}, 334, "Position Error (150.000) detected at axis 0"},
-                    {{150, 149, -150}, 0, ""},
-                    {{1000, 150, 150}, 250, "Position Error (150.000) detected at axis 2"},
-                    {{1000, 1000, 1000}, 167, "DAC Error (23360) detected at axis 1"}};
-        for (const auto& row : rows) {
+        const std::tuple<Counts, int, const char*> rows[] = {
+            {{150, 150, -150}, 334, "Position Error (150.000) detected at axis 0"},
+            {{150, 149, -150}, 0, ""},
+            {{1000, 150, 150}, 250, "Position Error (150.000) detected at axis 2"},
+            {{1000, 1000, 1000}, 167, "DAC Error (23360) detected at axis 1"}};
+        for (const auto& [error, ticksToAbort, line] : rows) {
             open(3, 6);
             runAt({0, 0, 0});
-            for (int axis = 0; row.error[1] == 150 && axis < 3; ++axis)  // so that no command jumps beyond its limit
-                device().encoders[axis] = qBound(-149L, row.error[axis], 149L);
+            for (int axis = 0; error[1] == 150 && axis < 3; ++axis)  // so that no command jumps beyond its limit
+                device().encoders[axis] = qBound(-149L, error[axis], 149L);
             ticks(2);
-            place(row.error);
-            ticks(row.ticksToAbort ? row.ticksToAbort - 1 : 5000);
+            place(error);
+            ticks(ticksToAbort ? ticksToAbort - 1 : 5000);
             QVERIFY(running() && log().filter("Error").isEmpty());
-            if (!row.ticksToAbort)
+            if (!ticksToAbort)
                 continue;
             tick();
             QVERIFY(startEncoderTest && !window->m_bServoControl);
-            QVERIFY2(log().last().endsWith(row.line), qPrintable(log().last()));
-            QCOMPARE(log().last().startsWith(" ["), QString(row.line).startsWith("DAC"));
+            QVERIFY2(log().last().endsWith(line), qPrintable(log().last()));
+            QCOMPARE(log().last().startsWith(" ["), QString(line).startsWith("DAC"));
             // Zero commands from here on; the time limit neither ends nor pushes at this step.
             ui().testRadio1->setChecked(true);
             now += 700000;

@@ -149,12 +149,8 @@ private slots:
     // More than a tenth of a run, or its end, is said; what is shorter, or a run that hardly had ticks, is not. A
     // new run begins from nothing.
     void whatAWatchSays() {
-        struct Part {
-            int ticks, status;
-            bool on;
-        };
         const QString silent = "the device did not answer during ", off = "the amplifiers were not on during ";
-        const std::pair<std::vector<Part>, QString> rows[] = {
+        const std::pair<std::vector<std::tuple<int, int, bool>>, QString> rows[] = {
             {{{99, -5, false}}, ""},
             {{{1000, -5, false}}, silent + "this run"},
             {{{150, -28, true}, {850, 0, true}}, silent + "a part"},
@@ -167,10 +163,10 @@ private slots:
         for (const auto& [parts, wanted] : rows) {
             watch.start();
             QVERIFY(watch.seen().ticks == 0);
-            for (const Part& part : parts) {
-                device().forcesEnabled = part.on;
-                for (int i = 0; i < part.ticks; ++i)
-                    watch.note(0, part.status);
+            for (const auto& [ticks, status, on] : parts) {
+                device().forcesEnabled = on;
+                for (int i = 0; i < ticks; ++i)
+                    watch.note(0, status);
             }
             const QString note = watch.end().note();
             watch.note(0, -5);

@@ -68,26 +68,21 @@ private slots:
         capstan(1, 0);
     }
 
-    // Beside the verdicts of an arm that was not measured stands why. What lies at its stops in the verify run does
-    // not move and is nothing to note.
+    // Beside the verdicts of an arm that was not measured stands why, after the friction and the reference run. What
+    // lies at its stops in the verify run does not move and is nothing to note.
     void notes() {
         const QString silent = "Note: the device did not answer during this run.";
         const QString off = "Note: the amplifiers were not on during this run.";
         const QString still = "Note: no movement was seen of ";
-        const struct {
-            const char* fault;
-            int axis;
-            double amount;
-            QString first, verify;  ///< of the friction and the reference run, and of the other
-        } rows[] = {{"", -1, 0, "", ""},
-                    {"unplugged", -1, 1, silent, silent},
-                    {"no-amplifier-follow", -1, 1, off, off},
-                    {"dead-encoder", 1, 1, still + "Y.", ""},
-                    {"weak-motor", 2, 0, still + "Z.", ""}};
-        for (const auto& row : rows) {
+        const std::tuple<const char*, int, double, QString, QString> rows[] = {{"", -1, 0, "", ""},
+                                                                               {"unplugged", -1, 1, silent, silent},
+                                                                               {"no-amplifier-follow", -1, 1, off, off},
+                                                                               {"dead-encoder", 1, 1, still + "Y.", ""},
+                                                                               {"weak-motor", 2, 0, still + "Z.", ""}};
+        for (const auto& [fault, axis, amount, first, verify] : rows) {
             MechanicalBench bench;
-            if (*row.fault)
-                QCOMPARE(armcontrol::setFault(row.fault, true, row.axis, row.amount), std::string());
+            if (*fault)
+                QCOMPARE(armcontrol::setFault(fault, true, axis, amount), std::string());
             const auto says = [](QTextBrowser* box, const QString& note) {
                 const QString text = box->toPlainText();
                 box->clear();
@@ -95,10 +90,10 @@ private slots:
             };
             QTextBrowser* const box = bench.window->ui.capstan_textBox;
             bench.prepare("Test Friction");
-            QVERIFY(bench.runFriction() && says(bench.window->ui.friction_textBox, row.first));
+            QVERIFY(bench.runFriction() && says(bench.window->ui.friction_textBox, first));
             bench.prepare("Test Capstan");
-            QVERIFY(bench.runReference() && says(box, row.first));
-            QVERIFY(bench.runVerify() && says(box, row.verify));
+            QVERIFY(bench.runReference() && says(box, first));
+            QVERIFY(bench.runVerify() && says(box, verify));
         }
     }
 

@@ -51,18 +51,15 @@ private slots:
     // Cycling goes on after the pass and says nothing more. The fault line of amplifiers that stay off, or of a device
     // that does not answer, may be clean: then a line stands beside it.
     void passComesWithTheSixthTick() {
-        const struct {
-            bool manufacturing;
-            int answer, enabling;
-            const char* text;
-        } rows[] = {{false, 0, 0, ""},
-                    {true, 0, 0, "\nPASS"},
-                    {true, 0, -4, "\nPASS\nNote: the amplifiers never came on while they were to be cycled."},
-                    {true, -5, 0, "\nPASS\nNote: the device did not answer while its amplifiers were to be cycled."}};
-        for (const auto& row : rows) {
-            open(5, row.manufacturing, "Cycle Amps");
-            device().result["enable_tharlen_forces_no_wait"] = row.enabling;
-            device().result["update_tharlen"] = row.answer;
+        const std::tuple<bool, int, int, const char*> rows[] = {
+            {false, 0, 0, ""},
+            {true, 0, 0, "\nPASS"},
+            {true, 0, -4, "\nPASS\nNote: the amplifiers never came on while they were to be cycled."},
+            {true, -5, 0, "\nPASS\nNote: the device did not answer while its amplifiers were to be cycled."}};
+        for (const auto& [manufacturing, answer, enabling, text] : rows) {
+            open(5, manufacturing, "Cycle Amps");
+            device().result["enable_tharlen_forces_no_wait"] = enabling;
+            device().result["update_tharlen"] = answer;
             QCOMPARE(window->ampsGuiUpdateTimer->interval(), 2000);
             QCOMPARE(looks(ui().amp_status_button), QString("NULL"));
             for (int pair = 1; pair <= 7; ++pair) {
@@ -71,10 +68,9 @@ private slots:
                 for (int i = 0; i < 100; ++i)
                     tick();
             }
-            QCOMPARE(box(), QString("The device amplifiers are OK") + row.text);
+            QCOMPARE(box(), QString("The device amplifiers are OK") + text);
             QCOMPARE(ui().device_fault_button->text(), QString("NO"));
-            QVERIFY(window->repData->bAmplifierPass == row.manufacturing
-                    && ui().next_button->isEnabled() == row.manufacturing);
+            QVERIFY(window->repData->bAmplifierPass == manufacturing && ui().next_button->isEnabled() == manufacturing);
             QCOMPARE(device().count("enable_tharlen_forces_no_wait"), 7);
             QCOMPARE(device().count("disable_tharlen_forces_no_wait"), 6);
             QCOMPARE(ui().amp_status_button->styleSheet(), QString(kPassStyle));
@@ -129,22 +125,19 @@ private slots:
 
     // With the identity as Jacobian the force is the joint torque: counts / constant / reduction.
     void slidersCommandTheMotors() {
-        const struct {
-            unsigned long type;
-            const char* model;
-            double multiplier, constant;  ///< counts a twentieth of a notch, and counts a N mm
-        } rows[] = {{5, "THARLEN Orda", 10, 10 * 513.708},
-                    {9, "Nolva", 10, 0},
-                    {3, "THARLEN Corvale", 2, 2 * 340.0},
-                    {6, "THARLEN Stelmar 3.0", 2, 2 * 41.610157},
-                    {4, "THARLEN Stelmar 1.5 6DOF", 2, 0}};
-        for (const auto& row : rows) {
-            open(row.type, false, "Test Forces", row.model);
-            QVERIFY(!window->forceCheckTimer->isActive() && ui().slider_TX->isHidden() == (row.type != 4));
+        // Counts a twentieth of a notch, and counts a N mm.
+        const std::tuple<int, const char*, double, double> rows[] = {{5, "THARLEN Orda", 10, 10 * 513.708},
+                                                                     {9, "Nolva", 10, 0},
+                                                                     {3, "THARLEN Corvale", 2, 2 * 340.0},
+                                                                     {6, "THARLEN Stelmar 3.0", 2, 2 * 41.610157},
+                                                                     {4, "THARLEN Stelmar 1.5 6DOF", 2, 0}};
+        for (const auto& [type, model, multiplier, constant] : rows) {
+            open(type, false, "Test Forces", model);
+            QVERIFY(!window->forceCheckTimer->isActive() && ui().slider_TX->isHidden() == (type != 4));
             for (int axis = 0; axis < 6; ++axis)
                 allSliders()[axis]->setValue(100 - 10 * axis);
             QCOMPARE(device().count("enable_tharlen_forces"), 6);
-            device().result["get_inkwell_switch"] = row.type == 5;  // not docked
+            device().result["get_inkwell_switch"] = type == 5;  // not docked
             for (int i = 0; i < 3; ++i) {
                 device().encoders[i] = 11 * (i + 1);
                 device().position[i] = 0.5f - float(i);
@@ -153,7 +146,7 @@ private slots:
             QLabel* const commands[6] = {ui().force_x,  ui().force_y,  ui().force_z,
                                          ui().force_gx, ui().force_gy, ui().force_gz};
             for (int axis = 0; axis < 6; ++axis) {
-                const long counts = long(20 * row.multiplier) * (axis == 0 ? -100 : 100 - 10 * axis);
+                const long counts = long(20 * multiplier) * (axis == 0 ? -100 : 100 - 10 * axis);
                 QCOMPARE(long(window->force_dac_values[axis]), counts);
                 QCOMPARE(commands[axis]->text(), QString::number(counts));
             }
@@ -161,11 +154,10 @@ private slots:
             for (int label = 103; label <= 108; ++label)
                 shown += window->findChild<QLabel*>(QString("label_%1").arg(label))->text() + ' ';
             QCOMPARE(shown, QString("11 22 33 0.5 -0.5 -1.5 "));
-            const auto force = [&row](int percent) {
-                return QString::number(20 * percent * row.multiplier * row.multiplier / row.constant / 10, 'f', 2);
-            };
-            QVERIFY(row.constant == 0 || window->m_forceSentStr[1] == force(90));
-            QVERIFY(row.constant == 0 || window->m_forceSentStr[3] == (row.type == 3 ? force(70) : QString("0.00")));
+            const double percent = 2 * multiplier * multiplier / constant;  // N of a notch
+            const auto force = [percent](int notches) { return QString::number(notches * percent, 'f', 2); };
+            QVERIFY(constant == 0 || window->m_forceSentStr[1] == force(90));
+            QVERIFY(constant == 0 || window->m_forceSentStr[3] == (type == 3 ? force(70) : QString("0.00")));
             device().singularJacobian = true;
             window->updateForceDisplay();
             QCOMPARE(window->m_forceSentStr[1], QString("0.00"));

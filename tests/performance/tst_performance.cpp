@@ -34,36 +34,33 @@ private slots:
 
     // From the page that is shown, whichever was before; what does not parse is 0.
     void typedCommands() {
-        const struct {
-            bool temperaturePage, force;
-            const char* typed[3];
-            double sent[3];
-        } rows[] = {{true, false, {"99999999999999999999", "1e3", "9"}, {0, 0, 9}},
-                    {false, false, {"12", "-300", " 7 "}, {12, -300, 7}},
-                    {true, true, {"0.5", "-2", "1e-1"}, {0.5, -2, double(0.1f)}},
-                    {false, true, {"nan", "1,5", "3"}, {0, 0, 3}},
-                    {false, true, {"-inf", "1e99", "one"}, {0, 0, 0}}};
+        const std::tuple<bool, bool, QStringList, QList<double>> rows[] = {
+            {true, false, {"99999999999999999999", "1e3", "9"}, {0, 0, 9}},
+            {false, false, {"12", "-300", " 7 "}, {12, -300, 7}},
+            {true, true, {"0.5", "-2", "1e-1"}, {0.5, -2, double(0.1f)}},
+            {false, true, {"nan", "1,5", "3"}, {0, 0, 3}},
+            {false, true, {"-inf", "1e99", "one"}, {0, 0, 0}}};
         QLineEdit* const fields[2][3] = {{ui().cforce_1, ui().cforce_2, ui().cforce_3},
                                          {ui().motor_dac_1, ui().motor_dac_2, ui().motor_dac_3}};
-        for (const auto& row : rows) {
-            page(row.temperaturePage ? "Motor Temp. Test" : "Force Test");
+        for (const auto& [temperaturePage, force, typed, sent] : rows) {
+            page(temperaturePage ? "Motor Temp. Test" : "Force Test");
             for (int i = 0; i < 3; ++i) {
-                fields[row.temperaturePage][i]->setText(row.typed[i]);
-                fields[!row.temperaturePage][i]->setText("4444");
+                fields[temperaturePage][i]->setText(typed[i]);
+                fields[!temperaturePage][i]->setText("4444");
             }
             dac_values.fill(9);
             cForce.fill(9);
-            ui().sendForce_checkBox->setChecked(row.temperaturePage && row.force);
-            ui().sendForce_checkBox_2->setChecked(!row.temperaturePage && row.force);
+            ui().sendForce_checkBox->setChecked(temperaturePage && force);
+            ui().sendForce_checkBox_2->setChecked(!temperaturePage && force);
             device().calls.clear();
-            (row.temperaturePage ? ui().set_dac_button_2 : ui().pushButton_5)->click();
+            (temperaturePage ? ui().set_dac_button_2 : ui().pushButton_5)->click();
             tick();
-            const char* name = row.force ? "send_tharlen_force_6dof" : "command_motor_dac_values";
+            const char* name = force ? "send_tharlen_force_6dof" : "command_motor_dac_values";
             const auto calls = device().of({"enable_tharlen_forces_no_wait", name});
             QCOMPARE(calls.size(), 3u);  // on setting, then ahead of the command
             for (int i = 0; i < 6; ++i)
-                QCOMPARE(calls.back().values[i + 1], i < 3 ? row.sent[i] : 0.0);
-            QCOMPARE(row.force ? double(dac_values[0]) : double(cForce[0]), 9.0);
+                QCOMPARE(calls.back().values[i + 1], i < 3 ? sent[i] : 0.0);
+            QCOMPARE(force ? double(dac_values[0]) : double(cForce[0]), 9.0);
         }
     }
 

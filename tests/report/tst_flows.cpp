@@ -196,17 +196,12 @@ private slots:
     // A light hand rests on a soft wall. Far above the bound of sampling and damping (about 7 N/mm at 1000 Hz) it is
     // shaken, and not where it grips firmly or the loop runs faster. The gain is shown with the scene's frames.
     void performance() {
-        const struct {
-            int rate, slider;
-            double strength;
-            bool shaken;
-            const char* gain;
-        } walls[] = {{1000, 23, 2, false, "2.3"},
-                     {1000, 350, 2, true, "35"},
-                     {1000, 350, 25, false, "35"},
-                     {4000, 350, 2, false, "35"}};
+        const std::tuple<int, int, double, bool, const char*> walls[] = {{1000, 23, 2, false, "2.3"},
+                                                                         {1000, 350, 2, true, "35"},
+                                                                         {1000, 350, 25, false, "35"},
+                                                                         {4000, 350, 2, false, "35"}};
         Gestures hand;
-        for (const auto& wall : walls) {
+        for (const auto& [rate, slider, strength, shaken, gain] : walls) {
             cleanup();
             open();
             window->performanceTestMode = window->manufMode = true;
@@ -215,17 +210,17 @@ private slots:
             QCOMPARE(hand.calibrate(window->csTharlenID), std::string());
             hand.hold({}, 1000);
             goToTab(*window, "Performance Testing");
-            window->ui.servo4000->setChecked(wall.rate == 4000);
+            window->ui.servo4000->setChecked(rate == 4000);
             window->updateServoLoopRate();
             goToPage(*window, "Passivity Test");
             armcontrol::step(20);
             QVERIFY(!armcontrol::state().amplifiers);
-            const auto stiffen = [&] { window->onPassivitySliderChange(wall.slider); };
-            const double width = hand.leanOn(40, wall.strength, 0.8, 100, stiffen).width;  // mm, a second later
+            const auto stiffen = [this, slider = slider] { window->onPassivitySliderChange(slider); };
+            const double width = hand.leanOn(40, strength, 0.8, 100, stiffen).width;  // mm, a second later
             QVERIFY(armcontrol::state().amplifiers);
-            QVERIFY2(wall.shaken ? width > 0.2 : width < 0.07, qPrintable(QString("%1 mm").arg(width)));
+            QVERIFY2(shaken ? width > 0.2 : width < 0.07, qPrintable(QString("%1 mm").arg(width)));
             QMetaObject::invokeMethod(window->passivityBoxRenderer->graphicTimer, "timeout");
-            QCOMPARE(window->ui.gain_label->text(), QString(wall.gain));
+            QCOMPARE(window->ui.gain_label->text(), QString(gain));
         }
     }
 };

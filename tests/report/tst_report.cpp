@@ -201,16 +201,12 @@ private slots:
 
     // The page and the earlier report stay, and the error browser says why.
     void failedWriteChangesNothing() {
-        const struct {
-            QString folder;
-            mode_t mode;
-            rlim_t room;
-            const char* reason;
-        } rows[] = {{"/nowhere", 0777, RLIM_INFINITY, "No such file or directory"},
-                    {home.path(), 0777, 1000, "File too large"},
-                    {home.path(), 0555, 1000, "File too large"},
-                    {full.path(), 0777, RLIM_INFINITY, "No space left on device"}};
-        for (const auto& row : rows) {
+        const std::tuple<QString, mode_t, rlim_t, const char*> rows[] = {
+            {"/nowhere", 0777, RLIM_INFINITY, "No such file or directory"},
+            {home.path(), 0777, 1000, "File too large"},
+            {home.path(), 0555, 1000, "File too large"},
+            {full.path(), 0777, RLIM_INFINITY, "No space left on device"}};
+        for (const auto& [folder, mode, room, reason] : rows) {
             init();
             open();
             // Longer than what follows, whose room is there thus: it is the writing that fails, halfway.
@@ -220,13 +216,13 @@ private slots:
             ui().lineEdit_name->clear();
             setAll(*window->repData, false);
             ui().summary_text_browser->setText("as it was");
-            qputenv("KNDD_HOME", QFile::encodeName(row.folder));
-            QVERIFY(chmod(logs(), row.mode) == 0 && chmod(QFile::encodeName(path()), 0666) == 0);
-            QCOMPARE(createWith(row.room), 0);
+            qputenv("KNDD_HOME", QFile::encodeName(folder));
+            QVERIFY(chmod(logs(), mode) == 0 && chmod(QFile::encodeName(path()), 0666) == 0);
+            QCOMPARE(createWith(room), 0);
             QCOMPARE(ui().test_result_status->text(), QString("PASS"));
             QCOMPARE(ui().summary_text_browser->toPlainText(), QString("as it was"));
             const QString line = ui().error_browser->toPlainText();
-            QVERIFY2(line.endsWith(window->testReportFile->fileName() + ": " + row.reason), qPrintable(line));
+            QVERIFY2(line.endsWith(window->testReportFile->fileName() + ": " + reason), qPrintable(line));
             QCOMPARE(contents(path()), earlier);
             QCOMPARE(QDir(home.filePath("logs")).entryList(QDir::Files), QStringList{"Test_Reports"});
         }
@@ -278,10 +274,7 @@ private slots:
 
     // "Summary" makes no report then.
     void noRecordIsSelected() {
-        open();
-        window.reset();
-        device().fleet.clear();
-        window = openWindow();
+        openFleet({});
         ui().tabWidget->addTab(ui().tab_12, "Summary");
         QVERIFY(goToTab(*window, "Summary") && !QFileInfo::exists(path()));
         QVERIFY(report().contains("\tInterface:\t\t\t\t\tUnknown"));

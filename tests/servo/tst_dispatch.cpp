@@ -183,10 +183,7 @@ private slots:
     // The window switches off in the middle of a tick, at each call of it: nothing stays on, nothing stays commanded.
     void switchingOffInTheMiddleOfATick() {
         const auto toCalibrate = [](qtTharlenTest& of) { goToTab(of, "Calibrate"); };
-        const struct {
-            const char *tab, *page;
-            void (*leave)(qtTharlenTest&);
-        } rows[] = {
+        const std::tuple<const char*, const char*, void (*)(qtTharlenTest&)> rows[] = {
             {"Box Test", "", toCalibrate},
             {"Box Test", "", [](qtTharlenTest& of) { surviveException(of, ""); }},
             {"Test Forces", "", toCalibrate},
@@ -194,29 +191,29 @@ private slots:
             {"Performance Testing", "Passivity Test", toCalibrate},
             {"Performance Testing", "Passivity Test", [](qtTharlenTest& of) { goToPage(of, "Resolution Test"); }},
             {"Performance Testing", "Force Test", [](qtTharlenTest& of) { of.clear_dac_value(); }}};
-        for (const auto& row : rows) {
+        for (const auto& [tab, page, leave] : rows) {
             int leftAt = 1;  // what comes ahead of it is a tick that begins afterwards
             for (bool left = true; left; ++leftAt) {
-                drive(row.tab, row.page);
+                drive(tab, page);
                 for (const std::string& command : kForces)
                     device().result[command] = -2;
                 device().forcesEnabled = leftAt % 2;
                 device().calls.clear();
                 int call = 0;
                 left = false;
-                device().onCall = [&](const standin::Call&) {
+                device().onCall = [&, leave = leave](const standin::Call&) {
                     if (call++ != leftAt)
                         return;
                     left = true;
-                    row.leave(*window);
+                    leave(*window);
                     device().result.clear();
                 };
                 ServoLoopCallBack(window.get());
                 device().onCall = nullptr;
                 device().result.clear();
-                QVERIFY2(!left || !drives(), qPrintable(QString("%1 %2 %3").arg(row.tab, row.page).arg(leftAt)));
+                QVERIFY2(!left || !drives(), qPrintable(QString("%1 %2 %3").arg(tab, page).arg(leftAt)));
             }
-            QVERIFY2(leftAt > 3, row.tab);
+            QVERIFY2(leftAt > 3, tab);
         }
     }
 

@@ -37,21 +37,19 @@ private slots:
     }
 
     void ranges() {
-        const struct {
-            const char* names;
-            int minimum, maximum, value;
-        } rows[] = {{"slider_X slider_Y slider_Z slider_TX slider_TY slider_TZ", -100, 100, 0},
-                    {"encoderTestPower", 0, 300, 100},
-                    {"encoderTestTempSpinBox", 0, 200, 160},
-                    {"SpinBoxTest", 0, 99, 8},
-                    {"encoderTestLoopsSpinBox", 0, 99, 10},
-                    {"gain_slider xForceBar yForceBar zForceBar progressBar progressBar_2", 0, 100, 0}};
-        for (const auto& row : rows) {
-            for (const QString& name : QString(row.names).split(' ')) {
+        const std::tuple<const char*, int, int, int> rows[] = {
+            {"slider_X slider_Y slider_Z slider_TX slider_TY slider_TZ", -100, 100, 0},
+            {"encoderTestPower", 0, 300, 100},
+            {"encoderTestTempSpinBox", 0, 200, 160},
+            {"SpinBoxTest", 0, 99, 8},
+            {"encoderTestLoopsSpinBox", 0, 99, 10},
+            {"gain_slider xForceBar yForceBar zForceBar progressBar progressBar_2", 0, 100, 0}};
+        for (const auto& [names, minimum, maximum, value] : rows) {
+            for (const QString& name : QString(names).split(' ')) {
                 const QObject& control = *child(name);
-                QCOMPARE(control.property("minimum").toInt(), row.minimum);
-                QCOMPARE(control.property("maximum").toInt(), row.maximum);
-                QCOMPARE(control.property("value").toInt(), row.value);
+                QCOMPARE(control.property("minimum").toInt(), minimum);
+                QCOMPARE(control.property("maximum").toInt(), maximum);
+                QCOMPARE(control.property("value").toInt(), value);
             }
         }
     }

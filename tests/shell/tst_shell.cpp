@@ -44,36 +44,31 @@ private slots:
 
     // By the button; the frame's own way out asks the same.
     void closingAsksInManufacturingBeforeTheSummary() {
-        const struct {
-            bool manufacturing;
-            const char* tab;
-            int answer;  ///< -1: no question
-            bool closes;
-        } rows[] = {{false, "Box Test", -1, true},
-                    {true, "Calibrate", QMessageBox::No, false},
-                    {true, "Calibrate", QMessageBox::Yes, true},
-                    {true, "Summary", -1, true}};
-        for (const auto& row : rows) {
+        const std::tuple<bool, const char*, int, bool> rows[] = {{false, "Box Test", -1, true},
+                                                                 {true, "Calibrate", QMessageBox::No, false},
+                                                                 {true, "Calibrate", QMessageBox::Yes, true},
+                                                                 {true, "Summary", -1, true}};
+        for (const auto& [manufacturing, tab, answer, closes] : rows) {  // -1 where there is no question
             openFleet();
-            window->manufMode = row.manufacturing;
+            window->manufMode = manufacturing;
             ui().tabWidget->addTab(ui().tab_12, "Summary");
-            QVERIFY(goToTab(*window, row.tab));
+            QVERIFY(goToTab(*window, tab));
             window->show();
             bool asked = false;
-            QTimer::singleShot(0, window.get(), [&] {
+            QTimer::singleShot(0, window.get(), [&, answer = answer] {
                 auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
                 if (!box)
                     return;
                 asked = box->text().contains("will not save the Test Reports");
-                if (row.answer == QMessageBox::No)
+                if (answer == QMessageBox::No)
                     QTest::keyClick(box, Qt::Key_Return);  // the answer that loses nothing
                 else
-                    box->button(QMessageBox::StandardButton(row.answer))->click();
+                    box->button(QMessageBox::StandardButton(answer))->click();
             });
             ui().pushButton->click();
             QCoreApplication::processEvents();
-            QCOMPARE(asked, row.answer >= 0);
-            QCOMPARE(window->isHidden(), row.closes);
+            QCOMPARE(asked, answer >= 0);
+            QCOMPARE(window->isHidden(), closes);
             QVERIFY(window->errorDisplayTimer->isActive() && window->dateTimeTimer->isActive());
         }
     }
@@ -111,7 +106,6 @@ private slots:
                     onAtClosing = device().forcesEnabled;
             };
             window.reset();
-            device().onCall = nullptr;
             QVERIFY(!onAtStop && !onAtClosing && !device().forcesEnabled);
         }
         openFleet();
@@ -126,10 +120,8 @@ private slots:
     }
 
     void rateButtonsSetTheRate() {
-        const std::pair<QRadioButton*, double> rates[] = {
-            {ui().servo2000, 2000}, {ui().servo4000, 4000}, {ui().servo3000, 3000}, {ui().servo1000, 1000}};
-        for (const auto& [button, rate] : rates) {
-            button->setChecked(true);
+        for (const double rate : {2000, 4000, 3000, 1000}) {
+            window->findChild<QRadioButton*>(QString("servo%1").arg(rate))->setChecked(true);
             ui().setServoLoopRate->click();
             QCOMPARE(device().of({"setServoLoopRate"}).back().values, (std::vector<double>{rate}));
             QCOMPARE(double(window->servoRate), rate);
@@ -180,24 +172,18 @@ private slots:
 
     // A library that throws at every call of the window's end does not keep the others from being made.
     void theEndIsWholeWhateverThrows() {
-        device().onCall = [](const standin::Call& call) {
-            if (call.name != "isServoLoopRunning")
-                throw std::runtime_error(call.name);
-        };
-        device().calls.clear();
-        window.reset();
-        device().onCall = nullptr;
-        QCOMPARE(device().count("stopServoLoop"), 1);
-        QCOMPARE(device().count("disable_tharlen"), 1);
-        // The same of a loop that runs without a device.
-        openFleet();
-        window->csTharlenID = -1;
-        device().onCall = [](const standin::Call& call) {
-            if (call.name == "stopServoLoop")
-                throw std::runtime_error(call.name);
-        };
-        window.reset();
-        device().onCall = nullptr;
+        for (const bool withDevice : {true, false}) {
+            openFleet();
+            window->csTharlenID = withDevice ? window->csTharlenID.load() : -1;
+            device().onCall = [](const standin::Call& call) {
+                if (call.name != "isServoLoopRunning")
+                    throw std::runtime_error(call.name);
+            };
+            device().calls.clear();
+            window.reset();
+            QCOMPARE(device().count("stopServoLoop"), 1);
+            QCOMPARE(device().count("disable_tharlen"), withDevice ? 1 : 0);
+        }
     }
 
     // One that was ignored at start stays so, as for who outlasts a terminal.

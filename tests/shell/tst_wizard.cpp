@@ -32,34 +32,29 @@ private slots:
         window = std::make_unique<qtTharlenTest>();
     }
 
-    // What the gate lets in, and the tabs that remain before and after a device is selected.
+    // What the gate lets in by its letter, and the tabs that remain before and after a device is selected.
     void modes() {
         const QStringList manufacturing{"Mode", "Select", "Calibrate"};
-        const struct {
-            const char* word;
-            bool manufacturing, encoderCheck;
-            QString modes;  ///< m, e, p
-            const char* status;
-            QStringList tabs;
-        } rows[] = {{NOLVA_ADVANCED_WORD, true, true, "me-", "Manufacturing & Encoder test mode ", manufacturing},
-                    {NOLVA_ADVANCED_WORD, true, false, "m--", "Manufacturing mode ", manufacturing},
-                    {NOLVA_ADVANCED_WORD, false, false, "m-p",
-                     "Performance mode: ", manufacturing + QStringList("Performance Testing")},
-                    {"calibrate ", true, true, "---", "Wrong password.", kUserTabs},
-                    {"", true, true, "---", "Enter the password ", kUserTabs}};
-        for (const auto& row : rows) {
-            enterMode(row.word, row.manufacturing, row.encoderCheck);
-            QCOMPARE(bool(window->manufMode), row.modes.contains('m'));
-            QCOMPARE(window->encoderTestMode, row.modes.contains('e'));
-            QCOMPARE(window->performanceTestMode, row.modes.contains('p'));
-            QVERIFY(ui().mode_status->toPlainText().startsWith(row.status));
-            QCOMPARE(ui().next_button->isEnabled(), row.modes.contains('m'));
+        const std::tuple<const char*, bool, bool, QString, const char*, QStringList> rows[] = {
+            {NOLVA_ADVANCED_WORD, true, true, "me-", "Manufacturing & Encoder test mode ", manufacturing},
+            {NOLVA_ADVANCED_WORD, true, false, "m--", "Manufacturing mode ", manufacturing},
+            {NOLVA_ADVANCED_WORD, false, false, "m-p",
+             "Performance mode: ", manufacturing + QStringList("Performance Testing")},
+            {"calibrate ", true, true, "---", "Wrong password.", kUserTabs},
+            {"", true, true, "---", "Enter the password ", kUserTabs}};
+        for (const auto& [word, entered, encoderCheck, modes, status, tabs] : rows) {
+            enterMode(word, entered, encoderCheck);
+            QCOMPARE(bool(window->manufMode), modes.contains('m'));
+            QCOMPARE(window->encoderTestMode, modes.contains('e'));
+            QCOMPARE(window->performanceTestMode, modes.contains('p'));
+            QVERIFY(ui().mode_status->toPlainText().startsWith(status));
+            QCOMPARE(ui().next_button->isEnabled(), modes.contains('m'));
             QVERIFY(ui().manuf_radioButton->isHidden() && ui().manuf_password->isHidden());
-            QCOMPARE(ui().servolooprateGroup->isHidden(), !row.modes.contains('p'));
+            QCOMPARE(ui().servolooprateGroup->isHidden(), !modes.contains('p'));
             go("Select");
-            QCOMPARE(tabTexts(*window), row.tabs);
+            QCOMPARE(tabTexts(*window), tabs);
             ui().m_cmbTHARLeN->setCurrentIndex(2);  // a Corvale has the encoder mode's tab
-            QCOMPARE(tabTexts(*window).contains("Encoder Test"), row.modes.contains('e'));
+            QCOMPARE(tabTexts(*window).contains("Encoder Test"), modes.contains('e'));
             ui().m_cmbTHARLeN->setCurrentIndex(0);
             // The way back: the user mode again.
             go("Mode");
@@ -106,15 +101,9 @@ private slots:
         }
     }
 
-    // Every change of tab runs the leaving actions of all others: the calls an open device sees.
+    // Every change of tab ends what any other had going.
     void eachTabStopsAllOthers() {
-        const struct {
-            const char* tab;
-            int disables, velocityCheck;
-        } rows[] = {{"Calibrate", 3, 0},   {"Read Encoder", 3, 1}, {"Cycle Amps", 2, 1},
-                    {"Test Forces", 3, 1}, {"Box Test", 2, 1},     {"Servoloop", 3, 1}};
-        for (const auto& row : rows) {
-            const QString tab = row.tab;
+        for (const QString tab : {"Calibrate", "Read Encoder", "Cycle Amps", "Test Forces", "Box Test", "Servoloop"}) {
             go("Select");
             startCalibTest = startEncoderTest = startServoTest = true;
             ui().slider_TZ->setValue(4);
@@ -124,15 +113,17 @@ private slots:
                                                           {window->checkCalibTimer, "Calibrate"},
                                                           {window->calibDetailTimer, "Calibration Details"},
                                                           {window->encoderGuiUpdateTimer, "Read Encoder"},
+                                                          {window->ampsGuiUpdateTimer, "Cycle Amps"},
+                                                          {window->tempGuiUpdateTimer, "Test Forces"},
                                                           {window->forceCheckTimer, "Test Forces"},
                                                           {window->forceProgressTimer, "Box Test"},
                                                           {window->servoRateGraphicTimer, "Servoloop"}};
             for (const auto& timer : timers)
                 timer.first->start(100000);
-            device().calls.clear();
+            device().forcesEnabled = true;
             go(tab);
-            QCOMPARE(device().count("disable_tharlen_forces"), row.disables);
-            QCOMPARE(device().of({"enable_tharlen_velocity_check"}).back().values[1], double(row.velocityCheck));
+            QVERIFY(!device().forcesEnabled);
+            QCOMPARE(device().of({"enable_tharlen_velocity_check"}).back().values[1], double(tab != "Calibrate"));
             QVERIFY(!startCalibTest || tab == "Calibrate");
             QVERIFY(!startEncoderTest && !startServoTest && startBoxTest == (tab == "Box Test"));
             for (const auto& [timer, of] : timers)
@@ -140,14 +131,6 @@ private slots:
             QCOMPARE(ui().gain_slider->value(), 0);
             QVERIFY(tab == "Test Forces" || (ui().slider_TZ->value() == 0 && window->m_forceToSend[5] == 0.0f));
         }
-        // A test that was on is stopped once more: forces go off for each timer that ran.
-        go("Select");
-        window->ampsGuiUpdateTimer->start(100000);
-        window->tempGuiUpdateTimer->start(100000);
-        device().calls.clear();
-        go("Read Encoder");
-        QCOMPARE(device().count("disable_tharlen_forces"), 5);
-        QVERIFY(!window->ampsGuiUpdateTimer->isActive() && !window->tempGuiUpdateTimer->isActive());
     }
 
     // The space key resets on "Calibrate" where the line has that, though Next was clicked last; else it presses Next.

@@ -40,35 +40,24 @@ struct Device {
     std::set<int> unreadable;           ///< indices of records whose Read() fails
     std::map<std::string, int> result;  ///< of int operations by name; those not named give 0
     std::string initThrows;             ///< what() of init_tharlen's exception; empty for none
-    std::string model = "THARLEN Orda";
-    std::string serial = "S-0001";
-    float position[3] = {};
-    long encoders[6] = {};
-    float baseAngles[3] = {};
-    float gimbalAngles[3] = {};
-    float jointVelocities[6] = {};
-    float velocity[3] = {};
-    long lastDac[6] = {};
+    std::string model = "THARLEN Orda", serial = "S-0001";
+    float position[3] = {}, velocity[3] = {};
+    float baseAngles[3] = {}, gimbalAngles[3] = {}, jointVelocities[6] = {};
+    long encoders[6] = {}, lastDac[6] = {};
     float stylus[4][4] = {{1, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, 1, 0}, {0, 0, 0, 1}};
     int switches[2] = {};
-    float maxForce = 3.3f;
-    float maxContinuousForce = 0.9f;
-    float maxStiffness = 0.5f;
-    float rate = 1000.0f;
+    float maxForce = 3.3f, maxContinuousForce = 0.9f, maxStiffness = 0.5f, rate = 1000.0f;
     double pinch = 0;
-    float celsius[6] = {};  ///< motor temperatures
-    float normalizedTemperature[6] = {};
-    bool singularJacobian = false;  ///< else the identity
-    float temperatures[4][6] = {};  ///< by kind: winding, stator, shutdown, cooldown
+    float celsius[6] = {}, normalizedTemperature[6] = {};  ///< of the motors
+    bool singularJacobian = false;                         ///< else the identity
+    float temperatures[4][6] = {};                         ///< by kind: winding, stator, shutdown, cooldown
     int calibrationStatus = 0;
     Calibration calibration;
     CIOConnection connection;
 
     // What the calls left
     std::vector<Call> calls;
-    bool loopCreated = false;
-    bool loopRunning = false;
-    bool forcesEnabled = false;
+    bool loopCreated = false, loopRunning = false, forcesEnabled = false;
     ServoCallback callback = nullptr;
     void* userData = nullptr;
 
