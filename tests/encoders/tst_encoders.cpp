@@ -172,7 +172,9 @@ private slots:
         device().baseAngles[1] = 0.5f;
         device().gimbalAngles[2] = -1.0f;
         device().position[0] = -1.5f, device().position[1] = 40, device().position[2] = 12.34567f;
+        device().switches[1] = 1;
         tickAt({-1, 22, 3, 4, 5, 6});
+        QCOMPARE(ui().stylusButton_1->text() + ui().stylusButton_2->text(), QString("OFFON"));
         QStringList shown;
         for (const QLabel* label : {ui().encoder_X, ui().encoder_Y, ui().encoder_Z, ui().gimbal_X, ui().gimbal_Y,
                                     ui().gimbal_Z, ui().position_X, ui().position_Y, ui().position_Z})

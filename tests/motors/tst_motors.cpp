@@ -60,6 +60,7 @@ private slots:
             open(5, manufacturing, "Cycle Amps");
             device().result["enable_tharlen_forces_no_wait"] = enabling;
             device().result["update_tharlen"] = answer;
+            QCOMPARE(window->ampsGuiUpdateTimer->interval(), 2000);
             QCOMPARE(looks(ui().amp_status_button), QString("NULL"));
             for (int pair = 1; pair <= 7; ++pair) {
                 QVERIFY(pair == 7 || (box().isEmpty() && !window->repData->bAmplifierPass));

@@ -164,8 +164,9 @@ private slots:
         window->updatePositionForResolutionTest();
         QCOMPARE(shown(), QString("-7 13 33 40.5 33.5 26.5 "));
         window->startResolutionTest();
-        QVERIFY(resolutionTestTimer->isActive() && !first->isActive());
+        QVERIFY(resolutionTestTimer->isActive() && resolutionTestTimer->interval() == 10 && !first->isActive());
         ui().startRecord->click();
+        QCOMPARE(posRecordTimer->interval(), 1);
         page("Workspace Test");
         QVERIFY(!resolutionTestTimer->isActive() && ui().pushButton_13->isEnabled());
         QCOMPARE(shown(), QString("0 0 0 0 0 0 "));
@@ -208,9 +209,11 @@ private slots:
     // By its button or after eleven lines; each run counts from 0, and the keyboard goes along from button to button.
     void servoLoopPage() {
         page("Servo Loop Test");
+        window->servoRate = 4000;
         for (const int lines : {2, 11}) {
             ui().pushButton_9->setFocus();
             ui().pushButton_9->click();
+            QVERIFY(startServoTest && window->servoRateGraphicTimer->interval() == 1000);
             QVERIFY(ui().pushButton_10->isEnabled() && !ui().pushButton_9->isEnabled());
             QCOMPARE(window->focusWidget(), ui().pushButton_10);
             for (int i = 0; i < lines; ++i) {
@@ -295,9 +298,10 @@ private slots:
         const auto lineItems = [this] { return itemsOf<QGraphicsLineItem>(window->linePlotScene); };
         const int grid = lineItems().size();
         const auto texts = itemsOf<QGraphicsTextItem>(window->linePlotScene);
-        QVERIFY(texts[0]->toPlainText() == "100" && texts[9]->toPlainText() == "10");
+        QVERIFY(grid == 10 + 240 && texts[0]->toPlainText() == "100" && texts[9]->toPlainText() == "10");
         QVERIFY(texts[10]->toPlainText() == "0" && texts[249]->toPlainText() == "7170");
         ui().pushButton_18->click();
+        QCOMPARE(window->motorTempTimer->interval(), 1000);
         const float celsius[2][3] = {{25, 30, 110}, {25, 40, 90}};
         device().temperatures[1][1] = 22.5f;
         for (const auto& row : celsius) {

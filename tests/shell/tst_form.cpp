@@ -26,9 +26,7 @@ class TestForm : public StandinWindow {
 private slots:
     void initTestCase() { speakReadOuts(); }
     void init() {
-        standin::reset();
-        resetSharedState();
-        standin::device().fleet = {record("Arm", 5)};
+        fresh({record("Arm", 5)});
         warnings = 0;
         const auto previous = qInstallMessageHandler(countWarnings);
         window = std::make_unique<qtTharlenTest>();

@@ -25,7 +25,8 @@ private slots:
         openFleet({});
         QCOMPARE(window->windowTitle(), QString("Nolva Diagnostic"));
         QCOMPARE(tabTexts(*window), (QStringList{"Mode", "Select"}));
-        QVERIFY(window->dateTimeTimer->isActive() && window->errorDisplayTimer->isActive());
+        QVERIFY(window->dateTimeTimer->isActive() && window->dateTimeTimer->interval() == 1000);
+        QVERIFY(window->errorDisplayTimer->isActive() && window->errorDisplayTimer->interval() == 500);
         QVERIFY(device().loopCreated && !device().loopRunning && ui().frame11->isHidden());
     }
 

@@ -167,11 +167,11 @@ private slots:
         QCOMPARE(ui().stackedWidget->currentIndex(), 4);
         page("Filters Test");
         QVERIFY(!startPassivityTest && startFiltersTest);
-        QVERIFY(window->forceProgressTimer->isActive());
+        QVERIFY(window->forceProgressTimer->isActive() && window->forceProgressTimer->interval() == 5);
         page("Resolution Test");
         QVERIFY(!startFiltersTest && !window->forceProgressTimer->isActive());
         page("Force Test");
-        QVERIFY(window->tempGuiUpdateTimer->isActive());
+        QVERIFY(window->tempGuiUpdateTimer->isActive() && window->tempGuiUpdateTimer->interval() == 1000);
         device().calls.clear();
         page("Workspace Test");
         QVERIFY(!window->tempGuiUpdateTimer->isActive());
