@@ -19,6 +19,8 @@ namespace {
 
 constexpr qint64 kDay = 86400000, kWeek = 7 * kDay, kThursday = 3 * kDay;  // ms; the first day of 1970 was one
 constexpr qint64 kFewRuns = 400;                                           // so many of a line are shown one by one
+// What is asked of a span: how hard a motor was driven is the operator's, and its mean tells enough.
+const std::vector<const char*> kOfCounts{"avg", "min", "max"}, kOfDac{"avg"};
 constexpr std::size_t kFewWeeks = 12;
 constexpr std::size_t kMostItems = 15;    // of the list of what fails
 constexpr double kPerMovingRange = 2.66;  // limits of an individuals chart: 3 / 1.128 (Shewhart; ISO 7870-2)
@@ -81,7 +83,7 @@ public:
     }
 
     void write() {
-        countWeeks();
+        countRuns();
         countFirstRuns();
         begin();
         yields();
@@ -94,25 +96,13 @@ public:
     }
 
 private:
-    void countWeeks() {
-        store_.rows(QString("SELECT %1 AS week, model, interface, count(*), sum(pass) FROM runs").arg(kWeekOf), choice_,
-                    kUsable + " GROUP BY 1, 2, 3", [this](const QSqlQuery& row) {
-                        const Tally tally{row.value(3).toDouble(), row.value(4).toDouble()};
-                        for (Tally* each : {&weeks_[row.value(0).toLongLong()], &all_,
-                                            &lines_[{row.value(1).toString(), row.value(2).toString()}]}) {
-                            each->runs += tally.runs;
-                            each->passes += tally.passes;
-                        }
-                    });
-        store_.rows("SELECT count(*) FROM runs", choice_, "understood = 0",
-                    [this](const QSqlQuery& row) { notUnderstood_ = row.value(0).toLongLong(); });
-    }
-
+    void countRuns();
+    void takeWeek(const QSqlQuery& row);
     void countFirstRuns() {
         const QString inner =
             QString(
                 "SELECT week, count(*), sum(pass) FROM (SELECT %1 AS week, pass, row_number() OVER (PARTITION BY "
-                "serial, model ORDER BY coalesce(tested_at, stored_at), id) AS nth FROM runs")
+                "serial ORDER BY tested_at, id) AS nth FROM runs")
                 .arg(kWeekOf);
         store_.rows(inner, choice_, kUsable + ") AS ordered WHERE nth = 1 GROUP BY week", [this](const QSqlQuery& row) {
             firsts_[row.value(0).toLongLong()] = {row.value(1).toDouble(), row.value(2).toDouble()};
@@ -127,7 +117,6 @@ private:
     void failures();
     void spans(const Line& line, const Tally& tally);
     void addRuns(const Line& line, std::vector<Chart>& charts);
-    void addWeeks(const Line& line, std::vector<Chart>& charts);
     void life();
 
     Store& store_;
@@ -135,6 +124,7 @@ private:
     QTextStream& out_;
     std::map<qint64, Tally> weeks_, firsts_;
     std::map<Line, Tally> lines_;
+    std::map<Line, std::vector<Chart>> weekly_;  ///< spans of lines with many runs, week by week
     Tally all_, first_;
     qint64 notUnderstood_ = 0;
 };
@@ -266,32 +256,49 @@ void Page::addRuns(const Line& line, std::vector<Chart>& charts) {
     });
 }
 
-void Page::addWeeks(const Line& line, std::vector<Chart>& charts) {
-    QStringList columns{kWeekOf};
+/// Yields and spans in one go through the runs, which is what takes time.
+void Page::countRuns() {
+    QStringList columns{kWeekOf, "model", "interface", "count(*)", "sum(pass)"};
     for (int i = 0; i < 2 * kAxes; ++i) {
         const QString name = quantityName(i < kAxes ? Quantity::Counts : Quantity::Dac, i % kAxes).replace('-', '_');
-        for (const char* of : {"avg", "min", "max"})
+        for (const char* of : i < kAxes ? kOfCounts : kOfDac)
             columns << QString("%1(%2_high - %2_low)").arg(QLatin1String(of), name);
     }
-    Choice of = choice_;
-    of.model = line.first;
-    of.interfaceName = line.second;
-    store_.rows("SELECT " + columns.join(", ") + " FROM runs", of, kUsable + " GROUP BY 1 ORDER BY 1",
-                [&charts](const QSqlQuery& row) {
-                    const qint64 week = row.value(0).toLongLong();
-                    for (int i = 0; i < 2 * kAxes; ++i)
-                        if (!row.value(1 + 3 * i).isNull())
-                            charts[static_cast<std::size_t>(i)].points.push_back(
-                                {static_cast<double>(week), row.value(1 + 3 * i).toDouble(),
-                                 row.value(2 + 3 * i).toDouble(), row.value(3 + 3 * i).toDouble(),
-                                 QString("week of %1: %2").arg(weekName(week)).arg(row.value(1 + 3 * i).toDouble())});
-                });
+    store_.rows("SELECT " + columns.join(", ") + " FROM runs", choice_, kUsable + " GROUP BY 1, 2, 3 ORDER BY 1",
+                [this](const QSqlQuery& row) { takeWeek(row); });
+    store_.rows("SELECT count(*) FROM runs", choice_, "understood = 0",
+                [this](const QSqlQuery& row) { notUnderstood_ = row.value(0).toLongLong(); });
+}
+
+void Page::takeWeek(const QSqlQuery& row) {
+    const qint64 week = row.value(0).toLongLong();
+    const Line line{row.value(1).toString(), row.value(2).toString()};
+    for (Tally* each : {&weeks_[week], &all_, &lines_[line]}) {
+        each->runs += row.value(3).toDouble();
+        each->passes += row.value(4).toDouble();
+    }
+    std::vector<Chart>& charts = weekly_[line];
+    charts.resize(2 * kAxes);
+    int at = 5;
+    for (int i = 0; i < 2 * kAxes; ++i) {
+        const bool counts = i < kAxes;
+        const QVariant mean = row.value(at), least = row.value(counts ? at + 1 : at),
+                       most = row.value(counts ? at + 2 : at);
+        at += static_cast<int>(counts ? kOfCounts.size() : kOfDac.size());
+        if (!mean.isNull())
+            charts[static_cast<std::size_t>(i)].points.push_back(
+                {static_cast<double>(week), mean.toDouble(), least.toDouble(), most.toDouble(),
+                 QString("week of %1: %2").arg(weekName(week)).arg(mean.toDouble())});
+    }
 }
 
 void Page::spans(const Line& line, const Tally& tally) {
     std::vector<Chart> charts(2 * kAxes);
     const bool few = tally.runs <= kFewRuns;
-    few ? addRuns(line, charts) : addWeeks(line, charts);
+    if (few)
+        addRuns(line, charts);
+    else
+        charts = weekly_[line];
     out_ << "<h2>" << lineName(line).toHtmlEscaped() << "</h2>\n<p class=\"note\">Width of each measured span, "
          << (few ? "run by run" : "mean of each week with its least and greatest")
          << "; red line: what the axis has to travel at least; dashed: control limits.</p>\n";
