@@ -1,6 +1,8 @@
 // See looks.h.
 #include "looks.h"
 
+#include <QAbstractSpinBox>
+#include <QComboBox>
 #include <QEvent>
 #include <QGuiApplication>
 #include <QLayout>
@@ -9,6 +11,7 @@
 #include <QScreen>
 #include <QScrollArea>
 #include <QScrollBar>
+#include <QSlider>
 #include <QTabBar>
 #include <QTabWidget>
 #include <algorithm>
@@ -57,6 +60,26 @@ protected:
     }
 };
 
+/// Whoever scrolls past a control must not change it: a slider of "Test Forces" commands a motor. The wheel goes on to
+/// the area around.
+class WheelScrolls : public QObject {
+public:
+    explicit WheelScrolls(QWidget& window) : QObject(&window) {
+        for (QWidget* control : window.findChildren<QWidget*>())
+            if (qobject_cast<QSlider*>(control) || qobject_cast<QAbstractSpinBox*>(control)
+                || qobject_cast<QComboBox*>(control))
+                control->installEventFilter(this);
+    }
+
+protected:
+    bool eventFilter(QObject* control, QEvent* event) override {
+        if (event->type() != QEvent::Wheel)
+            return QObject::eventFilter(control, event);
+        event->ignore();
+        return true;
+    }
+};
+
 }  // namespace
 
 void narrowTabs(QTabWidget& tabs) {
@@ -82,17 +105,21 @@ static QScrollArea* scroll(QWidget& widget, Qt::ScrollBarPolicy bar) {
     return area;
 }
 
+void scrollTabs(qtTharlenTest& window) {
+    scroll(*window.ui.tabWidget, Qt::ScrollBarAlwaysOn);
+    QScrollArea* graphics = scroll(*window.ui.frame_3, Qt::ScrollBarAlwaysOff);
+    graphics->setFixedWidth(graphics->minimumWidth());
+    new WheelScrolls(window);
+    for (QLayout* outwards : {window.ui.frame->layout(), window.ui.centralwidget->layout(), window.layout()})
+        outwards->activate();  // else the old least height holds until the window is shown
+}
+
 void fitToScreen(qtTharlenTest& window) {
     const QScreen* screen = QGuiApplication::primaryScreen();
     if (!screen)
         return;
     const QSize room = screen->availableSize() - QSize(0, kTitleBar);
-    if (window.minimumSizeHint().height() > room.height()) {
-        scroll(*window.ui.tabWidget, Qt::ScrollBarAlwaysOn);
-        QScrollArea* graphics = scroll(*window.ui.frame_3, Qt::ScrollBarAlwaysOff);
-        graphics->setFixedWidth(graphics->minimumWidth());
-        for (QLayout* outwards : {window.ui.frame->layout(), window.ui.centralwidget->layout(), window.layout()})
-            outwards->activate();  // else the old least height holds until the window is shown
-    }
+    if (window.minimumSizeHint().height() > room.height())
+        scrollTabs(window);
     window.resize(window.size().boundedTo(room));
 }

@@ -11,7 +11,9 @@ void narrowTabs(QTabWidget& tabs);
 /// A frame while the widget has the keyboard: for one whose picture hides the style's own.
 void frameFocus(QWidget& widget);
 
-/// Where the least height of the window does not fit its screen, as on a small one with an enlarged desktop, the tabs
-/// and the graphics are scrolled; errors, arrows and footer stay in view. Keeps the window within the screen at first.
-/// To be called before the window is shown.
+/// Tabs and graphics are scrolled; errors, arrows and footer stay in view. The wheel changes no control then.
+void scrollTabs(qtTharlenTest& window);
+
+/// Where the least height of the window does not fit its screen, as on a small one with an enlarged desktop,
+/// scrollTabs(). Keeps the window within the screen at first. To be called before the window is shown.
 void fitToScreen(qtTharlenTest& window);

@@ -120,6 +120,12 @@ bool Keeper::storeWaiting() {
         if (!file.open(QIODevice::ReadOnly))
             continue;  // another keeper has stored it
         const QByteArray bytes = file.read(kLongestReport + 1);
+        if (digestOf(bytes) + kSuffix != info.fileName()) {  // not all could be read, or somebody has changed it
+            file.rename(info.filePath() + ".damaged");
+            say_(QString::fromStdString(foreign::printable(info.filePath().toStdString()))
+                 + " is not as it was put there: kept under that name and .damaged");
+            continue;
+        }
         if (storeOne(bytes, info.filePath()))
             file.remove();
         else

@@ -173,7 +173,12 @@ int main(int argc, char** argv) {
         standard.open(stdout, QIODevice::WriteOnly);
         QTextStream out(&standard);
         out.setCodec("UTF-8");
-        return run(command, words, choice, parser, store, out);
+        const int code = run(command, words, choice, parser, store, out);
+        out.flush();
+        if (out.status() == QTextStream::Ok && standard.flush() && std::ferror(stdout) == 0)
+            return code;
+        say("not all of it could be written");
+        return 1;
     } catch (const StoreError& error) {
         say(plain(QString::fromStdString(error.what())));
         return 1;

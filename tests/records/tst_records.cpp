@@ -269,6 +269,22 @@ private slots:
         QCOMPARE(outputOf([&](QTextStream& out) { return verifyRuns(store, out); }), QString("25 runs, 0 wrong\n"));
     }
 
+    // A page or an export of which a part is missing must not pass for one.
+    void tellsWhereOutputHasNoRoom() {
+        const QString where = path("room.sqlite");
+        QVERIFY(Store(where).add(Made(4).text));
+        for (const char* command : {"export", "page", "show"}) {
+            QProcess program;
+            program.setStandardOutputFile("/dev/full");
+            program.start(NOLVA_RECORDS_PROGRAM,
+                          QStringList{command}
+                              + (*command == 's' && command[1] == 'h' ? QStringList{"1"} : QStringList())
+                              + QStringList{"--db", where});
+            QVERIFY(program.waitForFinished());
+            QVERIFY2(program.exitCode() == 1 && program.readAllStandardError().contains("could be written"), command);
+        }
+    }
+
     void refusesInOneLine() {
         const struct {
             QStringList arguments;

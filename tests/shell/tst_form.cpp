@@ -2,7 +2,9 @@
 #include <QAccessible>
 #include <QImageReader>
 #include <QRadioButton>
+#include <QWheelEvent>
 
+#include "looks.h"
 #include "spokenreadouts.h"
 #include "standinwindow.h"
 
@@ -50,6 +52,19 @@ private slots:
                 QCOMPARE(control.property("value").toInt(), value);
             }
         }
+    }
+
+    // On a small screen the tabs are scrolled, and the wheel passes a slider that commands a motor.
+    void theWheelScrollsAndCommandsNothing() {
+        const int least = window->minimumSizeHint().height();
+        scrollTabs(*window);
+        QVERIFY(window->minimumSizeHint().height() < least - 200);
+        QSlider* slider = window->ui.slider_X;
+        QWheelEvent wheel(QPointF(5, 5), slider->mapToGlobal(QPoint(5, 5)), {}, QPoint(0, 120), Qt::NoButton,
+                          Qt::NoModifier, Qt::NoScrollPhase, false);
+        QApplication::sendEvent(slider, &wheel);
+        QCOMPARE(slider->value(), 0);
+        QVERIFY(!wheel.isAccepted() || !slider->isVisible());
     }
 
     void everyImageCanBeRead() {
