@@ -64,7 +64,6 @@ private slots:
                           Qt::NoModifier, Qt::NoScrollPhase, false);
         QApplication::sendEvent(slider, &wheel);
         QCOMPARE(slider->value(), 0);
-        QVERIFY(!wheel.isAccepted() || !slider->isVisible());
     }
 
     void everyImageCanBeRead() {
