@@ -13,8 +13,8 @@
 
 #include "commands.h"
 #include "keeper.h"
+#include "madereport.h"
 #include "postgres.h"
-#include "printer.h"
 
 using namespace records;
 
@@ -29,12 +29,7 @@ QByteArray reportOf(int keeper, int number) {
     subject.automatic = subject.gimbal = subject.extraSwitches = true;
     REPORTFIELDS fields{};
     fields.lMaxEncoderVal[0] = number;
-    QByteArray text;
-    QTextStream stream(&text);
-    stream.setCodec("UTF-8");
-    report::printText(stream, report::itemsOf(fields, subject));
-    stream.flush();
-    return text;
+    return printed(report::itemsOf(fields, subject));
 }
 
 /// Every report is taken before the next one replaces it, as in life; whether it was stored by then is the keeper's.

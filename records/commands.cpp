@@ -5,13 +5,12 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <deque>
 
 #include "device/foreign.h"
 
 namespace records {
 namespace {
-
-constexpr int kFilesAtATime = 500;
 
 QString verdictOf(const Run& run) { return !run.understood ? "not understood" : run.pass ? "PASS" : "FAIL"; }
 
@@ -49,7 +48,7 @@ QJsonObject runJson(const Run& run) {
 /// What the text has beside the row: each verdict, and what was written below.
 void addItems(QJsonObject& json, const UnderstoodReport& report) {
     QJsonArray items;
-    const std::vector<QString> names = itemNames(report.items);
+    const std::vector<QString>& names = *report.itemNames;
     for (std::size_t i = 0; i < names.size(); ++i)
         if (!names[i].isEmpty())
             items << QJsonObject{{"item", names[i]},
@@ -74,46 +73,54 @@ QString inShort(const QStringList& names, int first) {
 
 QString plain(const QString& text) { return QString::fromStdString(foreign::printable(text.toStdString())); }
 
-/// So many files at a time: in one transaction, read on all processors.
-static int importSome(Store& store, const QStringList& files, QTextStream& out) {
-    std::vector<QByteArray> reports;
-    std::vector<QString> said(static_cast<std::size_t>(files.size()));
-    for (int i = 0; i < files.size(); ++i) {
-        const foreign::FileText file = foreign::readFile(QFile::encodeName(files[i]).toStdString(), kLongestReport);
-        QString& why = said[static_cast<std::size_t>(i)];
-        if (!file.there || !file.why.empty())
-            why = file.there ? QString::fromStdString(file.why) : "is not there";
-        else if (file.text.size() > static_cast<std::size_t>(kLongestReport))
-            why = "is longer than 1 MiB: no report";
-        else if (file.text.empty())
-            why = "is empty";
-        else
-            reports.emplace_back(file.text.data(), static_cast<int>(file.text.size()));
-    }
-    const std::vector<Prepared> prepared = prepareAll(reports);
-    int wrong = 0;
-    store.together([&] {
-        std::size_t next = 0;
-        for (int i = 0; i < files.size(); ++i) {
-            QString& line = said[static_cast<std::size_t>(i)];
-            wrong += line.isEmpty() ? 0 : 1;
-            if (!line.isEmpty())
-                continue;
-            const Prepared& report = prepared[next++];
-            line = !store.add(report)     ? "is there already"
-                   : report.why.isEmpty() ? "stored"
-                                          : "stored, not understood: " + report.why;
-        }
-    });
-    for (int i = 0; i < files.size(); ++i)
-        out << plain(files[i]) << ": " << said[static_cast<std::size_t>(i)] << "\n";
-    return wrong;
+namespace {
+
+/// A file that was named, and what is wrong with it; empty where it can be stored.
+struct Offered {
+    QString file, why;
+};
+
+QString wrongWith(const foreign::FileText& file) {
+    if (!file.there)
+        return "is not there";
+    if (!file.why.empty())
+        return QString::fromStdString(file.why);
+    if (file.text.size() > static_cast<std::size_t>(kLongestReport))
+        return "is longer than 1 MiB: no report";
+    return file.text.empty() ? "is empty" : QString();
 }
 
+}  // namespace
+
 int importFiles(Store& store, const QStringList& files, QTextStream& out) {
-    int wrong = 0;
-    for (int first = 0; first < files.size(); first += kFilesAtATime)
-        wrong += importSome(store, files.mid(first, kFilesAtATime), out);
+    int offered = 0, wrong = 0;
+    std::deque<Offered> said;  // of what was read and is not told yet, in order
+    const auto tellWrong = [&] {
+        for (; !said.empty() && !said.front().why.isEmpty(); said.pop_front(), ++wrong)
+            out << plain(said.front().file) << ": " << said.front().why << "\n";
+    };
+    const auto next = [&](QByteArray& report) {
+        while (offered < files.size()) {
+            const QString& name = files[offered++];
+            const foreign::FileText file = foreign::readFile(QFile::encodeName(name).toStdString(), kLongestReport);
+            said.push_back({name, wrongWith(file)});
+            if (!said.back().why.isEmpty())
+                continue;
+            report = QByteArray(file.text.data(), static_cast<int>(file.text.size()));
+            return true;
+        }
+        return false;
+    };
+    store.addAll(next, [&](const Prepared& report, bool fresh) {
+        tellWrong();
+        out << plain(said.front().file) << ": "
+            << (!fresh                 ? "is there already"
+                : report.why.isEmpty() ? "stored"
+                                       : "stored, not understood: " + report.why)
+            << "\n";
+        said.pop_front();
+    });
+    tellWrong();
     return wrong == 0 ? 0 : 1;
 }
 

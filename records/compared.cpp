@@ -88,7 +88,7 @@ Side sideOf(Store& store, const QString& serial) {
     const Reading reading = readReport(store.text(side.newest.id));
     if (!reading.report)
         throw StoreError(QString("run %1: %2").arg(side.newest.id).arg(reading.why));
-    side.items = itemNames(reading.report->items);
+    side.items = *reading.report->itemNames;
     for (std::size_t i = 0; i < side.items.size(); ++i)
         if (!side.items[i].isEmpty())
             side.passed[side.items[i]] = reading.report->items[i].verdict == report::Verdict::pass;

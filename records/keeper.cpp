@@ -16,7 +16,7 @@
 namespace records {
 namespace {
 
-constexpr qint64 kStillMs = 5000;  // a text without its end that has not changed for so long will have none
+constexpr int kPatienceMs = 1000;  // for a store that is locked; the report waits, and is tried again
 const QString kSuffix = QStringLiteral(".report");
 
 bool hasEnd(const QByteArray& bytes) {
@@ -43,8 +43,13 @@ struct Keeper::Watch {
     }
 };
 
-Keeper::Keeper(const QString& reportFile, const QString& waiting, const QString& store, Say say)
-    : report_(reportFile), waiting_(waiting), where_(store), say_(std::move(say)), watch_(new Watch, &Watch::end) {}
+Keeper::Keeper(const QString& reportFile, const QString& waiting, const QString& store, Say say, int stillMs)
+    : report_(reportFile),
+      waiting_(waiting),
+      where_(store),
+      say_(std::move(say)),
+      stillMs_(stillMs),
+      watch_(new Watch, &Watch::end) {}
 
 void Keeper::complain(const QString& about, const QString& line) {
     if (said_.value(about) == line)
@@ -84,7 +89,7 @@ bool Keeper::takeReport() {
         seen_ = digest;
         still_.start();
     }
-    if (!hasEnd(bytes) && still_.elapsed() < kStillMs)
+    if (!hasEnd(bytes) && still_.elapsed() < stillMs_)
         return false;
     putAside(bytes);
     taken_ = digest;
@@ -139,7 +144,7 @@ bool Keeper::storeWaiting() {
 bool Keeper::storeOne(const QByteArray& bytes, const QString& name) {
     try {
         if (!store_)
-            store_ = std::make_unique<Store>(where_);
+            store_ = std::make_unique<Store>(where_, kPatienceMs);
     } catch (const StoreError& error) {
         complain("store", QString("reports wait: %1").arg(QString::fromStdString(foreign::printable(error.what()))));
         return false;

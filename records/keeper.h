@@ -19,8 +19,9 @@ public:
     using Say = std::function<void(const QString& line)>;
 
     /// `reportFile` is watched; `waiting` is the folder of what is not stored yet, made where it is missing. `store`
-    /// names the store, which is opened when it is needed and again after an error.
-    Keeper(const QString& reportFile, const QString& waiting, const QString& store, Say say);
+    /// names the store, which is opened when it is needed and again after an error. A text without its end that has
+    /// not changed for `stillMs` will have none, and is taken as it is.
+    Keeper(const QString& reportFile, const QString& waiting, const QString& store, Say say, int stillMs = 5000);
 
     /// Takes a report that is new, and stores what waits. False while there is something to come back for soon: a
     /// report that is being written, or one that could not be stored.
@@ -38,6 +39,7 @@ private:
 
     const QString report_, waiting_, where_;
     const Say say_;
+    const int stillMs_;
     std::unique_ptr<Store> store_;
     std::vector<QByteArray> held_;  // where not even the folder takes them
     QString seen_;                  // digest of what was there at the last look, and since when

@@ -2,6 +2,8 @@
 // differ. Values are bound, never part of a statement.
 #include "store.h"
 
+#include <malloc.h>
+
 #include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
@@ -12,6 +14,7 @@
 #include <QUrlQuery>
 #include <QVariant>
 #include <algorithm>
+#include <atomic>
 #include <future>
 #include <thread>
 
@@ -31,8 +34,9 @@ const QStringList kMigrations[] = {
 
 // Two keepers that start at once must not both make the tables.
 constexpr qint64 kMigrationLock = 4711050;
-constexpr int kPackQuickly = 1;     // of zlib: a fifth larger than the usual 6 in a quarter of the time
-constexpr int kPatienceMs = 10000;  // of a writer for another one of the same SQLite file
+constexpr int kPackQuickly = 1;        // of zlib: a fifth larger than the usual 6 in a quarter of the time
+constexpr std::size_t kBlock = 2000;   // reports of one transaction
+constexpr int kKeptMemory = 64 << 20;  // bytes
 
 QStringList spanColumns() {
     QStringList columns;
@@ -147,11 +151,11 @@ QString storeNamed(const QString& wanted) {
     return home + "/logs/records.sqlite";
 }
 
-Store::Store(const QString& where) {
+Store::Store(const QString& where, int patienceMs) {
     static int connections = 0;
     name_ = QString("records-%1").arg(++connections);
     try {
-        open(where);
+        open(where, patienceMs);
         migrate();
     } catch (...) {
         database_ = QSqlDatabase();
@@ -168,7 +172,7 @@ Store::~Store() {
     QSqlDatabase::removeDatabase(name_);
 }
 
-void Store::open(const QString& where) {
+void Store::open(const QString& where, int patienceMs) {
     postgres_ = where.startsWith("postgresql://") || where.startsWith("postgres://");
     database_ = QSqlDatabase::addDatabase(postgres_ ? "QPSQL" : "QSQLITE", name_);
     if (!database_.isValid())
@@ -197,7 +201,7 @@ void Store::open(const QString& where) {
                 throw StoreError(where + ": " + fresh.errorString());
         }
         database_.setDatabaseName(where);
-        database_.setConnectOptions(QString("QSQLITE_BUSY_TIMEOUT=%1").arg(kPatienceMs));
+        database_.setConnectOptions(QString("QSQLITE_BUSY_TIMEOUT=%1").arg(patienceMs));
     }
     if (!database_.open())
         throw StoreError(database_.lastError().databaseText().trimmed());
@@ -276,20 +280,35 @@ Prepared prepare(const QByteArray& bytes) {
     return {digest, valuesOf(digest, reading), qCompress(bytes, kPackQuickly), reading.why};
 }
 
-// Reading and packing take several times as long as storing, and need no connection.
-std::vector<Prepared> prepareAll(const std::vector<QByteArray>& reports) {
-    const std::size_t threads = std::max(1u, std::thread::hardware_concurrency());
-    std::vector<Prepared> all(reports.size());
-    std::vector<std::future<void>> parts;
-    for (std::size_t part = 0; part < threads; ++part)
-        parts.push_back(std::async(std::launch::async, [&reports, &all, part, threads] {
-            for (std::size_t i = part; i < reports.size(); i += threads)
+namespace {
+
+using Block = std::vector<Prepared>;
+
+/// Takes up to a block of reports and prepares them on other threads.
+std::future<Block> prepareNext(const std::function<bool(QByteArray&)>& next) {
+    std::vector<QByteArray> reports(kBlock);
+    std::size_t taken = 0;
+    while (taken < kBlock && next(reports[taken]))
+        ++taken;
+    reports.resize(taken);
+    return std::async(std::launch::async, [reports = std::move(reports)] {
+        Block all(reports.size());
+        std::atomic<std::size_t> given{0};
+        const auto work = [&] {
+            for (std::size_t i = given++; i < reports.size(); i = given++)
                 all[i] = prepare(reports[i]);
-        }));
-    for (std::future<void>& part : parts)
-        part.get();
-    return all;
+        };
+        std::vector<std::future<void>> others;
+        for (unsigned i = 1; i < std::thread::hardware_concurrency(); ++i)
+            others.push_back(std::async(std::launch::async, work));
+        work();
+        for (std::future<void>& other : others)
+            other.get();
+        return all;
+    });
 }
+
+}  // namespace
 
 bool Store::add(const QByteArray& bytes) { return add(prepare(bytes)); }
 
@@ -317,14 +336,22 @@ bool Store::add(const Prepared& report) {
     return fresh;
 }
 
-int Store::addAll(const std::vector<QByteArray>& reports) {
-    const std::vector<Prepared> all = prepareAll(reports);
-    int fresh = 0;
-    together([&] {
-        for (const Prepared& report : all)
-            fresh += add(report) ? 1 : 0;
-    });
-    return fresh;
+// Reading and packing take several times as long as storing, and need no connection.
+void Store::addAll(const std::function<bool(QByteArray&)>& next,
+                   const std::function<void(const Prepared&, bool)>& done) {
+    // Packing takes and gives back a quarter of a MiB each time, which the system would have to clear anew.
+    mallopt(M_TRIM_THRESHOLD, kKeptMemory);
+    std::future<Block> coming = prepareNext(next);
+    for (Block block = coming.get(); !block.empty(); block = coming.get()) {
+        coming = prepareNext(next);
+        std::vector<bool> fresh;
+        together([&] {
+            for (const Prepared& report : block)
+                fresh.push_back(add(report));
+        });
+        for (std::size_t i = 0; i < block.size(); ++i)
+            done(block[i], fresh[i]);
+    }
 }
 
 void Store::each(const Choice& choice, const std::function<void(const Run&)>& take) {

@@ -36,8 +36,6 @@ struct Prepared {
 
 /// Throws StoreError for one that is too long. Any thread.
 Prepared prepare(const QByteArray& bytes);
-/// The same of many, on all processors.
-std::vector<Prepared> prepareAll(const std::vector<QByteArray>& reports);
 
 struct Run {
     qint64 id = 0;
@@ -60,8 +58,9 @@ struct Choice {
 class Store {
 public:
     /// A file, made with its folder as the user's alone where it is missing, or postgresql://user@host:port/database;
-    /// the password comes from where that database's own tools have it. Brings older tables up to date.
-    explicit Store(const QString& where);
+    /// the password comes from where that database's own tools have it. Brings older tables up to date. `patienceMs`:
+    /// how long a statement waits for another program that writes into the same file.
+    explicit Store(const QString& where, int patienceMs = 10000);
     ~Store();
     Store(const Store&) = delete;
     Store& operator=(const Store&) = delete;
@@ -69,8 +68,11 @@ public:
     /// Stores a report whatever is in it, once: false where it is there already.
     bool add(const QByteArray& bytes);
     bool add(const Prepared& report);
-    /// Stores all or none; the number of those that were not there already.
-    int addAll(const std::vector<QByteArray>& reports);
+    /// Stores what `next` gives until it is false, in that order, block by block, each block all or none; while one is
+    /// stored the next is read and packed on all processors. `done` hears of each whose block is stored, and whether it
+    /// was not there already. Both are called on this thread.
+    void addAll(const std::function<bool(QByteArray& report)>& next,
+                const std::function<void(const Prepared& report, bool fresh)>& done);
     /// Many in one transaction: all or none.
     void together(const std::function<void()>& work);
 
@@ -92,7 +94,7 @@ public:
     bool isPostgres() const { return postgres_; }
 
 private:
-    void open(const QString& where);
+    void open(const QString& where, int patienceMs);
     void migrate();
     static void run(QSqlQuery& query);
     void execute(const QString& statement);

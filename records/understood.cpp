@@ -42,7 +42,9 @@ struct FormLine {
 };
 
 struct Form {
-    Items items;  ///< with neither values nor what was found
+    Items items;                 ///< with neither values nor what was found
+    std::vector<QString> names;  ///< of the items, see UnderstoodReport
+    std::vector<int> axes;       ///< 0 to 5, of the items; -1 for those of no axis
     std::vector<FormLine> lines;
 };
 
@@ -64,6 +66,23 @@ FormLine lineOf(const QByteArray& printed) {
     return line;
 }
 
+QString nameOf(const Item& item, int axis) {
+    if (item.verdict == Verdict::none)
+        return {};
+    QStringList words{item.place.section};
+    if (item.place.inspection.size() > 0)
+        words << (item.place.inspection == report::kManual ? "manual" : "automatic");
+    if (axis < 0)
+        words << item.text;
+    else
+        words << QString("%1 axis %2")
+                     .arg(axis < 3                                  ? "base"
+                          : item.place.section == report::kEncoders ? "gimbal"
+                                                                    : "handle")
+                     .arg(axis % 3 + 1);
+    return words.join('/');
+}
+
 Form formOf(Items items) {
     for (Item& item : items) {
         if (isLabel(item))
@@ -78,12 +97,17 @@ Form formOf(Items items) {
     stream.setCodec("UTF-8");
     report::printText(stream, items);
     stream.flush();
-    Form form{items, {}};
+    Form form;
+    for (std::size_t i = 0; i < items.size(); ++i) {
+        form.axes.push_back(isAxis(items[i]) ? axisAhead(items, i) : -1);
+        form.names.push_back(nameOf(items[i], form.axes[i]));
+    }
+    form.items = std::move(items);
     std::size_t next = 0;
     for (const QByteArray& printed : text.chopped(1).split('\n')) {
         FormLine line = lineOf(printed);
         if (line.blank != FormLine::Blank::None) {
-            while (!isLabel(items[next]) && items[next].verdict == Verdict::none)
+            while (!isLabel(form.items[next]) && form.items[next].verdict == Verdict::none)
                 ++next;
             line.item = next++;
         }
@@ -235,36 +259,13 @@ bool quantityNamed(const QString& name, Quantity& quantity, int& axis) {
     return false;
 }
 
-std::vector<QString> itemNames(const Items& items) {
-    std::vector<QString> names;
-    for (std::size_t i = 0; i < items.size(); ++i) {
-        const Item& item = items[i];
-        QStringList words;
-        if (item.verdict != report::Verdict::none) {
-            words << item.place.section;
-            if (item.place.inspection.size() > 0)
-                words << (item.place.inspection == report::kManual ? "manual" : "automatic");
-            if (isAxis(item)) {
-                const bool counts = item.place.section == report::kEncoders;
-                const int axis = axisAhead(items, i);
-                words << QString("%1 axis %2").arg(axis < 3 ? "base" : counts ? "gimbal" : "handle").arg(axis % 3 + 1);
-            } else {
-                words << item.text;
-            }
-        }
-        names.push_back(words.join('/'));
-    }
-    return names;
-}
-
 QStringList UnderstoodReport::failed() const {
     QStringList names;
     if (pass)
         return names;
-    const std::vector<QString> all = itemNames(items);
     for (std::size_t i = 0; i < items.size(); ++i)
         if (items[i].verdict == report::Verdict::fail && items[i].counts != report::Counts::nowhere)
-            names << all[i];
+            names << (*itemNames)[i];
     return names;
 }
 
@@ -279,6 +280,7 @@ Reading readReport(const QByteArray& bytes) {
                     : QString("it has no end")};
     UnderstoodReport report;
     report.items = form->items;
+    report.itemNames = &form->names;
     for (std::size_t i = 0; i < report.items.size(); ++i) {
         Item& item = report.items[i];
         item.verdict = filled.verdicts[i];
@@ -286,13 +288,14 @@ Reading readReport(const QByteArray& bytes) {
             continue;
         if (!takeText(filled.values[i], item.value) || oneLine(item.value) != item.value)
             return {{}, QString("\"%1\" is followed by what is no UTF-8 text, or no line").arg(item.text)};
-        if (!isAxis(item))
+        const int axis = form->axes[i];
+        if (axis < 0)
             continue;
         const bool counts = item.place.section == report::kEncoders;
         Span span;
         if (!takeSpan(filled.values[i].bytes(), counts, span))
             return {{}, QString("\"%1\" is no range").arg(item.value.trimmed())};
-        (counts ? report.counts : report.dac)[static_cast<std::size_t>(axisAhead(report.items, i))] = span;
+        (counts ? report.counts : report.dac)[static_cast<std::size_t>(axis)] = span;
     }
     if (!takeText({filled.end, bytes.constData() + bytes.size()}, report.comments))
         return {{}, "what is written below it is no UTF-8 text"};

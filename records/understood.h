@@ -31,15 +31,15 @@ struct UnderstoodReport {
     QDateTime testedAt;  ///< of `date`, local time; invalid where the locale of the writer is not known here
     bool pass = false;
     report::Items items;
+    /// Where each item stands and what it says, as "ENCODERS/AUTOMATIC INSPECTION/base axis 1"; empty for those without
+    /// a verdict. Lives as long as the program.
+    const std::vector<QString>* itemNames = nullptr;
     std::array<std::optional<Span>, kAxes> counts{}, dac{};
     QString comments;  ///< what somebody has written below
 
-    /// Names of the items that failed and count, as "ENCODERS/AUTOMATIC INSPECTION/base axis 1".
+    /// Names of the items that failed and count.
     QStringList failed() const;
 };
-
-/// Where an item stands and what it says, in one word for lists and statistics; empty for those without a verdict.
-std::vector<QString> itemNames(const report::Items& items);
 
 struct Reading {
     std::optional<UnderstoodReport> report;

@@ -128,6 +128,33 @@ private slots:
         }
     }
 
+    // One line a file, in their order, and each report once.
+    void importsFiles() {
+        QStringList files, lines;
+        const auto offer = [&](const QString& name, const char* said) {
+            files << path(name);
+            lines << path(name) + ": " + said;
+        };
+        write(path("empty"), "");
+        write(path("long"), QByteArray(kLongestReport + 1, 'x'));
+        write(path("other"), "what is this\n");
+        for (unsigned number = 0; number < 3; ++number)
+            write(path(QString::number(number)), Made(number).text);
+        offer("none", "is not there");
+        offer("0", "stored");
+        offer("empty", "is empty");
+        offer("long", "is longer than 1 MiB: no report");
+        offer("1", "stored");
+        offer("0", "is there already");
+        offer("other", "stored, not understood: it has no end");
+        offer("2", "stored");
+        offer("none", "is not there");
+        Store store(path("import.sqlite"));
+        QCOMPARE(outputOf([&](QTextStream& out) { return importFiles(store, files, out); }, 1).split('\n'),
+                 lines + QStringList{""});
+        QCOMPARE(store.count(), qint64(4));
+    }
+
     void storesOnceAndShows() {
         for (const QString& where : stores("once")) {
             Store store(where);
@@ -211,18 +238,42 @@ private slots:
             QVERIFY(keeper.look() && keeper.look() && stored() == 1 && said.isEmpty());
             replace(report, Made(1).text);
             QVERIFY(keeper.look() && stored() == 2);
-            // Written into the file that is there, which takes its time.
+            // Written into the file that is there, which takes its time, whatever the clock says meanwhile.
             const QByteArray slow = Made(2).text;
-            write(report, slow.left(300));
-            QVERIFY(!keeper.look() && stored() == 2);
+            for (const int days : {1, -1}) {
+                write(report, slow.left(300 - days));
+                QFile file(report);
+                QVERIFY(file.open(QIODevice::ReadWrite)
+                        && file.setFileTime(QDateTime::currentDateTime().addDays(days), QFile::FileModificationTime));
+                QVERIFY(!keeper.look() && stored() == 2);
+            }
             write(report, slow);
             QVERIFY(keeper.look() && stored() == 3);
+            // One that never has its end is kept too, and one in the folder that somebody has changed.
+            write(report, slow.left(400));
+            Keeper impatient(report, logs + "/waiting", where, say, 50);
+            QVERIFY(!impatient.look());
+            QTRY_VERIFY(impatient.look());
+            QVERIFY(stored() == 4 && said.takeLast().contains("has no end"));
+            write(logs + "/waiting/" + digestOf("one") + ".report", "another");
+            QVERIFY(impatient.look() && stored() == 4 && said.takeLast().contains(".damaged"));
+            QCOMPARE(QDir(logs + "/waiting").entryList({"*.damaged"}).size(), 1);
             write(report, QByteArray(kLongestReport + 1, 'x'));
-            QVERIFY(keeper.look() && keeper.look() && stored() == 3);
+            QVERIFY(keeper.look() && keeper.look() && stored() == 4);
             QCOMPARE(said.filter("1 MiB").size(), 1);
 
-            // The store is away: what comes waits in its folder, and a keeper that starts anew stores it.
+            // Another program is writing into the file for longer than one waits.
             const bool postgres = where.startsWith("postgres");
+            if (!postgres) {
+                said.clear();
+                replace(report, Made(5).text);
+                Store(where).together([&] { QVERIFY(!keeper.look() && said.value(0).contains("lock")); });
+                QVERIFY(keeper.look() && said.last().contains("written again"));
+            } else {
+                QVERIFY(Store(where).add(Made(5).text));
+            }
+
+            // The store is away: what comes waits in its folder, and a keeper that starts anew stores it.
             postgres ? m_postgres->stop() : void(QFile::rename(where, where + ".away"));
             if (!postgres)
                 QVERIFY(QDir().mkpath(where));
@@ -238,7 +289,7 @@ private slots:
             else
                 QVERIFY(QDir().rmdir(where) && QFile::rename(where + ".away", where));
             QVERIFY(keeper.look() || keeper.look());
-            QCOMPARE(stored(), qint64(5));
+            QCOMPARE(stored(), qint64(7));
             QVERIFY(QDir(logs + "/waiting").entryList({"*.report"}, QDir::Files).isEmpty());
         }
     }
