@@ -1,9 +1,12 @@
-// What the form's file cannot say of the window's looks. Graphical thread.
+// The form, and what its file cannot say of the window's looks. Graphical thread.
 #pragma once
 
 class QTabWidget;
 class QWidget;
 class qtTharlenTest;
+
+/// Makes the widgets of the form; once.
+void makeForm(qtTharlenTest& window);
 
 /// Less room beside a tab's text, so that the eight tabs of the user mode fit the window's usual width.
 void narrowTabs(QTabWidget& tabs);

@@ -65,7 +65,7 @@ static void releaseOwned(qtTharlenTest& window) {
 
 qtTharlenTest::qtTharlenTest(QWidget* parent, Qt::WindowFlags flags) : QMainWindow(parent, flags) {
     registerResources();
-    ui.setupUi(this);
+    makeForm(*this);
     rememberForm(*this);
     connectServoOptions(*this);
     auto* pinchKey = new QShortcut(QKeySequence("Alt+P"), this);
