@@ -6,9 +6,9 @@
 #include <QTextCodec>
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <cstring>
 
+#include "device/foreign.h"
 #include "oneline.h"
 #include "printer.h"
 
@@ -212,24 +212,33 @@ const Form* findForm(const QByteArray& bytes, Filled& filled, std::size_t& lines
 
 /// The two ends, where printing them gives the same again.
 bool takeSpan(const QByteArray& range, bool counts, Span& span) {
-    const char* const form = counts ? "%lf to %lf (range %lf)" : "%lf DAC to %lf DAC (range %lf DAC)";
-    double width = 0;
-    if (std::sscanf(range.constData(), form, &span.low, &span.high, &width) != 3)
+    // "-1 to 2 (range 3)" or "-1.000 DAC to 2.000 DAC (range 3.000 DAC)", whatever this computer's decimal point is.
+    const QList<QByteArray> words = range.simplified().split(' ');
+    if (words.size() != (counts ? 5 : 8))
         return false;
+    span.low = words[0].toDouble();
+    span.high = words[counts ? 2 : 3].toDouble();
     if (counts)
         return report::countRange(std::lround(span.low), std::lround(span.high)).toLatin1() == range;
     // The width was rounded apart from its ends.
-    const QByteArray again = report::dacRange(span.low, span.high).toLatin1();
-    const int ends = again.indexOf('(');
-    return again.left(ends) == range.left(ends) && range.endsWith(" DAC)")
+    const double width = words[6].toDouble();
+    const QByteArray ends = report::dacRange(span.low, span.high).toLatin1(),
+                     again = report::dacRange(0, width).toLatin1();
+    return ends.left(ends.indexOf('(')) + again.mid(again.indexOf('(')) == range
            && std::abs(width - (span.high - span.low)) < 0.0015;
 }
 
 bool takeText(const Part& part, QString& text) {
-    QTextCodec::ConverterState state;
+    QTextCodec::ConverterState state(QTextCodec::IgnoreHeader);  // a byte order mark is a character of the text
     static const QTextCodec* const utf8 = QTextCodec::codecForName("UTF-8");
     text = utf8->toUnicode(part.begin, static_cast<int>(part.end - part.begin), &state);
     return state.invalidChars == 0 && state.remainingChars == 0;
+}
+
+/// What could be printed as a label; a database does not keep a byte order mark ahead of a text.
+bool isLabelText(const QString& text) {
+    return oneLine(text) == text && !text.startsWith(QChar(QChar::ByteOrderMark))
+           && !text.startsWith(QChar(QChar::ByteOrderSwapped));
 }
 
 /// Local time; the writer's language may be this computer's or English.
@@ -286,7 +295,7 @@ Reading readReport(const QByteArray& bytes) {
         item.verdict = filled.verdicts[i];
         if (!filled.values[i].begin)
             continue;
-        if (!takeText(filled.values[i], item.value) || oneLine(item.value) != item.value)
+        if (!takeText(filled.values[i], item.value) || !isLabelText(item.value))
             return {{}, QString("\"%1\" is followed by what is no UTF-8 text, or no line").arg(item.text)};
         const int axis = form->axes[i];
         if (axis < 0)
@@ -294,7 +303,9 @@ Reading readReport(const QByteArray& bytes) {
         const bool counts = item.place.section == report::kEncoders;
         Span span;
         if (!takeSpan(filled.values[i].bytes(), counts, span))
-            return {{}, QString("\"%1\" is no range").arg(item.value.trimmed())};
+            return {{},
+                    QString("\"%1\" is no range")
+                        .arg(QString::fromStdString(foreign::printable(item.value.trimmed().toStdString())))};
         (counts ? report.counts : report.dac)[static_cast<std::size_t>(axis)] = span;
     }
     if (!takeText({filled.end, bytes.constData() + bytes.size()}, report.comments))
