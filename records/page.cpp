@@ -102,7 +102,7 @@ private:
         const QString inner =
             QString(
                 "SELECT week, count(*), sum(pass) FROM (SELECT %1 AS week, pass, row_number() OVER (PARTITION BY "
-                "serial ORDER BY tested_at, id) AS nth FROM runs")
+                "serial ORDER BY coalesce(tested_at, stored_at), id) AS nth FROM runs")
                 .arg(kWeekOf);
         store_.rows(inner, choice_, kUsable + ") AS ordered WHERE nth = 1 GROUP BY week", [this](const QSqlQuery& row) {
             firsts_[row.value(0).toLongLong()] = {row.value(1).toDouble(), row.value(2).toDouble()};
@@ -157,7 +157,7 @@ figure { margin: .8rem 0; overflow-x: auto; } figure svg { min-width: 26rem; } s
             ? QString("no runs")
             : QString("weeks of %1 to %2").arg(weekName(weeks_.begin()->first), weekName(weeks_.rbegin()->first));
     QStringList of;
-    for (const QString& each : {choice_.serial, choice_.device, choice_.model, choice_.operatorName})
+    for (const QString& each : {choice_.serial, choice_.device, choice_.model, choice_.operatorName, choice_.verdict})
         if (!each.isEmpty())
             of << each;
     out_ << "<p class=\"note\">" << days << (of.isEmpty() ? QString() : "; " + of.join(", ").toHtmlEscaped())
@@ -251,7 +251,7 @@ void Page::addRuns(const Line& line, std::vector<Chart>& charts) {
             const double width = span->high - span->low;
             charts[static_cast<std::size_t>(i)].points.push_back(
                 {static_cast<double>(charts[static_cast<std::size_t>(i)].points.size()), width, width, width,
-                 QString("%1, %2: %3").arg(run.serial, run.date).arg(width)});
+                 QString("%1, %2: %3").arg(run.serial, run.date, QString::number(width))});
         }
     });
 }
