@@ -10,13 +10,17 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QSaveFile>
+#include <chrono>
+#include <thread>
 
 #include "device/foreign.h"
 
 namespace records {
 namespace {
 
-constexpr int kPatienceMs = 1000;  // for a store that is locked; the report waits, and is tried again
+constexpr int kPatienceMs = 1000;              // for a store that is locked; the report waits, and is tried again
+constexpr int kPauseMs = 1000, kSoonMs = 300;  // between two looks
+constexpr int kLastLooks = 20;                 // so many, soon, for what is not done at the end
 const QString kSuffix = QStringLiteral(".report");
 
 bool hasEnd(const QByteArray& bytes) {
@@ -51,36 +55,63 @@ Keeper::Keeper(const QString& reportFile, const QString& waiting, const QString&
       stillMs_(stillMs),
       watch_(new Watch, &Watch::end) {}
 
-void Keeper::complain(const QString& about, const QString& line) {
-    if (said_.value(about) == line)
+void Keeper::complain(Said& said, const QString& about, const QString& line) {
+    if (said.value(about) == line)
         return;
-    said_[about] = line;
+    said[about] = line;
     if (!line.isEmpty())
         say_(line);
 }
 
 bool Keeper::look() {
-    watch_->on(QFileInfo(report_).absolutePath());
     const bool taken = takeReport();
     return storeWaiting() && taken;
 }
 
+void Keeper::keep(const std::function<bool()>& isOver) {
+    std::thread storing([this] {
+        std::unique_lock<std::mutex> lock(mutex_);
+        int last = kLastLooks;
+        do {
+            fresh_ = false;
+            lock.unlock();
+            const bool all = storeWaiting();
+            lock.lock();
+            come_.wait_for(lock, std::chrono::milliseconds(all ? kPauseMs : kSoonMs),
+                           [this] { return fresh_ || (over_ && held_.empty()); });
+        } while (!over_ || fresh_ || (!held_.empty() && --last > 0));
+        store_.reset();  // a connection is of one thread
+    });
+    while (!isOver())
+        waitForChange(takeReport() ? kPauseMs : kSoonMs);
+    // What was written last; what cannot be stored now waits for the next keeper.
+    for (int looks = 0; looks < kLastLooks && !takeReport(); ++looks)
+        waitForChange(kSoonMs);
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        over_ = true;
+    }
+    come_.notify_one();
+    storing.join();
+}
+
 bool Keeper::takeReport() {
+    watch_->on(QFileInfo(report_).absolutePath());
     const foreign::FileText file =
         foreign::readFile(QFile::encodeName(report_).toStdString(), static_cast<std::size_t>(kLongestReport));
     if (!file.there)
         return true;
     const QString name = QString::fromStdString(foreign::printable(report_.toStdString()));
     if (!file.why.empty()) {
-        complain("report", QString("%1: %2").arg(name, QString::fromStdString(file.why)));
+        complain(said_, "report", QString("%1: %2").arg(name, QString::fromStdString(file.why)));
         return true;
     }
     const QByteArray bytes(file.text.data(), static_cast<int>(file.text.size()));
     if (bytes.size() > kLongestReport) {
-        complain("report", QString("%1 is longer than 1 MiB: it is no report, and is not taken").arg(name));
+        complain(said_, "report", QString("%1 is longer than 1 MiB: it is no report, and is not taken").arg(name));
         return true;
     }
-    complain("report", {});
+    complain(said_, "report", {});
     const QString digest = digestOf(bytes);
     if (bytes.isEmpty() || digest == taken_)
         return true;
@@ -93,6 +124,11 @@ bool Keeper::takeReport() {
         return false;
     putAside(bytes);
     taken_ = digest;
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        fresh_ = true;
+    }
+    come_.notify_one();
     return true;
 }
 
@@ -102,28 +138,50 @@ void Keeper::putAside(const QByteArray& bytes) {
     QSaveFile file(QDir(waiting_).filePath(digestOf(bytes) + kSuffix));
     if (file.open(QIODevice::WriteOnly) && file.setPermissions(QFile::ReadOwner | QFile::WriteOwner)
         && file.write(bytes) == bytes.size() && file.commit()) {
-        complain("waiting", {});
+        complain(said_, "waiting", {});
         return;
     }
-    held_.push_back(bytes);
-    complain("waiting",
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        held_.push_back(bytes);
+    }
+    complain(said_, "waiting",
              QString("%1 takes no report (%2): held in memory until it is stored")
                  .arg(QString::fromStdString(foreign::printable(waiting_.toStdString())), file.errorString()));
 }
 
 /// One that the store does not take keeps none of the others.
 bool Keeper::storeWaiting() {
-    std::vector<QByteArray> refused;
-    for (const QByteArray& bytes : held_)
-        if (!storeOne(bytes, "a report"))
+    std::vector<QByteArray> held, refused;
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        held.swap(held_);
+    }
+    bool away = false;
+    for (const QByteArray& bytes : held)
+        if (away || !storeOne(bytes, "a report")) {
             refused.push_back(bytes);
-    held_.swap(refused);
-    bool all = held_.empty();
+            away = !store_;
+        }
+    bool all = refused.empty();
+    if (!all) {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        held_.insert(held_.begin(), refused.begin(), refused.end());
+    }
+    if (away)
+        return false;
     for (const QFileInfo& info :
          QDir(waiting_).entryInfoList({"*" + kSuffix}, QDir::Files, QDir::Time | QDir::Reversed)) {
         QFile file(info.filePath());
-        if (!file.open(QIODevice::ReadOnly))
-            continue;  // another keeper has stored it
+        if (!file.open(QIODevice::ReadOnly)) {
+            if (file.exists()) {  // else another keeper has stored it
+                complain(refused_, info.filePath(),
+                         QString::fromStdString(foreign::printable(info.filePath().toStdString()))
+                             + " waits: " + file.errorString());
+                all = false;
+            }
+            continue;
+        }
         const QByteArray bytes = file.read(kLongestReport + 1);
         if (digestOf(bytes) + kSuffix != info.fileName()) {  // not all could be read, or somebody has changed it
             file.rename(info.filePath() + ".damaged");
@@ -135,8 +193,12 @@ bool Keeper::storeWaiting() {
             file.remove();
         else
             all = false;
-        if (!store_)
+        if (!store_ || (!all && over_))
             return false;
+    }
+    if (all && !refused_.isEmpty()) {
+        say_("the records can be written again");
+        refused_.clear();
     }
     return all;
 }
@@ -146,14 +208,12 @@ bool Keeper::storeOne(const QByteArray& bytes, const QString& name) {
         if (!store_)
             store_ = std::make_unique<Store>(where_, kPatienceMs);
     } catch (const StoreError& error) {
-        complain("store", QString("reports wait: %1").arg(QString::fromStdString(foreign::printable(error.what()))));
+        complain(refused_, "store",
+                 QString("reports wait: %1").arg(QString::fromStdString(foreign::printable(error.what()))));
         return false;
     }
     try {
         const bool fresh = store_->add(bytes);
-        if (!said_.value("store").isEmpty())
-            say_("the records can be written again");
-        complain("store", {});
         const Reading reading = readReport(bytes);
         if (fresh && !reading.report)
             say_(QString("not understood, and kept whole: %1").arg(reading.why));
@@ -161,9 +221,10 @@ bool Keeper::storeOne(const QByteArray& bytes, const QString& name) {
     } catch (const StoreError& error) {
         if (!store_->works())
             store_.reset();  // and opened anew
-        complain("store", QString("%1 waits: %2")
-                              .arg(QString::fromStdString(foreign::printable(name.toStdString())),
-                                   QString::fromStdString(foreign::printable(error.what()))));
+        complain(refused_, name,
+                 QString("%1 waits: %2")
+                     .arg(QString::fromStdString(foreign::printable(name.toStdString())),
+                          QString::fromStdString(foreign::printable(error.what()))));
         return false;
     }
 }

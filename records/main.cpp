@@ -18,7 +18,7 @@ namespace {
 
 using namespace records;
 
-constexpr int kUsageError = 2, kPauseMs = 2000, kSoonMs = 300, kLastLooks = 20;
+constexpr int kUsageError = 2, kLockMs = 500;
 volatile std::sig_atomic_t ended = 0;
 
 const char* const kUsage =
@@ -50,27 +50,23 @@ void say(const QString& line) { std::fprintf(stderr, "nolva-records: %s\n", qPri
 
 /// One keeper a folder: another one waits, and takes over when that has ended, so that there is never none.
 /// `companion`: the process after whose end this one ends too, once all is stored; 0 for none.
-int keep(const QString& where, qint64 companion) {
+int keep(const QString& where, pid_t companion) {
     const QString home = qEnvironmentVariable("KNDD_HOME");
     if (home.isEmpty())
         return refuse("keep watches $KNDD_HOME/logs/Test_Reports, and KNDD_HOME is not set");
     const QDir logs(home + "/logs");
     if (!logs.mkpath("."))
         return refuse(plain(logs.path()) + " cannot be made");
-    const auto isOver = [companion] {
-        return ended || (companion > 0 && ::kill(static_cast<pid_t>(companion), 0) != 0 && errno == ESRCH);
-    };
+    const auto isOver = [companion] { return ended || (companion > 0 && ::kill(companion, 0) != 0 && errno == ESRCH); };
+    std::signal(SIGINT, [](int) { ended = 1; });
+    std::signal(SIGTERM, [](int) { ended = 1; });
     QLockFile lock(logs.filePath(".records.lock"));
     lock.setStaleLockTime(0);
-    while (!lock.tryLock(kPauseMs / 4) && lock.error() == QLockFile::LockFailedError)
+    while (!lock.tryLock(kLockMs) && lock.error() == QLockFile::LockFailedError)
         if (isOver())
             return 0;
     Keeper keeper(logs.filePath("Test_Reports"), logs.filePath("records-waiting"), where, say);
-    while (!isOver())
-        keeper.waitForChange(keeper.look() ? kPauseMs / 2 : kSoonMs);
-    // What was written last; what cannot be stored now waits for the next keeper.
-    for (int looks = 0; looks < kLastLooks && !keeper.look(); ++looks)
-        keeper.waitForChange(kSoonMs);
+    keeper.keep(isOver);
     return 0;
 }
 
@@ -112,6 +108,10 @@ QString mistakeIn(const QString& command, const QStringList& words, const QComma
         return "no such command; nolva-records --help tells what there is";
     if ((command == "trend" || command == "gauge") && !measureNamed(words[0]))
         return "a quantity is counts-1 to counts-6 or dac-1 to dac-6, one end of it counts-1-low or counts-1-high";
+    if (parser.isSet("with") && (parser.value("with").toInt(&number) <= 0 || !number))
+        return "--with takes a number above 0, that of a process";
+    if (command == "page" && parser.isSet("newest"))
+        return "a page is of all runs of a choice: it takes no --newest";
     const double tolerance = parser.isSet("tolerance") ? parser.value("tolerance").toDouble(&number) : 1;
     return number && std::isfinite(tolerance) && tolerance > 0 ? QString() : "--tolerance takes a number above 0";
 }
@@ -162,12 +162,10 @@ int main(int argc, char** argv) {
         return refuse(mistake);
     // What the toolkit says of a database is said here, in one line.
     qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
-    std::signal(SIGINT, [](int) { ended = 1; });
-    std::signal(SIGTERM, [](int) { ended = 1; });
     try {
         const QString where = storeNamed(parser.value("db"));
         if (command == "keep")
-            return keep(where, parser.value("with").toLongLong());
+            return keep(where, parser.value("with").toInt());
         Store store(where);
         QFile standard;
         standard.open(stdout, QIODevice::WriteOnly);
