@@ -159,7 +159,7 @@ int showRun(Store& store, qint64 id, bool json, QTextStream& out) {
 }
 
 int exportCsv(Store& store, const Choice& choice, QTextStream& out) {
-    out << "id,stored_at,tested_at,understood,pass,device,serial,operator,model,interface,failed,why";
+    out << "id,stored_at,tested_at,understood,pass,date,device,serial,operator,model,interface,failed,why";
     for (const Quantity quantity : {Quantity::Counts, Quantity::Dac})
         for (int axis = 0; axis < kAxes; ++axis)
             out << QString(",%1-low,%1-high").arg(quantityName(quantity, axis));
@@ -169,7 +169,7 @@ int exportCsv(Store& store, const Choice& choice, QTextStream& out) {
         out << run.id << "," << time(run.storedAt) << "," << (run.testedAt ? time(*run.testedAt) : QString()) << ","
             << run.understood << "," << run.pass;
         for (const QString& text :
-             {run.device, run.serial, run.operatorName, run.model, run.interfaceName, run.failed, run.why})
+             {run.date, run.device, run.serial, run.operatorName, run.model, run.interfaceName, run.failed, run.why})
             out << "," << quoted(text);
         for (const auto* spans : {&run.counts, &run.dac})
             for (const std::optional<Span>& span : *spans)
