@@ -24,7 +24,7 @@ struct Made {
     report::Items items;
     QByteArray text;
 
-    explicit Made(unsigned number, const QString& serial = "S-1") {
+    explicit Made(unsigned number, const QString& serial = "S-1", bool allPass = false) {
         QRandomGenerator random(number);
         subject.gimbal = number & 1;
         subject.sixDof = number & 2;
@@ -39,9 +39,9 @@ struct Made {
         subject.model = "THARLEN Orda";
         subject.cardType = kCardUsb;
         subject.channel = 3;
-        const auto any = [&random](bool* first, std::size_t count) {
+        const auto any = [&random, allPass](bool* first, std::size_t count) {
             for (std::size_t i = 0; i < count; ++i)
-                first[i] = random.bounded(8) != 0;
+                first[i] = random.bounded(8) != 0 || allPass;
         };
         any(verdicts.bEncoderPass, 6);
         any(verdicts.bManualEncoderPass, 6);

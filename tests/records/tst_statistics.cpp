@@ -226,12 +226,13 @@ private slots:
             QStringList arguments;
             int code;
             const char* said;
-        } rows[] = {{{"trend", "counts-1", "--serial", "T", "--newest", "3"}, 0, "n 3, mean 20.00"},
-                    {{"trend", "counts-7"}, 2, "counts-1 to counts-6"},
-                    {{"gauge", "counts-1", "--tolerance", "nan"}, 2, "--tolerance"},
-                    {{"gauge", "counts-1", "--tolerance", "60"}, 0, "14.14"},
-                    {{"compare", "A"}, 2, "no such command"},
-                    {{"compare", "A", "Z"}, 1, "no understood run"}};
+        } rows[] = {
+            {{"trend", "counts-1", "--serial", "T", "--newest", "3", "--until", "2026-02-01"}, 0, "n 3, mean 20.00"},
+            {{"trend", "counts-7"}, 2, "counts-1 to counts-6"},
+            {{"gauge", "counts-1", "--tolerance", "nan"}, 2, "--tolerance"},
+            {{"gauge", "counts-1", "--tolerance", "60"}, 0, "14.14"},
+            {{"compare", "A"}, 2, "no such command"},
+            {{"compare", "A", "Z"}, 1, "no understood run"}};
         for (const auto& row : rows) {
             QProcess program;
             program.setProcessChannelMode(QProcess::MergedChannels);
