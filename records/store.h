@@ -57,7 +57,7 @@ struct Choice {
 /// One connection. Every operation throws StoreError. One thread.
 class Store {
 public:
-    /// A file, made with its folder as the user's alone where it is missing, or postgresql://user@host:port/database;
+    /// A file, made as the user's alone and its folder where they are missing, or postgresql://user@host:port/database;
     /// the password comes from where that database's own tools have it. Brings older tables up to date. `patienceMs`:
     /// how long a statement waits for another program that writes into the same file.
     explicit Store(const QString& where, int patienceMs = 10000);

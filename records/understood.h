@@ -31,7 +31,7 @@ struct UnderstoodReport {
     QDateTime testedAt;  ///< of `date`, local time; invalid where the locale of the writer is not known here
     bool pass = false;
     report::Items items;
-    /// Where each item stands and what it says, as "ENCODERS/AUTOMATIC INSPECTION/base axis 1"; empty for those without
+    /// Where each item stands and what it says, as "ENCODERS/automatic/base axis 1"; empty for those without
     /// a verdict. Lives as long as the program.
     const std::vector<QString>* itemNames = nullptr;
     std::array<std::optional<Span>, kAxes> counts{}, dac{};
