@@ -48,7 +48,8 @@ struct Made {
         any(verdicts.bForcesPass, 6);
         any(verdicts.bManualForcesPass, 6);
         for (bool* each : {&verdicts.bSwitchPass, &verdicts.bManualSwitchPass, &verdicts.bAmplifierPass,
-                           &verdicts.bBoxPass, &verdicts.bCalibrationPass})
+                           &verdicts.bBoxPass, &verdicts.bCalibrationPass, &verdicts.bExtraSwitchPass,
+                           &verdicts.bInkwellPass, &verdicts.bManualExtraSwitchPass, &verdicts.bManualInkwellPass})
             any(each, 1);
         for (int axis = 0; axis < 6; ++axis) {
             verdicts.lMinEncoderVal[axis] = random.bounded(-30000, 10);
