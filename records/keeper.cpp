@@ -11,7 +11,7 @@
 #include <QFileInfo>
 #include <QSaveFile>
 #include <chrono>
-#include <thread>
+#include <future>
 
 #include "device/foreign.h"
 
@@ -20,6 +20,7 @@ namespace {
 
 constexpr int kPatienceMs = 1000;              // for a store that is locked; the report waits, and is tried again
 constexpr int kPauseMs = 1000, kSoonMs = 300;  // between two looks
+constexpr int kEndMs = 20;                     // the same while the storing comes to its end
 constexpr int kLastLooks = 20;                 // so many, soon, for what is not done at the end
 const QString kSuffix = QStringLiteral(".report");
 
@@ -69,7 +70,7 @@ bool Keeper::look() {
 }
 
 void Keeper::keep(const std::function<bool()>& isOver) {
-    std::thread storing([this] {
+    std::future<void> storing = std::async(std::launch::async, [this] {
         std::unique_lock<std::mutex> lock(mutex_);
         int last = kLastLooks;
         do {
@@ -92,7 +93,14 @@ void Keeper::keep(const std::function<bool()>& isOver) {
         over_ = true;
     }
     come_.notify_one();
-    storing.join();
+    // Another keeper waits for the end of this one, and takes nothing before.
+    while (storing.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
+        waitForChange(kEndMs);
+        takeReport();
+    }
+    storing.get();
+    if (!held_.empty())
+        say_(QString("lost: %1 that neither the folder nor the records took").arg(held_.size()));
 }
 
 bool Keeper::takeReport() {

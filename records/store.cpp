@@ -197,7 +197,10 @@ void Store::open(const QString& where, int patienceMs) {
             database_.setPort(url.port());
         database_.setDatabaseName(url.path().mid(1));
         database_.setUserName(url.userName());
-        database_.setConnectOptions("connect_timeout=10");
+        // s, ms: a server that falls silent is away after half a minute, not after the system's quarter of an hour.
+        database_.setConnectOptions(
+            "connect_timeout=10;keepalives_idle=10;keepalives_interval=5;keepalives_count=4;"
+            "tcp_user_timeout=30000");
     } else {
         const QFileInfo file(where);
         if (!file.exists()) {
