@@ -39,7 +39,8 @@ const char* const kUsage =
     "Choice: --serial S, --device D, --model M, --operator O, --verdict pass|fail|not-understood,\n"
     "        --since DATE, --until DATE (included), --newest N (but for a page)\n"
     "Quantity: the width of the span of counts-1 to counts-6 or dac-1 to dac-6; counts-1-low, counts-1-high: an end\n"
-    "--db WHERE or NOLVA_RECORDS: a file, or postgresql://user@host:port/database; else $KNDD_HOME/logs/records.sqlite\n";
+    "--db WHERE or NOLVA_RECORDS: a file, or postgresql://user@host:port/database; else "
+    "$KNDD_HOME/logs/records.sqlite\n";
 
 int refuse(const QString& why) {
     std::fprintf(stderr, "nolva-records: %s\n", qPrintable(why));

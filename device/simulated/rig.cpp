@@ -201,7 +201,7 @@ int Rig::switchAmplifiers(int id, bool on, bool wait) {
     for (int i = 0;; ++i) {
         if (withOpen(id, true, [](Arm& a) { return a.amplifiersFollowed(); }))
             return 0;
-        if (atOnce || i == kLongestWait)
+        if (atOnce || i == kLongestWait || withOpen(id, true, [](Arm& a) { return a.amplifiersOverdue(); }))
             return kDeviceFault;
         const timespec pause{0, kHalfMillisecond};
         nanosleep(&pause, nullptr);

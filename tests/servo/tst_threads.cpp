@@ -1,5 +1,6 @@
 // The window and the servo thread at work together: real loop, real event loop, every tab and page, so that a
 // sanitizer sees what they share; and the hand-over types alone. Counts ticks; judges no timing.
+#include <functional>
 #include <thread>
 
 #include "device/simulated/armcontrol.h"
@@ -66,6 +67,39 @@ private slots:
         }
         goToTab(window, "Mode");
         QVERIFY(!isServoLoopRunning());
+    }
+
+    // Every slot that shares the lock of the error line with the ticks, held in the middle of what it shows: the loop
+    // goes on.
+    void ticksWhileTheWindowIsHeld() {
+        qtTharlenTest window;
+        goToTab(window, "Select");
+        QString slot;
+        QStringList held, stood;
+        connect(window.ui.error_browser, &QTextEdit::textChanged, [&] {
+            held << slot;
+            const auto before = armcontrol::state().ticks;
+            QElapsedTimer time;
+            time.start();
+            while (armcontrol::state().ticks < before + 200 && !time.hasExpired(10000))
+                QThread::msleep(1);
+            if (armcontrol::state().ticks < before + 200)
+                stood << slot;
+        });
+        const struct {
+            const char* slot;
+            std::function<void()> run;
+        } rows[] = {{"displayError", [&] { window.displayError(); }},
+                    {"displayError, emptied", [&] { window.displayError(); }},
+                    {"keepError", [&] { window.keepError("held"); }},
+                    {"clearErrorBrowser", [&] { window.clearErrorBrowser(); }}};
+        for (const auto& row : rows) {
+            slot = row.slot;
+            for (int i = 0; i <= (slot.contains("emptied") ? 1000 : 0); ++i)
+                window.accumulateErrors(kDeviceFault);
+            row.run();
+            QVERIFY2(held.contains(slot) && stood.isEmpty(), row.slot);
+        }
     }
 
     // The encoder test's options, lines and ends beside its ticks: past the quiet start, an abort, two runs at once

@@ -34,6 +34,8 @@ public:
     // --- Motors (armmotors.cpp) ---
     int switchAmplifiers(bool on);  ///< 0 or a code
     bool amplifiersFollowed() const { return wanted_ == powered_; }
+    /// They have had longer than any that are sound take: whoever asks once more need not wait for them again.
+    bool amplifiersOverdue() const;
     void amplifiersFollowAtOnce();
     bool amplifiersEnabled() const;
     bool amplifiersPowered() const { return powered_; }

@@ -9,6 +9,7 @@ namespace arm {
 namespace {
 
 constexpr double kFollow = 0.0025;            // s until the amplifiers have followed
+constexpr double kOverdue = 0.020;            // s after which they will not
 constexpr double kSlipDac = 0.42 * kFullDac;  // counts above which a slipping cable gives way
 
 /// What a motor gives of its command, by its faults.
@@ -43,6 +44,8 @@ void Arm::followAmplifiers(double seconds) {
     if (followIn_ <= 0.0)
         amplifiersFollowAtOnce();
 }
+
+bool Arm::amplifiersOverdue() const { return wanted_ && !powered_ && followIn_ < kFollow - kOverdue; }
 
 void Arm::amplifiersFollowAtOnce() {
     if (!wanted_ || !faults.on(Fault::NoAmplifierFollow))
