@@ -12,8 +12,6 @@
 #include "chart.h"
 #include "modellines.h"
 
-CONFIG_DATA_CORVALE corvaleLimits();
-
 namespace records {
 namespace {
 
