@@ -1,52 +1,87 @@
-// What the benchmarks share: one row of the table, and percentiles.
+// A figure: what the rounds of a run gave, what it is held against, and how two runs of it compare.
 #pragma once
 
-#include <algorithm>
+#include <deque>
+#include <optional>
 #include <string>
 #include <vector>
 
-/// One row: what was measured, its figures with their unit, and what it is compared with.
-struct Figure {
-    std::string subject;
-    std::string conditions;
-    std::vector<std::pair<std::string, double>> values;
-    std::string unit;
-    std::string goal;
+/// A number, or the reason why there is none. One that is not finite is none.
+struct Reading {
+    Reading(double value);
+    static Reading none(std::string why);
+
+    std::optional<double> number;
+    std::string why;
+
+private:
+    Reading() = default;
 };
 
-/// The value below which `share` (0 to 1) of the samples lie. Sorts the samples.
-inline double percentile(std::vector<double>& samples, double share) {
-    if (samples.empty())
-        return 0;
-    std::sort(samples.begin(), samples.end());
-    const auto index = static_cast<std::size_t>(share * static_cast<double>(samples.size() - 1));
-    return samples[index];
-}
+/// The value below which `share` (0 to 1) of the samples lie.
+Reading percentile(std::vector<double> samples, double share);
+Reading mean(const std::vector<double>& samples);
+Reading operator/(const Reading& of, const Reading& to);
+Reading operator-(const Reading& of, const Reading& to);
 
-inline double mean(const std::vector<double>& samples) {
-    double sum = 0;
-    for (const double value : samples)
-        sum += value;
-    return samples.empty() ? 0 : sum / static_cast<double>(samples.size());
-}
+/// Which way is better, and the limit where a value has one. It is held against the median of the rounds, or against
+/// their sum where the value counts what is rare, of which a median would see nothing.
+struct Aim {
+    enum class Better { Lower, Higher } better = Better::Lower;
+    std::optional<double> limit;
+    enum class Of { Median, Sum } of = Of::Median;
 
-/// Cost of one servo tick in every branch, and its allocations. The loop is stepped.
-std::vector<Figure> measureTickCost();
-/// Cost of one call of each slot that a timer calls, on its tab with the arm moving. The loop is stepped.
-std::vector<Figure> measureSlots();
-/// The longest the event loop was held on each tab, the loop on its thread, the window shown.
-std::vector<Figure> measureStalls(int secondsATab);
-/// Simulated seconds a second of the stepped arm, and memory before and after an hour of it.
-std::vector<Figure> measureStepped();
-/// Wake-up lateness of the loop beside the shown window, against cyclictest in the same minute.
-std::vector<Figure> measureLateness(int seconds);
-/// Wake-up lateness of the loop with the loads of the servo page on, and without.
-std::vector<Figure> measureUnderLoad(int seconds);
-/// Late ticks while "Clear" empties an error browser of 100,000 lines.
-std::vector<Figure> measureClearing();
-/// Ticks lost beside a busy window.
-std::vector<Figure> measureLostTicks(int seconds);
-/// From process start to first paint, against a bare window.
-std::vector<Figure> measureStartUp(const std::string& firstPaintProgram, int repetitions);
-/// Processor use at rest on "Select", against one scene that repaints at the same pace.
-std::vector<Figure> measureRest(const std::string& restProgram, int seconds);
+    /// "at most 1.1", "all rounds together at most 0"; empty without a limit.
+    std::string text() const;
+};
+inline Aim atMost(double limit) { return {Aim::Better::Lower, limit, Aim::Of::Median}; }
+inline Aim atLeast(double limit) { return {Aim::Better::Higher, limit, Aim::Of::Median}; }
+inline Aim togetherAtMost(double limit) { return {Aim::Better::Lower, limit, Aim::Of::Sum}; }
+
+enum class Verdict { NoGoal, Met, Missed, NotMeasured };
+
+struct Value {
+    std::string name;
+    std::string unit;  ///< empty for a ratio
+    Aim aim;
+    std::vector<double> samples;  ///< one a round, several where a round has several pairs
+    std::string why;              ///< of the first round that gave no number; the value then counts as not measured
+
+    bool measured() const { return why.empty() && !samples.empty(); }
+    double minimum() const;
+    double median() const;
+    double maximum() const;
+    double judged() const;  ///< what is held against the limit
+    /// The one place that judges. What was not measured is never met.
+    Verdict verdict() const;
+};
+
+struct Figure {
+    std::string topic;  ///< as named by --only
+    std::string subject;
+    std::string conditions;
+    std::deque<Value> values;
+
+    std::string title() const { return conditions.empty() ? subject : subject + ", " + conditions; }
+    void add(const std::string& name, const std::string& unit, const Reading& reading, const Aim& aim = {});
+};
+
+/// The figures in the order in which they were first taken. Each round adds to them.
+struct Table {
+    std::deque<Figure> figures;
+    std::string topic;  ///< of the figures that are made from here on
+
+    Figure& figure(const std::string& subject, const std::string& conditions);
+    /// A whole topic, or a part of it, that could not be measured.
+    void missing(const std::string& subject, const std::string& why);
+};
+
+/// How a value stands to the same one of an earlier run. Where the spreads, minimum to maximum, overlap, it may be the
+/// same.
+struct Change {
+    enum class Kind { Better, Worse, Within, New, Gone, NotComparable } kind;
+    std::string name;
+    std::optional<Value> before, after;
+};
+/// Topics of which the later run has nothing are left out: they were not asked for.
+std::vector<Change> compare(const std::deque<Figure>& before, const std::deque<Figure>& after);

@@ -1,68 +1,156 @@
-// measure [--only SUBJECT] [--seconds N] [file.json]: prints every figure with the machine and the scheduling beside
-// it, and writes it as JSON. Subjects: startup, ticks, slots, stalls, rest, stepped, lateness, load, clear, ordinary
-// (lateness without real-time scheduling), lost (ticks lost in --seconds beside a busy window).
+// Takes the figures in rounds, prints each with its verdict and writes them as JSON. --help says how it is told more.
+// Ends with 0 where all goals are met, 1 where one is missed or something was not measured, 2 when it was told wrong.
 #include <QApplication>
 #include <QCommandLineParser>
-#include <QDateTime>
 #include <QFileInfo>
 #include <QProcess>
-#include <QSysInfo>
-#include <QTemporaryFile>
 #include <cstdio>
 #include <fstream>
-#include <functional>
-#include <nlohmann/json.hpp>
-#include <thread>
+#include <stdexcept>
 
-#include "figures.h"
+#include "device/simulated/armcontrol.h"
+#include "machine.h"
+#include "report.h"
+#include "topics.h"
 
 namespace {
 
-void print(const Figure& figure) {
-    std::printf("%-42s %s\n", figure.subject.c_str(), figure.conditions.c_str());
-    for (const auto& [name, value] : figure.values)
-        std::printf("    %-24s %12.3f %s\n", name.c_str(), value, figure.unit.c_str());
-    if (!figure.goal.empty())
-        std::printf("    goal: %s\n", figure.goal.c_str());
-}
-
-nlohmann::json toJson(const Figure& figure) {
-    nlohmann::json values = nlohmann::json::object();
-    for (const auto& [name, value] : figure.values)
-        values[name] = value;
-    return {{"subject", figure.subject},
-            {"conditions", figure.conditions},
-            {"unit", figure.unit},
-            {"goal", figure.goal},
-            {"values", values}};
-}
-
-struct Subject {
+struct Topic {
     const char* name;
-    bool whenAll;  ///< belongs to the table of a run without --only
-    std::function<std::vector<Figure>()> measure;
+    bool needsDisplay;
+    void (*measure)(Table& table, const Options& options);
+    const char* tells;
 };
 
-/// The lateness once more in a process that may not ask for real-time scheduling.
-std::vector<Figure> latenessWithoutRealTime(const QString& program, int seconds) {
-    QTemporaryFile file;
-    if (!file.open())
-        return {};
-    QProcess process;
-    process.start("setpriv", {"--bounding-set", "-sys_nice", "--inh-caps", "-sys_nice", program, "--only", "lateness",
-                              "--seconds", QString::number(seconds), file.fileName()});
-    process.waitForFinished(-1);
-    std::vector<Figure> figures;
-    const nlohmann::json report = nlohmann::json::parse(file.readAll().toStdString(), nullptr, false);
-    if (!report.is_object())
-        return {};
-    for (const auto& row : report["figures"]) {
-        Figure figure{row["subject"], row["conditions"], {}, row["unit"], row["goal"]};
-        for (const auto& value : row["values"].items())
-            figure.values.push_back({value.key(), value.value()});
-        figures.push_back(figure);
+constexpr Topic kTopics[] = {
+    {"startup", true, measureStartUp, "start to first paint, against a bare window"},
+    {"ticks", false, measureTickCost, "cost of a servo tick, branch by branch"},
+    {"slots", true, measureSlots, "cost of the slots that timers call"},
+    {"stalls", true, measureStalls, "how long the event loop is held on each tab, against a bare window"},
+    {"slider", true, measureSlider, "the same under a slider whose amplifiers do not follow"},
+    {"rest", true, measureRest, "processor use at rest"},
+    {"stepped", false, measureStepped, "speed of the stepped arm, and memory"},
+    {"lateness", true, measureLateness, "wake-up lateness with real-time scheduling, against cyclictest"},
+    {"ordinary", true, measureOrdinaryLateness, "the same without, against a bare thread"},
+    {"load", true, measureUnderLoad, "wake-up lateness under the loads of the servo page"},
+    {"clear", true, measureClearing, "late ticks while a long error browser is emptied"},
+    {"lost", true, measureLostTicks, "periods without a tick in long turns, against cyclictest"},
+};
+
+struct WrongUse : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+struct Asked {
+    std::string only, from, against, page, file;
+    int repeats = 5, seconds = 0;
+};
+
+int numberOf(const QCommandLineParser& parser, const QString& option, int least, int most) {
+    bool isNumber = false;
+    const int number = parser.value(option).toInt(&isNumber);
+    if (!isNumber || number < least || number > most)
+        throw WrongUse(QString("--%1 takes a number from %2 to %3, not \"%4\".")
+                           .arg(option)
+                           .arg(least)
+                           .arg(most)
+                           .arg(parser.value(option))
+                           .toStdString());
+    return number;
+}
+
+std::string topicList() {
+    std::string list = "Topics:\n";
+    for (const Topic& topic : kTopics)
+        list +=
+            "  " + std::string(topic.name) + std::string(10 - std::string(topic.name).size(), ' ') + topic.tells + '\n';
+    return list;
+}
+
+/// Ends the program where help is asked for.
+Asked askedFor(int argc, char** argv, const std::string& ownFile) {
+    QCommandLineParser parser;
+    parser.addOption({"only", "Measures one topic.", "topic"});
+    parser.addOption({"repeats", "Rounds of which minimum, median and maximum are told (5).", "N", "5"});
+    parser.addOption({"seconds", "Length of each timed turn; without it each topic takes its own.", "N"});
+    parser.addOption({"from", "Measures nothing and takes the figures of a file.", "file.json"});
+    parser.addOption({"against", "Tells what got better or worse than in an earlier file.", "old.json"});
+    parser.addOption({"write-docs", "Writes the figures between the markers of a page.", "page.md"});
+    parser.addHelpOption();
+    parser.addPositionalArgument("file", "Where the figures go as JSON, " + QString::fromStdString(ownFile) + '.',
+                                 "[file.json]");
+    QStringList arguments;
+    for (int i = 0; i < argc; ++i)
+        arguments << QString::fromLocal8Bit(argv[i]);
+    if (!parser.parse(arguments))
+        throw WrongUse(parser.errorText().toStdString());
+    if (parser.isSet("help")) {
+        std::printf("%s\n%s", qPrintable(parser.helpText()), topicList().c_str());
+        std::exit(0);
     }
-    return figures;
+    if (parser.positionalArguments().size() > 1)
+        throw WrongUse("One file is written, not several.");
+
+    Asked asked;
+    asked.only = parser.value("only").toStdString();
+    asked.from = parser.value("from").toStdString();
+    asked.against = parser.value("against").toStdString();
+    asked.page = parser.value("write-docs").toStdString();
+    asked.repeats = numberOf(parser, "repeats", 1, 1000);
+    if (parser.isSet("seconds"))
+        asked.seconds = numberOf(parser, "seconds", 1, 3600);
+    asked.file =
+        parser.positionalArguments().value(0, asked.from.empty() ? QString::fromStdString(ownFile) : "").toStdString();
+    bool known = !parser.isSet("only");
+    for (const Topic& topic : kTopics)
+        known = known || asked.only == topic.name;
+    if (!known)
+        throw WrongUse("There is no topic \"" + asked.only + "\". " + topicList());
+    return asked;
+}
+
+void mustBeWritable(const std::string& file) {
+    if (!std::ofstream(file, std::ios::app))
+        throw WrongUse(file + " cannot be written.");
+}
+
+void takeRounds(Table& table, const Asked& asked, const std::string& folder, bool display) {
+    for (int round = 0; round < asked.repeats; ++round) {
+        for (const Topic& topic : kTopics) {
+            if (!asked.only.empty() && asked.only != topic.name)
+                continue;
+            table.topic = topic.name;
+            if (topic.needsDisplay && !display) {
+                table.missing(topic.tells, "no window can be shown; is there a display?");
+                continue;
+            }
+            std::fprintf(stderr, "round %d of %d: %s\n", round + 1, asked.repeats, topic.name);
+            topic.measure(table, {round, asked.seconds, folder});
+            armcontrol::resetArm();
+        }
+    }
+}
+
+Run measured(int argc, char** argv, const Asked& asked, const std::string& folder) {
+    Run run = describeRun();
+    run.repeats = asked.repeats;
+    run.seconds = asked.seconds;
+    // It stays till this process has a window system of its own: some displays begin anew when the last program leaves.
+    QProcess probe;
+    probe.start(QString::fromStdString(folder) + "/firstpaint", {"bare", "stay"});
+    probe.waitForReadyRead(40000);
+    const bool display = probe.readAllStandardOutput().startsWith("painted");
+    if (!display)
+        qputenv("QT_QPA_PLATFORM", "offscreen");  // what remains shows nothing
+    // The toolkit's own event dispatcher tells when it begins to wait; the other one does not.
+    qputenv("QT_NO_GLIB", "1");
+    QApplication application(argc, argv);
+    probe.closeWriteChannel();
+    probe.waitForFinished();
+    Table table;
+    takeRounds(table, asked, folder, display);
+    run.figures = std::move(table.figures);
+    return run;
 }
 
 }  // namespace
@@ -70,72 +158,34 @@ std::vector<Figure> latenessWithoutRealTime(const QString& program, int seconds)
 int main(int argc, char** argv) {
     const QString program = QFileInfo("/proc/self/exe").symLinkTarget();
     const std::string folder = program.section('/', 0, -2).toStdString();
-    QCommandLineParser parser;
-    parser.addOption({"only", "Measures one subject.", "subject"});
-    parser.addOption({"seconds", "Length of each timed run.", "seconds", "10"});
-    parser.addPositionalArgument("file", "Where the figures go as JSON.", "[file.json]");
-    parser.addHelpOption();
-    QStringList arguments;
-    for (int i = 0; i < argc; ++i)
-        arguments << QString::fromLocal8Bit(argv[i]);
-    if (!parser.parse(arguments) || parser.positionalArguments().size() > 1 || parser.value("seconds").toInt() < 1) {
-        std::fprintf(stderr, "%s\n", qPrintable(parser.helpText()));
+    qputenv("NOLVA_ARM_SOCKET", "off");
+    try {
+        const Asked asked = askedFor(argc, argv, program.section('/', 0, -3).toStdString() + "/figures.json");
+        // Before the minutes of a run, what would be found out after it.
+        Run before;
+        if (!asked.against.empty())
+            before = readRun(asked.against);
+        if (!asked.page.empty())
+            mustBeWritable(asked.page);
+        if (!asked.file.empty())
+            mustBeWritable(asked.file);
+
+        const Run run = asked.from.empty() ? measured(argc, argv, asked, folder) : readRun(asked.from);
+        const bool good = print(run);
+        if (!asked.against.empty())
+            printAgainst(before, run);
+        if (!asked.page.empty())
+            writePage(run, asked.page);
+        if (asked.file.empty())
+            return good ? 0 : 1;
+        std::ofstream file(asked.file);
+        file << jsonOf(run);
+        if (!file.flush())
+            throw std::runtime_error(asked.file + " cannot be written.");
+        std::printf("\nWritten to %s\n", asked.file.c_str());
+        return good ? 0 : 1;
+    } catch (const std::runtime_error& error) {
+        std::fprintf(stderr, "measure: %s\n", error.what());
         return 2;
     }
-    const QString only = parser.value("only");
-    const int seconds = parser.value("seconds").toInt();
-    // The start-up figures come first: this process is still small when it forks.
-    std::vector<Figure> figures;
-    if (only.isEmpty() || only == "startup")
-        figures = measureStartUp(folder + "/firstpaint", 10);
-
-    // The toolkit's own event dispatcher tells when it starts and ends to wait; the other one does not.
-    qputenv("QT_NO_GLIB", "1");
-    QApplication application(argc, argv);
-    const Subject subjects[] = {
-        {"startup", true, [] { return std::vector<Figure>(); }},
-        {"ticks", true, [] { return measureTickCost(); }},
-        {"slots", true, [] { return measureSlots(); }},
-        {"stalls", true, [&] { return measureStalls(seconds); }},
-        {"rest", true, [&] { return measureRest(folder + "/atrest", seconds); }},
-        {"stepped", true, [] { return measureStepped(); }},
-        {"lateness", true, [&] { return measureLateness(seconds); }},
-        {"load", true, [&] { return measureUnderLoad(seconds); }},
-        {"ordinary", true, [&] { return latenessWithoutRealTime(program, seconds); }},
-        {"clear", true, [] { return measureClearing(); }},
-        {"lost", false, [&] { return measureLostTicks(seconds); }},
-    };
-    bool known = only.isEmpty();
-    for (const Subject& subject : subjects) {
-        known = known || only == subject.name;
-        if (only.isEmpty() ? !subject.whenAll : only != subject.name)
-            continue;
-        for (const Figure& figure : subject.measure())
-            figures.push_back(figure);
-    }
-    if (!known) {
-        std::fprintf(stderr, "There is no subject \"%s\".\n", qPrintable(only));
-        return 2;
-    }
-
-    const std::string machine = QSysInfo::prettyProductName().toStdString() + ", "
-                                + QSysInfo::kernelVersion().toStdString() + ", "
-                                + std::to_string(std::thread::hardware_concurrency()) + " cores";
-    std::printf("%s\n\n", machine.c_str());
-    nlohmann::json report{{"machine", machine},
-                          {"date", QDateTime::currentDateTimeUtc().toString(Qt::ISODate).toStdString()},
-                          {"figures", nlohmann::json::array()}};
-    for (const Figure& figure : figures) {
-        print(figure);
-        report["figures"].push_back(toJson(figure));
-    }
-    const QString name = parser.positionalArguments().value(0, "figures.json");
-    std::ofstream file(name.toStdString());
-    file << report.dump(2) << '\n';
-    if (!file.flush()) {
-        std::fprintf(stderr, "%s cannot be written\n", qPrintable(name));
-        return 1;
-    }
-    std::printf("\nWritten to %s\n", qPrintable(name));
-    return 0;
 }

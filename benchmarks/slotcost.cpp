@@ -3,10 +3,10 @@
 #include <chrono>
 #include <functional>
 
-#include "figures.h"
 #include "gestures.h"
 #include "qttharlentest.h"
 #include "servostate.h"
+#include "topics.h"
 
 namespace {
 
@@ -18,13 +18,13 @@ void openOn(qtTharlenTest& window, int device, const char* tab, QWidget* page) {
     window.ui.tabWidget->setCurrentWidget(page);
 }
 
-Figure costOf(const std::string& slot, const std::string& conditions, const std::function<void()>& call) {
-    constexpr int kCalls = 3000;
+void costOf(Table& table, const std::string& slot, const std::string& conditions, const std::function<void()>& call) {
+    constexpr int kCalls = 600;
     std::vector<double> cost;
     cost.reserve(kCalls);
     for (int i = 0; i < kCalls; ++i) {
-        if (i % 400 == 0)
-            armcontrol::handDrag({i / 400 % 2 ? 30.0 : -30.0, 10, -10}, 60);
+        if (i % 200 == 0)
+            armcontrol::handDrag({i / 200 % 2 ? 30.0 : -30.0, 10, -10}, 60);
         armcontrol::step(20);
         QApplication::processEvents();  // what the last call asked to be painted is not of this call
         const auto start = std::chrono::steady_clock::now();
@@ -32,45 +32,41 @@ Figure costOf(const std::string& slot, const std::string& conditions, const std:
         const std::chrono::duration<double, std::micro> taken = std::chrono::steady_clock::now() - start;
         cost.push_back(taken.count());
     }
-    return {"slot, " + slot,
-            conditions,
-            {{"mean", mean(cost)}, {"p99", percentile(cost, 0.99)}, {"largest", percentile(cost, 1)}},
-            "us",
-            "p99 at most 1000 us"};
+    Figure& figure = table.figure("slot, " + slot, conditions);
+    figure.add("mean", "us", mean(cost));
+    figure.add("p99", "us", percentile(cost, 0.99), atMost(1000));
+    figure.add("largest", "us", percentile(cost, 1));
 }
 
 }  // namespace
 
-std::vector<Figure> measureSlots() {
+void measureSlots(Table& table, const Options&) {
     armcontrol::resetArm();
     armcontrol::loopStepped(true);
     resetProcessState();
     qtTharlenTest window;
     window.show();
     const int corvale = 4;  // revision 5: three flags and two gaps
-    std::vector<Figure> figures;
     openOn(window, 0, "Calibrate", window.ui.tab_2);
-    figures.push_back(costOf("updateOrdaCorvaleCalib", "Orda", [&] { window.updateOrdaCorvaleCalib(); }));
+    costOf(table, "updateOrdaCorvaleCalib", "Orda", [&] { window.updateOrdaCorvaleCalib(); });
     openOn(window, 0, "Read Encoder", window.ui.tab_3);
     window.manufMode = true;
-    figures.push_back(costOf("updateReadEncoderTab", "Orda, manufacturing", [&] { window.updateReadEncoderTab(); }));
+    costOf(table, "updateReadEncoderTab", "Orda, manufacturing", [&] { window.updateReadEncoderTab(); });
     window.manufMode = false;
     openOn(window, 0, "Test Forces", window.ui.tab_7);
-    figures.push_back(costOf("monitorTemperature, updateForceDisplay", "Orda", [&] {
+    costOf(table, "monitorTemperature, updateForceDisplay", "Orda", [&] {
         window.monitorTemperature();
         window.updateForceDisplay();
-    }));
+    });
     window.manufMode = true;
-    figures.push_back(costOf("checkForcePass", "Orda, manufacturing", [&] { window.checkForcePass(); }));
+    costOf(table, "checkForcePass", "Orda, manufacturing", [&] { window.checkForcePass(); });
     window.manufMode = false;
     openOn(window, 0, "Box Test", window.ui.tab_10);
-    figures.push_back(costOf("forceProgressUpdate", "Orda", [&] { window.forceProgressUpdate(); }));
+    costOf(table, "forceProgressUpdate", "Orda", [&] { window.forceProgressUpdate(); });
     openOn(window, corvale, "Calibrate", window.ui.tab_2);
     Gestures().sweepAxes(0, 3, kUnhurried);
     window.manufMode = true;
     openOn(window, corvale, "Calibration Details", window.ui.tab_4);
-    figures.push_back(
-        costOf("updateCalibrationData", "Corvale, all flags and gaps seen", [&] { window.updateCalibrationData(); }));
+    costOf(table, "updateCalibrationData", "Corvale, all flags and gaps seen", [&] { window.updateCalibrationData(); });
     window.manufMode = false;
-    return figures;
 }

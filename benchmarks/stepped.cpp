@@ -1,26 +1,27 @@
-// How fast the arm runs when it is stepped, and what an hour of it does to memory.
+// How fast the arm runs when it is stepped, and what use of it does to memory.
 #include <unistd.h>
 
 #include <chrono>
 #include <fstream>
 
 #include "device/simulated/armcontrol.h"
-#include "figures.h"
 #include "flowtime.h"
 #include "qttharlentest.h"
 #include "servostate.h"
+#include "topics.h"
 
 namespace {
 
-double residentMegabytes() {
+Reading residentMegabytes() {
     long all = 0, resident = 0;
-    std::ifstream("/proc/self/statm") >> all >> resident;
+    if (!(std::ifstream("/proc/self/statm") >> all >> resident))
+        return Reading::none("/proc/self/statm cannot be read");
     return static_cast<double>(resident) * static_cast<double>(sysconf(_SC_PAGESIZE)) / 1e6;
 }
 
 }  // namespace
 
-std::vector<Figure> measureStepped() {
+void measureStepped(Table& table, const Options&) {
     armcontrol::resetArm();
     armcontrol::loopStepped(true);
     resetProcessState();
@@ -32,23 +33,21 @@ std::vector<Figure> measureStepped() {
     armcontrol::step(200000);
     const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
 
-    // An hour, six minutes a tab, with the window's own timers.
+    table.figure("stepped arm with hand and callback", "1000 Hz, one core")
+        .add("simulated seconds a second", "", 200.0 / taken.count(), atLeast(50));
+
+    // With the window's own timers.
+    constexpr int kMinutes = 10;
     SteppedTime time(window);
-    const double before = residentMegabytes();
+    const Reading before = residentMegabytes();
     for (int tab = 1; tab < window.ui.tabWidget->count(); ++tab) {
         window.ui.tabWidget->setCurrentIndex(tab);
         armcontrol::handMove({});
-        time.spend(3600 * 1000 / (window.ui.tabWidget->count() - 1));
+        time.spend(kMinutes * 60 * 1000 / (window.ui.tabWidget->count() - 1));
     }
-    const double after = residentMegabytes();
-    return {{"stepped arm with hand and callback",
-             "1000 Hz, one core",
-             {{"simulated s a s", 200.0 / taken.count()}},
-             "",
-             "at least 50"},
-            {"memory",
-             "an hour of stepped use, every tab",
-             {{"after start", before}, {"after the hour", after}, {"growth", after - before}},
-             "MB",
-             ""}};
+    const Reading after = residentMegabytes();
+    Figure& memory = table.figure("memory", "ten minutes of stepped use, every tab");
+    memory.add("after start", "MB", before);
+    memory.add("at the end", "MB", after);
+    memory.add("growth", "MB", after - before);
 }

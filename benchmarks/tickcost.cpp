@@ -5,9 +5,9 @@
 #include <new>
 
 #include "device/simulated/armcontrol.h"
-#include "figures.h"
 #include "qttharlentest.h"
 #include "servostate.h"
+#include "topics.h"
 
 // Allocations of this process, counted while a tick runs.
 static bool counting = false;
@@ -31,8 +31,8 @@ double nowMicroseconds() {
     return 1e6 * static_cast<double>(now.tv_sec) + 1e-3 * static_cast<double>(now.tv_nsec);
 }
 
-Figure costOf(const std::string& branch, qtTharlenTest& window) {
-    constexpr int kTicks = 100000;
+void costOf(Table& table, const std::string& branch, qtTharlenTest& window) {
+    constexpr int kTicks = 50000;
     std::vector<double> cost;
     cost.reserve(kTicks);
     for (int i = 0; i < 2000; ++i)
@@ -45,19 +45,15 @@ Figure costOf(const std::string& branch, qtTharlenTest& window) {
         counting = false;
         cost.push_back(nowMicroseconds() - start);
     }
-    const double average = mean(cost);
-    const double worst = percentile(cost, 0.999);
-    return {"tick, " + branch,
-            "",
-            {{"mean us", average},
-             {"p99.9 us", worst},
-             {"mean % of 1 ms", average / 10},
-             {"p99.9 % of 1 ms", worst / 10},
-             {"mean % of 0.25 ms", average / 2.5},
-             {"p99.9 % of 0.25 ms", worst / 2.5},
-             {"allocations a tick", static_cast<double>(allocations) / kTicks}},
-            "",
-            "mean at most 1 % of the period"};
+    const Reading average = mean(cost), worst = percentile(cost, 0.999);
+    Figure& figure = table.figure("tick, " + branch, "");
+    figure.add("mean", "us", average);
+    figure.add("p99.9", "us", worst);
+    figure.add("mean, of 1 ms", "%", average / 10.0, atMost(1));
+    figure.add("mean, of 0.25 ms", "%", average / 2.5, atMost(1));
+    figure.add("p99.9, of 1 ms", "%", worst / 10.0);
+    figure.add("p99.9, of 0.25 ms", "%", worst / 2.5);
+    figure.add("allocations a tick", "", static_cast<double>(allocations) / kTicks);
 }
 
 /// Microseconds a call, the smallest of five turns of so many.
@@ -74,7 +70,7 @@ double costOfOne(int calls, Call call) {
 }
 
 /// What a tick passes of the gate: its begin, two questions and its end, beside whole ticks of the default branch.
-Figure costOfGate(qtTharlenTest& window) {
+void costOfGate(Table& table, qtTharlenTest& window) {
     ForceGate& gate = window.m_forceGate;
     volatile bool shut = false;
     const double alone = costOfOne(1000000, [&] {
@@ -84,16 +80,15 @@ Figure costOfGate(qtTharlenTest& window) {
         shut = gate.endTick();
     });
     const double tick = costOfOne(100000, [&window] { ServoLoopCallBack(&window); });
-    return {"tick, the gate in it",
-            "default branch",
-            {{"gate, us", alone}, {"whole tick, us", tick}, {"gate, % of the rest", 100 * alone / (tick - alone)}},
-            "",
-            "at most 5 %"};
+    Figure& figure = table.figure("tick, the gate in it", "default branch");
+    figure.add("gate", "us", alone);
+    figure.add("whole tick", "us", tick);
+    figure.add("gate, of the rest", "%", Reading(100 * alone) / Reading(tick - alone), atMost(5));
 }
 
 }  // namespace
 
-std::vector<Figure> measureTickCost() {
+void measureTickCost(Table& table, const Options&) {
     armcontrol::resetArm();
     armcontrol::loopStepped(true);
     qtTharlenTest window;
@@ -101,9 +96,8 @@ std::vector<Figure> measureTickCost() {
     armcontrol::handMove({30, 0, 0});
     armcontrol::step(1000);
 
-    std::vector<Figure> figures;
-    figures.push_back(costOfGate(window));
-    figures.push_back(costOf("default", window));
+    costOfGate(table, window);
+    costOf(table, "default", window);
     const struct {
         const char* name;
         Shared<bool>* flag;
@@ -118,14 +112,13 @@ std::vector<Figure> measureTickCost() {
                     {"friction performance", &bFrictionPerformance}};
     for (const auto& branch : branches) {
         *branch.flag = true;
-        figures.push_back(costOf(branch.name, window));
+        costOf(table, branch.name, window);
         *branch.flag = false;
     }
     window.manufMode = true;
     startBoxTest = true;
-    figures.push_back(costOf("box, manufacturing", window));
+    costOf(table, "box, manufacturing", window);
     startBoxTest = false;
     window.manufMode = false;
     armcontrol::handRelease();
-    return figures;
 }
