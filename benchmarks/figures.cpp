@@ -54,6 +54,13 @@ std::string Aim::text() const {
            + (better == Better::Lower ? "at most " : "at least ") + number;
 }
 
+void Value::add(const Reading& reading) {
+    if (reading.number)
+        samples.push_back(*reading.number);
+    else if (why.empty())
+        why = reading.why;
+}
+
 double Value::minimum() const { return *std::min_element(samples.begin(), samples.end()); }
 double Value::maximum() const { return *std::max_element(samples.begin(), samples.end()); }
 
@@ -81,10 +88,7 @@ void Figure::add(const std::string& name, const std::string& unit, const Reading
     auto value = std::find_if(values.begin(), values.end(), [&name](const Value& v) { return v.name == name; });
     if (value == values.end())
         value = values.insert(values.end(), Value{name, unit, aim, {}, {}});
-    if (reading.number)
-        value->samples.push_back(*reading.number);
-    else if (value->why.empty())
-        value->why = reading.why;
+    value->add(reading);
 }
 
 Figure& Table::figure(const std::string& subject, const std::string& conditions) {

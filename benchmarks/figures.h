@@ -47,6 +47,7 @@ struct Value {
     std::vector<double> samples;  ///< one a round, several where a round has several pairs
     std::string why;              ///< of the first round that gave no number; the value then counts as not measured
 
+    void add(const Reading& reading);
     bool measured() const { return why.empty() && !samples.empty(); }
     double minimum() const;
     double median() const;

@@ -1,5 +1,6 @@
 #include "report.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <fstream>
 #include <nlohmann/json.hpp>
@@ -111,7 +112,7 @@ std::string jsonOf(const Run& run) {
 Run parseRun(const std::string& text, const std::string& file) {
     const json from = json::parse(text, nullptr, false);
     if (from.is_discarded())
-        throw std::runtime_error(file + " is damaged: it is no JSON.");
+        throw std::runtime_error(file + " is no JSON: it is another file, or damaged.");
     if (!from.is_object() || from.value("program", json()) != kProgram)
         throw std::runtime_error(file + " is no file of measure.");
     if (from.value("schema", json()) != kSchema)
@@ -135,39 +136,72 @@ Run readRun(const std::string& file) { return parseRun(contentsOf(file), file); 
 
 // --- Text ------------------------------------------------------------------------------------------
 
-bool print(const Run& run) {
+namespace {
+
+void printHead(const Run& run) {
     std::printf(
         "%s, kernel %s\n%s\n%s, commit %s\n%s, load at the start %s\n", run.machine.c_str(), run.kernel.c_str(),
         run.processor.c_str(), run.date.c_str(), run.commit.c_str(), run.scheduling.c_str(),
         run.load.size() == 3 ? formatted("%.2f %.2f %.2f", run.load[0], run.load[1], run.load[2]).c_str() : "?");
-    std::printf("Minimum, median and maximum of %d rounds; a goal is held against the median.%s\n\n", run.repeats,
+    std::printf("Minimum, median and maximum of %d rounds; a goal is held against the median.%s\n", run.repeats,
                 run.repeats < 5 ? " So few rounds tell little of the spread." : "");
-    int met = 0;
-    std::vector<std::string> missed, unmeasured;
+}
+
+void printRow(const Value& value) {
+    const std::string goal = value.aim.limit ? "(" + value.aim.text() + ")" : "";
+    const char* name = value.name.c_str();
+    if (!value.measured())
+        std::printf("    %-30s not measured: %s %s\n", name, value.why.c_str(), goal.c_str());
+    else
+        std::printf("    %-30s %11.3f %11.3f %11.3f %-8s %s %s\n", name, value.minimum(), value.median(),
+                    value.maximum(), value.unit.c_str(), nameOf(value.verdict()), goal.c_str());
+}
+
+/// What a figure lacks, each reason once, with the values it is the reason of.
+std::vector<std::string> lackOf(const Figure& figure) {
+    std::vector<std::pair<std::string, std::string>> reasons;
+    for (const Value& value : figure.values) {
+        if (value.measured())
+            continue;
+        const auto same = [&value](const auto& reason) { return reason.first == value.why; };
+        const auto found = std::find_if(reasons.begin(), reasons.end(), same);
+        if (found == reasons.end())
+            reasons.emplace_back(value.why, value.name);
+        else
+            found->second += "; " + value.name;
+    }
+    std::vector<std::string> lines;
+    for (const auto& [why, names] : reasons)
+        lines.push_back(figure.title() + ": " + names + ": " + why);
+    return lines;
+}
+
+}  // namespace
+
+bool print(const Run& run) {
+    printHead(run);
+    int met = 0, notMeasured = 0;
+    std::vector<std::string> missed;
     for (const Figure& figure : run.figures) {
-        std::printf("%s\n", figure.title().c_str());
+        std::printf("\n%s\n", figure.title().c_str());
         for (const Value& value : figure.values) {
-            const std::string name = figure.title() + ": " + value.name;
+            printRow(value);
             const Verdict verdict = value.verdict();
-            const std::string goal = value.aim.limit ? "(" + value.aim.text() + ")" : "";
-            if (verdict == Verdict::NotMeasured) {
-                std::printf("    %-30s not measured: %s %s\n", value.name.c_str(), value.why.c_str(), goal.c_str());
-                unmeasured.push_back(name + ": " + value.why);
-                continue;
-            }
-            std::printf("    %-30s %11.3f %11.3f %11.3f %-8s %s %s\n", value.name.c_str(), value.minimum(),
-                        value.median(), value.maximum(), value.unit.c_str(), nameOf(verdict), goal.c_str());
-            if (verdict == Verdict::Missed)
-                missed.push_back(name + formatted(": %.3f, ", value.judged()) + value.aim.text());
             met += verdict == Verdict::Met;
+            notMeasured += verdict == Verdict::NotMeasured;
+            if (verdict == Verdict::Missed)
+                missed.push_back(figure.title() + ": " + value.name + formatted(": %.3f, ", value.judged())
+                                 + value.aim.text());
         }
     }
-    std::printf("\n%d goals met, %zu missed, %zu values not measured\n", met, missed.size(), unmeasured.size());
-    for (const std::string& name : missed)
-        std::printf("    missed        %s\n", name.c_str());
-    for (const std::string& name : unmeasured)
-        std::printf("    not measured  %s\n", name.c_str());
-    return missed.empty() && unmeasured.empty();
+    std::printf("\n%d goals met, %zu missed, %d values not measured\n", met, missed.size(), notMeasured);
+    for (const std::string& line : missed)
+        std::printf("    missed        %s\n", line.c_str());
+    for (const Figure& figure : run.figures) {
+        for (const std::string& line : lackOf(figure))
+            std::printf("    not measured  %s\n", line.c_str());
+    }
+    return missed.empty() && notMeasured == 0;
 }
 
 namespace {
@@ -210,6 +244,8 @@ void printAgainst(const Run& before, const Run& after) {
     if (before.seconds != after.seconds || before.repeats != after.repeats)
         std::printf("    The runs differ in length: %d and %d rounds, --seconds %d and %d (0: each topic's own).\n",
                     before.repeats, after.repeats, before.seconds, after.seconds);
+    if (before.repeats < 5 || after.repeats < 5)
+        std::printf("    Of so few rounds the spread is hardly known.\n");
     const std::vector<Change> changes = compare(before.figures, after.figures);
     printChanges(changes, Change::Kind::Worse, "Worse");
     printChanges(changes, Change::Kind::Better, "Better");

@@ -4,7 +4,7 @@ build_packages=(g++ cmake ninja-build qtbase5-dev libgl-dev libglu1-mesa-dev lib
                 nlohmann-json3-dev libxcb1-dev libqt5sql5-sqlite libqt5sql5-psql
                 xvfb xauth fonts-dejavu-core fonts-liberation)
 test_packages=(postgresql)
-benchmark_packages=(libbenchmark-dev rt-tests)
+benchmark_packages=(rt-tests)   # cyclictest, beside which the loop's lateness is judged
 
 # need_packages <package>...: installs those that are missing; says in one line what to do where it cannot.
 need_packages() {
