@@ -122,7 +122,8 @@ const Value* find(const std::deque<Figure>& figures, const Figure& like, const s
 Change::Kind kindOf(const Value& before, const Value& after) {
     if (!before.measured() || !after.measured() || before.unit != after.unit)
         return Change::Kind::NotComparable;
-    const bool lower = after.maximum()<before.minimum(), higher = after.minimum()> before.maximum();
+    const bool lower = after.maximum() < before.minimum();
+    const bool higher = after.minimum() > before.maximum();
     if (!lower && !higher)
         return Change::Kind::Within;
     return lower == (after.aim.better == Aim::Better::Lower) ? Change::Kind::Better : Change::Kind::Worse;
