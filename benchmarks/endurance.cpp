@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "gestures.h"
+#include "modellines.h"
 #include "qttharlentest.h"
 #include "servostate.h"
 

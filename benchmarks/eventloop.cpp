@@ -11,7 +11,7 @@
 #include "qttharlendraw.h"
 #include "qttharlentest.h"
 #include "servostate.h"
-#include "tabs/tabs.h"
+#include "tabs.h"
 #include "topics.h"
 
 namespace {

@@ -28,9 +28,10 @@ void printFriction(MechanicalBench& bench, const char* line, double factor) {
             found[axis].push_back(ended ? static_cast<double>(bench.window->repData->fFrictionVoltage[axis]) : 0);
     }
     for (int axis = 0; axis < 3; ++axis) {
-        const double given = factor * kHealthy, average = mean(found[axis]);
+        const double given = factor * kHealthy, average = *mean(found[axis]).number;
         const double error = 100 * (average / given - 1);
-        const double spread = 100 * (percentile(found[axis], 1) - percentile(found[axis], 0)) / qMax(average, 1e-9);
+        const double spread =
+            100 * *(percentile(found[axis], 1) - percentile(found[axis], 0)).number / qMax(average, 1e-9);
         std::printf("%-16s %c  x%-4g %8.4f V %8.4f V %+7.2f %% %6.2f %%  %-4s  %s\n", line, "XYZ"[axis], factor, given,
                     average, error, spread, bench.window->repData->bFrictionPass[axis] ? "PASS" : "FAIL",
                     verdict(qAbs(error) <= 5 && spread <= 3));
@@ -51,7 +52,7 @@ void printSlip(MechanicalBench& bench, const char* line, int axis, double slip) 
         found.push_back(ended ? bench.window->repData->nCapstanChange[axis] : -1);
         failed += ended && bench.window->repData->bCapstanPass[axis] ? 0 : 1;
     }
-    const double least = percentile(found, 0), most = percentile(found, 1);
+    const double least = *percentile(found, 0).number, most = *percentile(found, 1).number;
     std::printf("%-16s %c  %6g counts  %3g to %-3g counts  found in %2d of %d  %s\n", line, "XYZ"[axis], slip, least,
                 most, failed, kRuns, verdict(least >= 0 && failed == (slip > limit ? kRuns : 0)));
 }
