@@ -32,10 +32,11 @@ struct Wakeups {
     Reading at(double share) const {
         if (!why.empty())
             return Reading::none(why);
+        const double enough = share * count();
         double seen = 0;
         for (std::size_t i = 0; i < places.size(); ++i) {
             seen += static_cast<double>(places[i]);
-            if (seen > 0 && seen >= share * count())
+            if (seen > 0 && seen >= enough)
                 return static_cast<double>(i + 1);
         }
         return Reading::none("nothing woke");
@@ -43,10 +44,9 @@ struct Wakeups {
     Reading periodsLost() const { return why.empty() ? Reading(lost) : Reading::none(why); }
 };
 
-/// Half of them would be a fault of the turn, and no lateness.
+/// Wake-ups and the periods lost between them fill the time of a turn, but where something did not run in it.
 void refuseFew(Wakeups& wakeups, int rate, int seconds) {
-    const double expected = static_cast<double>(rate) * seconds;
-    if (wakeups.why.empty() && wakeups.count() < expected / 2)
+    if (wakeups.why.empty() && wakeups.count() + wakeups.lost < rate * seconds / 2.0)
         wakeups.why = "of " + std::to_string(rate * seconds) + " wake-ups there were "
                       + std::to_string(static_cast<long>(wakeups.count()));
 }
@@ -125,17 +125,8 @@ const char* otherName(bool realTime) { return realTime ? "cyclictest" : "bare th
 Wakeups ofOther(qtTharlenTest& window, const Options& options, int rate, int seconds, bool realTime, bool busy) {
     const int period = 1000000 / rate;
     QString program = "cyclictest";
-    QStringList arguments{"-q",
-                          "-t1",
-                          "-m",
-                          "-p",
-                          "60",
-                          "-h",
-                          QString::number(kPlaces),
-                          "-D",
-                          QString::number(seconds),
-                          "-i",
-                          QString::number(period)};
+    QStringList arguments =
+        QString("-q -t1 -m -p 60 -h %1 -D %2 -i %3").arg(kPlaces).arg(seconds).arg(period).split(' ');
     if (!realTime) {
         program = QString::fromStdString(options.folder) + "/bareloop";
         arguments = QStringList{QString::number(period), QString::number(seconds)};

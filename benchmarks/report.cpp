@@ -143,8 +143,10 @@ void printHead(const Run& run) {
         "%s, kernel %s\n%s\n%s, commit %s\n%s, load at the start %s\n", run.machine.c_str(), run.kernel.c_str(),
         run.processor.c_str(), run.date.c_str(), run.commit.c_str(), run.scheduling.c_str(),
         run.load.size() == 3 ? formatted("%.2f %.2f %.2f", run.load[0], run.load[1], run.load[2]).c_str() : "?");
-    std::printf("Minimum, median and maximum of %d rounds; a goal is held against the median.%s\n", run.repeats,
-                run.repeats < 5 ? " So few rounds tell little of the spread." : "");
+    std::printf(
+        "Minimum, median and maximum of %d rounds; a goal is held against the median, of rare events against the "
+        "sum.%s\n",
+        run.repeats, run.repeats < 5 ? " So few rounds tell little of the spread." : "");
 }
 
 void printRow(const Value& value) {
@@ -263,6 +265,8 @@ std::string shortSpread(const Value& value) {
     if (!value.measured())
         return "not measured: " + value.why;
     std::string text = formatted("%.4g (%.4g to %.4g)", value.median(), value.minimum(), value.maximum());
+    if (value.aim.of == Aim::Of::Sum)
+        text += formatted(", together %.4g", value.judged());
     return value.unit.empty() ? text : text + ' ' + value.unit;
 }
 
@@ -272,7 +276,11 @@ std::string sectionOf(const Run& run) {
         << run.commit << "; " << run.scheduling;
     if (run.load.size() == 3)
         out << "; load at the start " << formatted("%.2f, %.2f, %.2f", run.load[0], run.load[1], run.load[2]);
-    out << ".\n" << run.repeats << " rounds. Each value is a median, with the smallest and the largest beside it.\n";
+    out << ".\n"
+        << run.repeats
+        << " rounds. Each value is a median, with the smallest and the largest beside it; goals are held against it, "
+           "or against "
+           "the sum where they say so.\n";
     out << "\n| Goal of | Value | Measured | Goal | |\n|---|---|---|---|---|\n";
     for (const Figure& figure : run.figures) {
         for (const Value& value : figure.values) {
