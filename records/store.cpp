@@ -3,8 +3,8 @@
 #include "store.h"
 
 #include <malloc.h>
+#include <openssl/sha.h>
 
-#include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -137,7 +137,11 @@ QString conditionOf(const Choice& choice, QVariantList& bound) {
 }  // namespace
 
 QString digestOf(const QByteArray& bytes) {
-    return QString::fromLatin1(QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex());
+    // The toolkit's own takes a fifth of the time in which a report is read and packed.
+    QByteArray digest(SHA256_DIGEST_LENGTH, Qt::Uninitialized);
+    SHA256(reinterpret_cast<const unsigned char*>(bytes.constData()), static_cast<std::size_t>(bytes.size()),
+           reinterpret_cast<unsigned char*>(digest.data()));
+    return QString::fromLatin1(digest.toHex());
 }
 
 QString storeNamed(const QString& wanted) {
@@ -352,6 +356,9 @@ void Store::addAll(const std::function<bool(QByteArray&)>& next,
                    const std::function<void(const Prepared&, bool)>& done) {
     // Packing takes and gives back a quarter of a MiB each time, which the system would have to clear anew.
     mallopt(M_TRIM_THRESHOLD, kKeptMemory);
+    // Else each date has the system look whether the time zone is another one by now.
+    if (!qEnvironmentVariableIsSet("TZ"))
+        qputenv("TZ", ":/etc/localtime");
     std::future<Block> coming = prepareNext(next);
     for (Block block = coming.get(); !block.empty(); block = coming.get()) {
         coming = prepareNext(next);

@@ -116,20 +116,23 @@ Form formOf(Items items) {
     return form;
 }
 
+std::vector<Form> madeForms() {
+    std::vector<Form> made;
+    for (int bits = 0; bits < 32; ++bits) {
+        report::Subject subject;
+        subject.gimbal = bits & 1;
+        subject.sixDof = bits & 2;
+        subject.automatic = bits & 4;
+        subject.extraSwitches = bits & 8;
+        subject.port = bits & 16;
+        made.push_back(formOf(report::itemsOf(REPORTFIELDS{}, subject)));
+    }
+    return made;
+}
+
+/// Of this thread: of texts that threads share they would count the references together, and wait for each other.
 const std::vector<Form>& forms() {
-    static const std::vector<Form> all = [] {
-        std::vector<Form> made;
-        for (int bits = 0; bits < 32; ++bits) {
-            report::Subject subject;
-            subject.gimbal = bits & 1;
-            subject.sixDof = bits & 2;
-            subject.automatic = bits & 4;
-            subject.extraSwitches = bits & 8;
-            subject.port = bits & 16;
-            made.push_back(formOf(report::itemsOf(REPORTFIELDS{}, subject)));
-        }
-        return made;
-    }();
+    static thread_local const std::vector<Form> all = madeForms();
     return all;
 }
 
@@ -241,8 +244,33 @@ bool isLabelText(const QString& text) {
            && !text.startsWith(QChar(QChar::ByteOrderSwapped));
 }
 
+/// A date with an English month, as "November-26-2026  08-05-00-PM"; invalid for any other. The toolkit's own reading
+/// takes ten times as long, in which threads wait for each other.
+QDateTime englishMoment(const QString& date) {
+    static const QStringList months{"January", "February", "March",     "April",   "May",      "June",
+                                    "July",    "August",   "September", "October", "November", "December"};
+    static const QByteArray form = "-00-0000  00-00-00-?M";
+    const int end = date.indexOf('-'), month = months.indexOf(date.left(end)) + 1;
+    const QByteArray rest = date.mid(end).toLatin1();
+    if (end < 0 || month == 0 || rest.size() != form.size())
+        return {};
+    for (int i = 0; i < form.size(); ++i)
+        if (form[i] == '0' ? rest[i] < '0' || rest[i] > '9' : form[i] != rest[i] && form[i] != '?')
+            return {};
+    const auto number = [&rest](int at, int digits) { return rest.mid(at, digits).toInt(); };
+    const int hour = number(10, 2);
+    const char half = rest[19];
+    if (hour < 1 || hour > 12 || (half != 'A' && half != 'P'))
+        return {};
+    return {QDate(number(4, 4), month, number(1, 2)),
+            QTime(hour % 12 + (half == 'P' ? 12 : 0), number(13, 2), number(16, 2))};
+}
+
 /// Local time; the writer's language may be this computer's or English.
 QDateTime momentOf(const QString& date) {
+    const QDateTime english = englishMoment(date);
+    if (english.isValid())
+        return english;
     for (const QLocale& locale : {QLocale::c(), QLocale()}) {
         const QDateTime moment = locale.toDateTime(date, "MMMM-dd-yyyy  hh-mm-ss-AP");
         if (moment.isValid())

@@ -1,7 +1,7 @@
 # Debian packages of the build, and how they are installed where they are missing. Sourced by ./run and ./test.
 
 build_packages=(g++ cmake ninja-build qtbase5-dev libgl-dev libglu1-mesa-dev libgl1-mesa-dri libeigen3-dev
-                nlohmann-json3-dev libxcb1-dev libqt5sql5-sqlite libqt5sql5-psql
+                nlohmann-json3-dev libxcb1-dev libqt5sql5-sqlite libqt5sql5-psql libssl-dev
                 xvfb xauth fonts-dejavu-core fonts-liberation)
 test_packages=(postgresql)
 benchmark_packages=(rt-tests)   # cyclictest, beside which the loop's lateness is judged
