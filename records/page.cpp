@@ -96,17 +96,27 @@ public:
 private:
     void countRuns();
     void takeWeek(const QSqlQuery& row);
+    /// In the order of their index, and apart those whose date cannot be read: they are first where there is no other.
     void countFirstRuns() {
+        countFirst("tested_at IS NOT NULL");
+        countFirst(
+            "tested_at IS NULL AND NOT EXISTS (SELECT 1 FROM runs AS dated WHERE dated.serial = runs.serial AND "
+            "dated.tested_at IS NOT NULL)");
+    }
+    void countFirst(const QString& among) {
         const QString inner =
             QString(
                 "SELECT week, count(*), sum(pass) FROM (SELECT %1 AS week, pass, row_number() OVER (PARTITION BY "
-                "serial ORDER BY coalesce(tested_at, stored_at), id) AS nth FROM runs")
+                "serial ORDER BY tested_at, id) AS nth FROM runs")
                 .arg(kWeekOf);
-        store_.rows(inner, choice_, kUsable + ") AS ordered WHERE nth = 1 GROUP BY week", [this](const QSqlQuery& row) {
-            firsts_[row.value(0).toLongLong()] = {row.value(1).toDouble(), row.value(2).toDouble()};
-            first_.runs += row.value(1).toDouble();
-            first_.passes += row.value(2).toDouble();
-        });
+        store_.rows(inner, choice_, kUsable + " AND " + among + ") AS ordered WHERE nth = 1 GROUP BY week",
+                    [this](const QSqlQuery& row) {
+                        Tally& week = firsts_[row.value(0).toLongLong()];
+                        for (Tally* tally : {&week, &first_}) {
+                            tally->runs += row.value(1).toDouble();
+                            tally->passes += row.value(2).toDouble();
+                        }
+                    });
     }
 
     void begin();
@@ -256,28 +266,31 @@ void Page::addRuns(const Line& line, std::vector<Chart>& charts) {
 
 /// Yields and spans in one go through the runs, which is what takes time.
 void Page::countRuns() {
-    QStringList columns{kWeekOf, "model", "interface", "count(*)", "sum(pass)"};
+    QStringList columns{kWeekOf, "model", "interface", "understood", "count(*)", "sum(pass)"};
     for (int i = 0; i < 2 * kAxes; ++i) {
         const QString name = quantityName(i < kAxes ? Quantity::Counts : Quantity::Dac, i % kAxes).replace('-', '_');
         for (const char* of : i < kAxes ? kOfCounts : kOfDac)
             columns << QString("%1(%2_high - %2_low)").arg(QLatin1String(of), name);
     }
-    store_.rows("SELECT " + columns.join(", ") + " FROM runs", choice_, kUsable + " GROUP BY 1, 2, 3 ORDER BY 1",
-                [this](const QSqlQuery& row) { takeWeek(row); });
-    store_.rows("SELECT count(*) FROM runs", choice_, "understood = 0",
-                [this](const QSqlQuery& row) { notUnderstood_ = row.value(0).toLongLong(); });
+    store_.rows("SELECT " + columns.join(", ") + " FROM runs", choice_, "1 = 1 GROUP BY 1, 2, 3, 4 ORDER BY 1",
+                [this](const QSqlQuery& row) {
+                    if (row.value(3).toInt() != 0)
+                        takeWeek(row);
+                    else
+                        notUnderstood_ += row.value(4).toLongLong();
+                });
 }
 
 void Page::takeWeek(const QSqlQuery& row) {
     const qint64 week = row.value(0).toLongLong();
     const Line line{row.value(1).toString(), row.value(2).toString()};
     for (Tally* each : {&weeks_[week], &all_, &lines_[line]}) {
-        each->runs += row.value(3).toDouble();
-        each->passes += row.value(4).toDouble();
+        each->runs += row.value(4).toDouble();
+        each->passes += row.value(5).toDouble();
     }
     std::vector<Chart>& charts = weekly_[line];
     charts.resize(2 * kAxes);
-    int at = 5;
+    int at = 6;
     for (int i = 0; i < 2 * kAxes; ++i) {
         const bool counts = i < kAxes;
         const QVariant mean = row.value(at), least = row.value(counts ? at + 1 : at),

@@ -64,7 +64,11 @@ private slots:
 
     void readsWhatIsPrinted() {
         for (unsigned number = 0; number < 96; ++number) {
-            const Made made(number);
+            Made made(number);
+            const int day = static_cast<int>(number);
+            const QDateTime when(QDate(2026, 1 + day % 12, 1 + day % 28), QTime(day % 24, 8));
+            made.subject.date = QLocale::c().toString(when, "MMMM-dd-yyyy  hh-mm-ss-AP");
+            made.print();
             const Reading reading = readReport(made.text + "A note.\n\tAnd another.");
             QVERIFY2(reading.report, qPrintable(reading.why));
             const UnderstoodReport& read = *reading.report;
@@ -72,7 +76,7 @@ private slots:
             QVERIFY(read.serial == "S-1" && read.operatorName == made.subject.operatorName);
             QVERIFY(read.model == made.subject.model && read.interfaceName == "USB port" && read.device == "Arm");
             QCOMPARE(read.comments, QString("A note.\n\tAnd another."));
-            QCOMPARE(read.testedAt, QDateTime(QDate(2026, 1, 1), QTime(8, 0)).addSecs(60 * number));
+            QCOMPARE(read.testedAt, when);
             QCOMPARE(read.pass, report::passes(made.items));
             QCOMPARE(read.failed().isEmpty(), read.pass);
             for (std::size_t axis = 0; axis < 6; ++axis) {
