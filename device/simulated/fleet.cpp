@@ -17,7 +17,7 @@ namespace {
 
 using nlohmann::json;
 
-constexpr std::size_t kLargestFile = 1024 * 1024;
+constexpr std::size_t kLargestFleetFile = 1024 * 1024;
 constexpr std::size_t kLongestName = sizeof(CTHARLeNDevice::m_szName) - 1;
 constexpr std::size_t kLongestSerial = 64;
 
@@ -209,12 +209,12 @@ Fleet loadFleet() {
     if (home.empty())
         return fleet;
     try {
-        const foreign::FileText file = foreign::readFile(path, kLargestFile);
+        const foreign::FileText file = foreign::readFile(path, kLargestFleetFile);
         if (!file.why.empty())
             throw std::runtime_error(file.why);
         if (!file.there)
             return fleet;
-        if (file.text.size() > kLargestFile)
+        if (file.text.size() > kLargestFleetFile)
             throw std::runtime_error("is larger than 1 MiB");
         fleet.devices = readDevices(file.text);
         fleet.source = path;
