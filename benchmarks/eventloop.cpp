@@ -5,6 +5,7 @@
 #include <QEventLoop>
 #include <QMainWindow>
 #include <QTimer>
+#include <optional>
 #include <utility>
 
 #include "device/simulated/armcontrol.h"
@@ -107,8 +108,9 @@ void goTo(qtTharlenTest& window, const Tab& tab) {
         window.ui.hapticRate_startButton->click();
 }
 
-/// The device is opened on "Select", which is then left where another tab is asked for.
-Held heldOn(const Tab& tab, int milliseconds) {
+/// The device is opened on "Select", which is then left where another tab is asked for. `page`: the row of the list of
+/// engineering pages, or the one that shows at first.
+Held heldOn(const Tab& tab, std::optional<int> page, int milliseconds) {
     constexpr int kCorvale = 4;  // place in the fleet
     armcontrol::resetArm();
     resetProcessState();
@@ -122,11 +124,13 @@ Held heldOn(const Tab& tab, int milliseconds) {
     spend(300);
     StallMeter meter;
     goTo(window, tab);
+    if (page)
+        ui.listWidget->setCurrentRow(*page);
     spend(kSettle);
     std::vector<double> entering = meter.take();
     Held held = heldWhileMoving(meter, milliseconds);
     held.entering = std::move(entering);
-    if (ui.tabWidget->currentWidget() != ui.*tab.page)
+    if (ui.tabWidget->currentWidget() != ui.*tab.page || (page && ui.listWidget->currentRow() != *page))
         held.why = "the tab could not be entered";
     return held;
 }
@@ -152,20 +156,39 @@ void spend(int milliseconds) {
 }
 
 void measureStalls(Table& table, const Options& options) {
+    struct Place {
+        const Tab* tab;
+        std::optional<int> page;
+        std::string name;
+    };
+    static const std::vector<Place> places = [] {
+        const qtTharlenTest model;
+        std::vector<Place> all;
+        for (const Tab& tab : Tab::all) {
+            if (tab.modes != Tab::kPerformance) {
+                all.push_back({&tab, std::nullopt, tab.title});
+                continue;
+            }
+            for (int row = 0; row < model.ui.listWidget->count(); ++row)
+                all.push_back({&tab, row, model.ui.listWidget->item(row)->text().toStdString()});
+        }
+        return all;
+    }();
     const int milliseconds = options.seconds > 0 ? 1000 * options.seconds : 1500;
     int pair = options.round;
-    for (const Tab& tab : Tab::all) {
+    for (const Place& place : places) {
         Held window, bare;
         inTurn(
-            pair++, [&] { window = heldOn(tab, milliseconds); }, [&] { bare = heldBare(milliseconds); });
-        Figure& figure = table.figure(std::string("event loop held, ") + tab.title, "loop at 1000 Hz, hand moving");
+            pair++, [&] { window = heldOn(*place.tab, place.page, milliseconds); },
+            [&] { bare = heldBare(milliseconds); });
+        Figure& figure = table.figure("event loop held, " + place.name, "loop at 1000 Hz, hand moving");
         for (const auto& [name, share] : {std::pair("p99.9", 0.999), {"largest", 1.0}}) {
             const Reading ours = stretch(window, share), theirs = stretch(bare, share);
             figure.add(name, "ms", ours);
             figure.add(std::string(name) + ", bare window", "ms", theirs);
             figure.add(std::string(name) + ", window / bare", "", ours / theirs, atMost(1.2));
         }
-        figure.add("largest as the tab is entered", "ms", percentile(window.entering, 1));
+        figure.add("largest as it is entered", "ms", percentile(window.entering, 1));
     }
 }
 
