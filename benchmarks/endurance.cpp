@@ -2,8 +2,6 @@
 // each line that has a route (or the devices named) for H simulated hours, 8 by default. Prints a row a device;
 // with --trace, writes set point, encoder and command of each axis, tick by tick, from the start to the end of the
 // first round.
-#include <unistd.h>
-
 #include <QApplication>
 #include <QDir>
 #include <QElapsedTimer>
@@ -19,6 +17,7 @@
 #include "gestures.h"
 #include "modellines.h"
 #include "qttharlentest.h"
+#include "residentmemory.h"
 #include "servostate.h"
 
 namespace {
@@ -38,13 +37,6 @@ struct Outcome {
     double residentStart = 0, residentEnd = 0, hottest = 0, realSeconds = 0;
     long worstError = 0;
 };
-
-double residentMegabytes() {
-    std::ifstream file("/proc/self/statm");
-    long size = 0, resident = 0;
-    file >> size >> resident;
-    return 1e-6 * static_cast<double>(resident) * static_cast<double>(sysconf(_SC_PAGESIZE));
-}
 
 bool readArguments(int argc, char** argv, Arguments& arguments) {
     std::vector<std::string> devices;

@@ -1,25 +1,12 @@
 // How fast the arm runs when it is stepped, and what use of it does to memory.
-#include <unistd.h>
-
 #include <chrono>
-#include <fstream>
 
 #include "device/simulated/armcontrol.h"
 #include "flowtime.h"
 #include "qttharlentest.h"
+#include "residentmemory.h"
 #include "servostate.h"
 #include "topics.h"
-
-namespace {
-
-Reading residentMegabytes() {
-    long all = 0, resident = 0;
-    if (!(std::ifstream("/proc/self/statm") >> all >> resident))
-        return Reading::none("/proc/self/statm cannot be read");
-    return static_cast<double>(resident) * static_cast<double>(sysconf(_SC_PAGESIZE)) / 1e6;
-}
-
-}  // namespace
 
 void measureStepped(Table& table, const Options&) {
     armcontrol::resetArm();

@@ -1,31 +1,23 @@
 // workspacerecord MINUTES SECONDS: as many lines of the workspace record as so many minutes leave, written without
 // waiting; then the record goes on in real time for so many seconds, its page hidden and then shown. Prints lines per
 // millisecond of record, how long the event loop came round late, and the memory of a line.
-#include <unistd.h>
-
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QTextDocument>
 #include <QTimer>
 #include <cstdio>
-#include <fstream>
+#include <cstdlib>
 
 #include "device/simulated/armcontrol.h"
 #include "figures.h"
 #include "qttharlentest.h"
+#include "residentmemory.h"
 #include "tabs.h"
 
 namespace {
 
 constexpr int kLook = 5;  // ms between two looks at how late the event loop is
-
-double residentMegabytes() {
-    std::ifstream file("/proc/self/statm");
-    long size = 0, resident = 0;
-    file >> size >> resident;
-    return 1e-6 * static_cast<double>(resident) * static_cast<double>(sysconf(_SC_PAGESIZE));
-}
 
 void record(qtTharlenTest& window, const char* page, int seconds) {
     std::vector<double> late;  // ms

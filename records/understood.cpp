@@ -42,9 +42,8 @@ struct FormLine {
 };
 
 struct Form {
-    Items items;                 ///< with neither values nor what was found
-    std::vector<QString> names;  ///< of the items, see UnderstoodReport
-    std::vector<int> axes;       ///< 0 to 5, of the items; -1 for those of no axis
+    Items items;            ///< with neither values nor what was found
+    std::vector<int> axes;  ///< 0 to 5, of the items; -1 for those of no axis
     std::vector<FormLine> lines;
 };
 
@@ -98,10 +97,8 @@ Form formOf(Items items) {
     report::printText(stream, items);
     stream.flush();
     Form form;
-    for (std::size_t i = 0; i < items.size(); ++i) {
+    for (std::size_t i = 0; i < items.size(); ++i)
         form.axes.push_back(isAxis(items[i]) ? axisAhead(items, i) : -1);
-        form.names.push_back(nameOf(items[i], form.axes[i]));
-    }
     form.items = std::move(items);
     std::size_t next = 0;
     for (const QByteArray& printed : text.chopped(1).split('\n')) {
@@ -134,6 +131,20 @@ std::vector<Form> madeForms() {
 const std::vector<Form>& forms() {
     static thread_local const std::vector<Form> all = madeForms();
     return all;
+}
+
+/// Of the items of a form of this thread; they outlive it, see UnderstoodReport.
+const std::vector<QString>& namesOf(const Form& form) {
+    static const std::vector<std::vector<QString>> all = [] {
+        std::vector<std::vector<QString>> named;
+        for (const Form& each : forms()) {
+            std::vector<QString>& names = named.emplace_back();
+            for (std::size_t i = 0; i < each.items.size(); ++i)
+                names.push_back(nameOf(each.items[i], each.axes[i]));
+        }
+        return named;
+    }();
+    return all[static_cast<std::size_t>(&form - forms().data())];
 }
 
 /// A part of the bytes.
@@ -317,7 +328,7 @@ Reading readReport(const QByteArray& bytes) {
                     : QString("it has no end")};
     UnderstoodReport report;
     report.items = form->items;
-    report.itemNames = &form->names;
+    report.itemNames = &namesOf(*form);
     for (std::size_t i = 0; i < report.items.size(); ++i) {
         Item& item = report.items[i];
         item.verdict = filled.verdicts[i];
