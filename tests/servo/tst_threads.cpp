@@ -1,5 +1,7 @@
 // The window and the servo thread at work together: real loop, real event loop, every tab and page, so that a
 // sanitizer sees what they share; and the hand-over types alone. Counts ticks; judges no timing.
+#include <QThread>
+
 #include <functional>
 #include <thread>
 
