@@ -16,7 +16,7 @@
 
 namespace {
 
-constexpr int kAtOnce = 6;
+constexpr int kAtOnce = 10;
 constexpr int kLongest = 600000;  ///< ms of all runs
 const QStringList kDevice = {"--device", "Default Device"};
 const QStringList kPerson = kDevice + QStringList{"--person"};
