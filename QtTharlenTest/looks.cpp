@@ -12,9 +12,12 @@
 #include <QScrollArea>
 #include <QScrollBar>
 #include <QSlider>
+#include <QStackedWidget>
 #include <QTabBar>
 #include <QTabWidget>
 #include <algorithm>
+#include <array>
+#include <utility>
 
 #include "qttharlentest.h"
 
@@ -30,6 +33,29 @@ public:
         const int usual = QProxyStyle::pixelMetric(metric, option, widget);
         return metric == PM_TabBarTabHSpace ? std::min(usual, kTabRoom) : usual;
     }
+};
+
+class SettledTabs : public QObject {
+public:
+    explicit SettledTabs(QTabWidget& tabs)
+        : QObject(&tabs), m_tabs(tabs), m_pages(*tabs.findChild<QStackedWidget*>("qt_tabwidget_stackedwidget")) {
+        tabs.installEventFilter(this);
+    }
+
+protected:
+    bool eventFilter(QObject* tabs, QEvent* event) override {
+        if (event->type() != QEvent::LayoutRequest)
+            return QObject::eventFilter(tabs, event);
+        const Room asked{m_pages.minimumSizeHint(), m_pages.sizeHint(), m_tabs.tabBar()->minimumSizeHint(),
+                         m_tabs.tabBar()->sizeHint()};
+        return std::exchange(m_asked, asked) == asked;
+    }
+
+private:
+    using Room = std::array<QSize, 4>;
+    QTabWidget& m_tabs;
+    QStackedWidget& m_pages;
+    Room m_asked;
 };
 
 /// Lies over its parent and shows only while that has the keyboard.
@@ -87,6 +113,8 @@ void narrowTabs(QTabWidget& tabs) {
     style->setParent(&tabs);
     tabs.tabBar()->setStyle(style);
 }
+
+void settleTabs(QTabWidget& tabs) { new SettledTabs(tabs); }
 
 void frameFocus(QWidget& widget) { new FocusRing(widget); }
 

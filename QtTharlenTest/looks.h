@@ -11,6 +11,11 @@ void makeForm(qtTharlenTest& window);
 /// Less room beside a tab's text, so that the eight tabs of the user mode fit the window's usual width.
 void narrowTabs(QTabWidget& tabs);
 
+/// A read-out whose text changes asks the layouts around it for room, up to the window, whether it needs another or
+/// not, and the toolkit then paints the whole of the tabs anew: 50 times a second on some. It ends at the tabs where
+/// neither their pages together nor the bar ask for more or less than before.
+void settleTabs(QTabWidget& tabs);
+
 /// A frame while the widget has the keyboard: for one whose picture hides the style's own.
 void frameFocus(QWidget& widget);
 

@@ -73,6 +73,7 @@ qtTharlenTest::qtTharlenTest(QWidget* parent, Qt::WindowFlags flags) : QMainWind
     connect(pinchKey, &QShortcut::activated, this, [this] { pressPinchByKey(*this); });
     ui.frame11->hide();
     narrowTabs(*ui.tabWidget);
+    settleTabs(*ui.tabWidget);
     frameFocus(*ui.back_button);
     frameFocus(*ui.next_button);
     numAccumErrors = 0;

@@ -66,6 +66,31 @@ private slots:
         QCOMPARE(slider->value(), 0);
     }
 
+    // Where the page finds the room it has enough, nothing around it is laid out and painted anew; where not, the
+    // tabs are.
+    void aReadOutAsksNoFurtherThanItNeeds() {
+        struct Paints : QObject {
+            int count = 0;
+            bool eventFilter(QObject*, QEvent* event) override {
+                count += event->type() == QEvent::Paint;
+                return false;
+            }
+        } paints;
+        ui().tabWidget->addTab(ui().tab_3, "Read Encoder");
+        ui().tabWidget->setCurrentWidget(ui().tab_3);
+        window->show();
+        QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+        QCoreApplication::processEvents();
+        ui().tabWidget->tabBar()->installEventFilter(&paints);
+        for (const char* text : {"-1200", "7", "-31000"}) {
+            ui().encoder_X->setText(text);
+            QCoreApplication::processEvents();
+        }
+        QCOMPARE(paints.count, 0);
+        ui().encoder_X_caption->setText(QString(200, '9'));
+        QTRY_VERIFY(paints.count > 0);
+    }
+
     void everyImageCanBeRead() {
         const QDir images(":/qtTharlenTest/Resources");
         QCOMPARE(images.entryList(QDir::Files).size(), 38);
