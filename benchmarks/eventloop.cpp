@@ -6,6 +6,7 @@
 #include <QMainWindow>
 #include <QTimer>
 #include <optional>
+#include <stdexcept>
 #include <utility>
 
 #include "device/simulated/armcontrol.h"
@@ -177,6 +178,8 @@ void measureStalls(Table& table, const Options& options) {
     const int milliseconds = options.seconds > 0 ? 1000 * options.seconds : 1500;
     int pair = options.round;
     for (const Place& place : places) {
+        if (place.name.find(options.place) == std::string::npos)
+            continue;
         Held window, bare;
         inTurn(
             pair++, [&] { window = heldOn(*place.tab, place.page, milliseconds); },
@@ -190,6 +193,8 @@ void measureStalls(Table& table, const Options& options) {
         }
         figure.add("largest as it is entered", "ms", percentile(window.entering, 1));
     }
+    if (pair == options.round)
+        throw std::runtime_error("No tab and no page has \"" + options.place + "\" in its name.");
 }
 
 // As a hand on the mouse: what lies between two looks at the pointer is passed over, also where looking is late.

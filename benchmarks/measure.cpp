@@ -42,7 +42,7 @@ struct WrongUse : std::runtime_error {
 };
 
 struct Asked {
-    std::string only, from, against, page, file;
+    std::string only, place, from, against, page, file;
     int repeats = 5, seconds = 0;
 };
 
@@ -73,6 +73,7 @@ Asked askedFor(int argc, char** argv, const std::string& ownFile) {
     parser.addOption({"only", "Measures one topic.", "topic"});
     parser.addOption({"repeats", "Rounds of which minimum, median and maximum are told (5).", "N", "5"});
     parser.addOption({"seconds", "Length of each timed turn; without it each topic takes its own.", "N"});
+    parser.addOption({"place", "Of the topic stalls the tabs and pages with this in their name.", "text"});
     parser.addOption({"from", "Measures nothing and takes the figures of a file.", "file.json"});
     parser.addOption({"against", "Tells what got better or worse than in an earlier file.", "old.json"});
     parser.addOption({"write-docs", "Writes the figures between the markers of a page.", "page.md"});
@@ -93,6 +94,7 @@ Asked askedFor(int argc, char** argv, const std::string& ownFile) {
 
     Asked asked;
     asked.only = parser.value("only").toStdString();
+    asked.place = parser.value("place").toStdString();
     asked.from = parser.value("from").toStdString();
     asked.against = parser.value("against").toStdString();
     asked.page = parser.value("write-docs").toStdString();
@@ -125,7 +127,7 @@ void takeRounds(Table& table, const Asked& asked, const std::string& folder, boo
                 continue;
             }
             std::fprintf(stderr, "round %d of %d: %s\n", round + 1, asked.repeats, topic.name);
-            topic.measure(table, {round, asked.seconds, folder});
+            topic.measure(table, {round, asked.seconds, folder, asked.place});
             armcontrol::resetArm();
         }
     }

@@ -13,6 +13,7 @@ struct Options {
     int round = 0;       ///< from 0; pairs change their order with it
     int seconds = 0;     ///< of a timed turn, 0 where the topic takes its own
     std::string folder;  ///< of the programs that are run
+    std::string place;   ///< of the tabs and pages only those with this in their name; empty for all
 
     int turn(int ownSeconds) const { return seconds > 0 ? seconds : ownSeconds; }
 };
@@ -21,7 +22,8 @@ struct Options {
 void measureTickCost(Table& table, const Options& options);
 /// Cost of one call of each slot that a timer calls, on its tab with the arm moving. The loop is stepped.
 void measureSlots(Table& table, const Options& options);
-/// The longest the event loop is held on each tab, beside a bare window with one scene.
+/// The longest the event loop is held on each tab, beside a bare window with one scene. Throws std::runtime_error where
+/// no place has the name that is asked for.
 void measureStalls(Table& table, const Options& options);
 /// The longest it is held while a slider is drawn from end to end and the amplifiers do not follow.
 void measureSlider(Table& table, const Options& options);
