@@ -1,12 +1,13 @@
 // The "Workspace Test" page: positions as lines of text, a millisecond apart as far as painting leaves the time.
 // The browser is the whole record; it goes on when the page is left, and "Record interval" is not read. The form
-// lets no line wrap: each change of the browser's width would lay out all of them anew. Painting a window with
-// scenes takes milliseconds, which at each line would lose most of them: lines are painted some at a time, and at once
-// where the browser comes up or changes its size.
+// lets no line wrap, and RecordLayout takes each where its number says. Painting a window with scenes takes
+// milliseconds, which at each line would lose most of them: lines are painted some at a time, and at once where the
+// browser comes up or changes its size.
 #include <QListWidget>
 
 #include "handon.h"
 #include "pages/pages.h"
+#include "pages/recordlayout.h"
 #include "qttharlentest.h"
 #include "servostate.h"
 
@@ -25,6 +26,7 @@ public:
         auto* const filter = new PaintAtOnce(browser);
         filter->setObjectName("paintAtOnce");
         browser->installEventFilter(filter);
+        browser->document()->setDocumentLayout(new RecordLayout(browser->document()));
     }
     bool eventFilter(QObject* watched, QEvent* event) override {
         auto* const browser = static_cast<QTextBrowser*>(watched);

@@ -1,7 +1,9 @@
 // The pages of the last tab against the stand-in: typed commands, records, loads, plots.
 #include <QGraphicsLineItem>
 #include <QGraphicsTextItem>
+#include <QScrollBar>
 #include <QSignalSpy>
+#include <set>
 
 #include "standinwindow.h"
 
@@ -192,6 +194,57 @@ private slots:
         QVERIFY(ui().textBrowser_2->toPlainText().endsWith("40.500000 \t33.500000 \t26.500000"));
         window.reset();
         QVERIFY(!resolutionTestTimer && !posRecordTimer);
+    }
+
+    // Forty million pixels down, which are more than an hour's: lines are painted, found under the mouse and selected.
+    void aLongRecordCanBeReadToItsEnd() {
+        go("Performance Testing");
+        page("Workspace Test");
+        window->show();
+        ui().startRecord->click();
+        posRecordTimer->stop();
+        QTextBrowser& record = *ui().textBrowser_2;
+        QFont large = record.font();
+        large.setPixelSize(1000);
+        record.setFont(large);
+        record.setPlainText(QString("8\n").repeated(40000));
+        record.append("88");
+        QCoreApplication::processEvents();
+        const int height = record.document()->size().toSize().height(), last = record.document()->blockCount() - 1;
+        QVERIFY(height > 40000000);
+        QCOMPARE(record.verticalScrollBar()->maximum(), height - record.viewport()->height());
+        QCOMPARE(record.cursorForPosition(QPoint(0, 20)).blockNumber(), 0);
+        record.verticalScrollBar()->setValue(height);
+        const auto colours = [&record] {
+            const QImage image = record.viewport()->grab().toImage();
+            std::set<QRgb> found;
+            for (int y = 0; y < image.height(); ++y)
+                for (int x = 0; x < image.width(); ++x)
+                    found.insert(image.pixel(x, y));
+            return found;
+        };
+        const QPalette& palette = record.palette();
+        QVERIFY(colours().count(palette.color(QPalette::Text).rgb()));
+        QVERIFY(!colours().count(palette.color(QPalette::Highlight).rgb()));
+        const QPoint corner = record.viewport()->rect().bottomLeft();
+        QTextCursor cursor = record.cursorForPosition(corner - QPoint(0, 5));
+        QCOMPARE(cursor.blockNumber(), last);
+        QVERIFY(cursor.atBlockStart());
+        cursor.movePosition(QTextCursor::EndOfLine, QTextCursor::KeepAnchor);
+        QCOMPARE(cursor.selectedText(), QString("88"));
+        record.setTextCursor(cursor);
+        record.verticalScrollBar()->setValue(height);
+        QVERIFY(colours().count(palette.color(QPalette::Highlight).rgb()));
+
+        const double two = record.document()->size().width();
+        record.append("8888");
+        for (int i = 0; i < 2; ++i)
+            record.append("8");
+        QVERIFY(record.document()->size().width() > two + 900);
+        record.resize(record.width() / 2, record.height());
+        QVERIFY(record.document()->size().width() > two + 900);
+        record.clear();
+        QVERIFY(record.document()->size().width() < 20);
     }
 
     // The plot, which no control reaches, joins every third sample to the one after next.
