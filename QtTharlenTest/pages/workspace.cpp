@@ -1,8 +1,8 @@
 // The "Workspace Test" page: positions as lines of text, a millisecond apart as far as painting leaves the time.
-// The browser is the whole record; it goes on when the page is left, and "Record interval" is not read. The form
-// lets no line wrap, and RecordLayout takes each where its number says. Painting a window with scenes takes
-// milliseconds, which at each line would lose most of them: lines are painted some at a time, and at once where the
-// browser comes up or changes its size.
+// The browser is the whole record; it goes on when the page is left, and "Record interval" is not read. No line wraps,
+// and RecordLayout takes each where its number says. Painting a window with scenes takes milliseconds, which at each
+// line would lose most of them: lines are painted some at a time, and at once where the browser comes up or changes its
+// size.
 #include <QListWidget>
 
 #include "handon.h"
