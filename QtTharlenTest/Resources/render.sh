@@ -1,8 +1,8 @@
 #!/bin/bash
 # Renders every picture of this folder from its source in svg/.
 #
-# Needs the Debian packages librsvg2-bin (rsvg-convert), icoutils (icotool) and
-# imagemagick (for the .bmp and .jpg only). No font is needed: all lettering in
+# Needs the Debian packages librsvg2-bin (rsvg-convert), icoutils (icotool),
+# pngquant and imagemagick (for the .bmp and .jpg only). No font is needed: all lettering in
 # the sources is drawn as strokes. With the same tool versions the output is the
 # same bytes on every run.
 set -euo pipefail
@@ -69,3 +69,7 @@ png 640 480 cartesian_space "$work/axes.png"
 "$im" "$work/axes.png" -alpha off -strip -sampling-factor 1x1 -quality 88 cartesian_space.jpg
 png 600 360 Splash_Nolva "$work/splash.png"
 "$im" "$work/splash.png" -alpha off -strip -type TrueColor BMP3:Splash_Nolva.bmp
+
+# At most 256 colours each, with their shades of transparency: not to be told apart, and a third of the bytes for the
+# application to unpack as it starts.
+pngquant --force --ext .png --speed 1 --nofs --quality 90-100 256 -- *.png
