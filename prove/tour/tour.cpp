@@ -24,8 +24,14 @@ int Tour::run() {
             break;
         walk(device);
     }
-    if (FlowTime::cancelled())
-        m_book.close("The tour was broken off here.");
+    QString end = FlowTime::cancelled() ? "The tour was broken off here. " : "";
+    if (!m_plan.stepped)
+        end += QString("Of the servo loop's periods %1 had their tick and %2 went by without.")
+                   .arg(m_ticks)
+                   .arg(m_lostTicks);
+    m_book.close(end);
+    if (!m_plan.stepped)
+        std::printf("%s\n", qPrintable(end));
     if (!m_book.write(m_plan.folder))
         return -1;
     return m_book.failures() + (FlowTime::cancelled() ? 1 : 0);
@@ -49,6 +55,9 @@ void Tour::walk(const QString& device) {
         walkManufacturing();
     else
         walkPages();
+    const armcontrol::State loop = armcontrol::state();
+    m_ticks += loop.ticks;
+    m_lostTicks += loop.lateTicks;
     m_person.reset();
     m_time.reset();
     m_session.reset();

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <QString>
+#include <cstdint>
 #include <functional>
 #include <memory>
 
@@ -49,4 +50,5 @@ private:
     std::unique_ptr<BenchSession> m_session;
     std::unique_ptr<FlowTime> m_time;
     std::unique_ptr<Operator> m_person;
+    std::uint64_t m_ticks = 0, m_lostTicks = 0;  // of the servo loop, in real time
 };
