@@ -95,6 +95,8 @@ Asked askedFor(int argc, char** argv, const std::string& ownFile) {
     Asked asked;
     asked.only = parser.value("only").toStdString();
     asked.place = parser.value("place").toStdString();
+    if (!asked.place.empty() && asked.only != "stalls")
+        throw WrongUse("--place is for --only stalls.");
     asked.from = parser.value("from").toStdString();
     asked.against = parser.value("against").toStdString();
     asked.page = parser.value("write-docs").toStdString();

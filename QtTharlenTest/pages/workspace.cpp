@@ -4,6 +4,7 @@
 // line would lose most of them: lines are painted some at a time, and at once where the browser comes up or changes its
 // size.
 #include <QListWidget>
+#include <QTextDocument>
 
 #include "handon.h"
 #include "pages/pages.h"
@@ -26,7 +27,6 @@ public:
         auto* const filter = new PaintAtOnce(browser);
         filter->setObjectName("paintAtOnce");
         browser->installEventFilter(filter);
-        browser->document()->setDocumentLayout(new RecordLayout(browser->document()));
     }
     bool eventFilter(QObject* watched, QEvent* event) override {
         auto* const browser = static_cast<QTextBrowser*>(watched);
@@ -45,6 +45,11 @@ private:
     explicit PaintAtOnce(QTextBrowser* browser) : QObject(browser) {}
 };
 
+void layOutByNumber(QTextDocument* record) {
+    if (!dynamic_cast<RecordLayout*>(record->documentLayout()))
+        record->setDocumentLayout(new RecordLayout(record));
+}
+
 /// A red ground of the page's row, since a record goes on behind any other page.
 void markRecording(qtTharlenTest& window, bool recording) {
     for (QListWidgetItem* row : window.ui.listWidget->findItems("Workspace Test", Qt::MatchExactly)) {
@@ -59,6 +64,7 @@ void markRecording(qtTharlenTest& window, bool recording) {
 void qtTharlenTest::startWorkspaceRecord() {
     startNewTimer(*this, posRecordTimer, &qtTharlenTest::recordWorkspace, kRecordPeriod);
     PaintAtOnce::watch(ui.textBrowser_2);
+    layOutByNumber(ui.textBrowser_2->document());
     markRecording(*this, true);
     handOn(ui.startRecord, ui.stopRecord);
 }

@@ -196,7 +196,8 @@ private slots:
         QVERIFY(!resolutionTestTimer && !posRecordTimer);
     }
 
-    // Forty million pixels down, which are more than an hour's: lines are painted, found under the mouse and selected.
+    // Forty million pixels down, further than coordinates of few bits reach: lines are painted, found under the mouse
+    // and selected.
     void aLongRecordCanBeReadToItsEnd() {
         go("Performance Testing");
         page("Workspace Test");
