@@ -2,6 +2,7 @@
 #include <QCoreApplication>
 
 #include "application.h"
+#include "driverahead.h"
 #include "looks.h"
 #include "qttharlentest.h"
 #include "sharedhome.h"
@@ -13,6 +14,7 @@ int main(int argc, char** argv) {
     const QuitOnSignals ending;
     speakReadOuts();
     try {
+        const DriverAhead driver;
         qtTharlenTest window;
         fitToScreen(window);
         window.show();

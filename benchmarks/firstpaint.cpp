@@ -9,6 +9,7 @@
 #include <cstring>
 #include <memory>
 
+#include "driverahead.h"
 #include "qttharlentest.h"
 
 namespace {
@@ -45,8 +46,10 @@ int main(int argc, char** argv) {
     }
     alarm(30);
     QApplication application(argc, argv);
+    std::unique_ptr<DriverAhead> driver;  // as the application's own main() has it
     std::unique_ptr<QMainWindow> window;
     if (std::strcmp(argv[1], "window") == 0) {
+        driver = std::make_unique<DriverAhead>();
         window = std::make_unique<qtTharlenTest>();
     } else {
         window = std::make_unique<QMainWindow>();
