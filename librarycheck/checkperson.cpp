@@ -8,11 +8,13 @@
 namespace librarycheck {
 namespace {
 
-constexpr double kMostCommand = 0.3;  ///< of that
-constexpr double kMostForce = 0.6;    ///< of the nominal maximum
-constexpr int kSteps = 30;            ///< of a rising command
-constexpr double kStep = 20.0;        ///< ms
-constexpr double kSettle = 200.0;     ///< ms after a command
+constexpr double kMostCommand = 0.3;        ///< of that
+constexpr double kMostForce = 0.6;          ///< of the nominal maximum
+constexpr int kSteps = 30;                  ///< of a rising command
+constexpr double kStep = 20.0;              ///< ms
+constexpr double kSettle = 200.0;           ///< ms after a command
+constexpr double kHalfShake = 0.01;         ///< s one way
+constexpr std::int64_t kStale = 500000000;  ///< ns that a command stands without being renewed
 constexpr double kMotionSeconds = 6.0;
 constexpr const char* kAxisNames[] = {"x", "y", "z"};
 
@@ -218,7 +220,8 @@ std::string motion(Bench& bench) {
 
 // --- Motion by the motors --------------------------------------------------------------------------
 
-/// The amplifiers on and a command standing, till the end of its life.
+/// The amplifiers on and a command standing, till the end of its life. The tick takes back a command that is not
+/// renewed, as where a read of the library hangs.
 class Drive {
 public:
     explicit Drive(Bench& bench) : bench_(bench), device(bench), loop_(bench.lib, device.id, [this] { command(); }) {
@@ -243,7 +246,7 @@ public:
         clear();
         sleepFor(kSettle);
     }
-    enum Kind { Dac, Force, Force6 };
+    enum Kind { Dac, Force, Force6, Shake };
     /// Raises one place of the command to `most`, and takes it back once `moved` says so. Whether it did.
     template <typename Moved>
     bool raise(Kind kind, std::size_t place, double most, Moved moved) {
@@ -252,6 +255,7 @@ public:
         bool enough = false;
         for (int step = 1; step <= kSteps && !enough; ++step) {
             values_[place] = static_cast<float>(most * step / kSteps);
+            renewed_ = nanoseconds();
             sleepFor(kStep);
             loop_.wait(0);
             enough = moved();
@@ -259,13 +263,16 @@ public:
         clear();
         return enough;
     }
-    /// Runs motors to and fro so fast that nothing moves.
+    /// Runs motors to and fro so fast that nothing moves: the ticks turn the sign, however late this thread is.
     void shake(double seconds) {
-        kind_ = Dac;
-        for (int half = 0; half < static_cast<int>(seconds * 100); ++half) {
+        settle();
+        kind_ = Shake;
+        const std::int64_t until = nanoseconds() + static_cast<std::int64_t>(seconds * 1e9);
+        while (nanoseconds() < until) {
+            renewed_ = nanoseconds();
             for (std::size_t i = 0; i < 3; ++i)
-                values_[i] = static_cast<float>((half % 2 ? 1 : -1) * kMostCommand * kDacMost);
-            sleepFor(10);
+                values_[i] = static_cast<float>(kMostCommand * kDacMost);
+            sleepFor(kStep);
         }
         settle();
     }
@@ -279,13 +286,16 @@ public:
 
 private:
     void command() {
+        if (nanoseconds() - renewed_ > kStale)
+            clear();
+        const bool back = kind_ == Shake && ticks_++ / std::lround(kHalfShake * bench_.options.rate) % 2 == 1;
         float force[6];
         long dac[6];
         for (std::size_t i = 0; i < 6; ++i) {
             force[i] = values_[i];
-            dac[i] = std::lround(values_[i]);
+            dac[i] = std::lround(back ? -force[i] : force[i]);
         }
-        if (kind_ == Dac)
+        if (kind_ == Dac || kind_ == Shake)
             bench_.lib.command_motor_dac_values(device.id, dac);
         else if (kind_ == Force)
             bench_.lib.send_tharlen_force(device.id, force);
@@ -295,6 +305,8 @@ private:
 
     std::atomic<int> kind_{Dac};
     std::array<std::atomic<float>, 6> values_{};
+    std::atomic<std::int64_t> renewed_{0};  ///< ns
+    long ticks_ = 0;                        ///< of a shake, on the servo thread
     RunningLoop loop_;
 };
 
@@ -434,6 +446,9 @@ std::string heat(Bench& bench) {
     const auto temperature = now(bench, drive.device, "get_tharlen_temp_6dof");
     const auto scale = now(bench, drive.device, "get_tharlen_temp_normalized_6dof");
     drive.shake(4.0);
+    bool on = false;
+    drive.inTick([&] { on = bench.lib.is_tharlen_forces_enabled(drive.device.id) != 0; });
+    demand(on, "the amplifiers went off meanwhile");
     const auto warmer = difference(now(bench, drive.device, "get_tharlen_temp_6dof"), temperature);
     const auto higher = difference(now(bench, drive.device, "get_tharlen_temp_normalized_6dof"), scale);
     for (std::size_t i = 0; i < 3; ++i)
