@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "application.h"
+#include "driverahead.h"
 #include "looks.h"
 #include "qttharlentest.h"
 #include "session.h"
@@ -23,6 +24,7 @@ int certifyDevice(int argc, char** argv, const QString& keptFile) {
     speakReadOuts();
     try {
         const Kept before = readKept(keptFile);
+        const DriverAhead driver;
         qtTharlenTest window;
         std::unique_ptr<BenchSession> session;
         StartDialog dialog(window, before);
