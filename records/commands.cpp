@@ -14,7 +14,11 @@ namespace {
 
 QString verdictOf(const Run& run) { return !run.understood ? "not understood" : run.pass ? "PASS" : "FAIL"; }
 
-QString quoted(QString text) { return '"' + text.replace('"', "\"\"") + '"'; }
+/// A cell of CSV. An apostrophe stands before what a spreadsheet would take for a formula: anybody may have typed it.
+QString cell(QString text) {
+    const bool isFormula = !text.isEmpty() && QString("=+-@\t\r").contains(text[0]);
+    return '"' + QString(isFormula ? "'" : "") + text.replace('"', "\"\"") + '"';
+}
 
 QJsonObject spanJson(const Span& span) { return {{"low", span.low}, {"high", span.high}}; }
 
@@ -170,7 +174,7 @@ int exportCsv(Store& store, const Choice& choice, QTextStream& out) {
             << run.understood << "," << run.pass;
         for (const QString& text :
              {run.date, run.device, run.serial, run.operatorName, run.model, run.interfaceName, run.failed, run.why})
-            out << "," << quoted(text);
+            out << "," << cell(text);
         for (const auto* spans : {&run.counts, &run.dac})
             for (const std::optional<Span>& span : *spans)
                 out << "," << (span ? QString::number(span->low, 'g', 12) : QString()) << ","

@@ -3,6 +3,7 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QLockFile>
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cmath>
@@ -97,22 +98,46 @@ QString takeChoice(const QCommandLineParser& parser, Choice& choice) {
     return whole && (choice.newest > 0 || !parser.isSet("newest")) ? QString() : "--newest takes a number above 0";
 }
 
+const QStringList kChoice{"serial", "device", "model", "operator", "verdict", "since", "until", "newest"};
+const QStringList kPageChoice = kChoice.mid(0, kChoice.size() - 1);  // a page is of all runs of a choice
+
+const struct Command {
+    const char* name;
+    int least, most;  ///< words after it
+    QStringList options;
+    bool stores = false;
+} kCommands[] = {{"keep", 0, 0, {"with"}, true},
+                 {"import", 1, INT_MAX, {}, true},
+                 {"list", 0, 0, kChoice},
+                 {"show", 1, 1, {"json"}},
+                 {"export", 0, 0, kChoice + QStringList{"json-lines"}},
+                 {"page", 0, 0, kPageChoice},
+                 {"trend", 1, 1, kChoice},
+                 {"compare", 2, 2, {}},
+                 {"gauge", 1, 1, kChoice + QStringList{"tolerance"}},
+                 {"verify", 0, 0, {}}};
+
+const Command* commandNamed(const QString& name) {
+    const auto* const found = std::find_if(std::begin(kCommands), std::end(kCommands),
+                                           [&](const Command& command) { return name == command.name; });
+    return found == std::end(kCommands) ? nullptr : found;
+}
+
 /// An empty text where the command is one, with what it needs.
 QString mistakeIn(const QString& command, const QStringList& words, const QCommandLineParser& parser) {
-    static const QHash<QString, int> needs{{"keep", 0}, {"import", 1}, {"list", 0},  {"show", 1},    {"export", 0},
-                                           {"page", 0}, {"verify", 0}, {"trend", 1}, {"compare", 2}, {"gauge", 1}};
-    const int least = needs.value(command, INT_MAX), most = command == "import" ? INT_MAX : least;
+    const Command* const known = commandNamed(command);
     bool number = true;
     if (command == "show")
         words.value(0).toLongLong(&number);
-    if (!number || words.size() < least || words.size() > most)
+    if (!known || !number || words.size() < known->least || words.size() > known->most)
         return "no such command; nolva-records --help tells what there is";
+    for (const QString& option : parser.optionNames())
+        if (option != "db" && !known->options.contains(option))
+            return QString("%1 takes no --%2").arg(command, option);
     if ((command == "trend" || command == "gauge") && !measureNamed(words[0]))
         return "a quantity is counts-1 to counts-6 or dac-1 to dac-6, one end of it counts-1-low or counts-1-high";
     if (parser.isSet("with") && (parser.value("with").toInt(&number) <= 0 || !number))
         return "--with takes a number above 0, that of a process";
-    if (command == "page" && parser.isSet("newest"))
-        return "a page is of all runs of a choice: it takes no --newest";
     const double tolerance = parser.isSet("tolerance") ? parser.value("tolerance").toDouble(&number) : 1;
     return number && std::isfinite(tolerance) && tolerance > 0 ? QString() : "--tolerance takes a number above 0";
 }
@@ -142,8 +167,7 @@ int main(int argc, char** argv) {
     QCoreApplication application(argc, argv);
     QCommandLineParser parser;
     parser.addOption({"db", "", "where"});
-    for (const char* name :
-         {"serial", "device", "model", "operator", "verdict", "since", "until", "newest", "with", "tolerance"})
+    for (const QString& name : kChoice + QStringList{"with", "tolerance"})
         parser.addOption({name, "", name});
     parser.addOptions({{"json", ""}, {"json-lines", ""}, {"help", ""}});
     if (!parser.parse(QCoreApplication::arguments()))
@@ -167,7 +191,13 @@ int main(int argc, char** argv) {
         const QString where = storeNamed(parser.value("db"));
         if (command == "keep")
             return keep(where, parser.value("with").toInt());
-        Store store(where);
+        // Reading makes no file, so that a mistyped name does not look like records that are there.
+        const bool nothingThere = !commandNamed(command)->stores && isMissingFile(where);
+        if (nothingThere)
+            say(plain(where) + " is not there: nothing was kept in it");
+        if (nothingThere && command == "verify")
+            return 1;
+        Store store(nothingThere ? QString() : where);
         QFile standard;
         standard.open(stdout, QIODevice::WriteOnly);
         QTextStream out(&standard);

@@ -156,6 +156,12 @@ QString storeNamed(const QString& wanted) {
     return home + "/logs/records.sqlite";
 }
 
+static bool isPostgresAddress(const QString& where) {
+    return where.startsWith("postgresql://") || where.startsWith("postgres://");
+}
+
+bool isMissingFile(const QString& where) { return !isPostgresAddress(where) && !QFileInfo::exists(where); }
+
 Store::Store(const QString& where, int patienceMs) {
     static int connections = 0;
     name_ = QString("records-%1").arg(++connections);
@@ -178,7 +184,7 @@ Store::~Store() {
 }
 
 void Store::open(const QString& where, int patienceMs) {
-    postgres_ = where.startsWith("postgresql://") || where.startsWith("postgres://");
+    postgres_ = isPostgresAddress(where);
     database_ = QSqlDatabase::addDatabase(postgres_ ? "QPSQL" : "QSQLITE", name_);
     if (!database_.isValid())
         throw StoreError(postgres_ ? "the driver for PostgreSQL is missing (package libqt5sql5-psql)"
@@ -207,7 +213,7 @@ void Store::open(const QString& where, int patienceMs) {
             "tcp_user_timeout=30000");
     } else {
         const QFileInfo file(where);
-        if (!file.exists()) {
+        if (!where.isEmpty() && !file.exists()) {
             if (!QDir().mkpath(file.absolutePath()))
                 throw StoreError(file.absolutePath() + " cannot be made");
             QFile fresh(where);
@@ -215,7 +221,7 @@ void Store::open(const QString& where, int patienceMs) {
             if (!fresh.open(QIODevice::Append) || !fresh.setPermissions(QFile::ReadOwner | QFile::WriteOwner))
                 throw StoreError(where + ": " + fresh.errorString());
         }
-        database_.setDatabaseName(where);
+        database_.setDatabaseName(where.isEmpty() ? ":memory:" : where);
         database_.setConnectOptions(QString("QSQLITE_BUSY_TIMEOUT=%1").arg(patienceMs));
     }
     if (!database_.open())

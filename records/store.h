@@ -59,7 +59,8 @@ class Store {
 public:
     /// A file, made as the user's alone and its folder where they are missing, or postgresql://user@host:port/database;
     /// the password comes from where that database's own tools have it. Brings older tables up to date. `patienceMs`:
-    /// how long a statement waits for another program that writes into the same file.
+    /// how long a statement waits for another program that writes into the same file. Of no name: an empty one, which
+    /// ends with this object.
     explicit Store(const QString& where, int patienceMs = 10000);
     ~Store();
     Store(const Store&) = delete;
@@ -108,5 +109,7 @@ private:
 
 /// Of the command line, the environment (NOLVA_RECORDS), or $KNDD_HOME/logs/records.sqlite; throws where none is named.
 QString storeNamed(const QString& wanted);
+/// Whether it is a file that is not there yet.
+bool isMissingFile(const QString& where);
 
 }  // namespace records
