@@ -77,7 +77,7 @@ Asked askedFor(int argc, char** argv, const std::string& ownFile) {
     parser.addOption({"from", "Measures nothing and takes the figures of a file.", "file.json"});
     parser.addOption({"against", "Tells what got better or worse than in an earlier file.", "old.json"});
     parser.addOption({"write-docs", "Writes the figures between the markers of a page.", "page.md"});
-    parser.addHelpOption();
+    parser.addOption({{"h", "help"}, "Tells this."});
     parser.addPositionalArgument("file", "Where the figures go as JSON, " + QString::fromStdString(ownFile) + '.',
                                  "[file.json]");
     QStringList arguments;
@@ -86,6 +86,7 @@ Asked askedFor(int argc, char** argv, const std::string& ownFile) {
     if (!parser.parse(arguments))
         throw WrongUse(parser.errorText().toStdString());
     if (parser.isSet("help")) {
+        const QCoreApplication application(argc, argv);  // the text takes the program's name from it
         std::printf("%s\n%s", qPrintable(parser.helpText()), topicList().c_str());
         std::exit(0);
     }
