@@ -15,7 +15,7 @@ namespace {
 
 constexpr int kStops = 1000;
 constexpr double kStopSeconds = 45;  ///< for them: how long a start takes is the library's
-constexpr double kRateSeconds = 0.7, kChangeSeconds = 0.4;
+constexpr double kRateSeconds = 0.7;
 constexpr int kRateTries = 3;
 constexpr double kMostLost = 0.03;  ///< of the periods, on a machine that loses none itself
 constexpr double kBusy = 0.1;       ///< of the periods lost by the machine itself: it tells nothing of a library
@@ -166,7 +166,13 @@ public:
         quit_ = true;
         thread_.join();
         thread_ = std::thread([] {});
+        ended_ = nanoseconds();
         return times_;
+    }
+    /// Of the periods from the start to the end, 0 to 1.
+    double lostShare() const {
+        const double periods = static_cast<double>(ended_ - started_) / static_cast<double>(period_);
+        return std::max(0.0, 1.0 - static_cast<double>(times_.size()) / periods);
     }
 
 private:
@@ -184,7 +190,8 @@ private:
         }
     }
 
-    const std::int64_t period_;
+    const std::int64_t period_, started_ = nanoseconds();
+    std::int64_t ended_ = 0;
     std::atomic<bool> quit_{false};
     std::vector<std::int64_t> times_;
     std::thread thread_;
@@ -204,7 +211,7 @@ std::string judged(Bench& bench, const std::vector<std::int64_t>& times, Machine
         text("%.1f Hz, %d ticks and %d lost, %.0f us off the grid; this machine: %d ticks and %d lost, %.0f us", r.rate,
              r.ticks, r.lost, r.lateness, given.ticks, given.lost, given.lateness);
     const double lost = static_cast<double>(r.lost) / std::max(1, r.ticks + r.lost);
-    const double usual = static_cast<double>(given.lost) / std::max(1, given.ticks + given.lost);
+    const double usual = machine.lostShare();
     const bool kept = std::abs(r.rate / rate - 1.0) < 0.01 && lost < kMostLost + 3.0 * usual;
     if (usual > kBusy && (!kept || lost >= kMostLost))
         throw MachineBusy(seen);
@@ -255,7 +262,7 @@ std::string rateChanges(Bench& bench) {
         sleepFor(100);
         const auto before = static_cast<std::ptrdiff_t>(loop.times().size());
         MachineClock machine(2000);
-        sleepFor(1000.0 * kChangeSeconds);
+        sleepFor(400);
         const std::size_t given = machine.end().size();
         const std::vector<std::int64_t> times = loop.times();
         const std::vector<std::int64_t> after(times.begin() + before, times.end());
@@ -264,7 +271,7 @@ std::string rateChanges(Bench& bench) {
             text("from 1000 to 2000 Hz: %.1f Hz, %zu ticks where this machine gives %zu", hertz, after.size(), given);
         // Ticks of the old rate lie on the grid of the new one as well. How even they are is another promise's.
         const bool enough = static_cast<double>(after.size()) > 0.75 * static_cast<double>(given);
-        if (static_cast<double>(given) < (1.0 - kBusy) * kChangeSeconds * 2000)
+        if (machine.lostShare() > kBusy)
             throw MachineBusy(seen);
         demand(enough && std::abs(hertz / 2000.0 - 1.0) < 0.05, "%s", seen.c_str());
         return seen;

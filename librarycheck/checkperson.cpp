@@ -8,13 +8,13 @@
 namespace librarycheck {
 namespace {
 
-constexpr double kMostCommand = 0.3;        ///< of that
-constexpr double kMostForce = 0.6;          ///< of the nominal maximum
-constexpr int kSteps = 30;                  ///< of a rising command
-constexpr double kStep = 20.0;              ///< ms
-constexpr double kSettle = 200.0;           ///< ms after a command
-constexpr double kHalfShake = 0.01;         ///< s one way
-constexpr std::int64_t kStale = 500000000;  ///< ns that a command stands without being renewed
+constexpr double kMostCommand = 0.3;         ///< of that
+constexpr double kMostForce = 0.6;           ///< of the nominal maximum
+constexpr int kSteps = 30;                   ///< of a rising command
+constexpr double kStep = 20.0;               ///< ms
+constexpr double kSettle = 200.0;            ///< ms after a command
+constexpr double kHalfShake = 0.01;          ///< s one way
+constexpr std::int64_t kStale = 1000000000;  ///< ns that a command stands without being renewed
 constexpr double kMotionSeconds = 6.0;
 constexpr const char* kAxisNames[] = {"x", "y", "z"};
 
@@ -254,8 +254,8 @@ public:
         kind_ = kind;
         bool enough = false;
         for (int step = 1; step <= kSteps && !enough; ++step) {
+            renew();
             values_[place] = static_cast<float>(most * step / kSteps);
-            renewed_ = nanoseconds();
             sleepFor(kStep);
             loop_.wait(0);
             enough = moved();
@@ -269,7 +269,7 @@ public:
         kind_ = Shake;
         const std::int64_t until = nanoseconds() + static_cast<std::int64_t>(seconds * 1e9);
         while (nanoseconds() < until) {
-            renewed_ = nanoseconds();
+            renew();
             for (std::size_t i = 0; i < 3; ++i)
                 values_[i] = static_cast<float>(kMostCommand * kDacMost);
             sleepFor(kStep);
@@ -285,9 +285,18 @@ public:
     const OpenDevice device;
 
 private:
+    /// NotTried where the tick has taken the command back: it does not come again at once, and as high.
+    void renew() {
+        if (takenBack_)
+            throw NotTried("a command stood for a second without being renewed, and was taken back");
+        renewed_ = nanoseconds();
+    }
     void command() {
-        if (nanoseconds() - renewed_ > kStale)
+        if (nanoseconds() - renewed_ > kStale
+            && std::any_of(values_.begin(), values_.end(), [](float v) { return v; })) {
+            takenBack_ = true;
             clear();
+        }
         const bool back = kind_ == Shake && ticks_++ / std::lround(kHalfShake * bench_.options.rate) % 2 == 1;
         float force[6];
         long dac[6];
@@ -306,7 +315,8 @@ private:
     std::atomic<int> kind_{Dac};
     std::array<std::atomic<float>, 6> values_{};
     std::atomic<std::int64_t> renewed_{0};  ///< ns
-    long ticks_ = 0;                        ///< of a shake, on the servo thread
+    std::atomic<bool> takenBack_{false};
+    long ticks_ = 0;  ///< of a shake, on the servo thread
     RunningLoop loop_;
 };
 

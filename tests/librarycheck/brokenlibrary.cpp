@@ -3,6 +3,7 @@
 #include <dlfcn.h>
 #include <pthread.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cmath>
@@ -209,10 +210,12 @@ int unfiltered_device_fault(int id) {
 // A motor that is wired the wrong way round: forces do not know of it, nor does what reads a command back.
 namespace {
 std::atomic<bool> byCounts{false};
+std::atomic<bool> commanded{false};  // by counts, not all zero
 thread_local bool withTorques = false;
 }  // namespace
 int command_motor_dac_values(int id, const long dac[6]) {
     byCounts = true;
+    commanded = std::any_of(dac, dac + 6, [](long counts) { return counts != 0; });
     if (breaks("crashes_driven", id) && dac[0] != 0 && HEALTHY(is_tharlen_forces_enabled)(id))
         std::abort();
     const long turned[6] = {dac[0], breaks("wrong_sign") ? -dac[1] : dac[1], dac[2], dac[3], dac[4], dac[5]};
@@ -228,6 +231,16 @@ int send_tharlen_force_6dof(int id, const float force[6]) {
     const int status = HEALTHY(send_tharlen_force_6dof)(id, force);
     withTorques = false;
     return status;
+}
+/// Once it takes two seconds while a command stands; a command that still does then ends the process.
+int get_encoder_values(int id, long encoders[6]) {
+    static std::atomic<bool> slow{true};
+    if (breaks("hangs_driven", id) && !onServoThread() && commanded && slow.exchange(false)) {
+        pause(2000);
+        if (commanded)
+            std::abort();
+    }
+    return HEALTHY(get_encoder_values)(id, encoders);
 }
 int get_last_motor_dac_values(int id, long dac[6]) {
     const int result = HEALTHY(get_last_motor_dac_values)(id, dac);

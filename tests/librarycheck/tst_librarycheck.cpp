@@ -148,6 +148,7 @@ const struct {
      "wrong_jacobian twice_as_fast still_registers other_way crashes_driven",
      "sensors.jacobian sensors.velocities sensors.counters sensors.registers sensors.directions motors.directions",
      "% off", 48, kBroken, kPerson},
+    {"a read that hangs while a command stands", "hangs_driven", "", "", 55, kBroken, kPerson, "was taken back"},
     {"the simulated arm", "", "", "", 48, SIMULATED_LIBRARY,
      kDevice + QStringList{"--device", "Corvale LAN", "--device", "Stelmar 6DOF Scissor"}},
     {"the example", "", "", "", 15, EXAMPLE_LIBRARY, {}},
